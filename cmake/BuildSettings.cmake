@@ -1,0 +1,36 @@
+# One interface target carries what every translation unit of the project is compiled with.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)  # NBI_EXPORT makes a class visible
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+
+add_library(nbi_warnings INTERFACE)
+target_compile_options(nbi_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(NBIUTIL_WERROR)
+    target_compile_options(nbi_warnings INTERFACE -Werror)
+endif()
+
+if(NBIUTIL_SANITIZE)
+    add_compile_options(-fsanitize=${NBIUTIL_SANITIZE} -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${NBIUTIL_SANITIZE})
+    if(NBIUTIL_SANITIZE MATCHES undefined)
+        add_compile_options(-fno-sanitize-recover=undefined)
+    endif()
+    if(NBIUTIL_FUZZ)
+        add_compile_options(-fsanitize=fuzzer-no-link)
+    endif()
+endif()
+
+add_library(nbi_build INTERFACE)
+target_include_directories(nbi_build INTERFACE
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/host/include>
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
+target_link_libraries(nbi_build INTERFACE nbi_warnings PkgConfig::ACE Threads::Threads)

@@ -1,0 +1,28 @@
+/// \file
+/// Wiping of secrets, in one place. An optimiser drops stores to memory that is about to be freed: gcc does
+/// so with a memset before free, clang with a plain loop before delete[]. explicit_bzero is exempt by
+/// contract; the fill with a mask character gets the same exemption from the empty asm, which claims to read
+/// the bytes.
+#pragma once
+
+#include <string.h>
+
+#include <cstddef>
+#include <string>
+
+namespace NS_UTIL {
+
+/// Overwrites \p nCount bytes with zeros.
+inline void WipeBytes(void* pBytes, std::size_t nCount)
+{
+    if (nCount > 0) explicit_bzero(pBytes, nCount);
+}
+
+/// Overwrites every character of \p text with \p mask; the length stays.
+inline void MaskText(std::string& text, char mask)
+{
+    for (char& character : text) character = mask;
+    asm volatile("" : : "r"(text.data()) : "memory");
+}
+
+}  // namespace NS_UTIL

@@ -1,0 +1,1 @@
+nbi_test(log/log_test.cpp)

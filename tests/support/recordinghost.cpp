@@ -1,0 +1,454 @@
+#include "support/recordinghost.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+
+#include "nbihost/bundlemgr.h"
+#include "nbihost/cipher.h"
+#include "nbihost/corbaconfigitems.h"
+#include "nbihost/logservice.h"
+#include "nbihost/objectschema.h"
+#include "nbihost/trim.h"
+#include "nbiutil/processexception.h"
+#include "support/annexkfaults.h"
+
+namespace nbitest {
+namespace {
+
+constexpr int LOG_INTERFACE = 7;
+
+struct CfgFile {
+    std::vector<NS_BUNDLEMGR1::NameValueStru> m_Pairs;
+    bool m_bResult = true;
+};
+
+struct State {
+    std::vector<LogLine> m_Logs;
+    std::vector<std::vector<std::string>> m_FactoryCalls;
+    std::vector<std::string> m_CfgFilesRead;
+    std::vector<unsigned int> m_CipherSelectors;
+    std::map<std::string, int> m_Ints;
+    std::map<std::string, std::string> m_Strs;
+    std::map<std::string, CfgFile> m_CfgFiles;
+    std::string m_Root;
+    std::size_t m_nServiceLookups = 0;
+    int m_nEncryptResult = 0;
+    int m_nDecryptResult = 0;
+    bool m_bLogRegistered = true;
+    bool m_bInterfaceForgotten = false;
+    bool m_bForeignService = false;
+    bool m_bFailFactory = false;
+    bool m_bFailCalls = false;
+};
+
+std::mutex g_Mutex;
+State g_State;  // guarded by g_Mutex
+std::atomic<int> g_nFrameworkState{0};
+std::atomic<std::size_t> g_nStateQueries{0};
+std::atomic<bool> g_bKeepLogs{true};
+
+using Lock = std::lock_guard<std::mutex>;
+
+std::string Format(const char* pFormat, std::va_list args)
+{
+    std::va_list again;
+    va_copy(again, args);
+    const int nLength = std::vsnprintf(nullptr, 0, pFormat, again);
+    va_end(again);
+    if (nLength < 0) return "<bad format>";
+    std::string text(static_cast<std::size_t>(nLength), '\0');
+    std::vsnprintf(&text[0], text.size() + 1, pFormat, args);
+    return text;
+}
+
+class RecordingLog : public NS_LOG_SERVICE1::LogSvcInterface {
+public:
+    LogSvcInterface* CreateLogger(const char* pBundle, const char* pModel, const char* pLevel) override
+    {
+        Lock lock(g_Mutex);
+        g_State.m_FactoryCalls.push_back({pBundle, pModel, pLevel});
+        if (g_State.m_bFailFactory) throw std::runtime_error("no logger");
+        return this;
+    }
+
+    void LogV(const char* pFile, const char* pFunction, int nLine, int nLevel, const char* pFormat,
+              std::va_list args) override
+    {
+        if (!g_bKeepLogs) return;
+        LogLine line;
+        line.m_File = pFile;
+        line.m_Function = pFunction;
+        line.m_nLine = nLine;
+        line.m_nLevel = nLevel;
+        line.m_Text = Format(pFormat, args);
+        line.m_nThread = static_cast<unsigned long>(pthread_self());
+        Lock lock(g_Mutex);
+        g_State.m_Logs.push_back(std::move(line));
+        if (g_State.m_bFailCalls) throw std::runtime_error("log service failed");
+    }
+};
+
+class ForeignService : public NS_BUNDLEMGR1::ServiceInterface {};
+
+// Deliberate: never deleted. The library caches the pointer for the life of the process.
+RecordingLog& Log()
+{
+    static auto* pLog = new RecordingLog;
+    return *pLog;
+}
+
+class RecordingBundleMgr : public NS_BUNDLEMGR1::BundleMgr {
+public:
+    int GetState() override
+    {
+        ++g_nStateQueries;
+        return g_nFrameworkState;
+    }
+
+    NS_BUNDLEMGR1::ServiceInterface* GetService(int nInterface) override
+    {
+        static ForeignService foreign;
+        Lock lock(g_Mutex);
+        ++g_State.m_nServiceLookups;
+        if (nInterface != LOG_INTERFACE || !g_State.m_bLogRegistered) {
+            throw NS_UTIL::InterfaceNotExistException();
+        }
+        if (g_State.m_bForeignService) return &foreign;
+        return &Log();
+    }
+};
+
+std::string HexOf(const std::string& plain)
+{
+    std::string text;
+    for (const char byte : plain) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02x",
+                      static_cast<unsigned int>(static_cast<unsigned char>(byte)));
+        text += digits;
+    }
+    return text;
+}
+
+bool BytesOf(const std::string& hex, std::string& plain)
+{
+    if (hex.empty() || hex.size() % 2 != 0) return false;
+    if (hex.find_first_not_of("0123456789abcdef") != std::string::npos) return false;
+    for (std::size_t i = 0; i < hex.size(); i += 2) {
+        plain += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+    }
+    return true;
+}
+
+bool IsBlank(char character)
+{
+    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& out, const LogLine& line)
+{
+    return out << line.m_File << ':' << line.m_nLine << " (" << line.m_Function << ", level " << line.m_nLevel
+               << ") \"" << line.m_Text << '"';
+}
+
+RecordingHost::RecordingHost()
+{
+    Lock lock(g_Mutex);
+    g_State = State{};
+    g_nFrameworkState = 0;
+    g_nStateQueries = 0;
+    g_bKeepLogs = true;
+    annexk::g_Faults.Clear();
+}
+
+RecordingHost::~RecordingHost() = default;
+
+std::vector<LogLine> RecordingHost::Logs() const
+{
+    Lock lock(g_Mutex);
+    return g_State.m_Logs;
+}
+
+std::vector<LogLine> RecordingHost::LogsOf(const std::string& file) const
+{
+    std::vector<LogLine> found;
+    for (const LogLine& line : Logs()) {
+        if (line.m_File == file) found.push_back(line);
+    }
+    return found;
+}
+
+std::vector<LogLine> RecordingHost::LogsAt(const std::string& file, int nLine) const
+{
+    std::vector<LogLine> found;
+    for (const LogLine& line : LogsOf(file)) {
+        if (line.m_nLine == nLine) found.push_back(line);
+    }
+    return found;
+}
+
+void RecordingHost::ClearLogs()
+{
+    Lock lock(g_Mutex);
+    g_State.m_Logs.clear();
+}
+
+void RecordingHost::RegisterLogService(bool bRegistered)
+{
+    Lock lock(g_Mutex);
+    g_State.m_bLogRegistered = bRegistered;
+}
+
+void RecordingHost::ForgetLogInterface(bool bForgotten)
+{
+    Lock lock(g_Mutex);
+    g_State.m_bInterfaceForgotten = bForgotten;
+}
+
+void RecordingHost::RegisterForeignService(bool bForeign)
+{
+    Lock lock(g_Mutex);
+    g_State.m_bForeignService = bForeign;
+}
+
+void RecordingHost::FailLogFactory(bool bFail)
+{
+    Lock lock(g_Mutex);
+    g_State.m_bFailFactory = bFail;
+}
+
+void RecordingHost::FailLogCalls(bool bFail)
+{
+    Lock lock(g_Mutex);
+    g_State.m_bFailCalls = bFail;
+}
+
+std::vector<std::vector<std::string>> RecordingHost::FactoryCalls() const
+{
+    Lock lock(g_Mutex);
+    return g_State.m_FactoryCalls;
+}
+
+std::size_t RecordingHost::ServiceLookups() const
+{
+    Lock lock(g_Mutex);
+    return g_State.m_nServiceLookups;
+}
+
+void RecordingHost::KeepLogs(bool bKeep)
+{
+    g_bKeepLogs = bKeep;
+}
+
+void RecordingHost::SetState(int nState)
+{
+    g_nFrameworkState = nState;
+}
+
+std::size_t RecordingHost::StateQueries() const
+{
+    return g_nStateQueries;
+}
+
+void RecordingHost::SetInt(const std::string& name, int nValue)
+{
+    Lock lock(g_Mutex);
+    g_State.m_Ints[name] = nValue;
+}
+
+void RecordingHost::SetStr(const std::string& name, const std::string& value)
+{
+    Lock lock(g_Mutex);
+    g_State.m_Strs[name] = value;
+}
+
+void RecordingHost::SetRoot(const std::string& root)
+{
+    Lock lock(g_Mutex);
+    g_State.m_Root = root;
+}
+
+void RecordingHost::SetCfgFile(const std::string& path,
+                               const std::vector<NS_BUNDLEMGR1::NameValueStru>& pairs, bool bResult)
+{
+    Lock lock(g_Mutex);
+    g_State.m_CfgFiles[path] = CfgFile{pairs, bResult};
+}
+
+std::vector<std::string> RecordingHost::CfgFilesRead() const
+{
+    Lock lock(g_Mutex);
+    return g_State.m_CfgFilesRead;
+}
+
+void RecordingHost::SetEncryptResult(int nResult)
+{
+    Lock lock(g_Mutex);
+    g_State.m_nEncryptResult = nResult;
+}
+
+void RecordingHost::SetDecryptResult(int nResult)
+{
+    Lock lock(g_Mutex);
+    g_State.m_nDecryptResult = nResult;
+}
+
+std::vector<unsigned int> RecordingHost::CipherSelectors() const
+{
+    Lock lock(g_Mutex);
+    return g_State.m_CipherSelectors;
+}
+
+void RecordingHost::FailMemcpy(int nCalls)
+{
+    annexk::g_Faults.m_nMemcpy = nCalls;
+}
+void RecordingHost::FailMemset(int nCalls)
+{
+    annexk::g_Faults.m_nMemset = nCalls;
+}
+void RecordingHost::FailStrncpy(int nCalls)
+{
+    annexk::g_Faults.m_nStrncpy = nCalls;
+}
+void RecordingHost::FailSnprintf(int nCalls)
+{
+    annexk::g_Faults.m_nSnprintf = nCalls;
+}
+
+}  // namespace nbitest
+
+using nbitest::g_Mutex;
+using nbitest::g_State;
+using nbitest::Lock;
+
+namespace NS_BUNDLEMGR1 {
+
+ServiceInterface::~ServiceInterface() = default;
+
+NULLServiceInterface* NULLServiceInterface::m_pInstance = nullptr;
+NULLServiceInterface::NULLServiceInterface(std::string name) : m_Name(std::move(name))
+{
+}
+NULLServiceInterface::~NULLServiceInterface() = default;
+
+std::mutex& GlobalMutex()
+{
+    static std::mutex mutex;
+    return mutex;
+}
+
+int CheckIFBuf(const std::string& interfaceName)
+{
+    Lock lock(g_Mutex);
+    return interfaceName == "LogSvcInterface" && !g_State.m_bInterfaceForgotten ? nbitest::LOG_INTERFACE : -1;
+}
+
+BundleMgr::~BundleMgr() = default;
+
+BundleMgr* BundleMgr::Instance()
+{
+    static nbitest::RecordingBundleMgr manager;
+    return &manager;
+}
+
+CorbaConfigItems* CorbaConfigItems::Instance()
+{
+    static CorbaConfigItems items;
+    return &items;
+}
+
+bool CorbaConfigItems::GetIntItemInfo(const std::string& name, int& value)
+{
+    Lock lock(g_Mutex);
+    const auto found = g_State.m_Ints.find(name);
+    if (found == g_State.m_Ints.end()) return false;
+    value = found->second;
+    return true;
+}
+
+bool CorbaConfigItems::GetStrItemInfo(const std::string& name, std::string& value)
+{
+    Lock lock(g_Mutex);
+    const auto found = g_State.m_Strs.find(name);
+    if (found == g_State.m_Strs.end()) return false;
+    value = found->second;
+    return true;
+}
+
+bool GetAllCfgFrmFile(std::vector<NameValueStru>& pairs, const std::string& path, bool)
+{
+    Lock lock(g_Mutex);
+    g_State.m_CfgFilesRead.push_back(path);
+    const auto found = g_State.m_CfgFiles.find(path);
+    if (found == g_State.m_CfgFiles.end()) return false;
+    pairs.insert(pairs.end(), found->second.m_Pairs.begin(), found->second.m_Pairs.end());
+    return found->second.m_bResult;
+}
+
+std::string GetTAVOEnvironment()
+{
+    Lock lock(g_Mutex);
+    return g_State.m_Root;
+}
+
+std::string LTrim(const std::string& text)
+{
+    std::size_t nBegin = 0;
+    while (nBegin < text.size() && nbitest::IsBlank(text[nBegin])) ++nBegin;
+    return text.substr(nBegin);
+}
+
+std::string RTrim(const std::string& text)
+{
+    std::size_t nEnd = text.size();
+    while (nEnd > 0 && nbitest::IsBlank(text[nEnd - 1])) --nEnd;
+    return text.substr(0, nEnd);
+}
+
+std::string Trim(const std::string& text)
+{
+    return LTrim(RTrim(text));
+}
+
+}  // namespace NS_BUNDLEMGR1
+
+namespace NS_LOG_SERVICE1 {
+
+LogSvcInterface::~LogSvcInterface() = default;
+
+}  // namespace NS_LOG_SERVICE1
+
+void __SetDirty(ObjectSchema_T& schema, const char* pAttribute)
+{
+    schema.m_DirtyAttributes.insert(pAttribute);
+}
+
+int tavoAESCipher::encryptEx(const std::string& plain, std::string& cipher, unsigned int nSelector)
+{
+    Lock lock(g_Mutex);
+    g_State.m_CipherSelectors.push_back(nSelector);
+    cipher.clear();
+    if (g_State.m_nEncryptResult != 0) return g_State.m_nEncryptResult;
+    cipher = nbitest::HexOf(plain);
+    return 0;
+}
+
+int tavoAESCipher::decryptEx(const std::string& cipher, std::string& plain, unsigned int nSelector)
+{
+    Lock lock(g_Mutex);
+    g_State.m_CipherSelectors.push_back(nSelector);
+    plain.clear();
+    if (g_State.m_nDecryptResult != 0) return g_State.m_nDecryptResult;
+    return nbitest::BytesOf(cipher, plain) ? 0 : 1;
+}

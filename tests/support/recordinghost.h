@@ -1,0 +1,95 @@
+/// \file
+/// A host for tests: it records every log call, serves what a test sets, and makes each service fail on
+/// demand.
+#pragma once
+
+#include <cstddef>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "nbihost/cfgfile.h"
+
+namespace nbitest {
+
+/// One recorded log call, formatted.
+struct LogLine {
+    std::string m_File;
+    std::string m_Function;
+    int m_nLine = 0;
+    int m_nLevel = 0;
+    std::string m_Text;
+    unsigned long m_nThread = 0;  // pthread_self() of the caller
+
+    bool operator==(const LogLine& other) const
+    {
+        return m_File == other.m_File && m_Function == other.m_Function && m_nLine == other.m_nLine &&
+               m_nLevel == other.m_nLevel && m_Text == other.m_Text;
+    }
+};
+std::ostream& operator<<(std::ostream& out, const LogLine& line);
+
+/// What each test sets and asks. The services behind it belong to the process, since the library caches them;
+/// constructing a RecordingHost puts them back to their defaults: state 0, log service registered, no items,
+/// an empty root, a reversible cipher, bounds-checked functions that work. Threads: any; one lock guards
+/// everything.
+class RecordingHost {
+public:
+    RecordingHost();
+    ~RecordingHost();
+    RecordingHost(const RecordingHost&) = delete;
+    RecordingHost& operator=(const RecordingHost&) = delete;
+
+    // Log service
+    std::vector<LogLine> Logs() const;
+    std::vector<LogLine> LogsOf(const std::string& file) const;
+    std::vector<LogLine> LogsAt(const std::string& file, int nLine) const;
+    void ClearLogs();
+    /// false: BundleMgr::GetService raises InterfaceNotExistException. No effect once the library has cached
+    /// it.
+    void RegisterLogService(bool bRegistered);
+    /// true: the framework's interface table does not hold the log service's name.
+    void ForgetLogInterface(bool bForgotten);
+    /// true: another kind of service is registered under the log service's number.
+    void RegisterForeignService(bool bForeign);
+    /// true: the factory operation throws.
+    void FailLogFactory(bool bFail);
+    /// true: every log call throws after it has been recorded.
+    void FailLogCalls(bool bFail);
+    /// The three factory texts of every successful or failed factory call, in order.
+    std::vector<std::vector<std::string>> FactoryCalls() const;
+    /// How often the framework was asked for a service.
+    std::size_t ServiceLookups() const;
+    /// false: log calls are dropped unformatted, for tests that write millions of lines.
+    void KeepLogs(bool bKeep);
+
+    // Framework
+    void SetState(int nState);
+    /// How often the state was asked for.
+    std::size_t StateQueries() const;
+
+    // Configuration
+    void SetInt(const std::string& name, int nValue);
+    void SetStr(const std::string& name, const std::string& value);
+    void SetRoot(const std::string& root);
+    /// GetAllCfgFrmFile() answers \p bResult for \p path and appends \p pairs; any other path is read by
+    /// \p ReadFilesFromDisk() or answers false.
+    void SetCfgFile(const std::string& path, const std::vector<NS_BUNDLEMGR1::NameValueStru>& pairs,
+                    bool bResult = true);
+    /// Every path that GetAllCfgFrmFile() was asked for, in order.
+    std::vector<std::string> CfgFilesRead() const;
+
+    // Cipher: text to hexadecimal text and back
+    void SetEncryptResult(int nResult);  // not 0: the cipher text stays empty
+    void SetDecryptResult(int nResult);
+    /// The selectors of every cipher call, in order.
+    std::vector<unsigned int> CipherSelectors() const;
+
+    // Bounds-checked functions: the next nCalls calls answer a failure and change nothing
+    void FailMemcpy(int nCalls);
+    void FailMemset(int nCalls);
+    void FailStrncpy(int nCalls);
+    void FailSnprintf(int nCalls);
+};
+
+}  // namespace nbitest
