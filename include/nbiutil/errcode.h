@@ -1,0 +1,25 @@
+/// \file
+/// The error codes that the library itself records or raises. Every other code that a caller meets comes from
+/// a task body or from the host. The resource files of the example hold a reason text for each.
+#pragma once
+
+namespace NS_UTIL::ErrCode {
+
+/// The host's framework stops while a caller waits. Thrown by AD::Wait.
+constexpr unsigned int FRAMEWORK_STOPPED = 1U;
+
+/// The pool went away while the task was queued. Set on the descriptor, never thrown by a push.
+constexpr unsigned int POOL_DESTROYED = 0x41180009U;
+
+/// Pool 2 is at its limit. Thrown by TaskPoolMgr::PushTask, which has deleted the task.
+constexpr unsigned int HUGE_TASK_LIMIT = 0x4118000AU;
+
+/// The pushed task is not idle, or a pool owns it already. Thrown by the pushes.
+constexpr unsigned int TASK_NOT_IDLE = 0x41180010U;
+
+/// A body let something other than a ProcessException escape. Set on the descriptor by NBITask::Run.
+constexpr unsigned int TASK_BODY_FAILED = 0x411802BCU;
+
+static_assert(TASK_NOT_IDLE == 1092091920U, "messages and log searches use the decimal form");
+
+}  // namespace NS_UTIL::ErrCode

@@ -1,0 +1,95 @@
+#include "nbiutil/securebuffer.h"
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+
+#include "nbihost/annexk.h"
+#include "util/wipe.h"
+
+namespace NS_UTIL {
+namespace {
+
+constexpr int NULL_SOURCE = -1;
+constexpr int FAILED_COPY = -2;
+constexpr char MASK = '*';
+
+/// Wipes an array and deletes it at the end of its scope.
+class DyingBytes {
+public:
+    DyingBytes(char* pBytes, std::size_t nCount) : m_pBytes(pBytes), m_nCount(nCount) {}
+    ~DyingBytes()
+    {
+        if (m_pBytes != nullptr) WipeBytes(m_pBytes.get(), m_nCount);
+    }
+    DyingBytes(const DyingBytes&) = delete;
+    DyingBytes& operator=(const DyingBytes&) = delete;
+
+private:
+    std::unique_ptr<char[]> m_pBytes;
+    std::size_t m_nCount;
+};
+
+}  // namespace
+
+AutoReleaseString::~AutoReleaseString()
+{
+    const DyingBytes old(m_pBuffer, m_nLength);
+}
+
+const char* AutoReleaseString::getBuffer() const
+{
+    return m_pBuffer;
+}
+
+unsigned int AutoReleaseString::length() const
+{
+    return m_nLength;
+}
+
+int AutoReleaseString::setBuffer(const char* data)
+{
+    if (data == nullptr) return NULL_SOURCE;
+    return setBuffer(data, static_cast<unsigned int>(std::strlen(data)));
+}
+
+int AutoReleaseString::setBuffer(const char* data, unsigned int len)
+{
+    if (data == nullptr) return NULL_SOURCE;
+    const DyingBytes old(m_pBuffer, m_nLength);  // until the end: data may point into it
+    m_pBuffer = nullptr;
+    m_nLength = 0;
+
+    const std::size_t nSize = static_cast<std::size_t>(len) + 1;
+    m_pBuffer = new char[nSize];
+    m_nLength = len;
+    if (memset_s(m_pBuffer, nSize, 0, nSize) != 0) {
+        WipeBytes(m_pBuffer, nSize);  // the caller may look at it, and it held whatever the heap left there
+        return FAILED_COPY;
+    }
+    return memcpy_s(m_pBuffer, nSize, data, len) == 0 ? 0 : FAILED_COPY;
+}
+
+PwdCtrlString::~PwdCtrlString()
+{
+    ClearStr();
+}
+
+void PwdCtrlString::SetStr(const std::string& text)
+{
+    if (&text == &m_Text) return;
+    ClearStr();
+    m_Text = text;
+}
+
+void PwdCtrlString::ClearStr()
+{
+    ClearStr(m_Text);
+}
+
+void PwdCtrlString::ClearStr(std::string& s)
+{
+    MaskText(s, MASK);
+}
+
+}  // namespace NS_UTIL

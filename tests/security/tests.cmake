@@ -1,0 +1,1 @@
+nbi_test(security/securebuffer_test.cpp)
