@@ -1,0 +1,1 @@
+nbi_test(util/conversions_test.cpp)
