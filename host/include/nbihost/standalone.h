@@ -1,0 +1,104 @@
+/// \file
+/// The standalone host: everything that the library imports from its host process, for a program that has no
+/// service framework of its own.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "nbihost/api.h"
+
+namespace nbihost {
+
+/// The host cannot run as it was told to. what() is one line that names the file and, where there is one, the
+/// key: "server.ini: [host] log_rotate_bytes: \"10x\" is not a whole number from 1 to 1099511627776".
+class NBIHOST_API HostError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+    ~HostError() override;
+};
+
+/// The scale of LogSvcInterface::LogV's level in this host. Numbers outside it count as the nearest end.
+enum LogLevel { LOG_LEVEL_DEBUG = 0, LOG_LEVEL_INFO = 1, LOG_LEVEL_WARNING = 2, LOG_LEVEL_ERROR = 3 };
+
+/// What the program adds. Both may be left empty.
+struct HostHooks {
+    /// Appends a prefix to \p line, which is a log line in the making. Called on the thread that logs, for
+    /// every line, before its text; a line that the callback logs itself has no prefix. What it throws is
+    /// dropped, and the prefix with it.
+    std::function<void(std::string& line)> m_LogPrefix;
+
+    /// Shuts the program's own work down, the pools included. Called once per start, by Stop(), while the
+    /// framework's state is FRAMEWORK_STOPPING and log lines are still written. What it throws is logged.
+    std::function<void()> m_OnStop;
+};
+
+/// The host of this process, set up from a configuration file:
+///
+///     [host]
+///     root = /opt/nbi/lib              ; required: GetTAVOEnvironment(), an existing directory
+///     log_file = /var/log/nbi/nbi.log  ; none: no log file
+///     log_rotate_bytes = 10485760      ; a line that would make the file longer starts a new one
+///     log_rotate_files = 5             ; old files kept, as nbi.log.1 (the youngest) and so on
+///     log_stderr = yes                 ; yes or no
+///     log_level = info                 ; debug, info, warning, error or off; the library's own lines are info
+///     [items]
+///     TaskMgrMaxThreadNum = 20         ; what CorbaConfigItems serves
+///
+/// The values above are the defaults, but for root and log_file. (A comment must stand on a line of its own;
+/// ";" in a value belongs to the value.) Relative paths start at the configuration file's directory. Every
+/// section but [host] holds items; its name is for the reader only. What looks like a mistake is refused: a
+/// line that is no section, comment or "key = value", a key outside of every section, an unknown or
+/// misplaced key of [host], a key given twice, a value out of range.
+///
+/// What the host serves is the process's: one object at a time may be started, and a later one replaces the
+/// configuration of an earlier one. After Stop() configuration, cipher and framework go on answering, since
+/// threads that end late may still ask; the state stays FRAMEWORK_STOPPING, so that nobody begins a wait that
+/// no one would end, and log lines go nowhere.
+/// Threads: any, also on one object.
+class NBIHOST_API Host {
+public:
+    /// Reads the configuration.
+    /// \throws HostError when it does not load.
+    explicit Host(std::string configFile, HostHooks hooks = {});
+
+    /// Stops.
+    ~Host();
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    /// Puts the configuration in force, opens the log, registers the log service under "LogSvcInterface" and
+    /// sets the framework's state to running. Does nothing when started.
+    /// \throws HostError when the log cannot be opened or another Host is started; nothing has changed then.
+    void Start();
+
+    /// Sets the framework's state to FRAMEWORK_STOPPING, calls HostHooks::m_OnStop, takes the log service
+    /// away, reports lines that could not be written, and closes the log. Does nothing when stopped. A second
+    /// thread waits until the first is done; a call from within m_OnStop returns at once.
+    void Stop() noexcept;
+
+    /// Reads the configuration file again and puts it in force, the log's options included.
+    /// \throws HostError when it does not load; everything is as before then.
+    void Reload();
+
+    bool IsStarted() const;
+
+    /// The configuration file's path, as given.
+    const std::string& ConfigFile() const;
+
+    /// Log lines that could not be written since Start() and have not been reported in the log yet.
+    unsigned long LinesLost() const;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> m_pImpl;
+};
+
+/// Writes one line of the program's own to the log, formatted like printf; without a started host: nothing.
+/// \param pModule names the part of the program, as the library's lines name theirs.
+NBIHOST_API void Log(LogLevel level, const char* pModule, const char* pFormat, ...)
+    __attribute__((format(printf, 3, 4)));
+
+}  // namespace nbihost
