@@ -1,0 +1,70 @@
+/// \file
+/// The book of the huge (long-running) tasks that are running now, and their limits.
+#pragma once
+
+#include <ace/Thread_Mutex.h>
+
+#include <atomic>
+#include <list>
+#include <map>
+#include <string>
+
+#include "nbiutil/export.h"
+
+namespace NS_UTIL {
+
+class ThreadContextInfo;
+
+/// Book of the running huge tasks: their operation UUIDs by task information (task manager and interface).
+/// Pool 2 asks it before it takes a task, enters the tasks that start and takes out those that are gone.
+/// Asking and entering are separate steps: two threads may both be let in before either is entered.
+///
+/// Ownership: one per process, from the first Instance() to Destroy(); callers never delete it.
+/// Errors: nothing is reported; the book is kept with or without a log service.
+/// Threads: any. Lock order: a pool's queue lock before the book's.
+class NBI_EXPORT HugeTaskMgr {
+public:
+    /// Null only when there is no book yet and the static-object lock cannot be taken.
+    static HugeTaskMgr* Instance();
+    static void Destroy();
+
+    /// Sets the overall limit, 4 until then. May be called again at any time.
+    void Init(const unsigned int& maxNum);
+
+    /// Is the calling thread's request a synchronous huge task (task number 0 or more, task type -1)?
+    bool IsSynHTsk();
+    /// Is the calling thread's request an asynchronous huge task (task number 0 or more, task type 0)?
+    bool IsAynHTsk();
+
+    /// How many tasks are in the book.
+    unsigned int GetHTskNum();
+
+    /// Is the book full? Deliberate: reaching the limit counts, while IsOverSingleHTaskNum() is true only
+    /// beyond its limit. Callers set the two limits with that in mind.
+    bool IsOverHTaskNum();
+
+    /// Has the calling request's own kind more tasks in the book than the request's task number allows? A
+    /// task number below 1 sets no limit. Asking enters the kind with an empty list.
+    bool IsOverSingleHTaskNum();
+
+    /// Enters \p info's operation UUID under its task information; a UUID that is there already is not
+    /// entered twice.
+    void SetHTskInfo(const ThreadContextInfo& info);
+    /// Takes it out again.
+    void RemoveHTskInfo(const ThreadContextInfo& info);
+
+    /// \param[out] out a copy of the book: task information to operation UUIDs in the order of entering
+    void GetHuTaskMap(std::map<std::string, std::list<std::string>>& out);
+
+private:
+    HugeTaskMgr() = default;
+    ~HugeTaskMgr() = default;
+
+    static std::atomic<HugeTaskMgr*> m_pInstance;
+    ACE_Thread_Mutex m_ManagerLock;
+    std::map<std::string, std::list<std::string>> m_HugeTasks;  // guarded by m_ManagerLock
+    std::atomic<unsigned int> m_nTotal{0};  // sum of the lists' lengths; written under m_ManagerLock
+    std::atomic<unsigned int> m_nMax{4};
+};
+
+}  // namespace NS_UTIL

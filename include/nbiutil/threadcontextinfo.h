@@ -1,0 +1,110 @@
+/// \file
+/// The record of who is doing what on a thread, and the source of its operation UUIDs.
+#pragma once
+
+#include <ace/Thread_Mutex.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "nbiutil/export.h"
+
+namespace ACE_Utils {
+class UUID_Generator;
+}
+
+namespace NS_UTIL {
+
+/// The huge-task information of a request.
+struct TskInfo {
+    int m_nTskNum = 0;   ///< limit of concurrent huge tasks of the request's kind; negative: no huge task
+    int m_nTskMode = 0;  ///< 0: ordinary task; otherwise huge (long-running)
+    int m_nTskType = 0;  ///< -1: synchronous huge task; 0: asynchronous huge task
+    std::string m_TskMgr;
+};
+
+/// The record of one request: the thread, the interface (operation) being served, the user, the operation
+/// UUID that ties its log lines and tasks together, and its huge-task information. Threads: a record belongs
+/// to one thread at a time; it has no lock.
+class NBI_EXPORT ThreadContextInfo {
+public:
+    /// Everything 0 or empty; the operation UUID too, until SetOperUUID() gives one.
+    ThreadContextInfo() = default;
+
+    /// Copies every value; \p operUUID is stored as it stands, even when empty.
+    ThreadContextInfo(const int& threadId, const std::string& interfaceName, const std::string& userInfo,
+                      const std::string& operUUID, TskInfo& tskInfo);
+
+    ThreadContextInfo(const ThreadContextInfo&) = default;
+    ThreadContextInfo& operator=(const ThreadContextInfo& other);
+    virtual ~ThreadContextInfo() = default;
+
+    /// Thread id, interface name, user info and operation UUID as stored. Deliberate: the four task values do
+    /// not count, since one request keeps its identity while its huge-task figures change.
+    bool operator==(const ThreadContextInfo& other) const;
+    bool operator!=(const ThreadContextInfo& other) const { return !(*this == other); }
+
+    int GetThreadId() const { return m_nThreadId; }
+    std::string GetInterfaceName() const { return m_InterfaceName; }
+    std::string GetUserInfo() const { return m_UserInfo; }
+    /// The stored text up to its first NUL character.
+    std::string GetOperUUID() const { return m_OperUUID.c_str(); }
+    int GetTskNum() const { return m_nTskNum; }
+    int GetTskMode() const { return m_nTskMode; }
+    int GetTskType() const { return m_nTskType; }
+    std::string GetTskMgr() const { return m_TskMgr; }
+    /// Task manager text followed by the interface name, without a separator: the key of huge-task
+    /// accounting.
+    std::string GetTskInfo() const { return m_TskMgr + m_InterfaceName; }
+
+    void SetThreadID(const int& threadId) { m_nThreadId = threadId; }
+    void SetInterfaceName(const std::string& interfaceName) { m_InterfaceName = interfaceName; }
+    void SetUserInfo(const std::string& userInfo) { m_UserInfo = userInfo; }
+
+    /// Mind the order: type before mode.
+    void SetHugeTskInfo(const int& tskNum, const int& tskType, const int& tskMode, const std::string& tskMgr);
+
+    /// Stores \p uuid as it stands (who brings a UUID brings the tags too, or none). An empty text stores a
+    /// fresh UUID between "<OpUUID>" and "</OpUUID>".
+    void SetOperUUID(const std::string& uuid);
+
+    /// A fresh UUID text without tags.
+    static std::string GenerateUUID();
+
+private:
+    friend class ThreadContextMgr;
+
+    int m_nThreadId = 0;
+    std::string m_InterfaceName;
+    std::string m_UserInfo;
+    std::string m_OperUUID;
+    int m_nTskNum = 0;
+    int m_nTskMode = 0;
+    int m_nTskType = 0;
+    std::string m_TskMgr;
+};
+
+/// The process-wide source of operation UUIDs.
+/// Ownership: one per process, from the first Instance() to Destroy(); callers never delete it.
+/// Threads: any.
+class NBI_EXPORT ACE_UUID_Generator {
+public:
+    /// Null only when there is no generator yet and the static-object lock cannot be taken.
+    static ACE_UUID_Generator* Instance();
+    static void Destroy();
+
+    /// A fresh time-based UUID (version 1): 36 characters, lower-case hexadecimal digits in groups of 8, 4,
+    /// 4, 4 and 12, joined by hyphens.
+    std::string generate_uuid();
+
+private:
+    ACE_UUID_Generator();
+    ~ACE_UUID_Generator();
+
+    static std::atomic<ACE_UUID_Generator*> m_pInstance;
+    ACE_Thread_Mutex m_Mutex;
+    std::unique_ptr<ACE_Utils::UUID_Generator> m_pGenerator;  // guarded by m_Mutex
+};
+
+}  // namespace NS_UTIL
