@@ -1,0 +1,58 @@
+/// \file
+/// The catalogue of error reasons.
+#pragma once
+
+#include <ace/RW_Mutex.h>
+
+#include <atomic>
+#include <map>
+#include <string>
+
+#include "nbiutil/export.h"
+
+namespace NS_UTIL {
+
+/// Catalogue from error code to reason text, in one language at a time. Entries are added and replaced, never
+/// removed: after a second language has been loaded, codes that only the first one has keep its text.
+/// Ownership: one per process, from the first Instance() to Destroy(); callers never delete it.
+/// Threads: any; readers share m_CatalogueLock, the entries of one file go in as one step.
+/// Errors: nothing thrown or returned; an unreadable file costs one log line. A lock that cannot be taken
+/// leaves its error number in errno, and the operation proceeds without it.
+class NBI_EXPORT ErrorInfoMgr {
+public:
+    /// Null only when there is no catalogue yet and the static-object lock cannot be taken.
+    static ErrorInfoMgr* Instance();
+    static void Destroy();
+    ErrorInfoMgr(const ErrorInfoMgr&) = delete;
+    ErrorInfoMgr& operator=(const ErrorInfoMgr&) = delete;
+
+    /// Reads all resource files of a language below the installation root R: "errcode_ACCESS_TDT.res" first,
+    /// if it is there, and then every other entry of R + "/../etc/nbires/<language>/", whatever its name or
+    /// kind; last R + "/../nbi/corba/res/staticdata/<language>/errcode_TAVO_TDT.res". A later entry replaces
+    /// an earlier one of the same code. Each call reads the files again.
+    /// \param bEnglish true: "en_US"; false: "zh_CN", in UTF-8.
+    void LoadErrorInfoFrmCfg(bool bEnglish);
+
+    /// Reads one resource file. A name is an unsigned code: decimal, hexadecimal after "0x", octal after "0".
+    /// What follows the digits is ignored, and a name without any means 0.
+    void ReadErrorInfoFrmCfg(const std::string& path);
+
+    /// \param[out] reason the text of \p code, or "" when nothing has entered that code.
+    void GetErrReasonByErrCode(std::string& reason, const unsigned long& code);
+    void SetErrReasonByErrCode(const std::string& reason, const unsigned long& code);
+
+private:
+    ErrorInfoMgr() = default;  // private, and the destructor too: only Instance() makes one
+    ~ErrorInfoMgr() = default;
+
+    bool IsLoaded();
+
+    static std::atomic<ErrorInfoMgr*> m_pInstance;
+    ACE_RW_Mutex m_LoadLock;
+    // Deliberate: nothing sets it. Callers load a language again to see files that have changed since.
+    bool m_bLoaded = false;  // guarded by m_LoadLock
+    ACE_RW_Mutex m_CatalogueLock;
+    std::map<unsigned long, std::string> m_Catalogue;  // guarded by m_CatalogueLock
+};
+
+}  // namespace NS_UTIL

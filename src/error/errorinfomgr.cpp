@@ -1,0 +1,123 @@
+#include "nbiutil/errorinfomgr.h"
+
+#include <dirent.h>
+
+#include <cstdlib>
+#include <deque>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "log/log.h"
+#include "nbihost/cfgfile.h"
+#include "util/lockguard.h"
+#include "util/singleton.h"
+
+namespace NS_UTIL {
+namespace {
+
+constexpr SourceMark FILE_NOT_READ{"errorinfomgr", 74};
+
+constexpr const char* ACCESS_FILE = "errcode_ACCESS_TDT.res";
+
+/// Where the files of one language lie, below the installation root.
+struct LanguagePaths {
+    const char* m_pDirectory;
+    const char* m_pStaticDataFile;
+};
+constexpr LanguagePaths ENGLISH{"/../etc/nbires/en_US/",
+                                "/../nbi/corba/res/staticdata/en_US/errcode_TAVO_TDT.res"};
+constexpr LanguagePaths CHINESE{"/../etc/nbires/zh_CN/",
+                                "/../nbi/corba/res/staticdata/zh_CN/errcode_TAVO_TDT.res"};
+
+struct DirectoryCloser {
+    void operator()(DIR* pDirectory) const { closedir(pDirectory); }
+};
+
+/// Every entry of a directory as a path, in listing order but for the access file, which comes first: all
+/// other files may replace its texts. None when the directory does not open.
+std::deque<std::string> ListFiles(const std::string& directory)
+{
+    std::deque<std::string> files;
+    const std::unique_ptr<DIR, DirectoryCloser> pDirectory(opendir(directory.c_str()));
+    if (pDirectory == nullptr) return files;
+    // readdir is reentrant on a handle of its own.
+    while (const dirent* pEntry = readdir(pDirectory.get())) {
+        const std::string name = pEntry->d_name;
+        if (name == "." || name == "..") continue;
+        if (name == ACCESS_FILE) {
+            files.push_front(directory + name);
+        } else {
+            files.push_back(directory + name);
+        }
+    }
+    return files;
+}
+
+unsigned long CodeOf(const std::string& name)
+{
+    return std::strtoul(name.c_str(), nullptr, 0);
+}
+
+}  // namespace
+
+std::atomic<ErrorInfoMgr*> ErrorInfoMgr::m_pInstance{nullptr};
+
+ErrorInfoMgr* ErrorInfoMgr::Instance()
+{
+    return InstanceIn(m_pInstance, [] { return new ErrorInfoMgr; });
+}
+
+void ErrorInfoMgr::Destroy()
+{
+    DestroyIn(m_pInstance, [](ErrorInfoMgr* pCatalogue) { delete pCatalogue; });
+}
+
+bool ErrorInfoMgr::IsLoaded()
+{
+    const WriteGuard guard(m_LoadLock);
+    return m_bLoaded;
+}
+
+void ErrorInfoMgr::LoadErrorInfoFrmCfg(bool bEnglish)
+{
+    if (IsLoaded()) return;
+    const std::string root = NS_BUNDLEMGR1::GetTAVOEnvironment();
+    const LanguagePaths& language = bEnglish ? ENGLISH : CHINESE;
+    std::deque<std::string> files = ListFiles(root + language.m_pDirectory);
+    files.push_back(root + language.m_pStaticDataFile);
+    for (const std::string& path : files) ReadErrorInfoFrmCfg(path);
+}
+
+void ErrorInfoMgr::ReadErrorInfoFrmCfg(const std::string& path)
+{
+    std::vector<NS_BUNDLEMGR1::NameValueStru> pairs;
+    if (!NS_BUNDLEMGR1::GetAllCfgFrmFile(pairs, path, true)) {
+        WriteLog(FILE_NOT_READ,
+                 "[ErrorInfoMgr::ReadErrorInfoFrmCfg] Call GetAllCfgFrmFile error, failed to read file = %s",
+                 path.c_str());
+    }
+    const WriteGuard guard(m_CatalogueLock);
+    for (NS_BUNDLEMGR1::NameValueStru& pair : pairs) {
+        m_Catalogue[CodeOf(pair.m_Name)] = std::move(pair.m_Value);
+    }
+}
+
+void ErrorInfoMgr::GetErrReasonByErrCode(std::string& reason, const unsigned long& code)
+{
+    const ReadGuard guard(m_CatalogueLock);
+    const auto found = m_Catalogue.find(code);
+    if (found == m_Catalogue.end()) {
+        reason.clear();
+    } else {
+        reason = found->second;
+    }
+}
+
+void ErrorInfoMgr::SetErrReasonByErrCode(const std::string& reason, const unsigned long& code)
+{
+    const WriteGuard guard(m_CatalogueLock);
+    m_Catalogue[code] = reason;
+}
+
+}  // namespace NS_UTIL

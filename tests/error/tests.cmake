@@ -1,0 +1,1 @@
+nbi_test(error/errorinfomgr_test.cpp LIBRARIES nbi_lockfailure)
