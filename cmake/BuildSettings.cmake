@@ -17,7 +17,11 @@ if(NBIUTIL_WERROR)
     target_compile_options(nbi_warnings INTERFACE -Werror)
 endif()
 
+# A symbol that nobody defines is an error when a library is linked, not when it is loaded. The sanitizers' own
+# symbols come with the program.
+set(NBI_LINK_COMPLETE -Wl,-z,defs)
 if(NBIUTIL_SANITIZE)
+    set(NBI_LINK_COMPLETE)
     add_compile_options(-fsanitize=${NBIUTIL_SANITIZE} -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${NBIUTIL_SANITIZE})
     if(NBIUTIL_SANITIZE MATCHES undefined)
