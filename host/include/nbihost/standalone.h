@@ -38,19 +38,27 @@ struct HostHooks {
 /// The host of this process, set up from a configuration file:
 ///
 ///     [host]
-///     root = /opt/nbi/lib              ; required: GetTAVOEnvironment(), an existing directory
-///     log_file = /var/log/nbi/nbi.log  ; none: no log file
-///     log_rotate_bytes = 10485760      ; a line that would make the file longer starts a new one
-///     log_rotate_files = 5             ; old files kept, as nbi.log.1 (the youngest) and so on
-///     log_stderr = yes                 ; yes or no
-///     log_level = info                 ; debug, info, warning, error or off; the library's own lines are info
-///     [items]
-///     TaskMgrMaxThreadNum = 20         ; what CorbaConfigItems serves
+///     # Required: what GetTAVOEnvironment() answers, an existing directory.
+///     root = /opt/nbi/lib
+///     # Without this key there is no log file.
+///     log_file = /var/log/nbi/nbi.log
+///     # A line that would make the file longer than this starts a new one; the old ones stay as nbi.log.1
+///     # (the youngest) and so on.
+///     log_rotate_bytes = 10485760
+///     log_rotate_files = 5
+///     # yes or no
+///     log_stderr = yes
+///     # debug, info, warning, error or off; the library's own lines are info.
+///     log_level = info
 ///
-/// The values above are the defaults, but for root and log_file. (A comment must stand on a line of its own;
-/// ";" in a value belongs to the value.) Relative paths start at the configuration file's directory. Every
+///     [items]
+///     # What CorbaConfigItems serves.
+///     TaskMgrMaxThreadNum = 20
+///
+/// The figures and words above are the defaults of the log's keys. A comment stands on a line of its own: ";"
+/// and "#" in a value belong to the value. Relative paths start at the configuration file's directory. Every
 /// section but [host] holds items; its name is for the reader only. What looks like a mistake is refused: a
-/// line that is no section, comment or "key = value", a key outside of every section, an unknown or
+/// line that is no section, no comment and not "key = value", a key outside of every section, an unknown or
 /// misplaced key of [host], a key given twice, a value out of range.
 ///
 /// What the host serves is the process's: one object at a time may be started, and a later one replaces the

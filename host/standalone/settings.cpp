@@ -1,0 +1,168 @@
+#include "settings.h"
+
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+#include <mutex>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include "inifile.h"
+#include "nbihost/standalone.h"
+
+namespace nbihost {
+namespace {
+
+constexpr const char* HOST_SECTION = "host";
+
+/// One key of the host's own section, on its way into the settings.
+class OwnKey {
+public:
+    OwnKey(const std::string& file, const IniEntry& entry) : m_File(file), m_Entry(entry) {}
+
+    [[noreturn]] void Refuse(const std::string& why) const
+    {
+        throw HostError(m_File + ": [" + m_Entry.m_Section + "] " + m_Entry.m_Name + ": " + why);
+    }
+
+    std::uint64_t Number(std::uint64_t nMax) const
+    {
+        const std::string& text = m_Entry.m_Value;
+        std::uint64_t nValue = 0;
+        const auto [pEnd, error] = std::from_chars(text.data(), text.data() + text.size(), nValue);
+        if (error != std::errc() || pEnd != text.data() + text.size() || nValue < 1 || nValue > nMax) {
+            Refuse('"' + text + "\" is not a whole number from 1 to " + std::to_string(nMax));
+        }
+        return nValue;
+    }
+
+    /// Place of the value in \p words.
+    template <std::size_t COUNT>
+    int Choice(const char* const (&words)[COUNT]) const
+    {
+        std::string known;
+        for (std::size_t i = 0; i < COUNT; ++i) {
+            if (m_Entry.m_Value == words[i]) return static_cast<int>(i);
+            known += (i == 0 ? "" : ", ") + std::string(words[i]);
+        }
+        Refuse('"' + m_Entry.m_Value + "\" is none of: " + known);
+    }
+
+    /// The value as a path; a relative one starts at the configuration file's directory.
+    std::string Path() const
+    {
+        if (m_Entry.m_Value.empty()) Refuse("is empty");
+        const auto base = std::filesystem::absolute(m_File).parent_path();
+        return (base / m_Entry.m_Value).string();
+    }
+
+    /// The value as the path of an existing directory, without a trailing separator.
+    std::string Directory() const
+    {
+        std::string path = Path();
+        std::error_code error;
+        if (!std::filesystem::is_directory(path, error)) Refuse("no such directory: " + path);
+        while (!path.empty() && path.back() == '/') path.pop_back();
+        return path;
+    }
+
+private:
+    const std::string& m_File;
+    const IniEntry& m_Entry;
+};
+
+using Setter = void (*)(Settings& settings, const OwnKey& key);
+
+constexpr std::uint64_t MAX_ROTATE_BYTES = std::uint64_t{1} << 40;
+constexpr std::uint64_t MAX_ROTATE_FILES = 100;
+constexpr const char* NO_YES[] = {"no", "yes"};
+constexpr const char* LEVELS[] = {"debug", "info", "warning", "error", "off"};
+
+const std::map<std::string, Setter>& OwnKeys()
+{
+    static const std::map<std::string, Setter> keys{
+        {"root", [](Settings& to, const OwnKey& key) { to.m_Root = key.Directory(); }},
+        {"log_file", [](Settings& to, const OwnKey& key) { to.m_Log.m_File = key.Path(); }},
+        {"log_rotate_bytes",
+         [](Settings& to, const OwnKey& key) { to.m_Log.m_nRotateBytes = key.Number(MAX_ROTATE_BYTES); }},
+        {"log_rotate_files",
+         [](Settings& to, const OwnKey& key) { to.m_Log.m_nRotateFiles = key.Number(MAX_ROTATE_FILES); }},
+        {"log_stderr", [](Settings& to, const OwnKey& key) { to.m_Log.m_bStderr = key.Choice(NO_YES) == 1; }},
+        {"log_level", [](Settings& to, const OwnKey& key) { to.m_Log.m_nLevel = key.Choice(LEVELS); }},
+    };
+    return keys;
+}
+
+void Take(Settings& settings, const std::string& file, const IniEntry& entry)
+{
+    const OwnKey key(file, entry);
+    const auto own = OwnKeys().find(entry.m_Name);
+    if (entry.m_Section.empty()) key.Refuse("stands outside of every section");
+    if (entry.m_Section == HOST_SECTION) {
+        if (own == OwnKeys().end()) key.Refuse("unknown key");
+        own->second(settings, key);
+        return;
+    }
+    if (own != OwnKeys().end()) key.Refuse("belongs to the section [host]");
+    settings.m_Items[entry.m_Name] = entry.m_Value;
+}
+
+std::string ReadConfiguration(const std::string& file)
+{
+    std::string text;
+    const int nError = ReadWholeFile(file, text);
+    if (nError != 0) throw HostError(file + ": cannot be read: " + std::strerror(nError));
+    if (text.find('\0') != std::string::npos) throw HostError(file + ": is not a text file");
+    const std::size_t nLine = FindMalformedLine(text);
+    if (nLine != 0) {
+        throw HostError(file + ": line " + std::to_string(nLine) +
+                        " is no section, no comment and not \"key = value\"");
+    }
+    return text;
+}
+
+std::mutex g_Mutex;
+
+std::shared_ptr<const Settings>& SlotLocked()
+{
+    // Deliberate: never deleted, since a detached thread may still ask while the process ends.
+    static auto* pSlot = new std::shared_ptr<const Settings>(std::make_shared<Settings>());
+    return *pSlot;
+}
+
+}  // namespace
+
+bool LogOptions::operator==(const LogOptions& other) const
+{
+    return m_File == other.m_File && m_nRotateBytes == other.m_nRotateBytes &&
+           m_nRotateFiles == other.m_nRotateFiles && m_bStderr == other.m_bStderr &&
+           m_nLevel == other.m_nLevel;
+}
+
+std::shared_ptr<const Settings> LoadSettings(const std::string& path)
+{
+    auto settings = std::make_shared<Settings>();
+    std::set<std::string> seen;
+    for (const IniEntry& entry : ParseIni(ReadConfiguration(path))) {
+        if (!seen.insert(entry.m_Name).second) OwnKey(path, entry).Refuse("is given twice");
+        Take(*settings, path, entry);
+    }
+    if (seen.count("root") == 0) throw HostError(path + ": [host] root: is missing");
+    return settings;
+}
+
+std::shared_ptr<const Settings> CurrentSettings()
+{
+    std::lock_guard<std::mutex> guard(g_Mutex);
+    return SlotLocked();
+}
+
+void PutInForce(std::shared_ptr<const Settings> settings)
+{
+    std::lock_guard<std::mutex> guard(g_Mutex);
+    SlotLocked() = std::move(settings);
+}
+
+}  // namespace nbihost
