@@ -1,0 +1,175 @@
+/// \file
+/// Static-description files and who interprets them: the manager that parses a file and hands its tree to the
+/// interpreter registered for it, the macros and list syntax that the files share, and the registry of
+/// application parse functions.
+#pragma once
+
+#include <ace/RW_Mutex.h>
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "nbiutil/export.h"
+#include "nbiutil/xmltag.h"
+
+namespace NS_UTIL {
+
+/// Defined by the application; this library only passes pointers to it through.
+class TEParserPara;
+
+/// Names an application parse function by three texts. Ordered by the first, then the second, then the third,
+/// each byte by byte.
+class NBI_EXPORT TEParserKey {
+public:
+    TEParserKey(std::string first, std::string second, std::string third);
+    TEParserKey(const TEParserKey&) = default;
+    TEParserKey(TEParserKey&&) = default;
+    TEParserKey& operator=(const TEParserKey&) = default;
+    TEParserKey& operator=(TEParserKey&&) = default;
+    virtual ~TEParserKey();
+
+    const std::string& First() const { return m_First; }
+    const std::string& Second() const { return m_Second; }
+    const std::string& Third() const { return m_Third; }
+
+private:
+    std::string m_First;
+    std::string m_Second;
+    std::string m_Third;
+};
+NBI_EXPORT bool operator<(const TEParserKey& left, const TEParserKey& right);
+
+/// An application's parse function; what the result means is the application's own affair.
+using TEParserFunc = int (*)(const XMLTag& tag, TEParserPara* para);
+
+/// The application's parse functions by key. Lives as long as the process. Threads: any.
+class NBI_EXPORT TEParserFuncRegistry {
+public:
+    /// Null only when there is no registry yet and the static-object lock cannot be taken.
+    static TEParserFuncRegistry* Instance();
+
+    /// Sets the function for \p key, in place of an earlier one.
+    void Register(const TEParserKey& key, TEParserFunc func);
+    /// \return how many entries went: 0 or 1.
+    std::size_t Remove(const TEParserKey& key);
+    /// Removes every key whose second text is \p second. \return how many entries went.
+    std::size_t RemoveBySecond(const std::string& second);
+    /// The function for \p key, or null. A key that is absent has an entry without a function from then on.
+    TEParserFunc Find(const TEParserKey& key);
+
+private:
+    TEParserFuncRegistry() = default;
+    ~TEParserFuncRegistry() = default;
+
+    static std::atomic<TEParserFuncRegistry*> m_pInstance;
+    ACE_RW_Mutex m_Lock;
+    std::map<TEParserKey, TEParserFunc> m_Funcs;  // guarded by m_Lock
+};
+
+/// Interprets the documents it is registered for. Derive one per kind of description file, and call the base
+/// InterpretXMLTag() where the reserved elements are to take effect. The order of the virtual operations is
+/// part of the binary interface.
+class NBI_EXPORT SDXMLInterpreter {
+public:
+    SDXMLInterpreter() = default;
+    SDXMLInterpreter(const SDXMLInterpreter&) = delete;
+    SDXMLInterpreter& operator=(const SDXMLInterpreter&) = delete;
+
+    /// Called with the document element, on the thread that parses, with no lock of the manager held. The
+    /// tree goes away afterwards: copy what is to be kept. The base handles, among the children of \p tag and
+    /// in document order,
+    /// - "macro_desc": each attribute defines the macro of its name by the decimal number in its value;
+    /// - "include": the file that the first attribute names, whatever it is called, is parsed at once. A
+    ///   relative path resolves against the working directory, not against the including file. A file that
+    ///   fails does not stop the interpretation;
+    /// and ignores the others. \return 0
+    virtual int InterpretXMLTag(const XMLTag& tag);
+    virtual ~SDXMLInterpreter();
+    /// Calls the function that TEParserFuncRegistry holds for \p key. \return its result, or 0 without one.
+    virtual int AppXMLParseFunc(const TEParserKey& key, const XMLTag& tag, TEParserPara* para);
+};
+
+/// Entry point for static-description files: one per process, from the first Instance() to Destroy().
+/// Threads: registration, look-ups, macros and lists from any. Parse files from one thread: a document is
+/// dispatched under the file name stored last, which may be another thread's.
+/// Ownership: the manager deletes the interpreters that are registered when it is cleared or destroyed, each
+/// once.
+/// Locks: none is held while a file is parsed, an interpreter runs or an interpreter is deleted.
+class NBI_EXPORT SDXMLInterpreterMgr {
+public:
+    /// Null only when there is no manager yet and the static-object lock cannot be taken.
+    static SDXMLInterpreterMgr* Instance();
+    /// Deletes the manager, its interpreters and macros. Nobody may be using it.
+    static void Destroy();
+
+    /// Does nothing; there is nothing to prepare.
+    void Initial();
+
+    /// \param name last component of the path of the files to interpret; for documents whose element "root"
+    /// has an attribute "interpreter", followed by "/" and that attribute's value. An interpreter that was
+    /// registered under \p name is replaced, and is the caller's from then on.
+    void RegisterInterpreter(const std::string& name, SDXMLInterpreter* interpreter);
+    /// The interpreter registered under \p name, or null.
+    SDXMLInterpreter* GetInterpreter(const std::string& name);
+    /// Deletes every registered interpreter; macros and the file name stay. A destructor may call the
+    /// manager.
+    void Clear();
+
+    /// Sets a macro; a later definition wins.
+    void AddMacorValue(const std::string& name, int value);
+
+    /// The macro named \p s; else the decimal number that \p s begins with, cut to 32 bits; else 0. A null or
+    /// empty text is 0 even if there is a macro of that name.
+    int ParseInt(const char* s);
+
+    /// Reads a list such as "[1,3-5,MAX]" into \p out, which is emptied first; a null text gives an empty
+    /// list. A token is a run of ASCII letters, digits and "_", and is read like ParseInt(). An item counts
+    /// when "," or "]" follows it: 1,2,3 gives 1 and 2. An empty item repeats the value before it, so that []
+    /// gives 0. "-" makes an ascending range, empty when its start is the greater; a negative number needs a
+    /// macro.
+    void ParseIntList(const char* s, std::list<int>& out);
+    void ParseIntList(const char* s, std::vector<int>& out);
+
+    /// Reads lists such as "{[1,2];[5-7];MAX;9}" into \p out, which is emptied first; a null text leaves it
+    /// as it was. Blanks and tabs do not count. A part that does not begin with "[" is a list of one number.
+    void ParseNestingList(const char* s, std::list<std::list<int>>& out);
+
+    /// Stores what follows the last "/" of \p path; documents are dispatched under it.
+    void setFileName(const std::string& path);
+    std::string getFileName();
+
+    /// Parses a file, stores its name and hands its document element to the interpreter registered for it.
+    /// \return 0 when the file was parsed, whatever its interpreter answered and even if there was none; -1
+    /// when it could not be parsed, or is being parsed already by this thread (it includes itself), with a
+    /// line on standard output. Deliberate: a file cut off in the middle is parsed up to the cut, unless its
+    /// length is a multiple of 256 bytes; see StaticDescXMLParser.
+    int ParseXMLFile(const char* path);
+
+    /// Parses a text in memory and hands its document element to the interpreter registered under the file
+    /// name stored last. \return true when the text was parsed and the interpreter answered 0.
+    /// \param length bytes at \p data; a length of 0 is refused. When its low 32 bits are negative as a
+    /// signed number, \p data is a zero-terminated text.
+    bool ParseXMLBuffer(const void* data, unsigned long length);
+
+private:
+    SDXMLInterpreterMgr() = default;
+    ~SDXMLInterpreterMgr();
+    int Dispatch(const XMLTag& root);
+    int ValueOf(std::string_view token);
+    template <class Numbers>
+    void ReadListInto(std::string_view text, Numbers& out);
+
+    static std::atomic<SDXMLInterpreterMgr*> m_pInstance;
+    ACE_RW_Mutex m_Lock;
+    std::map<std::string, SDXMLInterpreter*> m_Interpreters;  // guarded by m_Lock
+    std::map<std::string, int, std::less<>> m_Macros;         // guarded by m_Lock
+    std::string m_FileName;                                   // guarded by m_Lock
+};
+
+}  // namespace NS_UTIL

@@ -1,0 +1,64 @@
+/// \file
+/// The tree into which a static-description file is read: elements and their attributes, no character data.
+#pragma once
+
+#include <list>
+#include <string>
+
+#include "nbiutil/export.h"
+
+namespace NS_UTIL {
+
+/// One attribute of an element. Owns its three zero-terminated arrays, each allocated with new[]; the
+/// destructor releases them, and any of them may be null.
+struct NBI_EXPORT XMLItem {
+    XMLItem() = default;
+    ~XMLItem();
+    XMLItem(const XMLItem&) = delete;
+    XMLItem& operator=(const XMLItem&) = delete;
+
+    int m_nId = -1;                 ///< the parser never sets it: free for interpreters
+    char* m_pName = nullptr;        ///< the attribute's name
+    char* m_pValue = nullptr;       ///< the attribute's value; what interpreters read
+    char* m_pPrintValue = nullptr;  ///< the value once more; what XMLTag::print shows
+};
+
+/// One element, owner of everything below it. Building, printing and destroying need no stack per level, so
+/// the depth of a tree is bounded by memory alone.
+/// Threads: none of its own; a tree belongs to the thread that parses it.
+class NBI_EXPORT XMLTag {
+public:
+    XMLTag() = default;
+    /// Deletes the attributes and their array, the children, and the list.
+    ~XMLTag();
+    XMLTag(const XMLTag&) = delete;
+    XMLTag& operator=(const XMLTag&) = delete;
+
+    /// Walks down by name, to the first child of that name in document order.
+    /// \param      path  element names, ended by a null pointer; an empty path leads to this element
+    /// \param[out] found the last element of the path; untouched when the result is false
+    /// These look-ups are const, since interpreters are given a const tree, and lead to elements that are
+    /// not, since interpreters may number them.
+    bool getTag(char** path, XMLTag** found) const;
+    /// The same by identifiers, ended by 0: so identifier 0 is never found, nor is anything in a tree that no
+    /// interpreter has numbered.
+    bool getTag(int* path, XMLTag** found) const;
+
+    /// Writes the tree to standard output: a line that opens and a line that closes each element, indented by
+    /// a tab per level. The word "tag" stands for the name in every line but after "<tag = ".
+    /// \param[in,out] depth the level of this element; the same afterwards
+    /// \param maxDepth      deepest level that is written; -1 for no limit. With exactly 0 an element is a
+    ///                      single line that ends in " />".
+    void print(int& depth, int maxDepth) const;
+    /// The same from level 0.
+    void print(int maxDepth) const;
+
+    int m_nId = -1;                             ///< the parser never sets it: free for interpreters
+    std::string m_Name;                         ///< the element's name
+    std::string m_Text;                         ///< always empty after a parse: character data is not kept
+    XMLItem** m_pItems = nullptr;               ///< new[] array of attributes in document order, ended by a
+                                                ///< null pointer; null for an element without attributes
+    std::list<XMLTag*>* m_pChildren = nullptr;  ///< children in document order; null for a leaf
+};
+
+}  // namespace NS_UTIL

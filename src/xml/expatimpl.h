@@ -1,0 +1,146 @@
+/// \file
+/// A thin adapter over expat: it owns the parser handle and forwards expat's callbacks to the members of the
+/// class that derives from it.
+#pragma once
+
+#include <expat.h>
+
+#include <cstdio>
+#include <exception>
+#include <utility>
+
+namespace NSTE_util {
+
+/// \tparam Handler the deriving class. It has OnPostCreate(), which installs the callbacks it wants, and for
+/// those OnStartElement(name, attributes), OnEndElement(name), OnCharacterData(text, length).
+///
+/// Errors: what a handler throws never passes through expat, which would leak its whole parser: the parse is
+/// stopped, no handler is called any more, and the exception leaves ParseBuffer() or Parse().
+/// Threads: none of its own; one object serves one parse.
+template <class Handler>
+class CExpatImpl {
+public:
+    CExpatImpl(const CExpatImpl&) = delete;
+    CExpatImpl& operator=(const CExpatImpl&) = delete;
+
+    /// Frees any earlier parser. \return false when expat gives none.
+    bool Create()
+    {
+        Destroy();
+        m_pParser = XML_ParserCreate_MM(nullptr, nullptr, nullptr);
+        if (m_pParser == nullptr) return false;
+        auto* pHandler = static_cast<Handler*>(this);
+        pHandler->OnPostCreate();
+        XML_SetUserData(m_pParser, pHandler);
+        return true;
+    }
+
+    void Destroy()
+    {
+        if (m_pParser == nullptr) return;
+        XML_ParserFree(m_pParser);
+        m_pParser = nullptr;
+    }
+
+    void EnableStartElementHandler() { XML_SetStartElementHandler(m_pParser, &CExpatImpl::StartElement); }
+    void EnableEndElementHandler() { XML_SetEndElementHandler(m_pParser, &CExpatImpl::EndElement); }
+    void EnableCharacterDataHandler()
+    {
+        std::printf("in [EnableCharacterDataHandler]\n");
+        XML_SetCharacterDataHandler(m_pParser, &CExpatImpl::CharacterData);
+        std::printf("out [EnableCharacterDataHandler]\n");
+    }
+
+    /// Room for the next piece, or null; valid until the next call.
+    void* GetBuffer(int nLength) { return XML_GetBuffer(m_pParser, nLength); }
+
+    /// \param nLength bytes in the room that GetBuffer() gave
+    bool ParseBuffer(int nLength, bool bFinal)
+    {
+        return Finished(XML_ParseBuffer(m_pParser, nLength, bFinal ? XML_TRUE : XML_FALSE));
+    }
+
+    bool Parse(const char* pText, int nLength, bool bFinal)
+    {
+        return Finished(XML_Parse(m_pParser, pText, nLength, bFinal ? XML_TRUE : XML_FALSE));
+    }
+
+    /// Parses what expat holds back: since 2.6, and in patched older releases, it puts off a token that was
+    /// incomplete until much more of it has come, and forgets it when nobody says that the end is reached.
+    /// Only for the end: switched off from the start, long tokens would cost quadratic time.
+    bool ParseDeferred()
+    {
+#ifdef NBI_EXPAT_DEFERS
+        XML_SetReparseDeferralEnabled(m_pParser, XML_FALSE);
+        return ParseBuffer(0, false);
+#else
+        return true;
+#endif
+    }
+
+    XML_Error GetErrorCode()
+    {
+        std::printf("in [GetErrorCode]\n");
+        return XML_GetErrorCode(m_pParser);
+    }
+
+    const XML_LChar* GetErrorText(XML_Error error)
+    {
+        std::printf("in [XML_LChar]\n");
+        return XML_ErrorString(error);
+    }
+
+    XML_Size GetCurrentLineNumber()
+    {
+        std::printf("in [GetCurrentLineNumber]\n");
+        return XML_GetCurrentLineNumber(m_pParser);
+    }
+
+    /// What expat calls. \p pUserData is the handler object; null: nothing happens.
+    static void XMLCALL StartElement(void* pUserData, const XML_Char* pName, const XML_Char** ppAttributes)
+    {
+        Forward(pUserData, [&](Handler& handler) { handler.OnStartElement(pName, ppAttributes); });
+    }
+    static void XMLCALL EndElement(void* pUserData, const XML_Char* pName)
+    {
+        Forward(pUserData, [&](Handler& handler) { handler.OnEndElement(pName); });
+    }
+    static void XMLCALL CharacterData(void* pUserData, const XML_Char* pText, int nLength)
+    {
+        Forward(pUserData, [&](Handler& handler) { handler.OnCharacterData(pText, nLength); });
+    }
+
+protected:
+    CExpatImpl() = default;
+    ~CExpatImpl()
+    {
+        Destroy();
+    }
+
+private:
+    template <class Call>
+    static void Forward(void* pUserData, Call call)
+    {
+        if (pUserData == nullptr) return;
+        auto& handler = *static_cast<Handler*>(pUserData);
+        CExpatImpl& adapter = handler;
+        if (adapter.m_Thrown) return;  // expat may finish the tag at hand after it was stopped
+        try {
+            call(handler);
+        } catch (...) {
+            adapter.m_Thrown = std::current_exception();
+            XML_StopParser(adapter.m_pParser, XML_FALSE);
+        }
+    }
+
+    bool Finished(XML_Status status)
+    {
+        if (m_Thrown) std::rethrow_exception(std::exchange(m_Thrown, nullptr));
+        return status == XML_STATUS_OK;
+    }
+
+    XML_Parser m_pParser = nullptr;
+    std::exception_ptr m_Thrown;
+};
+
+}  // namespace NSTE_util

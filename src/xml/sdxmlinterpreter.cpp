@@ -1,0 +1,328 @@
+#include "nbiutil/sdxmlinterpreter.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <tuple>
+#include <utility>
+
+#include "util/lockguard.h"
+#include "util/singleton.h"
+#include "xml/intlist.h"
+#include "xml/staticdescxmlparser.h"
+
+namespace NS_UTIL {
+namespace {
+
+constexpr char MACRO_TAG[] = "macro_desc";
+constexpr char INCLUDE_TAG[] = "include";
+constexpr char ROOT_TAG[] = "root";
+constexpr char INTERPRETER_ATTRIBUTE[] = "interpreter";
+
+/// The number that \p pText begins with, blanks and a sign allowed; 0 if there is none.
+int ToInt(const char* pText)
+{
+    constexpr int DECIMAL = 10;
+    return static_cast<int>(std::strtol(pText, nullptr, DECIMAL));
+}
+
+const char* Shown(const char* pText)
+{
+    return pText == nullptr ? "" : pText;
+}
+
+/// One file that this thread is parsing or interpreting, for as long as the object lives. Objects are nested
+/// like the includes.
+class ActiveFile {
+public:
+    /// \param nDevice, nInode what the file is known by, whatever path led to it
+    ActiveFile(dev_t nDevice, ino_t nInode) : m_nDevice(nDevice), m_nInode(nInode), m_pOuter(m_pInnermost)
+    {
+        m_pInnermost = this;
+    }
+    ~ActiveFile() { m_pInnermost = m_pOuter; }
+    ActiveFile(const ActiveFile&) = delete;
+    ActiveFile& operator=(const ActiveFile&) = delete;
+
+    static bool Contains(dev_t nDevice, ino_t nInode)
+    {
+        const ActiveFile* pFile = m_pInnermost;
+        while (pFile != nullptr && (pFile->m_nDevice != nDevice || pFile->m_nInode != nInode)) {
+            pFile = pFile->m_pOuter;
+        }
+        return pFile != nullptr;
+    }
+
+private:
+    static thread_local const ActiveFile* m_pInnermost;
+    const dev_t m_nDevice;
+    const ino_t m_nInode;
+    const ActiveFile* const m_pOuter;
+};
+thread_local const ActiveFile* ActiveFile::m_pInnermost = nullptr;
+
+void DefineMacros(const XMLTag& tag)
+{
+    for (XMLItem** ppItem = tag.m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) {
+        SDXMLInterpreterMgr::Instance()->AddMacorValue(Shown((*ppItem)->m_pName),
+                                                       ToInt(Shown((*ppItem)->m_pValue)));
+    }
+}
+
+void Include(const XMLTag& tag)
+{
+    if (tag.m_pItems == nullptr || tag.m_pItems[0] == nullptr) return;
+    SDXMLInterpreterMgr::Instance()->ParseXMLFile(tag.m_pItems[0]->m_pValue);
+}
+
+/// What names a document's interpreter within its file: "/" and a name, or nothing.
+std::string InterpreterSuffix(const XMLTag& root)
+{
+    if (root.m_Name != ROOT_TAG || root.m_pItems == nullptr) return "";
+    XMLItem** ppItem = root.m_pItems;
+    while (*ppItem != nullptr && std::strcmp((*ppItem)->m_pName, INTERPRETER_ATTRIBUTE) != 0) ++ppItem;
+    return *ppItem == nullptr ? "" : std::string("/") + (*ppItem)->m_pValue;
+}
+
+}  // namespace
+
+TEParserKey::TEParserKey(std::string first, std::string second, std::string third)
+    : m_First(std::move(first)), m_Second(std::move(second)), m_Third(std::move(third))
+{
+}
+
+TEParserKey::~TEParserKey() = default;
+
+bool operator<(const TEParserKey& left, const TEParserKey& right)
+{
+    return std::tie(left.First(), left.Second(), left.Third()) <
+           std::tie(right.First(), right.Second(), right.Third());
+}
+
+std::atomic<TEParserFuncRegistry*> TEParserFuncRegistry::m_pInstance{nullptr};
+
+TEParserFuncRegistry* TEParserFuncRegistry::Instance()
+{
+    return InstanceIn(m_pInstance, [] { return new TEParserFuncRegistry; });
+}
+
+void TEParserFuncRegistry::Register(const TEParserKey& key, TEParserFunc func)
+{
+    const WriteGuard guard(m_Lock);
+    m_Funcs[key] = func;
+}
+
+std::size_t TEParserFuncRegistry::Remove(const TEParserKey& key)
+{
+    const WriteGuard guard(m_Lock);
+    return m_Funcs.erase(key);
+}
+
+std::size_t TEParserFuncRegistry::RemoveBySecond(const std::string& second)
+{
+    const WriteGuard guard(m_Lock);
+    std::size_t nRemoved = 0;
+    for (auto entry = m_Funcs.begin(); entry != m_Funcs.end();) {
+        if (entry->first.Second() == second) {
+            entry = m_Funcs.erase(entry);
+            ++nRemoved;
+        } else {
+            ++entry;
+        }
+    }
+    return nRemoved;
+}
+
+TEParserFunc TEParserFuncRegistry::Find(const TEParserKey& key)
+{
+    {
+        const ReadGuard guard(m_Lock);
+        const auto found = m_Funcs.find(key);
+        if (found != m_Funcs.end()) return found->second;
+    }
+    const WriteGuard guard(m_Lock);
+    return m_Funcs.try_emplace(key, nullptr).first->second;
+}
+
+int SDXMLInterpreter::InterpretXMLTag(const XMLTag& tag)
+{
+    if (tag.m_pChildren == nullptr) return 0;
+    for (const XMLTag* pChild : *tag.m_pChildren) {
+        if (pChild->m_Name == MACRO_TAG) {
+            DefineMacros(*pChild);
+        } else if (pChild->m_Name == INCLUDE_TAG) {
+            Include(*pChild);
+        }
+    }
+    return 0;
+}
+
+SDXMLInterpreter::~SDXMLInterpreter() = default;
+
+int SDXMLInterpreter::AppXMLParseFunc(const TEParserKey& key, const XMLTag& tag, TEParserPara* para)
+{
+    TEParserFunc const pFunc = TEParserFuncRegistry::Instance()->Find(key);
+    return pFunc == nullptr ? 0 : pFunc(tag, para);
+}
+
+std::atomic<SDXMLInterpreterMgr*> SDXMLInterpreterMgr::m_pInstance{nullptr};
+
+SDXMLInterpreterMgr* SDXMLInterpreterMgr::Instance()
+{
+    return InstanceIn(m_pInstance, [] { return new SDXMLInterpreterMgr; });
+}
+
+void SDXMLInterpreterMgr::Destroy()
+{
+    DestroyIn(m_pInstance, [](SDXMLInterpreterMgr* pMgr) { delete pMgr; });
+}
+
+SDXMLInterpreterMgr::~SDXMLInterpreterMgr()
+{
+    Clear();
+}
+
+void SDXMLInterpreterMgr::Initial()
+{
+}
+
+void SDXMLInterpreterMgr::RegisterInterpreter(const std::string& name, SDXMLInterpreter* interpreter)
+{
+    const WriteGuard guard(m_Lock);
+    m_Interpreters[name] = interpreter;
+}
+
+SDXMLInterpreter* SDXMLInterpreterMgr::GetInterpreter(const std::string& name)
+{
+    const ReadGuard guard(m_Lock);
+    const auto found = m_Interpreters.find(name);
+    return found == m_Interpreters.end() ? nullptr : found->second;
+}
+
+void SDXMLInterpreterMgr::Clear()
+{
+    std::map<std::string, SDXMLInterpreter*> registered;
+    {
+        const WriteGuard guard(m_Lock);
+        registered.swap(m_Interpreters);
+    }
+    std::set<const SDXMLInterpreter*> deleted;  // one interpreter may stand under several names
+    for (const auto& [name, pInterpreter] : registered) {
+        if (deleted.insert(pInterpreter).second) delete pInterpreter;
+    }
+}
+
+void SDXMLInterpreterMgr::AddMacorValue(const std::string& name, int value)
+{
+    const WriteGuard guard(m_Lock);
+    m_Macros[name] = value;
+}
+
+int SDXMLInterpreterMgr::ParseInt(const char* s)
+{
+    return s == nullptr || *s == '\0' ? 0 : ValueOf(s);
+}
+
+/// \p token must not be followed by a digit: where it is a number, the number ends where the token does.
+int SDXMLInterpreterMgr::ValueOf(std::string_view token)
+{
+    {
+        const ReadGuard guard(m_Lock);
+        const auto macro = m_Macros.find(token);
+        if (macro != m_Macros.end()) return macro->second;
+    }
+    return ToInt(token.data());
+}
+
+template <class Numbers>
+void SDXMLInterpreterMgr::ReadListInto(std::string_view text, Numbers& out)
+{
+    ReadIntList(
+        text, [this](std::string_view token) { return ValueOf(token); }, out);
+}
+
+void SDXMLInterpreterMgr::ParseIntList(const char* s, std::list<int>& out)
+{
+    out.clear();
+    ReadListInto(Shown(s), out);
+}
+
+void SDXMLInterpreterMgr::ParseIntList(const char* s, std::vector<int>& out)
+{
+    out.clear();
+    ReadListInto(Shown(s), out);
+}
+
+void SDXMLInterpreterMgr::ParseNestingList(const char* s, std::list<std::list<int>>& out)
+{
+    if (s == nullptr) return;
+    out.clear();
+    std::string text(s);
+    text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == ' ' || c == '\t'; }),
+               text.end());
+    constexpr char SEPARATORS[] = "{;}";
+    const std::string_view view(text);
+    std::size_t nStart = view.find_first_not_of(SEPARATORS);
+    while (nStart != std::string_view::npos) {
+        const std::size_t nEnd = std::min(view.find_first_of(SEPARATORS, nStart), view.size());
+        const std::string_view part = view.substr(nStart, nEnd - nStart);
+        out.emplace_back();
+        if (part.front() == '[') {
+            ReadListInto(part, out.back());
+        } else {
+            out.back().push_back(ValueOf(part));
+        }
+        nStart = view.find_first_not_of(SEPARATORS, nEnd);
+    }
+}
+
+void SDXMLInterpreterMgr::setFileName(const std::string& path)
+{
+    std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0: the whole path
+    const WriteGuard guard(m_Lock);
+    m_FileName = std::move(name);
+}
+
+std::string SDXMLInterpreterMgr::getFileName()
+{
+    const ReadGuard guard(m_Lock);
+    return m_FileName;
+}
+
+int SDXMLInterpreterMgr::ParseXMLFile(const char* path)
+{
+    const char* const pPath = Shown(path);
+    struct stat status = {};
+    const bool bThere = stat(pPath, &status) == 0;
+    if (bThere && ActiveFile::Contains(status.st_dev, status.st_ino)) {
+        std::printf("[ParseXMLFile] File %s is being parsed already\n", pPath);
+        return -1;
+    }
+    const ActiveFile active(status.st_dev, status.st_ino);
+    StaticDescXMLParser parser;
+    if (parser.ParseFile(pPath) != 0) return -1;
+    setFileName(pPath);
+    // Deliberate: a file that parses is a success whatever became of its document. Callers load files for
+    // which no interpreter is registered, and go on.
+    Dispatch(parser.Root());
+    return 0;
+}
+
+bool SDXMLInterpreterMgr::ParseXMLBuffer(const void* data, unsigned long length)
+{
+    if (data == nullptr || length == 0) return false;
+    StaticDescXMLParser parser;
+    return parser.ParseText(data, length) && Dispatch(parser.Root()) == 0;
+}
+
+int SDXMLInterpreterMgr::Dispatch(const XMLTag& root)
+{
+    SDXMLInterpreter* const pInterpreter = GetInterpreter(getFileName() + InterpreterSuffix(root));
+    return pInterpreter == nullptr ? -1 : pInterpreter->InterpretXMLTag(root);
+}
+
+}  // namespace NS_UTIL

@@ -1,0 +1,133 @@
+#include "xml/staticdescxmlparser.h"
+
+#include <climits>
+#include <cstring>
+#include <memory>
+
+namespace NS_UTIL {
+namespace {
+
+constexpr int PIECE = 256;  // bytes read at a time; which cut files are accepted depends on it
+
+struct CloseFile {
+    void operator()(std::FILE* pFile) const { std::fclose(pFile); }
+};
+using FilePtr = std::unique_ptr<std::FILE, CloseFile>;
+
+/// A new[] array of exactly the text and its zero.
+char* CopyOf(const char* pText)
+{
+    const std::size_t nSize = std::strlen(pText) + 1;
+    char* const pCopy = new char[nSize];
+    std::memcpy(pCopy, pText, nSize);
+    return pCopy;
+}
+
+/// Every pointer is in its owner's hands before the next allocation, which may throw.
+void SetItems(XMLTag& tag, const XML_Char** ppAttributes)
+{
+    std::size_t nEntries = 0;
+    while (ppAttributes[nEntries] != nullptr) ++nEntries;
+    if (nEntries == 0) return;
+    tag.m_pItems = new XMLItem*[nEntries / 2 + 1]();
+    for (XMLItem** ppItem = tag.m_pItems; *ppAttributes != nullptr; ++ppItem, ppAttributes += 2) {
+        *ppItem = new XMLItem;
+        (*ppItem)->m_pName = CopyOf(ppAttributes[0]);
+        (*ppItem)->m_pValue = CopyOf(ppAttributes[1]);
+        (*ppItem)->m_pPrintValue = CopyOf(ppAttributes[1]);
+    }
+}
+
+}  // namespace
+
+void StaticDescXMLParser::OnPostCreate()
+{
+    EnableStartElementHandler();
+    EnableCharacterDataHandler();
+    EnableEndElementHandler();
+}
+
+XMLTag& StaticDescXMLParser::AddTag()
+{
+    if (m_Open.empty()) return m_Root;
+    XMLTag& parent = *m_Open.back();
+    if (parent.m_pChildren == nullptr) parent.m_pChildren = new std::list<XMLTag*>;
+    parent.m_pChildren->push_back(nullptr);
+    return *(parent.m_pChildren->back() = new XMLTag);
+}
+
+void StaticDescXMLParser::OnStartElement(const XML_Char* pName, const XML_Char** ppAttributes)
+{
+    XMLTag& tag = AddTag();
+    tag.m_Name = pName;
+    m_Open.push_back(&tag);
+    SetItems(tag, ppAttributes);
+}
+
+void StaticDescXMLParser::OnEndElement(const XML_Char* /*pName*/)
+{
+    m_Open.pop_back();
+}
+
+void StaticDescXMLParser::OnCharacterData(const XML_Char* /*pText*/, int /*nLength*/)
+{
+    std::printf("in [OnXMLCharacterData]\nout [OnXMLCharacterData]\n");
+}
+
+int StaticDescXMLParser::ParseFile(const char* pPath)
+{
+    if (!Create()) return -1;
+    m_FileName = pPath;
+    const FilePtr pFile(std::fopen(pPath, "r"));
+    if (!pFile) {
+        std::printf("[ParseFile] Call fopen file name %s error\n", pPath);
+        return -1;
+    }
+    const bool bParsed = ParsePieces(pFile.get());
+    m_FileName.clear();
+    return bParsed ? 0 : -1;
+}
+
+bool StaticDescXMLParser::ParsePieces(std::FILE* pFile)
+{
+    bool bFinal = false;
+    while (std::feof(pFile) == 0) {
+        void* const pBuffer = GetBuffer(PIECE);
+        if (pBuffer == nullptr) return false;
+        const std::size_t nRead = std::fread(pBuffer, 1, PIECE, pFile);
+        bFinal = nRead == 0;
+        if (!OrPrintError(ParseBuffer(static_cast<int>(nRead), bFinal))) return false;
+    }
+    return bFinal || OrPrintError(ParseDeferred());
+}
+
+bool StaticDescXMLParser::OrPrintError(bool bParsed)
+{
+    if (!bParsed) PrintParseError();
+    return bParsed;
+}
+
+bool StaticDescXMLParser::ParseText(const void* pData, unsigned long nLength)
+{
+    if (!Create()) return false;
+    const auto* pText = static_cast<const char*>(pData);
+    const int nSigned = static_cast<int>(nLength);
+    if (nSigned >= 0) return Parse(pText, nSigned, true);
+    const std::size_t nText = std::strlen(pText);
+    return nText <= INT_MAX && Parse(pText, static_cast<int>(nText), true);
+}
+
+void StaticDescXMLParser::PrintParseError()
+{
+    const XML_Error error = GetErrorCode();
+    const XML_LChar* const pText = GetErrorText(error);
+    if (m_FileName.empty()) {
+        std::printf("Parse error:\n[%s]\n", pText);
+        return;
+    }
+    const int nLine = static_cast<int>(GetCurrentLineNumber());
+    std::printf("[PrintParseError] Parse error in file [%s], at line [%d]:\n[%s]\n", m_FileName.c_str(),
+                nLine, pText);
+}
+
+}  // namespace NS_UTIL

@@ -1,0 +1,50 @@
+/// \file
+/// Reads one static-description document into a tree.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "nbiutil/xmltag.h"
+#include "xml/expatimpl.h"
+
+namespace NS_UTIL {
+
+/// One object per document, on the stack of whoever parses it; the tree lives as long as the object.
+/// Trace and error lines go to standard output. Errors: running out of memory while the tree is built throws
+/// std::bad_alloc.
+class StaticDescXMLParser : public NSTE_util::CExpatImpl<StaticDescXMLParser> {
+public:
+    /// \return 0, or -1 after a line that says why. Deliberate: a file that stops in the middle is a success
+    /// with the elements that were begun before the cut, unless its length is a multiple of the 256 bytes
+    /// that are read at a time; what callers ship as description files relies on it.
+    int ParseFile(const char* pPath);
+
+    /// \param nLength bytes at \p pData. When its low 32 bits, read as a signed number, are negative, \p
+    /// pData is a zero-terminated text. \return false, without a line about it, when expat refuses the text.
+    bool ParseText(const void* pData, unsigned long nLength);
+
+    /// The document element; an element without a name when the document has not come so far.
+    const XMLTag& Root() const { return m_Root; }
+
+    /// Prints the error with which the parse ended, with the line when a file is being parsed.
+    void PrintParseError();
+
+    // Called by the adapter
+    void OnPostCreate();
+    void OnStartElement(const XML_Char* pName, const XML_Char** ppAttributes);
+    void OnEndElement(const XML_Char* pName);
+    void OnCharacterData(const XML_Char* pText, int nLength);
+
+private:
+    XMLTag& AddTag();
+    bool ParsePieces(std::FILE* pFile);
+    bool OrPrintError(bool bParsed);
+
+    XMLTag m_Root;
+    std::vector<XMLTag*> m_Open;  // elements that are open, the innermost last
+    std::string m_FileName;       // for error lines; empty when no file is being parsed
+};
+
+}  // namespace NS_UTIL

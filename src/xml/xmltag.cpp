@@ -1,0 +1,155 @@
+#include "nbiutil/xmltag.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+namespace NS_UTIL {
+namespace {
+
+constexpr int NO_LIMIT = -1;
+
+/// The first child that fits, or null.
+template <class Fits>
+XMLTag* FindChild(const XMLTag& tag, Fits fits)
+{
+    if (tag.m_pChildren == nullptr) return nullptr;
+    const auto matches = [&fits](const XMLTag* pChild) { return fits(*pChild); };
+    const auto found = std::find_if(tag.m_pChildren->begin(), tag.m_pChildren->end(), matches);
+    return found == tag.m_pChildren->end() ? nullptr : *found;
+}
+
+void PrintTabs(int nCount)
+{
+    static constexpr char TABS[] = "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t";
+    static constexpr int AT_ONCE = sizeof(TABS) - 1;
+    for (int nLeft = nCount; nLeft > 0; nLeft -= AT_ONCE) {
+        std::printf("%.*s", std::min(nLeft, AT_ONCE), TABS);
+    }
+}
+
+const char* Shown(const char* pText)
+{
+    return pText == nullptr ? "" : pText;
+}
+
+/// Prints one tree, with the elements that are open kept on the heap.
+class TreePrinter {
+public:
+    TreePrinter(int& nDepth, int nMaxDepth) : m_nDepth(nDepth), m_nMaxDepth(nMaxDepth) {}
+
+    void Print(const XMLTag& root)
+    {
+        Open(root);
+        while (!m_Open.empty()) {
+            Level& innermost = m_Open.back();
+            if (innermost.m_Next == innermost.m_End) {
+                Close();
+            } else {
+                Open(**innermost.m_Next++);
+            }
+        }
+    }
+
+private:
+    using Position = std::list<XMLTag*>::const_iterator;
+    struct Level {
+        Position m_Next;
+        Position m_End;
+    };
+
+    void Open(const XMLTag& tag)
+    {
+        if (m_nMaxDepth != NO_LIMIT && m_nMaxDepth < m_nDepth) return;
+        PrintTabs(m_nDepth);
+        std::printf("<tag = %s", tag.m_Name.c_str());
+        for (XMLItem** ppItem = tag.m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) {
+            std::printf(" %s = %s", Shown((*ppItem)->m_pName), Shown((*ppItem)->m_pPrintValue));
+        }
+        if (m_nMaxDepth != 0) std::printf("\n");
+        ++m_nDepth;
+        static const std::list<XMLTag*> NO_CHILDREN;
+        const std::list<XMLTag*>& children = tag.m_pChildren == nullptr ? NO_CHILDREN : *tag.m_pChildren;
+        m_Open.push_back({children.begin(), children.end()});
+    }
+
+    void Close()
+    {
+        m_Open.pop_back();
+        --m_nDepth;
+        if (m_nMaxDepth == 0) {
+            std::printf(" />\n");
+            return;
+        }
+        PrintTabs(m_nDepth);
+        std::printf("</tag>\n");
+    }
+
+    int& m_nDepth;
+    const int m_nMaxDepth;
+    std::vector<Level> m_Open;
+};
+
+}  // namespace
+
+XMLItem::~XMLItem()
+{
+    delete[] m_pName;
+    delete[] m_pValue;
+    delete[] m_pPrintValue;
+}
+
+XMLTag::~XMLTag()
+{
+    for (XMLItem** ppItem = m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) delete *ppItem;
+    delete[] m_pItems;
+    if (m_pChildren == nullptr) return;
+    // A child hands its own children up before it is deleted, so that no destructor runs inside another one
+    // more than once, however deep the tree is.
+    while (!m_pChildren->empty()) {
+        XMLTag* const pChild = m_pChildren->front();
+        m_pChildren->pop_front();
+        if (pChild != nullptr && pChild->m_pChildren != nullptr) {
+            m_pChildren->splice(m_pChildren->begin(), *pChild->m_pChildren);
+        }
+        delete pChild;
+    }
+    delete m_pChildren;
+}
+
+bool XMLTag::getTag(char** path, XMLTag** found) const
+{
+    auto* pTag = const_cast<XMLTag*>(this);
+    for (; *path != nullptr; ++path) {
+        pTag = FindChild(*pTag,
+                         [path](const XMLTag& tag) { return std::strcmp(tag.m_Name.c_str(), *path) == 0; });
+        if (pTag == nullptr) return false;
+    }
+    *found = pTag;
+    return true;
+}
+
+bool XMLTag::getTag(int* path, XMLTag** found) const
+{
+    auto* pTag = const_cast<XMLTag*>(this);
+    for (; *path != 0; ++path) {
+        pTag = FindChild(*pTag, [path](const XMLTag& tag) { return tag.m_nId == *path; });
+        if (pTag == nullptr) return false;
+    }
+    *found = pTag;
+    return true;
+}
+
+void XMLTag::print(int& depth, int maxDepth) const
+{
+    TreePrinter(depth, maxDepth).Print(*this);
+}
+
+void XMLTag::print(int maxDepth) const
+{
+    int nDepth = 0;
+    print(nDepth, maxDepth);
+}
+
+}  // namespace NS_UTIL

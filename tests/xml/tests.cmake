@@ -1,0 +1,1 @@
+nbi_test(xml/xmltag_test.cpp)

@@ -1,0 +1,127 @@
+/// \file
+/// What the tests of the description files share: files of their own, standard output as text, a small stack,
+/// and trees as text.
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "nbiutil/xmltag.h"
+
+namespace nbitest {
+
+/// The first two lines of every parse.
+constexpr char POST_CREATE[] = "in [EnableCharacterDataHandler]\nout [EnableCharacterDataHandler]\n";
+/// The two lines of one run of character data.
+constexpr char CHARACTERS[] = "in [OnXMLCharacterData]\nout [OnXMLCharacterData]\n";
+
+/// A folder of its own for each test, removed with everything in it.
+class TestFolder {
+public:
+    TestFolder()
+    {
+        std::string name = (std::filesystem::temp_directory_path() / "nbixmlXXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+        m_Path = name;
+    }
+    ~TestFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_Path, ignored);
+    }
+    TestFolder(const TestFolder&) = delete;
+    TestFolder& operator=(const TestFolder&) = delete;
+
+    std::string Path(const std::string& name) const { return m_Path + "/" + name; }
+    /// \return the path of the file
+    std::string Write(const std::string& name, const std::string& text) const
+    {
+        std::ofstream(Path(name), std::ios::binary) << text;
+        return Path(name);
+    }
+
+private:
+    std::string m_Path;
+};
+
+/// Standard output goes nowhere for as long as the object lives.
+class Silence {
+public:
+    Silence() : m_nSaved(Redirect(open("/dev/null", O_WRONLY | O_CLOEXEC))) {}
+    ~Silence() { close(Redirect(m_nSaved)); }
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
+
+private:
+    /// Takes \p nTarget. \return where standard output went before
+    static int Redirect(int nTarget)
+    {
+        std::fflush(stdout);
+        const int nBefore = dup(STDOUT_FILENO);
+        dup2(nTarget, STDOUT_FILENO);
+        close(nTarget);
+        return nBefore;
+    }
+    const int m_nSaved;
+};
+
+/// What \p work prints to standard output.
+inline std::string OutputOf(const std::function<void()>& work)
+{
+    ::testing::internal::CaptureStdout();
+    work();
+    return ::testing::internal::GetCapturedStdout();
+}
+
+/// Runs \p work on a thread with a stack of 256 KiB.
+inline void RunOnSmallStack(std::function<void()> work)
+{
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 * 1024), 0);
+    const auto run = [](void* pWork) -> void* {
+        (*static_cast<std::function<void()>*>(pWork))();
+        return nullptr;
+    };
+    pthread_t thread{};
+    ASSERT_EQ(pthread_create(&thread, &attributes, run, &work), 0);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+    pthread_attr_destroy(&attributes);
+}
+
+/// One element as text: its level, name and attributes, such as "1 table name=eth0".
+inline std::string LineOf(int nLevel, const NS_UTIL::XMLTag& tag)
+{
+    std::string line = std::to_string(nLevel) + " " + tag.m_Name;
+    for (NS_UTIL::XMLItem** ppItem = tag.m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) {
+        line += std::string(" ") + (*ppItem)->m_pName + "=" + (*ppItem)->m_pValue;
+        EXPECT_STREQ((*ppItem)->m_pValue, (*ppItem)->m_pPrintValue);
+        EXPECT_EQ((*ppItem)->m_nId, -1);
+    }
+    EXPECT_EQ(tag.m_nId, -1);
+    EXPECT_EQ(tag.m_Text, "");
+    return line;
+}
+
+/// Every element in document order.
+inline std::vector<std::string> LinesOf(const NS_UTIL::XMLTag& tag, int nLevel = 0)
+{
+    std::vector<std::string> lines{LineOf(nLevel, tag)};
+    if (tag.m_pChildren == nullptr) return lines;
+    EXPECT_FALSE(tag.m_pChildren->empty());
+    for (const NS_UTIL::XMLTag* pChild : *tag.m_pChildren) {
+        for (std::string& line : LinesOf(*pChild, nLevel + 1)) lines.push_back(std::move(line));
+    }
+    return lines;
+}
+
+}  // namespace nbitest
