@@ -26,6 +26,16 @@ constexpr unsigned int ByteOf(char character)
     return static_cast<unsigned char>(character);
 }
 
+char LowerOf(char character)
+{
+    return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+}
+
+char UpperOf(char character)
+{
+    return static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
+}
+
 constexpr bool IsDecimal(char character)
 {
     return ByteOf(character) - ByteOf('0') < 10;
@@ -207,16 +217,14 @@ int Str2Int(const std::string& text)
 std::string StrLower(const std::string& text)
 {
     std::string lower = text;
-    for (char& character : lower)
-        character = static_cast<char>(std::tolower(static_cast<int>(ByteOf(character))));
+    std::transform(lower.begin(), lower.end(), lower.begin(), LowerOf);
     return lower;
 }
 
 std::string StrUpper(const std::string& text)
 {
     std::string upper = text;
-    for (char& character : upper)
-        character = static_cast<char>(std::toupper(static_cast<int>(ByteOf(character))));
+    std::transform(upper.begin(), upper.end(), upper.begin(), UpperOf);
     return upper;
 }
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <locale>
 #include <random>
@@ -423,8 +424,9 @@ TEST(IpLong2StrTest, WritesTheLow32Bits)
 TEST(IpLong2StrTest, EveryByteValueHasItsDecimals)
 {
     for (long nByte = 0; nByte < 256; ++nByte) {
-        const std::string part = std::to_string(nByte);
-        EXPECT_EQ(IpLong2Str(nByte * 0x01010101), part + "." + part + "." + part + "." + part);
+        char expected[16];
+        std::snprintf(expected, sizeof expected, "%ld.%ld.%ld.%ld", nByte, nByte, nByte, nByte);
+        EXPECT_EQ(IpLong2Str(nByte * 0x01010101), expected);
     }
 }
 

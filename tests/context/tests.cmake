@@ -1,0 +1,1 @@
+nbi_test(context/user_test.cpp)
