@@ -1,0 +1,143 @@
+/// \file
+/// Helpers that the services of the northbound interface share: configuration switches, tagged texts and
+/// name=value lists, the environment, child processes, and the edit of one item of a configuration file.
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "nbihost/objectschema.h"
+#include "nbiutil/export.h"
+
+namespace NS_UTIL {
+
+/// Helper for object schemas. Threads: as the schema allows.
+class NBI_EXPORT SchemaUtil {
+public:
+    /// Marks the attribute \p name dirty when \p nMask is not -1 and shares a bit with \p nFlag.
+    static void GetSchemaByOperMask(int nMask, int nFlag, const std::string& name, ObjectSchema_T& schema);
+};
+
+/// Helpers for separated texts. Threads: any. Nothing is thrown on bad input.
+class NBI_EXPORT Parser {
+public:
+    /// Splits \p item at its first character that is any one of \p separators.
+    /// \param[out] name,value the texts before and behind it; untouched without a separator
+    /// \return false without a separator.
+    static bool ParseItemNVByTag(const std::string& item, std::string& name, std::string& value,
+                                 std::string separators);
+
+    /// Appends the pieces of \p source between the occurrences of the whole \p separator, untrimmed, empty
+    /// ones and the one behind the last separator included. An empty separator means one piece.
+    static void SplitStrByTag(const std::string& source, const std::string& separator,
+                              std::vector<std::string>& pieces);
+};
+
+/// The helpers themselves. They keep nothing between calls.
+/// Ownership: one object per process, from the first Instance() to Destroy(); callers never delete it.
+/// Threads: any, modifyCorbaItemByCfg() on one file at a time.
+/// Errors: the results stated; nothing is thrown on bad input. Only StartProcess() and modifyCorbaItemByCfg()
+/// write log lines.
+class NBI_EXPORT SelfUtilCommon {
+public:
+    /// Null only when there is no object yet and the static-object lock cannot be taken.
+    static SelfUtilCommon* Instance();
+    static void Destroy();
+
+    /// \param[out] value the text under \p nKey; without one it stays as it was
+    void GetDataFromMap(const std::map<int, std::string>& texts, int nKey, std::string& value) const;
+    void GetDataFromMap(const std::map<std::string, std::string>& texts, const std::string& key,
+                        std::string& value) const;
+
+    /// \param[out] nValue the decimal number at the head of the text under \p name, 0 when there is none; the
+    ///                    low 32 bits of what strtol() gives
+    /// \return false when there is no such name; \p nValue is then as it was.
+    bool GetIntegerValueByName(const std::map<std::string, std::string>& texts, const std::string& name,
+                               int& nValue) const;
+
+    /// The host's configuration item as a text.
+    bool GetSupportCfgItem(const std::string& name, std::string& value) const;
+
+    /// True when the host's configuration item is the number 1; any other number counts as off.
+    bool IsSupportCfgItem(std::string name) const;
+
+    /// A copy in upper case.
+    std::string upperStr(const std::string& text) const;
+
+    /// The text from \p offset characters behind the start of the first start tag to the first end tag, both
+    /// looked up from the beginning: the length of the start tag as offset gives the enclosed text. Empty
+    /// when a tag is missing, or when the range is empty, inverted or begins in front of the text.
+    std::string GetValByTag(const std::string& source, const std::string& startTag, const std::string& endTag,
+                            const int& offset) const;
+
+    /// Resolves a host name, IPv4 only.
+    /// \param[out] address dotted text of the first address; untouched on failure
+    bool ParserNmsHostName(const std::string& hostName, std::string& address) const;
+
+    /// True when \p path holds nothing but A-Z, a-z, 0-9, "-", "." and "/"; so also for an empty one. An
+    /// underscore or a blank gives false.
+    bool filePathEnvCheck(std::string& path) const;
+
+    /// The environment variable's value, or an empty text.
+    std::string getEnvValue(const std::string& name) const;
+
+    /// Replaces \p from by \p to, left to right. After each replacement the search goes on at the previous
+    /// search start plus the length of \p to, which is not the place behind the replacement: replacing "a" by
+    /// "aa" in "xa" gives "xaaa". An empty \p from changes nothing.
+    /// \return always true
+    bool replaceStr(std::string& subject, const std::string& from, const std::string& to) const;
+
+    /// Enters the pieces of a list name=value, separator, name=value, ... into \p values; the last one of a
+    /// name wins, a piece without "=" is skipped, and what the map held stays. The next piece begins one
+    /// character behind the start of a separator: of a longer separator the rest stays at the head of that
+    /// piece. An empty separator means one piece.
+    void GetSpliteFDNData(std::map<std::string, std::string>& values, const std::string& list,
+                          std::string separator) const;
+
+    /// The same under another name.
+    void GetSplitNameValueMapbyTag(std::map<std::string, std::string>& values, const std::string& list,
+                                   const std::string& separator) const;
+
+    /// Starts a child process. No shell: words are split at blanks, and "..." or '...' holds one word
+    /// together.
+    /// "%" is an ordinary character. The child inherits the environment. Every copy of the command line that
+    /// is made here is wiped afterwards. \param workDir where the child runs and from where a program with a
+    /// relative path is found; empty: the
+    ///                current directory. More than 4,096 characters abort the process.
+    /// \param bWait   true: return when the child has ended; its exit status is not looked at. false: the
+    ///                child stays with ACE_Process_Manager::instance(), which the host asks to collect it.
+    /// \return false, after one log line, when the child could not be started: an empty command, one of over
+    ///         1,023 characters or 127 words, a program or a directory that is not there or not allowed, or
+    ///         no process left.
+    bool StartProcess(const std::string& workDir, const std::string& command, bool bWait) const;
+
+    /// Sets one item of a configuration file: every line that contains \p key anywhere, comments and longer
+    /// keys included, becomes "key=value", or "-key value" for the keys "SSLVersion" and
+    /// "SSLPrivateKeyPasswd". An empty key is contained in every line.
+    ///
+    /// Only files of up to 1,024 lines of up to 1,023 characters come through whole: lines behind the 1,024th
+    /// are dropped (and with them the line end of the 1,024th); a longer line is cut, and everything behind
+    /// it becomes empty lines, 1,024 in all.
+    ///
+    /// Between reading and writing \p commandPrefix, directly followed by \p path, is run through
+    /// StartProcess() in the current directory and sees the old file; when it cannot be started, a log line
+    /// says so and the file is written all the same.
+    ///
+    /// The new text is stored completely or not at all: a sibling with the file's owner and mode replaces it
+    /// (hard links and access lists are not kept; of a symbolic link the target is replaced). Where no such
+    /// sibling can be made, the file is rewritten in place, and put back on a failure.
+    /// \return false when the file could not be read, not be opened for writing, or the new text not be
+    ///         stored; the file then holds what it held before. The first and the last cost one log line.
+    bool modifyCorbaItemByCfg(const std::string& path, const std::string& key, const std::string& value,
+                              const std::string& commandPrefix) const;
+
+private:
+    SelfUtilCommon() = default;
+    ~SelfUtilCommon() = default;
+
+    static std::atomic<SelfUtilCommon*> m_pInstance;
+};
+
+}  // namespace NS_UTIL

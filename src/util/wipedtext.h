@@ -1,0 +1,21 @@
+/// \file
+/// A text that may hold secrets: command lines and the content of configuration files.
+#pragma once
+
+#include <string>
+
+#include "util/wipe.h"
+
+namespace NS_UTIL {
+
+/// Overwritten with zeros when it goes. A text that grows leaves copies behind: reserve() first.
+struct WipedText {
+    WipedText() = default;
+    ~WipedText() { WipeBytes(m_Text.data(), m_Text.size()); }
+    WipedText(const WipedText&) = delete;
+    WipedText& operator=(const WipedText&) = delete;
+
+    std::string m_Text;
+};
+
+}  // namespace NS_UTIL
