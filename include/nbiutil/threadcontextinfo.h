@@ -37,7 +37,7 @@ public:
                       const std::string& operUUID, TskInfo& tskInfo);
 
     ThreadContextInfo(const ThreadContextInfo&) = default;
-    ThreadContextInfo& operator=(const ThreadContextInfo& other);
+    ThreadContextInfo& operator=(const ThreadContextInfo&) = default;
     virtual ~ThreadContextInfo() = default;
 
     /// Thread id, interface name, user info and operation UUID as stored. Deliberate: the four task values do

@@ -1,0 +1,137 @@
+#include "nbiutil/threadcontextinfo.h"
+
+#include <ace/UUID.h>
+
+#include <cstddef>
+
+#include "util/lockguard.h"
+#include "util/singleton.h"
+
+namespace NS_UTIL {
+namespace {
+
+constexpr const char* UUID_OPEN_TAG = "<OpUUID>";
+constexpr const char* UUID_CLOSE_TAG = "</OpUUID>";
+
+/// Writes integers as lower-case hexadecimal digits, one behind the other. ACE's own conversion goes through a printf,
+/// which costs several times what making the UUID does.
+class HexWriter {
+public:
+    explicit HexWriter(std::string& text) : m_Text(text) {}
+
+    void Skip() { m_nPosition++; }
+
+    void Byte(unsigned int nByte)
+    {
+        static constexpr char DIGITS[] = "0123456789abcdef";
+        m_Text[m_nPosition++] = DIGITS[(nByte >> 4U) & 0xFU];
+        m_Text[m_nPosition++] = DIGITS[nByte & 0xFU];
+    }
+
+    template <class Unsigned>
+    void Number(Unsigned nValue)
+    {
+        for (std::size_t nByte = sizeof(Unsigned); nByte-- > 0;) {
+            Byte(static_cast<unsigned int>(nValue >> (8U * nByte)) & 0xFFU);
+        }
+    }
+
+private:
+    std::string& m_Text;
+    std::size_t m_nPosition = 0;
+};
+
+std::string TextOf(const ACE_Utils::UUID& uuid)
+{
+    std::string text(36, '-');
+    HexWriter writer(text);
+    writer.Number(uuid.time_low());
+    writer.Skip();
+    writer.Number(uuid.time_mid());
+    writer.Skip();
+    writer.Number(uuid.time_hi_and_version());
+    writer.Skip();
+    writer.Byte(uuid.clock_seq_hi_and_reserved());
+    writer.Byte(uuid.clock_seq_low());
+    writer.Skip();
+    for (const u_char nByte : uuid.node().node_ID()) writer.Byte(nByte);
+    return text;
+}
+
+}  // namespace
+
+ThreadContextInfo::ThreadContextInfo(const int& threadId, const std::string& interfaceName,
+                                     const std::string& userInfo, const std::string& operUUID, TskInfo& tskInfo)
+    : m_nThreadId(threadId),
+      m_InterfaceName(interfaceName),
+      m_UserInfo(userInfo),
+      m_OperUUID(operUUID),
+      m_nTskNum(tskInfo.m_nTskNum),
+      m_nTskMode(tskInfo.m_nTskMode),
+      m_nTskType(tskInfo.m_nTskType),
+      m_TskMgr(tskInfo.m_TskMgr)
+{
+}
+
+bool ThreadContextInfo::operator==(const ThreadContextInfo& other) const
+{
+    return m_nThreadId == other.m_nThreadId && m_InterfaceName == other.m_InterfaceName &&
+           m_UserInfo == other.m_UserInfo && m_OperUUID == other.m_OperUUID;
+}
+
+void ThreadContextInfo::SetHugeTskInfo(const int& tskNum, const int& tskType, const int& tskMode,
+                                       const std::string& tskMgr)
+{
+    m_nTskNum = tskNum;
+    m_nTskType = tskType;
+    m_nTskMode = tskMode;
+    m_TskMgr = tskMgr;
+}
+
+void ThreadContextInfo::SetOperUUID(const std::string& uuid)
+{
+    if (uuid.empty()) {
+        m_OperUUID = UUID_OPEN_TAG + GenerateUUID() + UUID_CLOSE_TAG;
+    } else {
+        m_OperUUID = uuid;
+    }
+}
+
+std::string ThreadContextInfo::GenerateUUID()
+{
+    ACE_UUID_Generator* const pGenerator = ACE_UUID_Generator::Instance();
+    return pGenerator != nullptr ? pGenerator->generate_uuid() : std::string();
+}
+
+std::atomic<ACE_UUID_Generator*> ACE_UUID_Generator::m_pInstance{nullptr};
+
+ACE_UUID_Generator* ACE_UUID_Generator::Instance()
+{
+    return InstanceIn(m_pInstance, [] { return new ACE_UUID_Generator; });
+}
+
+void ACE_UUID_Generator::Destroy()
+{
+    DestroyIn(m_pInstance, [](ACE_UUID_Generator* pGenerator) { delete pGenerator; });
+}
+
+ACE_UUID_Generator::ACE_UUID_Generator() : m_pGenerator(std::make_unique<ACE_Utils::UUID_Generator>())
+{
+    m_pGenerator->init();
+}
+
+ACE_UUID_Generator::~ACE_UUID_Generator() = default;
+
+std::string ACE_UUID_Generator::generate_uuid()
+{
+    constexpr ACE_UINT16 TIME_BASED = 0x0001;
+    constexpr u_char VARIANT = 0x80;
+    ACE_Utils::UUID uuid;
+    {
+        MutexGuard guard(m_Mutex);
+        m_pGenerator->generate_UUID(uuid, TIME_BASED, VARIANT);
+    }
+    return TextOf(uuid);
+}
+
+}  // namespace NS_UTIL
