@@ -106,7 +106,7 @@ private:
     friend class TaskQueue;
 
     void RunGuarded(AD& descriptor);
-    void Fail(AD& descriptor, unsigned long nCode);
+    void Finish(AD& descriptor);
 
     ACE_Thread_Mutex m_TaskLock;
     // State in the low bits, and the marks of taskqueue.h above it. Atomic, so that the pool pays no lock for

@@ -82,13 +82,14 @@ private:
     enum class Hands { CALLER, WORKER };
 
     static NBITaskMgr* FindStarted(unsigned int nNumber);
-    static NBITaskMgr* MakeStarted(unsigned int nNumber);
+    static NBITaskMgr* MakeStartedLocked(unsigned int nNumber);
     NBITask* Acquire(Hands hands, NBITask* pReturned);
     NBITask* TakeIdleLocked(Hands hands, bool& bDeferred);
     bool MayStartLocked(NBITask& task);
+    void TakeBack(NBITask& task);
+    void OpenIfWithoutWorkers();
     bool IsStopping() const;
     bool IsHugePool() const;
-    void RefuseNotIdle();
 
     static std::map<unsigned int, NBITaskMgr*> m_AllTaskMgrs;  // guarded by m_GetTaskMgrMutex
     static ACE_Thread_Mutex m_GetTaskMgrMutex;
@@ -97,6 +98,7 @@ private:
     int m_nThreadNum;
     std::unique_ptr<TaskQueue> m_pQueue;  // tasks, their lock, and the work semaphore
     int m_nNumber;
+    NBITaskMgr* m_pNextInBucket = nullptr;       // written once, before the pool can be found
     std::atomic<bool> m_bStopping{false};        // this pool alone is going away
     std::atomic<bool> m_bWithoutWorkers{false};  // open() was called and no worker could be started
 };

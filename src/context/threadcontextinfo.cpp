@@ -13,8 +13,8 @@ namespace {
 constexpr const char* UUID_OPEN_TAG = "<OpUUID>";
 constexpr const char* UUID_CLOSE_TAG = "</OpUUID>";
 
-/// Writes integers as lower-case hexadecimal digits, one behind the other. ACE's own conversion goes through a printf,
-/// which costs several times what making the UUID does.
+/// Writes integers as lower-case hexadecimal digits, one behind the other. ACE's own conversion goes through
+/// a printf, which costs several times what making the UUID does.
 class HexWriter {
 public:
     explicit HexWriter(std::string& text) : m_Text(text) {}
@@ -61,7 +61,8 @@ std::string TextOf(const ACE_Utils::UUID& uuid)
 }  // namespace
 
 ThreadContextInfo::ThreadContextInfo(const int& threadId, const std::string& interfaceName,
-                                     const std::string& userInfo, const std::string& operUUID, TskInfo& tskInfo)
+                                     const std::string& userInfo, const std::string& operUUID,
+                                     TskInfo& tskInfo)
     : m_nThreadId(threadId),
       m_InterfaceName(interfaceName),
       m_UserInfo(userInfo),

@@ -17,11 +17,14 @@ struct ThreadRecord {
     unsigned long m_nGeneration = 0;
 };
 
-void DeleteRecord(void* pRecord) { delete static_cast<ThreadRecord*>(pRecord); }
+void DeleteRecord(void* pRecord)
+{
+    delete static_cast<ThreadRecord*>(pRecord);
+}
 
-/// The thread key of all registries, made at most once in a process and never given back: a running thread's record
-/// must still find its cleanup when the registry is gone. A key used directly, since ACE's storage template reads its
-/// own flag without a lock.
+/// The thread key of all registries, made at most once in a process and never given back: a running thread's
+/// record must still find its cleanup when the registry is gone. A key used directly, since ACE's storage
+/// template reads its own flag without a lock.
 class RecordKey {
 public:
     /// \return false when the process has no key left; the next call tries again.
@@ -86,7 +89,9 @@ void ThreadContextMgr::Destroy()
     DestroyIn(m_pInstance, [](ThreadContextMgr* pRegistry) { delete pRegistry; });
 }
 
-ThreadContextMgr::ThreadContextMgr() : m_nGeneration(++g_nGenerations) {}
+ThreadContextMgr::ThreadContextMgr() : m_nGeneration(++g_nGenerations)
+{
+}
 
 ThreadContextInfo* ThreadContextMgr::Record()
 {
@@ -101,8 +106,9 @@ ThreadContextInfo* ThreadContextMgr::Record()
     return &pRecord->m_Info;
 }
 
-// Deliberate: mode and type change places in every transfer, so the stored record holds them exchanged, and each copy
-// handed out has them right again. Who sets a record and reads it back relies on the two transfers being alike.
+// Deliberate: mode and type change places in every transfer, so the stored record holds them exchanged, and
+// each copy handed out has them right again. Who sets a record and reads it back relies on the two transfers
+// being alike.
 void ThreadContextMgr::Transfer(const ThreadContextInfo& from, ThreadContextInfo& to)
 {
     to.m_nThreadId = from.m_nThreadId;

@@ -1,0 +1,194 @@
+#include "nbiutil/ad.h"
+
+#include <ace/OS_NS_sys_time.h>
+
+#include "nbihost/bundlemgr.h"
+#include "nbiutil/errcode.h"
+#include "task/ad_impl.h"
+#include "task/raise.h"
+#include "task/spin.h"
+#include "util/lockguard.h"
+
+namespace NS_UTIL {
+namespace {
+
+constexpr const char* MODULE = "ad";
+constexpr SourceMark WAIT_FAILED{MODULE, 84};
+
+constexpr int SLICE_SECONDS = 10;
+
+bool IsFrameworkStopping()
+{
+    return NS_BUNDLEMGR1::BundleMgr::Instance()->GetState() == NS_BUNDLEMGR1::FRAMEWORK_STOPPING;
+}
+
+ACE_Time_Value EndOfSlice()
+{
+    return ACE_OS::gettimeofday() + ACE_Time_Value(SLICE_SECONDS);
+}
+
+}  // namespace
+
+AD_Impl::~AD_Impl() = default;
+
+bool AD_Impl::IsFinished() const
+{
+    return m_bFinished.load(std::memory_order_acquire);
+}
+
+template <class Change>
+void AD_Impl::ChangeWhilePending(Change change)
+{
+    if (AD_Impl::IsFinished()) return;
+    RecursiveGuard guard(m_Mutex);
+    if (!AD_Impl::IsFinished()) change();
+}
+
+void AD_Impl::Awake()
+{
+    ChangeWhilePending([this] {
+        m_bFinished.store(true, std::memory_order_release);
+        m_Condition.broadcast();
+    });
+}
+
+unsigned long AD_Impl::GetErrorCode()
+{
+    if (!IsFrameworkStopping()) Wait();
+    return m_nErrorCode.load(std::memory_order_acquire);
+}
+
+void AD_Impl::Wait()
+{
+    if (!YieldUntil([this] { return AD_Impl::IsFinished(); })) {
+        RecursiveGuard guard(m_Mutex);
+        if (!AD_Impl::IsFinished()) WaitInSlicesLocked();
+        // Deliberate: a stopping framework gives code 1 whatever the work has recorded; callers tell by it
+        // that the answer may be missing although the work is still going on.
+        if (IsFrameworkStopping()) m_nErrorCode.store(ErrCode::FRAMEWORK_STOPPED, std::memory_order_release);
+    }
+    RaiseOnFailure();
+}
+
+void AD_Impl::WaitInSlicesLocked()
+{
+    ACE_Time_Value deadline = EndOfSlice();
+    while (!IsFrameworkStopping()) {
+        if (m_Condition.wait(&deadline) == 0 || AD_Impl::IsFinished()) return;
+        deadline = EndOfSlice();
+    }
+}
+
+void AD_Impl::RaiseOnFailure()
+{
+    const unsigned long nCode = m_nErrorCode.load(std::memory_order_acquire);
+    if (nCode == 0) return;
+    std::string info;
+    {
+        RecursiveGuard guard(m_Mutex);  // unfinished work may still record its text
+        info = m_ErrorInfo;
+    }
+    Raise(WAIT_FAILED, nCode, info);
+}
+
+void AD_Impl::WaitToComplete()
+{
+    ChangeWhilePending([this] { m_Condition.wait(); });
+}
+
+void AD_Impl::SetErrorCode(unsigned long nCode)
+{
+    ChangeWhilePending([this, nCode] { m_nErrorCode.store(nCode, std::memory_order_release); });
+}
+
+void AD_Impl::SetErrorInfo(const std::string& info)
+{
+    ChangeWhilePending([this, &info] { m_ErrorInfo = info; });
+}
+
+void AD_Impl::Bind(Functor* pFunctor)
+{
+    ChangeWhilePending([this, pFunctor] { m_Callbacks.push_back(pFunctor); });
+}
+
+void AD_Impl::CallBack()
+{
+    for (Functor* const pFunctor : m_Callbacks) (*pFunctor)();
+}
+
+namespace {
+
+AD_Impl* Share(AD_Impl* pImpl)
+{
+    pImpl->AddReference();
+    return pImpl;
+}
+
+void LetGo(AD_Impl* pImpl)
+{
+    if (pImpl->DropReference()) delete pImpl;
+}
+
+}  // namespace
+
+AD::AD() : m_pImpl(Share(new AD_Impl))
+{
+}
+
+AD::AD(const AD& other) : m_pImpl(Share(other.m_pImpl))
+{
+}
+
+AD::~AD()
+{
+    LetGo(m_pImpl);
+}
+
+AD& AD::operator=(const AD& other)
+{
+    if (m_pImpl != other.m_pImpl) {
+        AD_Impl* const pOld = m_pImpl;
+        m_pImpl = Share(other.m_pImpl);
+        LetGo(pOld);
+    }
+    return *this;
+}
+
+bool AD::IsFinished() const
+{
+    return m_pImpl->IsFinished();
+}
+void AD::Awake()
+{
+    m_pImpl->Awake();
+}
+unsigned long AD::GetErrorCode()
+{
+    return m_pImpl->GetErrorCode();
+}
+void AD::Wait()
+{
+    m_pImpl->Wait();
+}
+void AD::WaitToComplete()
+{
+    m_pImpl->WaitToComplete();
+}
+void AD::Bind(Functor* pFunctor)
+{
+    m_pImpl->Bind(pFunctor);
+}
+void AD::CallBack()
+{
+    m_pImpl->CallBack();
+}
+void AD::SetErrorCode(unsigned long nCode)
+{
+    m_pImpl->SetErrorCode(nCode);
+}
+void AD::SetErrorInfo(const std::string& info)
+{
+    m_pImpl->SetErrorInfo(info);
+}
+
+}  // namespace NS_UTIL

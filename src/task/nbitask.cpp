@@ -1,0 +1,139 @@
+#include "nbiutil/nbitask.h"
+
+#include "log/log.h"
+#include "nbiutil/errcode.h"
+#include "nbiutil/processexception.h"
+#include "nbiutil/threadcontextmgr.h"
+#include "task/taskqueue.h"
+#include "util/lockguard.h"
+
+namespace NS_UTIL {
+namespace {
+
+constexpr const char* MODULE = "nbitask";
+constexpr SourceMark BODY_FAILED{MODULE, 140};
+
+void LogFailure(ProcessException& failure)
+{
+    const std::string file = failure.FileStream().str();
+    const std::string function = failure.FunctionStream().str();
+    const std::string message = failure.MessageStream().str();
+    WriteLog(SourceMark{file.c_str(), failure.GetLine(), function.c_str()}, "%s", message.c_str());
+}
+
+}  // namespace
+
+DBAgent::DBAgent(const std::string& name, int maxHugeTasks) : m_AgentName(name), m_nHugeTaskMax(maxHugeTasks)
+{
+}
+
+bool DBAgent::IncreaseHugeTask()
+{
+    MutexGuard guard(m_AgentLock);
+    if (m_nHugeTaskCount >= m_nHugeTaskMax) return false;
+    ++m_nHugeTaskCount;
+    return true;
+}
+
+bool DBAgent::DecreaseHugeTask()
+{
+    MutexGuard guard(m_AgentLock);
+    if (m_nHugeTaskCount <= 0) return false;
+    --m_nHugeTaskCount;
+    return true;
+}
+
+NBITask::NBITask(DBAgent& agent, bool bFlag, AD& ad)
+    : m_bFlag(bFlag),
+      m_Agent(agent),
+      m_ThreadInfo(ThreadContextMgr::Instance()->GetThreadContext()),
+      m_Descriptor(ad)
+{
+}
+
+NBITask::~NBITask() = default;
+
+void NBITask::Init()
+{
+}
+
+void NBITask::Complete()
+{
+    m_Descriptor.SetErrorCode(0);
+    m_Descriptor.Awake();
+    SetTaskState(NBI_TASK_FINISHED);
+}
+
+void NBITask::Run()
+{
+    // A handle of the frame's own: once the state is finished, only the hold keeps the task from being
+    // deleted.
+    AD descriptor(m_Descriptor);
+    const bool bHeldHere = TaskQueue::Hold(*this);
+    RunGuarded(descriptor);
+    if (bHeldHere) TaskQueue::Release(*this);
+}
+
+void NBITask::RunGuarded(AD& descriptor)
+{
+    try {
+        ThreadContextMgr::Instance()->SetThreadContext(m_ThreadInfo);
+        Init();
+        Execute();
+        Complete();
+    } catch (ProcessException& failure) {
+        LogFailure(failure);
+        descriptor.SetErrorCode(failure.GetErrorCode());
+        descriptor.SetErrorInfo(failure.ErrorInfoStream().str());
+        Finish(descriptor);
+    } catch (...) {
+        WriteLog(BODY_FAILED, "There's an error in NBITask::Run");
+        descriptor.SetErrorCode(ErrCode::TASK_BODY_FAILED);
+        Finish(descriptor);
+    }
+}
+
+void NBITask::Finish(AD& descriptor)
+{
+    descriptor.Awake();
+    SetTaskState(NBI_TASK_FINISHED);
+}
+
+void NBITask::Awake()
+{
+    m_Descriptor.Awake();
+}
+
+NBI_TASK_STATE NBITask::GetTaskState()
+{
+    return static_cast<NBI_TASK_STATE>(m_nState.load(std::memory_order_acquire) & TaskQueue::STATE_MASK);
+}
+
+void NBITask::SetTaskState(NBI_TASK_STATE state)
+{
+    unsigned int nState = m_nState.load(std::memory_order_acquire);
+    while ((nState & TaskQueue::HELD) != 0 || TaskQueue::OwnerOf(*this) == nullptr) {
+        const unsigned int nNew = (nState & ~TaskQueue::STATE_MASK) | static_cast<unsigned int>(state);
+        if (m_nState.compare_exchange_weak(nState, nNew, std::memory_order_acq_rel)) return;
+    }
+    TaskQueue::OwnerOf(*this)->ChangeState(*this, state);
+}
+
+std::string NBITask::GetAgentType()
+{
+    return m_Agent.GetAgentName();
+}
+
+int NBITask::GetTaskMode()
+{
+    MutexGuard guard(m_TaskLock);
+    return m_ThreadInfo.GetTskMode();
+}
+
+ThreadContextInfo NBITask::GetThreadInfo()
+{
+    MutexGuard guard(m_TaskLock);
+    return m_ThreadInfo;
+}
+
+}  // namespace NS_UTIL

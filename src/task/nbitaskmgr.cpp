@@ -1,0 +1,325 @@
+#include "nbiutil/nbitaskmgr.h"
+
+#include <ace/Log_Msg.h>
+#include <ace/Thread_Manager.h>
+
+#include <array>
+
+#include "log/log.h"
+#include "nbihost/corbaconfigitems.h"
+#include "nbiutil/errcode.h"
+#include "nbiutil/hugetask.h"
+#include "nbiutil/nbitask.h"
+#include "task/raise.h"
+#include "task/taskqueue.h"
+
+namespace NS_UTIL {
+namespace {
+
+constexpr const char* MODULE = "nbitaskmgr";
+constexpr SourceMark NULL_TASK{MODULE, 152};
+constexpr SourceMark TASK_NOT_IDLE{MODULE, 175};
+constexpr SourceMark NOTHING_IDLE{MODULE, 251};
+constexpr SourceMark LIMIT_LOGGED{MODULE, 329};
+constexpr SourceMark LIMIT_RAISED{MODULE, 339};
+
+constexpr int HUGE_POOL = 2;
+constexpr int DEFAULT_THREADS = 20;
+constexpr int MAX_THREADS = 999;
+
+int ConfiguredThreads()
+{
+    int nThreads = 0;
+    const bool bRead =
+        NS_BUNDLEMGR1::CorbaConfigItems::Instance()->GetIntItemInfo("TaskMgrMaxThreadNum", nThreads);
+    if (!bRead || nThreads < 1 || nThreads > MAX_THREADS) nThreads = DEFAULT_THREADS;
+    WriteLog(Here(MODULE), "[NBITaskMgr::NBITaskMgr()] m_nThreadNum = %d", nThreads);
+    return nThreads;
+}
+
+/// What an ACE assertion would report, without its end of the process.
+void ReportNullTask()
+{
+    ACE_Log_Msg* const pLog = ACE_Log_Msg::instance();
+    pLog->conditional_set(NULL_TASK.m_pModule, NULL_TASK.m_nLine, -1, 0);
+    pLog->log(LM_ERROR, ACE_TEXT("ACE_ASSERT: file %N, line %l assertion failed for '%C'.\n"), "0 != pTask");
+    WriteLog(Here(MODULE), "[NBITaskMgr::PushTask] pTask is NULL");
+}
+
+/// The pools that have been started, for look-ups that take no lock. Pools are never removed, so a bucket
+/// only grows at its head.
+std::array<std::atomic<NBITaskMgr*>, 64> g_StartedPools{};
+
+std::atomic<NBITaskMgr*>& BucketOf(unsigned int nNumber)
+{
+    return g_StartedPools[nNumber % g_StartedPools.size()];
+}
+
+}  // namespace
+
+std::map<unsigned int, NBITaskMgr*> NBITaskMgr::m_AllTaskMgrs;
+ACE_Thread_Mutex NBITaskMgr::m_GetTaskMgrMutex;
+std::atomic<bool> NBITaskMgr::m_bExit{false};
+NBITaskMgr* NBITaskMgr::m_pInstance = nullptr;
+
+NBITaskMgr::NBITaskMgr() : NBITaskMgr(0)
+{
+}
+
+NBITaskMgr::NBITaskMgr(int nNumber)
+    : m_nThreadNum(ConfiguredThreads()),
+      m_pQueue(std::make_unique<TaskQueue>(nNumber == HUGE_POOL)),
+      m_nNumber(nNumber)
+{
+}
+
+NBITaskMgr::~NBITaskMgr()
+{
+    m_bStopping.store(true, std::memory_order_release);
+    m_pQueue->Tokens().PostForAll(static_cast<unsigned int>(m_nThreadNum) + 1);
+    wait();
+}
+
+int NBITaskMgr::open(void*)
+{
+    const int nResult = activate(THR_NEW_LWP, m_nThreadNum, 0, ACE_DEFAULT_THREAD_PRIORITY, -1, nullptr,
+                                 nullptr, nullptr, nullptr, nullptr);
+    if (nResult != -1) return 0;
+    const int nStarted = thr_mgr()->num_threads_in_task(this);
+    WriteLog(Here(MODULE), "[NBITaskMgr::open] only %d of %d threads could be started", nStarted,
+             m_nThreadNum);
+    m_bWithoutWorkers.store(nStarted <= 0, std::memory_order_release);
+    return -1;
+}
+
+void NBITaskMgr::OpenIfWithoutWorkers()
+{
+    if (m_bWithoutWorkers.load(std::memory_order_acquire) && m_bWithoutWorkers.exchange(false)) open(nullptr);
+}
+
+int NBITaskMgr::close(unsigned long)
+{
+    if (m_bStopping.load(std::memory_order_acquire)) return 0;  // the destructor gives the tasks a code first
+    MutexGuard guard(m_pQueue->Lock());
+    m_pQueue->WakeAllLocked();
+    return 0;
+}
+
+bool NBITaskMgr::IsStopping() const
+{
+    return m_bExit.load(std::memory_order_acquire) || m_bStopping.load(std::memory_order_acquire);
+}
+
+bool NBITaskMgr::IsHugePool() const
+{
+    return m_nNumber == HUGE_POOL;
+}
+
+int NBITaskMgr::svc()
+{
+    NBITask* pRan = nullptr;
+    while (!IsStopping()) {
+        NBITask* const pTask = Acquire(Hands::WORKER, pRan);
+        pRan = pTask;
+        if (pTask == nullptr) continue;
+        pTask->Run();
+        if (IsHugePool()) {
+            // The extra token is a second chance for a task that was deferred; whoever takes it should find
+            // this one's place free.
+            TakeBack(*pTask);
+            pRan = nullptr;
+            m_pQueue->Tokens().Post();
+        }
+    }
+    if (pRan != nullptr) TakeBack(*pRan);
+    m_pQueue->Tokens().Post();
+    return 0;
+}
+
+void NBITaskMgr::TakeBack(NBITask& task)
+{
+    MutexGuard guard(m_pQueue->Lock());
+    m_pQueue->TakeBackLocked(task);
+}
+
+void NBITaskMgr::PushTask(NBITask* pTask)
+{
+    if (pTask == nullptr) {
+        ReportNullTask();
+        return;
+    }
+    OpenIfWithoutWorkers();
+    bool bStopping = false;
+    bool bQueued = false;
+    {
+        MutexGuard guard(m_pQueue->Lock());
+        bStopping = IsStopping();
+        if (!bStopping) bQueued = m_pQueue->AppendLocked(*pTask);
+    }
+    if (bQueued) {
+        m_pQueue->Tokens().Post();
+        return;
+    }
+    if (TaskQueue::OwnerOf(*pTask) != nullptr) {
+        TaskQueue::PushedAgain(*pTask);
+    } else {
+        delete pTask;
+    }
+    if (bStopping) return;
+    WriteLog(Here(MODULE), "[NBITaskMgr::PushTask] CALL GetTaskState Task is busy");
+    Raise(TASK_NOT_IDLE, ErrCode::TASK_NOT_IDLE, "Task state is not idle,cann't Handle!");
+}
+
+NBITask* NBITaskMgr::AcquireIdleTask()
+{
+    return Acquire(Hands::CALLER, nullptr);
+}
+
+/// One look for work; \p pReturned is the task that the worker ran before. Sweep and take share one round of
+/// the queue lock when a token is there already.
+NBITask* NBITaskMgr::Acquire(Hands hands, NBITask* pReturned)
+{
+    WorkTokens& tokens = m_pQueue->Tokens();
+    while (!IsStopping()) {
+        TaskList finished;
+        NBITask* pTask = nullptr;
+        bool bDeferred = false;
+        bool bToken = false;
+        bool bWakeNext = false;
+        {
+            MutexGuard guard(m_pQueue->Lock());
+            if (pReturned != nullptr) m_pQueue->TakeBackLocked(*pReturned);
+            pReturned = nullptr;
+            m_pQueue->SweepFinishedLocked(finished);
+            bToken = tokens.TryTake(bWakeNext);
+            if (bToken) pTask = TakeIdleLocked(hands, bDeferred);
+        }
+        if (bWakeNext) tokens.WakeNext();
+        DeleteAll(finished);
+        if (!bToken) {
+            tokens.Take();
+            MutexGuard guard(m_pQueue->Lock());
+            pTask = TakeIdleLocked(hands, bDeferred);
+        }
+        if (pTask != nullptr || bDeferred) return pTask;
+    }
+    if (pReturned != nullptr) TakeBack(*pReturned);
+    return nullptr;
+}
+
+NBITask* NBITaskMgr::TakeIdleLocked(Hands hands, bool& bDeferred)
+{
+    while (NBITask* const pTask = m_pQueue->FirstIdleLocked()) {
+        if (IsHugePool() && !MayStartLocked(*pTask)) {
+            bDeferred = true;
+            return nullptr;
+        }
+        if (m_pQueue->HandOutLocked(*pTask, hands == Hands::WORKER)) return pTask;
+    }
+    WriteLog(NOTHING_IDLE, "Acquire Idle Task error!!");
+    return nullptr;
+}
+
+/// Pool 2's rule. Huge tasks had their limits tested at the push. Deliberate: for the others the limits are
+/// asked with the context of this thread, that of the last task it ran, and not with the waiting task's;
+/// servers tune their limits to that.
+bool NBITaskMgr::MayStartLocked(NBITask& task)
+{
+    HugeTaskMgr* const pBook = HugeTaskMgr::Instance();
+    if (task.GetTaskMode() == 0 && (pBook->IsOverHTaskNum() || pBook->IsOverSingleHTaskNum())) return false;
+    pBook->SetHTskInfo(task.GetThreadInfo());
+    return true;
+}
+
+void NBITaskMgr::SetExitFlag()
+{
+    m_bExit.store(true, std::memory_order_release);
+    m_pQueue->Tokens().PostForAll(static_cast<unsigned int>(m_nThreadNum) + 1);
+}
+
+NBITaskMgr* NBITaskMgr::FindStarted(unsigned int nNumber)
+{
+    NBITaskMgr* pPool = BucketOf(nNumber).load(std::memory_order_acquire);
+    while (pPool != nullptr && static_cast<unsigned int>(pPool->m_nNumber) != nNumber)
+        pPool = pPool->m_pNextInBucket;
+    return pPool;
+}
+
+NBITaskMgr* NBITaskMgr::GetTaskMgr(unsigned int nNumber)
+{
+    if (NBITaskMgr* const pPool = FindStarted(nNumber)) return pPool;
+    MutexGuard guard(m_GetTaskMgrMutex);
+    const auto found = m_AllTaskMgrs.find(nNumber);
+    return found != m_AllTaskMgrs.end() ? found->second : MakeStartedLocked(nNumber);
+}
+
+NBITaskMgr* NBITaskMgr::MakeStartedLocked(unsigned int nNumber)
+{
+    WriteLog(Here(MODULE), "[NBITaskMgr::GetTaskMgr]  Find TaskMgrID = %d", static_cast<int>(nNumber));
+    auto* const pPool = new NBITaskMgr(static_cast<int>(nNumber));
+    m_AllTaskMgrs[nNumber] = pPool;
+    pPool->open(nullptr);
+    std::atomic<NBITaskMgr*>& bucket = BucketOf(nNumber);
+    pPool->m_pNextInBucket = bucket.load(std::memory_order_relaxed);
+    bucket.store(pPool, std::memory_order_release);
+    return pPool;
+}
+
+bool NBITaskMgr::TaskMgrExisted(unsigned int nNumber)
+{
+    MutexGuard guard(m_GetTaskMgrMutex);
+    return m_AllTaskMgrs.count(nNumber) > 0;
+}
+
+void NBITaskMgr::GetAllTaskMgrId(std::vector<unsigned int>& ids)
+{
+    MutexGuard guard(m_GetTaskMgrMutex);
+    for (const auto& entry : m_AllTaskMgrs) ids.push_back(entry.first);
+}
+
+void NBITaskMgr::Destroy()
+{
+    delete m_pInstance;
+    m_pInstance = nullptr;
+}
+
+void TaskPoolMgr::Init(const int& maxHugeTasks)
+{
+    HugeTaskMgr::Instance()->Init(static_cast<unsigned int>(maxHugeTasks));
+}
+
+int TaskPoolMgr::GetHugeTaskNum()
+{
+    return static_cast<int>(HugeTaskMgr::Instance()->GetHTskNum());
+}
+
+void TaskPoolMgr::PushTask(DBAgent& agent, NBITask* pTask, unsigned int nNumber)
+{
+    // A task that a pool owns already is no new task: the pool refuses it, whatever the limits say.
+    const bool bHuge = nNumber == HUGE_POOL && pTask != nullptr && TaskQueue::OwnerOf(*pTask) == nullptr &&
+                       pTask->GetTaskMode() != 0;
+    HugeTaskMgr* const pBook = HugeTaskMgr::Instance();
+    if (bHuge && (pBook->IsOverHTaskNum() || pBook->IsOverSingleHTaskNum())) {
+        WriteLog(
+            LIMIT_LOGGED,
+            "[TaskPoolMgr::PushTask] CALL IncreaseHugeTask error, reached the max num:Taskmaxtasknum=%d, "
+            "nowtasknum=%d",
+            agent.GetHugeTaskMaxnum(), GetHugeTaskNum());
+        delete pTask;
+        Raise(LIMIT_RAISED, ErrCode::HUGE_TASK_LIMIT, "");
+    }
+    NBITaskMgr::GetTaskMgr(nNumber)->PushTask(pTask);
+}
+
+void TaskPoolMgr::ShutDown()
+{
+    for (const unsigned int nNumber : {0U, 1U, 2U}) {
+        if (!NBITaskMgr::TaskMgrExisted(nNumber)) continue;
+        NBITaskMgr* const pPool = NBITaskMgr::GetTaskMgr(nNumber);
+        pPool->SetExitFlag();
+        pPool->close(0);
+        pPool->wait();
+    }
+}
+
+}  // namespace NS_UTIL

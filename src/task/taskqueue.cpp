@@ -1,0 +1,225 @@
+#include "task/taskqueue.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "nbiutil/errcode.h"
+#include "nbiutil/hugetask.h"
+
+namespace NS_UTIL {
+
+TaskLink& TaskList::Link(const NBITask& task)
+{
+    return const_cast<NBITask&>(task);  // the link is not part of the task's value
+}
+
+NBITask* TaskList::At(TaskLink* pLink) const
+{
+    return pLink == &m_Head ? nullptr : static_cast<NBITask*>(pLink);
+}
+
+void TaskList::InsertBefore(TaskLink& next, NBITask& task)
+{
+    TaskLink& link = Link(task);
+    link.m_pPrev = next.m_pPrev;
+    link.m_pNext = &next;
+    next.m_pPrev->m_pNext = &link;
+    next.m_pPrev = &link;
+}
+
+void TaskList::InsertInOrder(NBITask& task)
+{
+    if (IsEmpty() || Last()->m_nOrder < task.m_nOrder) {
+        Append(task);
+        return;
+    }
+    NBITask* pNext = First();
+    while (pNext->m_nOrder < task.m_nOrder) pNext = After(*pNext);
+    InsertBefore(Link(*pNext), task);
+}
+
+void TaskList::Unlink(NBITask& task)
+{
+    TaskLink& link = Link(task);
+    link.m_pPrev->m_pNext = link.m_pNext;
+    link.m_pNext->m_pPrev = link.m_pPrev;
+}
+
+NBITask* TaskList::TakeFirst()
+{
+    NBITask* const pFirst = First();
+    if (pFirst != nullptr) Unlink(*pFirst);
+    return pFirst;
+}
+
+void TaskList::TakeAll(TaskList& other)
+{
+    if (other.IsEmpty()) return;
+    TaskLink* const pFirst = other.m_Head.m_pNext;
+    TaskLink* const pLast = other.m_Head.m_pPrev;
+    pFirst->m_pPrev = m_Head.m_pPrev;
+    m_Head.m_pPrev->m_pNext = pFirst;
+    pLast->m_pNext = &m_Head;
+    m_Head.m_pPrev = pLast;
+    other.m_Head.m_pPrev = other.m_Head.m_pNext = &other.m_Head;
+}
+
+void TaskList::SortInOrder()
+{
+    if (First() == Last()) return;  // none or one, as nearly always
+    std::vector<NBITask*> tasks;
+    while (NBITask* const pTask = TakeFirst()) tasks.push_back(pTask);
+    std::sort(tasks.begin(), tasks.end(),
+              [](const NBITask* pLeft, const NBITask* pRight) { return pLeft->m_nOrder < pRight->m_nOrder; });
+    for (NBITask* const pTask : tasks) Append(*pTask);
+}
+
+void DeleteAll(TaskList& tasks)
+{
+    while (NBITask* const pTask = tasks.TakeFirst()) delete pTask;
+}
+
+TaskQueue::~TaskQueue()
+{
+    TaskList all;
+    all.TakeAll(m_Idle);
+    all.TakeAll(m_Finished);
+    all.TakeAll(m_Others);
+    all.SortInOrder();
+    while (NBITask* const pTask = all.TakeFirst()) {
+        pTask->m_Descriptor.SetErrorCode(ErrCode::POOL_DESTROYED);
+        pTask->Awake();
+        delete pTask;
+    }
+}
+
+bool TaskQueue::AppendLocked(NBITask& task)
+{
+    if (task.GetTaskState() != NBI_TASK_IDLE) return false;
+    TaskQueue* pNobody = nullptr;
+    if (!task.m_pQueue.compare_exchange_strong(pNobody, this, std::memory_order_acq_rel)) return false;
+    task.m_nOrder = m_nNextOrder++;
+    m_Idle.Append(task);
+    return true;
+}
+
+NBITask* TaskQueue::FirstIdleLocked()
+{
+    // A state that was set while the task was being pushed has told nobody: such a task is filed anew here.
+    for (NBITask* pTask = m_Idle.First(); pTask != nullptr; pTask = m_Idle.First()) {
+        const unsigned int nState = pTask->m_nState.load(std::memory_order_acquire);
+        if (StateOf(nState) == NBI_TASK_IDLE && (nState & HELD) == 0) return pTask;
+        TaskList::Unlink(*pTask);
+        FileLocked(*pTask);
+    }
+    return nullptr;
+}
+
+bool TaskQueue::HandOutLocked(NBITask& task, bool bHeld)
+{
+    unsigned int nIdle = NBI_TASK_IDLE;
+    const unsigned int nBusy = NBI_TASK_BUSY | (bHeld ? HELD : 0U);
+    if (!task.m_nState.compare_exchange_strong(nIdle, nBusy, std::memory_order_acq_rel)) return false;
+    TaskList::Unlink(task);
+    m_Others.Append(task);
+    return true;
+}
+
+void TaskQueue::TakeBackLocked(NBITask& task)
+{
+    task.m_nState.fetch_and(~HELD, std::memory_order_acq_rel);
+    TaskList::Unlink(task);
+    FileLocked(task);
+}
+
+/// Puts an unlinked task into the list that its state and its marks ask for.
+void TaskQueue::FileLocked(NBITask& task)
+{
+    const unsigned int nState = task.m_nState.load(std::memory_order_acquire);
+    if ((nState & HELD) != 0) {
+        m_Others.Append(task);
+    } else if (StateOf(nState) == NBI_TASK_FINISHED || (nState & DOOMED) != 0) {
+        m_Finished.Append(task);
+    } else if (StateOf(nState) == NBI_TASK_IDLE) {
+        m_Idle.InsertInOrder(task);
+    } else {
+        m_Others.Append(task);
+    }
+}
+
+void TaskQueue::SweepFinishedLocked(TaskList& finished)
+{
+    if (m_Finished.IsEmpty()) return;
+    finished.TakeAll(m_Finished);
+    finished.SortInOrder();
+    for (const NBITask* pTask = finished.First(); pTask != nullptr; pTask = finished.After(*pTask)) {
+        ForgetLocked(*pTask);
+    }
+}
+
+void TaskQueue::ForgetLocked(const NBITask& task)
+{
+    if (m_bHugePool) HugeTaskMgr::Instance()->RemoveHTskInfo(task.m_ThreadInfo);
+}
+
+void TaskQueue::WakeAllLocked()
+{
+    for (const TaskList* const pList : {&m_Others, &m_Idle}) {
+        for (NBITask* pTask = pList->First(); pTask != nullptr; pTask = pList->After(*pTask)) {
+            if (pTask->GetTaskState() != NBI_TASK_FINISHED) pTask->Awake();
+        }
+    }
+}
+
+TaskQueue* TaskQueue::OwnerOf(const NBITask& task)
+{
+    return task.m_pQueue.load(std::memory_order_acquire);
+}
+
+void TaskQueue::ChangeState(NBITask& task, NBI_TASK_STATE state)
+{
+    MutexGuard guard(m_QueueLock);
+    MutexGuard taskGuard(task.m_TaskLock);
+    unsigned int nState = task.m_nState.load(std::memory_order_relaxed);
+    while (!task.m_nState.compare_exchange_weak(
+        nState, (nState & ~STATE_MASK) | static_cast<unsigned int>(state), std::memory_order_acq_rel)) {
+    }
+    if ((nState & HELD) != 0) return;
+    TaskList::Unlink(task);
+    FileLocked(task);
+}
+
+bool TaskQueue::Hold(NBITask& task)
+{
+    return (task.m_nState.fetch_or(HELD, std::memory_order_acq_rel) & HELD) == 0;
+}
+
+void TaskQueue::Release(NBITask& task)
+{
+    TaskQueue* const pOwner = OwnerOf(task);
+    if (pOwner == nullptr) {
+        task.m_nState.fetch_and(~HELD, std::memory_order_acq_rel);
+        return;
+    }
+    MutexGuard guard(pOwner->m_QueueLock);
+    pOwner->TakeBackLocked(task);
+}
+
+void TaskQueue::PushedAgain(NBITask& task)
+{
+    TaskQueue& owner = *OwnerOf(task);
+    {
+        MutexGuard guard(owner.m_QueueLock);
+        const unsigned int nState = task.m_nState.fetch_or(DOOMED, std::memory_order_acq_rel);
+        if ((nState & HELD) != 0) return;
+        if (StateOf(nState) == NBI_TASK_IDLE) {
+            task.m_nState.fetch_and(~DOOMED, std::memory_order_acq_rel);
+            return;
+        }
+        TaskList::Unlink(task);
+        owner.ForgetLocked(task);
+    }
+    delete &task;
+}
+
+}  // namespace NS_UTIL

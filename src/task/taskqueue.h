@@ -1,0 +1,123 @@
+/// \file
+/// The tasks that a pool owns, their lock, and the tokens on which its workers wait.
+#pragma once
+
+#include <ace/Thread_Mutex.h>
+
+#include <cstdint>
+
+#include "nbiutil/nbitask.h"
+#include "task/worktokens.h"
+#include "util/lockguard.h"
+
+namespace NS_UTIL {
+
+/// A list of tasks that are linked through their own TaskLink: no node to allocate, and a task is unlinked by
+/// where it stands. Owns nothing.
+class TaskList {
+public:
+    TaskList() { m_Head.m_pPrev = m_Head.m_pNext = &m_Head; }
+    TaskList(const TaskList&) = delete;
+    TaskList& operator=(const TaskList&) = delete;
+
+    bool IsEmpty() const { return m_Head.m_pNext == &m_Head; }
+    NBITask* First() const { return At(m_Head.m_pNext); }
+    NBITask* Last() const { return At(m_Head.m_pPrev); }
+    NBITask* After(const NBITask& task) const { return At(Link(task).m_pNext); }
+
+    void Append(NBITask& task) { InsertBefore(m_Head, task); }
+    /// Keeps the list in the order of pushing. The ends are looked at first: from the middle, only a task
+    /// that goes back to idle is inserted.
+    void InsertInOrder(NBITask& task);
+    static void Unlink(NBITask& task);
+    /// Unlinks the first task. \return null when there is none
+    NBITask* TakeFirst();
+    /// Moves all of \p other behind the tasks that are here.
+    void TakeAll(TaskList& other);
+    void SortInOrder();
+
+private:
+    static TaskLink& Link(const NBITask& task);
+    NBITask* At(TaskLink* pLink) const;
+    static void InsertBefore(TaskLink& next, NBITask& task);
+
+    TaskLink m_Head;  // its neighbours are the first and the last task
+};
+
+/// The tasks of one pool, filed by what is to become of them, so that no operation walks over the others:
+/// those that are idle, in the order of pushing; those that are finished and wait for the next sweep; and the
+/// rest, which are in somebody's hands or were set busy from outside.
+///
+/// A task's m_nState holds its state in the low bits and two marks. HELD: somebody runs it, so it is neither
+/// handed out nor deleted, and its state is looked at when it comes back. DOOMED: it is deleted when it comes
+/// back. A state that is changed while the mark HELD is not set changes under the queue lock, which files the
+/// task anew.
+///
+/// Operations whose name ends in Locked are for callers that hold Lock().
+/// Lock order: queue lock before task lock, before a descriptor's mutex, before HugeTaskMgr's lock.
+class TaskQueue {
+public:
+    static constexpr unsigned int STATE_MASK = 0x3;
+    static constexpr unsigned int HELD = 0x4;
+    static constexpr unsigned int DOOMED = 0x8;
+
+    /// \param bHugePool the tasks stand in HugeTaskMgr's book from their hand-out until they are deleted
+    explicit TaskQueue(bool bHugePool) : m_bHugePool(bHugePool) {}
+    TaskQueue(const TaskQueue&) = delete;
+    TaskQueue& operator=(const TaskQueue&) = delete;
+    /// Deletes every task, after it has failed its descriptor with ErrCode::POOL_DESTROYED.
+    ~TaskQueue();
+
+    ACE_Thread_Mutex& Lock() { return m_QueueLock; }
+    WorkTokens& Tokens() { return m_Tokens; }
+
+    /// Makes this queue the owner of an idle task and appends it. \return false, and nothing has changed,
+    /// when the task is not idle or has an owner
+    bool AppendLocked(NBITask& task);
+
+    /// The first idle task, which stays where it is; null when there is none.
+    NBITask* FirstIdleLocked();
+    /// Hands out the idle task \p task: it becomes busy. \param bHeld its taker is a worker, which brings it
+    /// back \return false, and nothing has changed, when its state was set from outside meanwhile
+    bool HandOutLocked(NBITask& task, bool bHeld);
+    /// Takes a task back from whoever ran it and files it by its state.
+    void TakeBackLocked(NBITask& task);
+    /// Moves the finished tasks to \p finished, in the order of pushing, and takes them out of HugeTaskMgr's
+    /// book. The caller deletes them without the lock.
+    void SweepFinishedLocked(TaskList& finished);
+    /// Wakes the descriptor of every task that is not finished.
+    void WakeAllLocked();
+
+    /// What NBITask needs of the queue that owns it
+    static TaskQueue* OwnerOf(const NBITask& task);
+    /// Sets the state of a task that nobody runs, and files it anew.
+    void ChangeState(NBITask& task, NBI_TASK_STATE state);
+    /// Marks \p task as being run. \return false when it was marked already
+    static bool Hold(NBITask& task);
+    /// The end of a run that began with Hold(). The task may be gone afterwards.
+    static void Release(NBITask& task);
+    /// A task was pushed although it has an owner. Queued and idle, it stays; held, it is deleted when it
+    /// comes back; otherwise it is deleted now.
+    static void PushedAgain(NBITask& task);
+
+private:
+    static NBI_TASK_STATE StateOf(unsigned int nState)
+    {
+        return static_cast<NBI_TASK_STATE>(nState & STATE_MASK);
+    }
+    void FileLocked(NBITask& task);
+    void ForgetLocked(const NBITask& task);
+
+    const bool m_bHugePool;
+    ACE_Thread_Mutex m_QueueLock;
+    TaskList m_Idle;                 // guarded by m_QueueLock
+    TaskList m_Finished;             // guarded by m_QueueLock
+    TaskList m_Others;               // guarded by m_QueueLock
+    std::uint64_t m_nNextOrder = 0;  // guarded by m_QueueLock
+    WorkTokens m_Tokens;
+};
+
+/// Deletes tasks outside every lock: their destructors are the users' and may push tasks.
+void DeleteAll(TaskList& tasks);
+
+}  // namespace NS_UTIL

@@ -1,0 +1,114 @@
+#include "task/worktokens.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "task/spin.h"
+
+namespace NS_UTIL {
+namespace {
+
+/// A signal handler that returns is no wake-up.
+void AcquireUninterrupted(ACE_Semaphore& semaphore)
+{
+    while (semaphore.acquire() == -1 && errno == EINTR) {
+    }
+}
+
+}  // namespace
+
+bool WorkTokens::NeedsWakeup(Word word)
+{
+    return Tokens(word) > 0 && Sleepers(word) > 0 && Wakeups(word) == 0 && (word & YIELDING) == 0;
+}
+
+/// Replaces the word by step(word), and counts the next wake-up in where the rule asks for one.
+/// \return true when the caller owes that wake-up
+template <class Step>
+bool WorkTokens::Change(Step step)
+{
+    Word before = m_Word.load(std::memory_order_relaxed);
+    for (;;) {
+        Word after = step(before);
+        const bool bWakeNext = NeedsWakeup(after);
+        if (bWakeNext) after += WAKEUP;
+        if (m_Word.compare_exchange_weak(before, after, std::memory_order_acq_rel,
+                                         std::memory_order_relaxed)) {
+            return bWakeNext;
+        }
+    }
+}
+
+bool WorkTokens::Post()
+{
+    bool bPosted = false;
+    const bool bWakeNext = Change([&bPosted](Word word) {
+        bPosted = Tokens(word) < MAX_TOKENS;
+        return bPosted ? word + TOKEN : word;
+    });
+    if (bWakeNext) WakeNext();
+    return bPosted;
+}
+
+void WorkTokens::PostForAll(std::uint32_t nCount)
+{
+    std::uint32_t nWakeups = 0;
+    const bool bWakeNext = Change([nCount, &nWakeups](Word word) {
+        const std::uint32_t nTokens = std::min(nCount, MAX_TOKENS - Tokens(word));
+        nWakeups = std::min(nTokens, Sleepers(word) - Wakeups(word));
+        return word + TOKEN * nTokens + WAKEUP * nWakeups;
+    });
+    if (nWakeups > 0) m_Semaphore.release(nWakeups);
+    if (bWakeNext) WakeNext();
+}
+
+bool WorkTokens::TryTake(bool& bWakeNext)
+{
+    bWakeNext = false;
+    if (Count() == 0) return false;
+    bool bTaken = false;
+    bWakeNext = Change([&bTaken](Word word) {
+        bTaken = Tokens(word) > 0;
+        return bTaken ? word - TOKEN : word;
+    });
+    return bTaken;
+}
+
+/// One step of a thread that looks for a token: it gives up what it stood for in the word so far (\p leave),
+/// and takes a token or stands for something else.
+WorkTokens::Taker WorkTokens::TakeOrStay(Word leave, bool bMayYield)
+{
+    Taker taker = Taker::SLEEPS;
+    const bool bWakeNext = Change([leave, bMayYield, &taker](Word word) {
+        const Word rest = word - leave;
+        if (Tokens(rest) > 0) {
+            taker = Taker::HAS_TOKEN;
+            return rest - TOKEN;
+        }
+        if (bMayYield && (rest & YIELDING) == 0) {
+            taker = Taker::YIELDS;
+            return rest + YIELDING;
+        }
+        taker = Taker::SLEEPS;
+        return rest + SLEEPER;
+    });
+    if (bWakeNext) WakeNext();
+    return taker;
+}
+
+void WorkTokens::Take()
+{
+    const bool bMayYield = YieldsBeforeSleep() > 0;
+    Taker taker = TakeOrStay(0, bMayYield);
+    while (taker != Taker::HAS_TOKEN) {
+        if (taker == Taker::YIELDS) {
+            const bool bTokenSeen = YieldUntil([this] { return Count() > 0; });
+            taker = TakeOrStay(YIELDING, bTokenSeen);
+        } else {
+            AcquireUninterrupted(m_Semaphore);
+            taker = TakeOrStay(SLEEPER + WAKEUP, bMayYield);
+        }
+    }
+}
+
+}  // namespace NS_UTIL
