@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "context/currentcontext.h"
 #include "log/log.h"
 #include "nbiutil/threadcontextinfo.h"
-#include "nbiutil/threadcontextmgr.h"
 #include "util/lockguard.h"
 #include "util/singleton.h"
 
@@ -27,7 +27,7 @@ constexpr int ASYNCHRONOUS = 0;
 
 bool IsHugeTaskOfType(int nType)
 {
-    const ThreadContextInfo info = ThreadContextMgr::Instance()->GetThreadContext();
+    const ThreadContextInfo info = CurrentContext();
     // Deliberate: a task number of 0 counts here, though it sets no limit in IsOverSingleHTaskNum().
     return info.GetTskNum() >= 0 && info.GetTskType() == nType;
 }
@@ -75,7 +75,7 @@ bool HugeTaskMgr::IsOverHTaskNum()
 
 bool HugeTaskMgr::IsOverSingleHTaskNum()
 {
-    const ThreadContextInfo info = ThreadContextMgr::Instance()->GetThreadContext();
+    const ThreadContextInfo info = CurrentContext();
     const int nLimit = info.GetTskNum();
     if (nLimit < 1) return false;
     std::size_t nRunning = 0;

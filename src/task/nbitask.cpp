@@ -1,9 +1,9 @@
 #include "nbiutil/nbitask.h"
 
+#include "context/currentcontext.h"
 #include "log/log.h"
 #include "nbiutil/errcode.h"
 #include "nbiutil/processexception.h"
-#include "nbiutil/threadcontextmgr.h"
 #include "task/taskqueue.h"
 #include "util/lockguard.h"
 
@@ -44,10 +44,7 @@ bool DBAgent::DecreaseHugeTask()
 }
 
 NBITask::NBITask(DBAgent& agent, bool bFlag, AD& ad)
-    : m_bFlag(bFlag),
-      m_Agent(agent),
-      m_ThreadInfo(ThreadContextMgr::Instance()->GetThreadContext()),
-      m_Descriptor(ad)
+    : m_bFlag(bFlag), m_Agent(agent), m_ThreadInfo(CurrentContext()), m_Descriptor(ad)
 {
 }
 
@@ -77,7 +74,7 @@ void NBITask::Run()
 void NBITask::RunGuarded(AD& descriptor)
 {
     try {
-        ThreadContextMgr::Instance()->SetThreadContext(m_ThreadInfo);
+        SetCurrentContext(m_ThreadInfo);
         Init();
         Execute();
         Complete();

@@ -37,6 +37,13 @@ int ConfiguredThreads()
     return nThreads;
 }
 
+/// Asked for the calling thread's request. No book (its lock cannot be taken) means no limit.
+bool IsHugeTaskLimitReached()
+{
+    HugeTaskMgr* const pBook = HugeTaskMgr::Instance();
+    return pBook != nullptr && (pBook->IsOverHTaskNum() || pBook->IsOverSingleHTaskNum());
+}
+
 /// What an ACE assertion would report, without its end of the process.
 void ReportNullTask()
 {
@@ -225,9 +232,8 @@ NBITask* NBITaskMgr::TakeIdleLocked(Hands hands, bool& bDeferred)
 /// servers tune their limits to that.
 bool NBITaskMgr::MayStartLocked(NBITask& task)
 {
-    HugeTaskMgr* const pBook = HugeTaskMgr::Instance();
-    if (task.GetTaskMode() == 0 && (pBook->IsOverHTaskNum() || pBook->IsOverSingleHTaskNum())) return false;
-    pBook->SetHTskInfo(task.GetThreadInfo());
+    if (task.GetTaskMode() == 0 && IsHugeTaskLimitReached()) return false;
+    if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance()) pBook->SetHTskInfo(task.GetThreadInfo());
     return true;
 }
 
@@ -285,12 +291,14 @@ void NBITaskMgr::Destroy()
 
 void TaskPoolMgr::Init(const int& maxHugeTasks)
 {
-    HugeTaskMgr::Instance()->Init(static_cast<unsigned int>(maxHugeTasks));
+    if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance())
+        pBook->Init(static_cast<unsigned int>(maxHugeTasks));
 }
 
 int TaskPoolMgr::GetHugeTaskNum()
 {
-    return static_cast<int>(HugeTaskMgr::Instance()->GetHTskNum());
+    HugeTaskMgr* const pBook = HugeTaskMgr::Instance();
+    return pBook != nullptr ? static_cast<int>(pBook->GetHTskNum()) : 0;
 }
 
 void TaskPoolMgr::PushTask(DBAgent& agent, NBITask* pTask, unsigned int nNumber)
@@ -298,8 +306,7 @@ void TaskPoolMgr::PushTask(DBAgent& agent, NBITask* pTask, unsigned int nNumber)
     // A task that a pool owns already is no new task: the pool refuses it, whatever the limits say.
     const bool bHuge = nNumber == HUGE_POOL && pTask != nullptr && TaskQueue::OwnerOf(*pTask) == nullptr &&
                        pTask->GetTaskMode() != 0;
-    HugeTaskMgr* const pBook = HugeTaskMgr::Instance();
-    if (bHuge && (pBook->IsOverHTaskNum() || pBook->IsOverSingleHTaskNum())) {
+    if (bHuge && IsHugeTaskLimitReached()) {
         WriteLog(
             LIMIT_LOGGED,
             "[TaskPoolMgr::PushTask] CALL IncreaseHugeTask error, reached the max num:Taskmaxtasknum=%d, "

@@ -159,7 +159,8 @@ void TaskQueue::SweepFinishedLocked(TaskList& finished)
 
 void TaskQueue::ForgetLocked(const NBITask& task)
 {
-    if (m_bHugePool) HugeTaskMgr::Instance()->RemoveHTskInfo(task.m_ThreadInfo);
+    if (!m_bHugePool) return;
+    if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance()) pBook->RemoveHTskInfo(task.m_ThreadInfo);
 }
 
 void TaskQueue::WakeAllLocked()
