@@ -14,27 +14,12 @@ constexpr int NULL_SOURCE = -1;
 constexpr int FAILED_COPY = -2;
 constexpr char MASK = '*';
 
-/// Wipes an array and deletes it at the end of its scope.
-class DyingBytes {
-public:
-    DyingBytes(char* pBytes, std::size_t nCount) : m_pBytes(pBytes), m_nCount(nCount) {}
-    ~DyingBytes()
-    {
-        if (m_pBytes != nullptr) WipeBytes(m_pBytes.get(), m_nCount);
-    }
-    DyingBytes(const DyingBytes&) = delete;
-    DyingBytes& operator=(const DyingBytes&) = delete;
-
-private:
-    std::unique_ptr<char[]> m_pBytes;
-    std::size_t m_nCount;
-};
-
 }  // namespace
 
 AutoReleaseString::~AutoReleaseString()
 {
-    const DyingBytes old(m_pBuffer, m_nLength);
+    const std::unique_ptr<char[]> pOld(m_pBuffer);
+    const WipeAtEnd wipe(m_pBuffer, m_nLength);
 }
 
 const char* AutoReleaseString::getBuffer() const
@@ -56,7 +41,8 @@ int AutoReleaseString::setBuffer(const char* data)
 int AutoReleaseString::setBuffer(const char* data, unsigned int len)
 {
     if (data == nullptr) return NULL_SOURCE;
-    const DyingBytes old(m_pBuffer, m_nLength);  // until the end: data may point into it
+    const std::unique_ptr<char[]> pOld(m_pBuffer);  // until the end: data may point into it
+    const WipeAtEnd wipe(m_pBuffer, m_nLength);
     m_pBuffer = nullptr;
     m_nLength = 0;
 

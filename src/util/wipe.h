@@ -18,6 +18,19 @@ inline void WipeBytes(void* pBytes, std::size_t nCount)
     if (nCount > 0) explicit_bzero(pBytes, nCount);
 }
 
+/// Wipes \p nCount bytes at the end of its scope, however that is left.
+class WipeAtEnd {
+public:
+    WipeAtEnd(void* pBytes, std::size_t nCount) : m_pBytes(pBytes), m_nCount(nCount) {}
+    ~WipeAtEnd() { WipeBytes(m_pBytes, m_nCount); }
+    WipeAtEnd(const WipeAtEnd&) = delete;
+    WipeAtEnd& operator=(const WipeAtEnd&) = delete;
+
+private:
+    void* m_pBytes;
+    std::size_t m_nCount;
+};
+
 /// Overwrites every character of \p text with \p mask; the length stays.
 inline void MaskText(std::string& text, char mask)
 {

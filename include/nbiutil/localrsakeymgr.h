@@ -1,0 +1,61 @@
+/// \file
+/// The process's own RSA key pair.
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include "nbiutil/export.h"
+
+namespace NS_UTIL {
+
+class AutoReleaseString;
+
+/// An RSA key pair of 2048 bits with exponent 65537, made in memory by Init() and gone with the process. The
+/// public key is held in plain DER; the private one only as the host cipher's text, and never written
+/// anywhere.
+/// Ownership: one per process, from the first Instance() to Destroy(); callers never delete it.
+/// Threads: Init() and RsaKeyPairGen() run once, before other threads use the rest, which does not lock.
+/// Errors: log lines under "localrsakeymgr" and result 0.
+class NBI_EXPORT LocalRsaKeyMgr {
+public:
+    /// Null only when there is no object yet and the static-object lock cannot be taken.
+    static LocalRsaKeyMgr* Instance();
+    /// The key pair is lost.
+    static void Destroy();
+    LocalRsaKeyMgr(const LocalRsaKeyMgr&) = delete;
+    LocalRsaKeyMgr& operator=(const LocalRsaKeyMgr&) = delete;
+
+    /// Initialises OpenSSL and makes the key pair, unless there is one. \return as RsaKeyPairGen().
+    int Init();
+
+    /// Makes the key pair, unless there is one. \return as CheckLocalRsaKey().
+    int RsaKeyPairGen();
+
+    /// \return 1 when both keys are there and can be decoded, else 0.
+    int CheckLocalRsaKey();
+
+    /// The public key as a PKCS#1 structure in DER; null before there is one. Lives as long as this object.
+    const char* GetLocalRsaPublicKey() const { return m_pPublicKey.get(); }
+    int GetLocalRsaPublicKeyLen() { return m_nPublicKeyLen; }
+
+    /// Decrypts what was encrypted with the public key: RsaAlgorithm::Decrypt() with the private key, which
+    /// is in memory in plain only while this runs. Threads: any, once there is a key pair.
+    /// \param[out] out the plain bytes; after a failure as it was.
+    /// \param      in  \p len bytes of cipher text, raw or as hexadecimal text.
+    /// \return 1, or 0 when there is no key or the cipher text is not for it.
+    int DecryptByLocalRsaKey(AutoReleaseString& out, const char* in, long len) const;
+
+private:
+    LocalRsaKeyMgr() = default;
+    ~LocalRsaKeyMgr() = default;
+
+    static std::atomic<LocalRsaKeyMgr*> m_pInstance;
+    // Deliberate: not wiped at the end. One is public, the other is cipher text.
+    std::unique_ptr<char[]> m_pPublicKey;  // and a zero byte
+    int m_nPublicKeyLen = 0;
+    std::unique_ptr<char[]> m_pPrivateKey;  // cipher text and a zero byte; an empty text counts as held
+    int m_nPrivateKeyLen = 0;
+};
+
+}  // namespace NS_UTIL

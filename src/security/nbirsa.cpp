@@ -1,0 +1,189 @@
+#include "nbiutil/nbirsa.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "log/log.h"
+#include "nbiutil/localrsakeymgr.h"
+#include "nbiutil/securebuffer.h"
+#include "security/autoreleasestrex.h"
+#include "security/openssl.h"
+#include "security/zeroedarray.h"
+
+namespace NS_UTIL {
+namespace {
+
+constexpr const char* MODULE = "nbirsa";
+constexpr SourceMark PUBLIC_KEY_NOT_PARSED{MODULE, 269};
+constexpr SourceMark NO_OUTPUT_SIZE{MODULE, 286};
+constexpr SourceMark BLOCK_NOT_ENCRYPTED{MODULE, 313};
+constexpr SourceMark PRIVATE_KEY_NOT_PARSED{MODULE, 374};
+constexpr SourceMark BLOCK_NOT_DECRYPTED{MODULE, 406};
+
+constexpr long FAILED = -1;
+
+/// Deliberate: one byte less than OAEP with SHA-1 takes of a block. A full chunk is therefore refused by
+/// OpenSSL, and callers count on inputs beyond one block being refused as a whole.
+constexpr int PADDING_SHARE = 41;
+
+/// Bytes of cipher text to make room for; not positive when there are too many, or too few in the key.
+int CipherSize(long nLength, int nKeySize)
+{
+    const long nChunk = nKeySize - PADDING_SHARE;
+    if (nChunk <= 0) return 0;
+    if (nLength <= nChunk) return nKeySize;
+    const auto nBlocks = static_cast<std::uint32_t>(nLength / nChunk + 1);
+    // A size that wraps around is harmless where it stays positive: the first full chunk is refused.
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(nKeySize) * nBlocks);
+}
+
+/// \return false when OpenSSL refuses a chunk; a negative length it would not even look at.
+bool EncryptChunks(char* pOut, const char* pIn, long nLeft, RSA* pKey)
+{
+    const long nChunk = RSA_size(pKey) - PADDING_SHARE;
+    do {
+        const long nBytes = std::min(nLeft, nChunk);
+        ERR_clear_error();
+        if (nBytes < 0) return false;
+        const int nWritten = RSA_public_encrypt(static_cast<int>(nBytes), AsBytes(pIn), AsBytes(pOut), pKey,
+                                                RSA_PKCS1_OAEP_PADDING);
+        if (nWritten < 0) return false;
+        pIn += nBytes;
+        pOut += nWritten;
+        nLeft -= nBytes;
+    } while (nLeft > 0);
+    return true;
+}
+
+/// Cipher text of which a part has been decrypted.
+struct CipherInput {
+    const char* m_pNext;
+    long m_nLeft;
+};
+
+/// Decrypts \p input block by block, as far as it goes. \p pOut has room for its bytes and for k.
+/// \return bytes of plain text, or FAILED; a rest shorter than a block is a failure too.
+long DecryptBlocks(char* pOut, CipherInput& input, long nBlock, RSA* pKey)
+{
+    const char* const pStart = pOut;
+    do {
+        ERR_clear_error();
+        if (nBlock < 1 || input.m_nLeft < nBlock) return FAILED;
+        const int nWritten = RSA_private_decrypt(static_cast<int>(nBlock), AsBytes(input.m_pNext),
+                                                 AsBytes(pOut), pKey, RSA_PKCS1_OAEP_PADDING);
+        if (nWritten < 0) return FAILED;
+        pOut += nWritten;
+        input.m_pNext += nBlock;
+        input.m_nLeft -= nBlock;
+    } while (input.m_nLeft > 0);
+    return pOut - pStart;
+}
+
+/// Logs the failing block. \p scratch holds the input from then on, in the form that toHex() gives it, which
+/// reports bounds-checked functions that do not work; the cipher text itself stays out of the log.
+void ReportRefusedBlock(AutoReleaseStrEx& scratch, const CipherInput& input)
+{
+    const char* const pReason = TakeErrorText();
+    if (scratch.getBuffer() == nullptr) scratch.setBuffer(input.m_pNext, input.m_nLeft);
+    WriteLog(BLOCK_NOT_DECRYPTED, "[LocalRsaKeyMgr::RSA_private_decrypt] Call RSA_public_encrypt error:%s",
+             pReason);
+    scratch.toHex();
+}
+
+}  // namespace
+
+void RsaAlgorithm::Encrypt(char*& out, const char* in, long& len, const char* key, const int& keyLen)
+{
+    if (in == nullptr || key == nullptr || keyLen < 1) {
+        len = FAILED;
+        return;
+    }
+    const RsaPtr pKey = ParsePublicKey(key, keyLen);
+    if (pKey == nullptr) {
+        WriteLog(PUBLIC_KEY_NOT_PARSED,
+                 "[LocalRsaKeyMgr::RsaEncryptByPublicKey] Call d2i_RSAPublicKey failed, get rsa obj is "
+                 "null,error:%s",
+                 TakeErrorText());
+        return;
+    }
+    const std::unique_ptr<char[]> pOld(std::exchange(out, nullptr));  // until the end: in may lie in it
+    const int nSize = CipherSize(len, RSA_size(pKey.get()));
+    if (nSize <= 0) {
+        WriteLog(NO_OUTPUT_SIZE, "[LocalRsaKeyMgr::RsaEncryptByPublicKey] buf len less then zero <%d> error",
+                 nSize);
+        len = FAILED;
+        return;
+    }
+    std::unique_ptr<char[]> pCipher = ZeroedArray(static_cast<std::size_t>(nSize));
+    if (!EncryptChunks(pCipher.get(), in, len, pKey.get())) {
+        WriteLog(BLOCK_NOT_ENCRYPTED,
+                 "[LocalRsaKeyMgr::RsaEncryptByPublicKey] Call RSA_public_encrypt error:%s", TakeErrorText());
+        len = FAILED;
+        return;
+    }
+    out = pCipher.release();
+    len = nSize;
+}
+
+void RsaAlgorithm::Decrypt(char*& out, const char* in, long& len, const char* key, const int& keyLen)
+{
+    if (in == nullptr || len < 1 || keyLen < 1 || key == nullptr) {
+        len = FAILED;
+        return;
+    }
+    const std::unique_ptr<char[]> pOld(std::exchange(out, nullptr));  // until the end: in may lie in it
+    const RsaPtr pKey = ParsePrivateKey(key, keyLen);
+    if (pKey == nullptr) {
+        WriteLog(PRIVATE_KEY_NOT_PARSED,
+                 "[LocalRsaKeyMgr::RSA_private_decrypt] Call d2i_RSAPrivateKey failed, get rsa obj is null, "
+                 "error:%s",
+                 TakeErrorText());
+        out = ZeroedArray(static_cast<std::size_t>(len)).release();
+        return;
+    }
+    const long nKeySize = RSA_size(pKey.get());
+    // OpenSSL writes to all of a block's room, even if only what was there before: a short input needs it
+    // too.
+    const auto nRoom = static_cast<std::size_t>(std::max(len, nKeySize));
+    std::unique_ptr<char[]> pPlain = ZeroedArray(nRoom);
+    const long nBlock = std::min(nKeySize, len);
+    CipherInput input{in, len};
+    AutoReleaseStrEx scratch;
+    if (nBlock <= len / 2) {
+        scratch.fromHex(in, len);
+        input = CipherInput{scratch.getBuffer(), scratch.length()};
+    }
+    len = DecryptBlocks(pPlain.get(), input, nBlock, pKey.get());
+    if (len == FAILED) {
+        ReportRefusedBlock(scratch, input);
+        WipeBytes(pPlain.get(), nRoom);  // the blocks before the refused one
+        return;
+    }
+    out = pPlain.release();
+}
+
+int RsaAlgorithm::RsaEncryptByPublicKey(AutoReleaseString& out, const AutoReleaseString& in, const char* key,
+                                        const int& keyLen)
+{
+    long nLength = in.length();
+    char* pCipher = nullptr;
+    if (key != nullptr) {
+        Encrypt(pCipher, in.getBuffer(), nLength, key, keyLen);
+    } else if (LocalRsaKeyMgr* const pLocal = LocalRsaKeyMgr::Instance()) {
+        Encrypt(pCipher, in.getBuffer(), nLength, pLocal->GetLocalRsaPublicKey(),
+                pLocal->GetLocalRsaPublicKeyLen());
+    } else {
+        nLength = FAILED;
+    }
+    AutoReleaseStrEx scratch;
+    scratch.Adopt(pCipher, nLength);
+    if (nLength < 0) return 0;
+    scratch.toHex();
+    out.setBuffer(scratch.getBuffer(), static_cast<unsigned int>(scratch.length()));
+    return 1;
+}
+
+}  // namespace NS_UTIL

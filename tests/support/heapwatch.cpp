@@ -1,0 +1,144 @@
+#include "support/heapwatch.h"
+
+#include <malloc.h>
+#include <string.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <stdexcept>
+
+namespace nbitest {
+namespace {
+
+std::array<void*, 1 << 16> g_Freed;
+std::atomic<std::size_t> g_nFreed{0};
+std::atomic<bool> g_bWatching{false};
+
+thread_local std::size_t t_nMost = SIZE_MAX;
+thread_local std::size_t t_nRefused = 0;
+
+void* Allocate(std::size_t nSize) noexcept
+{
+    if (nSize > t_nMost) {
+        t_nRefused = nSize;
+        return nullptr;
+    }
+    return std::malloc(nSize == 0 ? 1 : nSize);
+}
+
+void* AllocateOrThrow(std::size_t nSize)
+{
+    void* const pBlock = Allocate(nSize);
+    if (pBlock == nullptr) throw std::bad_alloc();
+    return pBlock;
+}
+
+void Release(void* pBlock) noexcept
+{
+    if (pBlock != nullptr && g_bWatching) {
+        const std::size_t nPlace = g_nFreed.fetch_add(1);
+        if (nPlace < g_Freed.size()) {
+            g_Freed[nPlace] = pBlock;
+            return;
+        }
+    }
+    std::free(pBlock);
+}
+
+std::size_t KeptBlocks()
+{
+    const std::size_t nFreed = g_nFreed;
+    return nFreed < g_Freed.size() ? nFreed : g_Freed.size();
+}
+
+}  // namespace
+
+HeapWatch::HeapWatch()
+{
+    g_nFreed = 0;
+    g_bWatching = true;
+}
+
+HeapWatch::~HeapWatch()
+{
+    g_bWatching = false;
+    for (std::size_t i = 0; i < KeptBlocks(); ++i) std::free(g_Freed[i]);
+    g_nFreed = 0;
+}
+
+int HeapWatch::Sightings(const std::string& bytes) const
+{
+    if (g_nFreed > g_Freed.size()) throw std::length_error("more blocks were freed than HeapWatch keeps");
+    int nFound = 0;
+    for (std::size_t i = 0; i < KeptBlocks(); ++i) {
+        void* const pBlock = g_Freed[i];
+        if (memmem(pBlock, malloc_usable_size(pBlock), bytes.data(), bytes.size()) != nullptr) ++nFound;
+    }
+    return nFound;
+}
+
+AllocationLimit::AllocationLimit(std::size_t nMost)
+{
+    t_nRefused = 0;
+    t_nMost = nMost;
+}
+
+AllocationLimit::~AllocationLimit()
+{
+    t_nMost = SIZE_MAX;
+}
+
+std::size_t AllocationLimit::Refused() const
+{
+    return t_nRefused;
+}
+
+}  // namespace nbitest
+
+using nbitest::Allocate;
+using nbitest::AllocateOrThrow;
+using nbitest::Release;
+
+void* operator new(std::size_t nSize)
+{
+    return AllocateOrThrow(nSize);
+}
+void* operator new[](std::size_t nSize)
+{
+    return AllocateOrThrow(nSize);
+}
+void* operator new(std::size_t nSize, const std::nothrow_t&) noexcept
+{
+    return Allocate(nSize);
+}
+void* operator new[](std::size_t nSize, const std::nothrow_t&) noexcept
+{
+    return Allocate(nSize);
+}
+void operator delete(void* pBlock) noexcept
+{
+    Release(pBlock);
+}
+void operator delete[](void* pBlock) noexcept
+{
+    Release(pBlock);
+}
+void operator delete(void* pBlock, std::size_t) noexcept
+{
+    Release(pBlock);
+}
+void operator delete[](void* pBlock, std::size_t) noexcept
+{
+    Release(pBlock);
+}
+void operator delete(void* pBlock, const std::nothrow_t&) noexcept
+{
+    Release(pBlock);
+}
+void operator delete[](void* pBlock, const std::nothrow_t&) noexcept
+{
+    Release(pBlock);
+}
