@@ -1,0 +1,50 @@
+/// \file
+/// What each subcommand of the client does. The results are exit codes.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "session.h"
+
+namespace northbound {
+
+enum ExitCode { EXIT_DONE = 0, EXIT_REFUSED = 1, EXIT_BAD_USAGE = 2, EXIT_NO_SERVER = 3 };
+
+/// How every subcommand speaks.
+struct Manner {
+    bool m_bJson = false;
+    std::string m_Server;
+    double m_Timeout = 30;  // seconds
+};
+
+struct CollectOptions {
+    std::vector<std::string> m_Ports;
+    double m_Interval = 1;   // seconds
+    double m_Duration = 10;  // seconds
+    bool m_bQuiet = false;
+};
+
+struct TasksOptions {
+    bool m_bWatch = false;
+    unsigned int m_nAtLeast = 0;
+};
+
+/// These let Northbound::OperationFailed and CORBA::SystemException through.
+int ShowInventory(const Session& session, const Manner& manner);
+int ShowCounters(const Session& session, const Manner& manner, const std::string& port);
+
+/// One collection per port, side by side, with a progress display while they run.
+int RunCollections(const Session& session, const Manner& manner, const CollectOptions& options);
+
+/// The running huge tasks, once there are m_nAtLeast of them; EXIT_REFUSED when that takes longer than the
+/// timeout. With m_bWatch: their progress until none is left.
+int ShowTasks(const Session& session, const Manner& manner, const TasksOptions& options);
+
+/// Returns once the server is gone; EXIT_REFUSED when that takes longer than the timeout.
+int StopServer(const Session& session, const Manner& manner);
+
+int ReportRefusal(const Manner& manner, const Northbound::OperationFailed& failure);
+int ReportNoServer(const Manner& manner, const CORBA::SystemException& failure);
+
+}  // namespace northbound

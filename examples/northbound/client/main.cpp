@@ -1,0 +1,145 @@
+/// \file
+/// nbi-client: the command line in front of commands.h.
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <functional>
+
+#include "commands.h"
+#include "names.h"
+
+namespace northbound {
+namespace {
+
+constexpr double DAY = 86400;  // seconds
+
+struct CommandLine {
+    Manner m_Manner;
+    std::string m_User;
+    std::string m_Port;
+    CollectOptions m_Collect;
+    TasksOptions m_Tasks;
+    std::function<int(const Session&)> m_Command;
+};
+
+std::string DefaultUser()
+{
+    const char* const pUser = std::getenv("USER");
+    return pUser == nullptr ? "-" : pUser;
+}
+
+void AddGeneral(CLI::App& app, CommandLine& line)
+{
+    line.m_Manner.m_Server = std::string(DEFAULT_ADDRESS) + ":" + std::to_string(DEFAULT_PORT);
+    line.m_User = DefaultUser();
+    app.add_option("-s,--server", line.m_Manner.m_Server, "Server, as <host>:<port>")->capture_default_str();
+    app.add_option("-u,--user", line.m_User, "On whose behalf; the server's log says it")
+        ->capture_default_str();
+    app.add_flag("--json", line.m_Manner.m_bJson, "Print JSON, failures included");
+    app.add_option("-t,--timeout", line.m_Manner.m_Timeout,
+                   "Seconds to wait for an answer, beside what a collection lasts")
+        ->capture_default_str()
+        ->check(CLI::Range(0.1, DAY));
+}
+
+void AddInventory(CLI::App& app, CommandLine& line)
+{
+    app.add_subcommand("inventory", "List the machine's network interfaces")->callback([&line] {
+        line.m_Command = [&line](const Session& session) { return ShowInventory(session, line.m_Manner); };
+    });
+}
+
+void AddCounters(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand("counters", "Show one interface's counters");
+    pCommand->add_option("PORT", line.m_Port, "\"eth0\" or \"ne=<host>,port=eth0\"")->required();
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return ShowCounters(session, line.m_Manner, line.m_Port);
+        };
+    });
+}
+
+void AddCollect(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand =
+        app.add_subcommand("collect", "Sample interfaces' counters into files on the server, side by side");
+    pCommand->add_option("PORT", line.m_Collect.m_Ports, "As for counters; one collection for each")
+        ->required();
+    pCommand->add_option("-i,--interval", line.m_Collect.m_Interval, "Seconds between two samples")
+        ->capture_default_str()
+        ->check(CLI::Range(0.0, DAY));
+    pCommand
+        ->add_option("-d,--duration", line.m_Collect.m_Duration, "Seconds from the first sample to the last")
+        ->capture_default_str()
+        ->check(CLI::Range(0.0, DAY));
+    pCommand->add_flag("-q,--quiet", line.m_Collect.m_bQuiet, "No progress display");
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return RunCollections(session, line.m_Manner, line.m_Collect);
+        };
+    });
+}
+
+void AddTasks(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand("tasks", "List the running huge tasks");
+    pCommand->add_flag("-w,--watch", line.m_Tasks.m_bWatch, "Show their progress until none is left");
+    pCommand->add_option("--at-least", line.m_Tasks.m_nAtLeast, "Wait until there are so many");
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return ShowTasks(session, line.m_Manner, line.m_Tasks);
+        };
+    });
+}
+
+void AddStop(CLI::App& app, CommandLine& line)
+{
+    app.add_subcommand("stop", "Stop the server in order, and wait until it is gone")->callback([&line] {
+        line.m_Command = [&line](const Session& session) { return StopServer(session, line.m_Manner); };
+    });
+}
+
+int RunCommand(const CommandLine& line)
+{
+    try {
+        const Session session(line.m_Manner.m_Server, line.m_User);
+        Session::LimitAnswerTime(static_cast<unsigned int>(line.m_Manner.m_Timeout * 1000));
+        return line.m_Command(session);
+    } catch (const Northbound::OperationFailed& e) {
+        return ReportRefusal(line.m_Manner, e);
+    } catch (const CORBA::SystemException& e) {
+        return ReportNoServer(line.m_Manner, e);
+    }
+}
+
+}  // namespace
+
+int ClientMain(int nArgs, char** pArgs)
+{
+    CommandLine line;
+    CLI::App app("Asks the northbound server about its machine.", "nbi-client");
+    AddGeneral(app, line);
+    AddInventory(app, line);
+    AddCounters(app, line);
+    AddCollect(app, line);
+    AddTasks(app, line);
+    AddStop(app, line);
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.footer(
+        "Exit codes: 0 done, 1 refused by the server or not in time, 2 bad command line,\n"
+        "3 no answer from a server.");
+    try {
+        app.parse(nArgs, pArgs);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? EXIT_DONE : EXIT_BAD_USAGE;
+    }
+    return RunCommand(line);
+}
+
+}  // namespace northbound
+
+int main(int nArgs, char** pArgs)
+{
+    return northbound::ClientMain(nArgs, pArgs);
+}

@@ -1,0 +1,30 @@
+/// \file
+/// How far the running collections have come, on a terminal or in a file.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "northbound.hh"
+
+namespace northbound {
+
+/// "[##########..........] 5/10"
+std::string ProgressBar(unsigned int nDone, unsigned int nAll);
+
+/// On a terminal one line per collection, drawn anew each time; elsewhere one line for all, once a second.
+class ProgressView {
+public:
+    ProgressView();
+    void Show(const Northbound::HugeTaskList& tasks);
+
+private:
+    void Redraw(const Northbound::HugeTaskList& tasks);
+    static void AddLine(const Northbound::HugeTaskList& tasks);
+
+    bool m_bTerminal;
+    unsigned int m_nDrawn = 0;  // lines on the terminal
+    std::chrono::steady_clock::time_point m_NextLine;
+};
+
+}  // namespace northbound

@@ -1,0 +1,31 @@
+/// \file
+/// What server and client of the example agree on besides the IDL.
+#pragma once
+
+namespace northbound {
+
+/// Key of the server's one object: "corbaloc:iiop:<host>:<port>/Northbound".
+constexpr const char* OBJECT_KEY = "Northbound";
+
+constexpr const char* DEFAULT_ADDRESS = "127.0.0.1";
+constexpr int DEFAULT_PORT = 12809;
+
+/// The codes of this server's own failures; nbiutil/errcode.h has those of the library.
+namespace ErrCode {
+/// No managed object of that name.
+constexpr unsigned int UNKNOWN_OBJECT = 0x4E420001U;
+/// An argument outside its range.
+constexpr unsigned int BAD_ARGUMENT = 0x4E420002U;
+/// The machine did not give its figures.
+constexpr unsigned int NO_FIGURES = 0x4E420003U;
+/// A collection file could not be written.
+constexpr unsigned int FILE_NOT_WRITTEN = 0x4E420004U;
+/// The request was never carried out: every descriptor holds this until its task ends.
+constexpr unsigned int NOT_CARRIED_OUT = 0x4E420005U;
+/// A collection was cut short because the server stops.
+constexpr unsigned int CUT_SHORT = 0x4E420006U;
+/// Something that nobody foresaw went wrong in the server; the detail says what.
+constexpr unsigned int INTERNAL = 0x4E420007U;
+}  // namespace ErrCode
+
+}  // namespace northbound

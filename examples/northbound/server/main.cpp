@@ -1,0 +1,193 @@
+/// \file
+/// nbi-server: starts the host, the pools and the ORB, waits for the order to stop, and ends them in turn.
+#include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "managerservant.h"
+#include "nbihost/standalone.h"
+#include "nbiutil/nbitaskmgr.h"
+#include "orbendpoint.h"
+#include "serversettings.h"
+#include "serving.h"
+#include "stopsignal.h"
+
+namespace northbound {
+namespace {
+
+constexpr const char* MODULE = "nbi-server";
+
+enum ExitCode { EXIT_ORDERLY = 0, EXIT_UNFORESEEN = 1, EXIT_BAD_INPUT = 2, EXIT_NO_ENDPOINT = 3 };
+
+struct CommandLine {
+    std::string m_ConfigFile;
+    std::string m_ReadyFile;
+    std::optional<std::string> m_ListenAddress;
+    std::optional<int> m_ListenPort;
+};
+
+/// The signals that stop the server. Blocked in every thread; WaitForStopOrder() takes them.
+sigset_t StopSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    return signals;
+}
+
+void WaitForStopOrder()
+{
+    const sigset_t signals = StopSignals();
+    int nSignal = 0;
+    sigwait(&signals, &nSignal);
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "signal %d: stopping", nSignal);
+}
+
+std::string DefaultConfigFile()
+{
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    return (self.parent_path() / "nbi-server.ini").string();
+}
+
+/// Whatever prints to standard output from here on, libraries included, ends up in \p path.
+void RedirectOutput(const std::string& path)
+{
+    const int nFile = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    if (nFile < 0 || dup2(nFile, STDOUT_FILENO) < 0) {
+        throw SettingsError("OutputFile: " + path + " cannot be written: " + std::strerror(errno));
+    }
+    close(nFile);
+}
+
+void MakeCollectionDirectory(const std::string& path)
+{
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    if (error || access(path.c_str(), W_OK | X_OK) != 0) {
+        throw SettingsError("CollectionDirectory: " + path +
+                            " cannot be written: " + (error ? error.message() : std::strerror(errno)));
+    }
+}
+
+/// Appears under its name only when it is complete, so that a script may wait for it.
+void WriteReadyFile(const std::string& path, const std::string& address)
+{
+    const std::string draft = path + ".part";
+    std::ofstream(draft) << address << '\n';
+    if (std::rename(draft.c_str(), path.c_str()) != 0) {
+        throw SettingsError("--ready-file: " + path + " cannot be written: " + std::strerror(errno));
+    }
+}
+
+Settings SettingsOf(const CommandLine& line)
+{
+    Settings settings = ReadSettings(line.m_ConfigFile);
+    if (line.m_ListenAddress) settings.m_ListenAddress = *line.m_ListenAddress;
+    if (line.m_ListenPort) settings.m_nListenPort = *line.m_ListenPort;
+    return settings;
+}
+
+void Announce(const CommandLine& line, const std::string& address)
+{
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "serving on %s", address.c_str());
+    std::cerr << MODULE << ": serving on " << address << "; stop with SIGTERM or \"nbi-client stop\"\n";
+    if (!line.m_ReadyFile.empty()) WriteReadyFile(line.m_ReadyFile, address);
+}
+
+void Run(const CommandLine& line)
+{
+    StopSignal stop;
+    std::unique_ptr<ManagerServant> pServant;
+    std::unique_ptr<OrbEndpoint> pEndpoint;
+    nbihost::HostHooks hooks;
+    hooks.m_LogPrefix = Serving::AppendPrefix;
+    hooks.m_OnStop = [&stop, &pEndpoint] {
+        stop.Raise();  // running collections end at their next sample, so that the pools need not wait
+        NS_UTIL::TaskPoolMgr::ShutDown();
+        if (pEndpoint) pEndpoint->Shutdown();
+    };
+    nbihost::Host host(line.m_ConfigFile, hooks);
+    host.Start();
+    const Settings settings = SettingsOf(line);
+    MakeCollectionDirectory(settings.m_CollectionDirectory);
+    RedirectOutput(settings.m_OutputFile);
+    NS_UTIL::TaskPoolMgr::Init(settings.m_nHugeTaskLimit);
+    pServant = std::make_unique<ManagerServant>(settings, stop, [] { kill(getpid(), SIGTERM); });
+    pEndpoint = std::make_unique<OrbEndpoint>(settings.m_ListenAddress, settings.m_nListenPort, *pServant);
+    Announce(line, settings.m_ListenAddress + ":" + std::to_string(pEndpoint->Port()));
+    WaitForStopOrder();
+    host.Stop();
+    std::cerr << MODULE << ": stopped\n";
+}
+
+int Report(const char* pWhat, ExitCode exitCode)
+{
+    std::cerr << MODULE << ": " << pWhat << '\n';
+    return exitCode;
+}
+
+int RunReporting(const CommandLine& line)
+{
+    try {
+        Run(line);
+        return EXIT_ORDERLY;
+    } catch (const nbihost::HostError& e) {
+        return Report(e.what(), EXIT_BAD_INPUT);
+    } catch (const SettingsError& e) {
+        return Report(e.what(), EXIT_BAD_INPUT);
+    } catch (const EndpointError& e) {
+        return Report(e.what(), EXIT_NO_ENDPOINT);
+    } catch (const CORBA::Exception& e) {
+        return Report(e._name(), EXIT_UNFORESEEN);
+    } catch (const std::exception& e) {
+        return Report(e.what(), EXIT_UNFORESEEN);
+    }
+}
+
+}  // namespace
+
+int ServerMain(int nArgs, char** pArgs)
+{
+    CommandLine line;
+    line.m_ConfigFile = DefaultConfigFile();
+    CLI::App app(
+        "Northbound server of this machine: inventory, counters and performance collections over CORBA.",
+        MODULE);
+    app.add_option("-c,--config", line.m_ConfigFile, "Configuration file")->capture_default_str();
+    app.add_option("--listen", line.m_ListenAddress, "Address to serve on (ListenAddress; 127.0.0.1)");
+    app.add_option("--port", line.m_ListenPort, "Port to serve on, 0 for any free one (ListenPort; 12809)")
+        ->check(CLI::Range(0, 65535));
+    app.add_option("--ready-file", line.m_ReadyFile,
+                   "Written with \"<address>:<port>\" once requests are served");
+    app.footer(
+        "Exit codes: 0 stopped in order, 1 unforeseen failure, 2 bad command line or configuration,\n"
+        "3 cannot listen on the address.");
+    try {
+        app.parse(nArgs, pArgs);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? EXIT_ORDERLY : EXIT_BAD_INPUT;
+    }
+    const sigset_t signals = StopSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread is started: they all inherit it
+    return RunReporting(line);
+}
+
+}  // namespace northbound
+
+int main(int nArgs, char** pArgs)
+{
+    return northbound::ServerMain(nArgs, pArgs);
+}

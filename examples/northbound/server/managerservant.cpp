@@ -1,0 +1,233 @@
+#include "managerservant.h"
+
+#include <list>
+#include <map>
+#include <memory>
+#include <utility>
+
+#include "failure.h"
+#include "names.h"
+#include "nbihost/standalone.h"
+#include "nbiutil/errcode.h"
+#include "nbiutil/hugetask.h"
+#include "nbiutil/nbitaskmgr.h"
+#include "nbiutil/processexception.h"
+#include "nbiutil/threadcontextmgr.h"
+
+namespace northbound {
+namespace {
+
+using NS_UTIL::AD;
+using NS_UTIL::ProcessException;
+
+constexpr const char* MODULE = "managerservant";
+
+constexpr unsigned int POOL_INVENTORY = 0;
+constexpr unsigned int POOL_COUNTERS = 1;
+constexpr unsigned int POOL_HUGE = 2;
+
+constexpr unsigned int MIN_INTERVAL = 10;                   // milliseconds
+constexpr unsigned int MAX_DURATION = 24U * 3600U * 1000U;  // milliseconds
+
+/// A descriptor that says failure until its task ends. Waking a queued task at a shutdown leaves the code as
+/// it is, so one that started with success would answer a request that nobody carried out.
+AD PendingDescriptor()
+{
+    AD descriptor;
+    descriptor.SetErrorCode(ErrCode::NOT_CARRIED_OUT);
+    descriptor.SetErrorInfo("the server stopped before it could answer this request");
+    return descriptor;
+}
+
+/// The message is "ErrCode:<code>,Detail:<detail>".
+std::string DetailOf(ProcessException& failure)
+{
+    const std::string message = failure.MessageStream().str();
+    const std::string mark = ",Detail:";
+    const std::size_t nMark = message.find(mark);
+    const std::string detail = nMark == std::string::npos ? message : message.substr(nMark + mark.size());
+    if (!detail.empty() || failure.GetErrorCode() != NS_UTIL::ErrCode::HUGE_TASK_LIMIT) return detail;
+    return "as many collections are running as may, on the whole or at this port";
+}
+
+[[noreturn]] void Answer(unsigned int nCode, const std::string& detail)
+{
+    nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "the request fails with code 0x%08X: %s", nCode,
+                 detail.c_str());
+    throw Northbound::OperationFailed(nCode, detail.c_str());
+}
+
+Northbound::Counters ToIdl(const PortCounters& counters)
+{
+    Northbound::Counters result;
+    result.rxBytes = counters.m_nRxBytes;
+    result.rxPackets = counters.m_nRxPackets;
+    result.rxErrors = counters.m_nRxErrors;
+    result.rxDropped = counters.m_nRxDropped;
+    result.txBytes = counters.m_nTxBytes;
+    result.txPackets = counters.m_nTxPackets;
+    result.txErrors = counters.m_nTxErrors;
+    result.txDropped = counters.m_nTxDropped;
+    return result;
+}
+
+void FillIn(Northbound::Port& port, const PortFacts& facts, const std::string& dn)
+{
+    port.dn = dn.c_str();
+    port.name = facts.m_Name.c_str();
+    port.state = facts.m_State.c_str();
+    port.hardwareAddress = facts.m_HardwareAddress.c_str();
+    port.addresses.length(static_cast<CORBA::ULong>(facts.m_Addresses.size()));
+    CORBA::ULong nIndex = 0;
+    for (const std::string& address : facts.m_Addresses) port.addresses[nIndex++] = address.c_str();
+    port.mtu = facts.m_nMtu;
+    port.speed = facts.m_nSpeed;
+    port.counting = ToIdl(facts.m_Counters);
+}
+
+void FillIn(Northbound::HugeTask& task, const std::string& operation, const std::string& list,
+            const CollectionProgress& progress)
+{
+    task.operation = BareUuid(operation).c_str();
+    task.list = list.c_str();
+    task.dn = progress.m_Dn.c_str();
+    task.user = progress.m_User.c_str();
+    task.samplesTaken = progress.m_nTaken;
+    task.samplesPlanned = progress.m_nPlanned;
+}
+
+void CheckUser(const std::string& user)
+{
+    if (user.size() > RequestScope::MAX_USER) {
+        Fail(ErrCode::BAD_ARGUMENT, MODULE,
+             "the user's name is longer than " + std::to_string(RequestScope::MAX_USER) + " characters");
+    }
+}
+
+}  // namespace
+
+ManagerServant::ManagerServant(const Settings& settings, StopSignal& stop, std::function<void()> requestStop)
+    : m_nPerPortLimit(settings.m_nPerPortLimit),
+      m_Place{m_Machine, m_Board, stop, settings.m_CollectionDirectory},
+      m_Agent("northbound", settings.m_nHugeTaskLimit),
+      m_RequestStop(std::move(requestStop))
+{
+}
+
+template <class Body>
+auto ManagerServant::Serve(const Operation& operation, const Northbound::Caller& who, Body body)
+    -> decltype(body())
+{
+    const std::string user = who.user.in();
+    const RequestScope scope(operation, user);
+    try {
+        CheckUser(user);
+        nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "request accepted");
+        return body();
+    } catch (ProcessException& e) {
+        Answer(e.GetErrorCode(), DetailOf(e));
+    } catch (const std::exception& e) {
+        Answer(ErrCode::INTERNAL, e.what());
+    }
+}
+
+void ManagerServant::Carry(NS_UTIL::NBITask* pTask, unsigned int nPool, AD& descriptor)
+{
+    NS_UTIL::TaskPoolMgr::PushTask(m_Agent, pTask, nPool);
+    descriptor.Wait();
+}
+
+Northbound::PortList* ManagerServant::Inventory(const Northbound::Caller& who)
+{
+    return Serve(INVENTORY, who, [this] {
+        AD descriptor = PendingDescriptor();
+        const auto pAnswer = std::make_shared<PortList>();
+        Carry(new InventoryTask(m_Agent, descriptor, m_Machine, pAnswer), POOL_INVENTORY, descriptor);
+        Northbound::PortList_var ports = new Northbound::PortList;
+        ports->length(static_cast<CORBA::ULong>(pAnswer->size()));
+        CORBA::ULong nIndex = 0;
+        for (const PortFacts& facts : *pAnswer) {
+            FillIn(ports[nIndex++], facts, m_Machine.DistinguishedName(facts.m_Name));
+        }
+        return ports._retn();
+    });
+}
+
+Northbound::Reading* ManagerServant::ReadCounters(const Northbound::Caller& who, const char* pDn)
+{
+    return Serve(COUNTERS, who, [this, pDn] {
+        AD descriptor = PendingDescriptor();
+        const auto pAnswer = std::make_shared<Reading>();
+        Carry(new CountersTask(m_Agent, descriptor, m_Machine, pDn, pAnswer), POOL_COUNTERS, descriptor);
+        Northbound::Reading_var reading = new Northbound::Reading;
+        reading->dn = pDn;
+        reading->takenAt = pAnswer->m_Time.c_str();
+        reading->counting = ToIdl(pAnswer->m_Counters);
+        return reading._retn();
+    });
+}
+
+Northbound::CollectionResult* ManagerServant::Collect(const Northbound::Caller& who,
+                                                      const Northbound::CollectionOrder& work)
+{
+    return Serve(COLLECT, who, [this, &work] {
+        const CollectionPlan plan = CheckedPlan(work);
+        MarkAsHuge(plan.m_Dn, m_nPerPortLimit);
+        AD descriptor = PendingDescriptor();
+        const auto pAnswer = std::make_shared<CollectionOutcome>();
+        Carry(new CollectionTask(m_Agent, descriptor, m_Place, plan, pAnswer), POOL_HUGE, descriptor);
+        Northbound::CollectionResult_var result = new Northbound::CollectionResult;
+        const std::string operation = NS_UTIL::ThreadContextMgr::Instance()->GetThreadContext().GetOperUUID();
+        result->operation = BareUuid(operation).c_str();
+        result->file = pAnswer->m_File.c_str();
+        result->samples = pAnswer->m_nSamples;
+        result->increase = ToIdl(pAnswer->m_Increase);
+        return result._retn();
+    });
+}
+
+/// Checked on the request thread, before the limits: nothing that does not exist enters the book of huge
+/// tasks.
+CollectionPlan ManagerServant::CheckedPlan(const Northbound::CollectionOrder& work) const
+{
+    CollectionPlan plan;
+    plan.m_Dn = work.dn.in();
+    plan.m_Port = m_Machine.PortOf(plan.m_Dn);
+    plan.m_nInterval = work.interval;
+    plan.m_nDuration = work.duration;
+    if (plan.m_nInterval < MIN_INTERVAL) {
+        Fail(ErrCode::BAD_ARGUMENT, MODULE,
+             "an interval of " + std::to_string(plan.m_nInterval) + " ms is below " +
+                 std::to_string(MIN_INTERVAL) + " ms");
+    }
+    if (plan.m_nDuration < plan.m_nInterval || plan.m_nDuration > MAX_DURATION) {
+        Fail(ErrCode::BAD_ARGUMENT, MODULE,
+             "a duration of " + std::to_string(plan.m_nDuration) +
+                 " ms is shorter than the interval or longer than a day");
+    }
+    return plan;
+}
+
+Northbound::HugeTaskList* ManagerServant::HugeTasks(const Northbound::Caller& who)
+{
+    return Serve(TASKS, who, [this] {
+        std::map<std::string, std::list<std::string>> running;
+        NS_UTIL::HugeTaskMgr::Instance()->GetHuTaskMap(running);
+        Northbound::HugeTaskList_var tasks = new Northbound::HugeTaskList;
+        for (const auto& [list, operations] : running) {
+            for (const std::string& operation : operations) {
+                const CORBA::ULong nIndex = tasks->length();
+                tasks->length(nIndex + 1);
+                FillIn(tasks[nIndex], operation, list, m_Board.Find(operation));
+            }
+        }
+        return tasks._retn();
+    });
+}
+
+void ManagerServant::Stop(const Northbound::Caller& who)
+{
+    Serve(STOP, who, [this] { m_RequestStop(); });
+}
+
+}  // namespace northbound

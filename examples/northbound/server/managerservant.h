@@ -1,0 +1,49 @@
+/// \file
+/// The northbound interface's operations, on the ORB's threads.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "collectionboard.h"
+#include "machine.h"
+#include "nbiutil/nbitask.h"
+#include "northbound.hh"
+#include "requests.h"
+#include "requestscope.h"
+#include "serversettings.h"
+#include "stopsignal.h"
+
+namespace northbound {
+
+/// Each operation sets the context of its thread, makes a task with a descriptor, pushes it, waits, and turns
+/// a ProcessException into the interface's own. Inventory goes to pool 0, a port's counters to pool 1,
+/// collections to pool 2; the list of huge tasks and the stop are answered on the spot.
+/// Threads: any number of request threads. Must outlive the ORB and the pools.
+class ManagerServant : public POA_Northbound::Manager {
+public:
+    /// \param requestStop starts the server's end and returns at once
+    ManagerServant(const Settings& settings, StopSignal& stop, std::function<void()> requestStop);
+
+    Northbound::PortList* Inventory(const Northbound::Caller& who) override;
+    Northbound::Reading* ReadCounters(const Northbound::Caller& who, const char* pDn) override;
+    Northbound::CollectionResult* Collect(const Northbound::Caller& who,
+                                          const Northbound::CollectionOrder& work) override;
+    Northbound::HugeTaskList* HugeTasks(const Northbound::Caller& who) override;
+    void Stop(const Northbound::Caller& who) override;
+
+private:
+    template <class Body>
+    auto Serve(const Operation& operation, const Northbound::Caller& who, Body body) -> decltype(body());
+    void Carry(NS_UTIL::NBITask* pTask, unsigned int nPool, NS_UTIL::AD& descriptor);
+    CollectionPlan CheckedPlan(const Northbound::CollectionOrder& work) const;
+
+    const int m_nPerPortLimit;
+    const Machine m_Machine;
+    CollectionBoard m_Board;
+    const CollectionPlace m_Place;
+    NS_UTIL::DBAgent m_Agent;
+    const std::function<void()> m_RequestStop;
+};
+
+}  // namespace northbound

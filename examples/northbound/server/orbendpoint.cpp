@@ -1,0 +1,89 @@
+#include "orbendpoint.h"
+
+#include <omniORB4/omniIOR.h>
+#include <omniORB4/omniORB.h>
+
+#include "names.h"
+#include "nbihost/standalone.h"
+
+namespace northbound {
+namespace {
+
+constexpr const char* MODULE = "orb";
+
+/// What the ORB has to say goes to the log like everything else.
+void LogOrbMessage(const char* pMessage)
+{
+    std::string text = pMessage;
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "%s", text.c_str());
+}
+
+CORBA::ORB_ptr InitOrb(const std::string& address, int nPort)
+{
+    const std::string port = nPort == 0 ? "" : std::to_string(nPort);
+    const std::string endpoint = "giop:tcp:" + address + ":" + port;
+    const char* options[][2] = {{"endPoint", endpoint.c_str()}, {nullptr, nullptr}};
+    int nArgs = 0;
+    return CORBA::ORB_init(nArgs, nullptr, "omniORB4", options);
+}
+
+/// The port that the ORB got: the reference that it hands out names it.
+int PortOf(CORBA::Object_ptr object)
+{
+    const omniIOR_var ior = object->_PR_getobj()->_getIOR();
+    const IOP::TaggedProfileList& profiles = ior->iopProfiles();
+    for (CORBA::ULong i = 0; i < profiles.length(); ++i) {
+        if (profiles[i].tag != IOP::TAG_INTERNET_IOP) continue;
+        IIOP::ProfileBody body;
+        IIOP::unmarshalProfile(profiles[i], body);
+        return body.address.port;
+    }
+    throw EndpointError("the ORB has no internet endpoint");
+}
+
+}  // namespace
+
+OrbEndpoint::OrbEndpoint(const std::string& address, int nPort, PortableServer::ServantBase& servant)
+{
+    omniORB::setLogFunction(LogOrbMessage);
+    try {
+        m_Orb = InitOrb(address, nPort);
+        m_nPort = Activate(servant);
+    } catch (const CORBA::Exception& e) {
+        throw EndpointError("cannot listen on " + address + ":" + std::to_string(nPort) + " (" + e._name() +
+                            "); the log says more");
+    }
+}
+
+OrbEndpoint::~OrbEndpoint()
+{
+    try {
+        Shutdown();
+    } catch (const CORBA::Exception& e) {
+        nbihost::Log(nbihost::LOG_LEVEL_ERROR, MODULE, "the ORB did not end in order: %s", e._name());
+    }
+}
+
+int OrbEndpoint::Activate(PortableServer::ServantBase& servant)
+{
+    // The one adapter whose objects keep the plain key that a corbaloc text names.
+    const CORBA::Object_var object = m_Orb->resolve_initial_references("omniINSPOA");
+    const PortableServer::POA_var adapter = PortableServer::POA::_narrow(object);
+    const PortableServer::ObjectId_var key = PortableServer::string_to_ObjectId(OBJECT_KEY);
+    adapter->activate_object_with_id(key, &servant);
+    const PortableServer::POAManager_var manager = adapter->the_POAManager();
+    manager->activate();
+    const CORBA::Object_var reference = adapter->id_to_reference(key);
+    return PortOf(reference);
+}
+
+void OrbEndpoint::Shutdown()
+{
+    if (CORBA::is_nil(m_Orb)) return;
+    m_Orb->shutdown(true);
+    m_Orb->destroy();
+    m_Orb = CORBA::ORB::_nil();
+}
+
+}  // namespace northbound

@@ -1,0 +1,73 @@
+#include "perffile.h"
+
+#include <sys/time.h>
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstring>
+#include <ctime>
+
+#include "failure.h"
+#include "names.h"
+
+namespace northbound {
+namespace {
+
+constexpr const char* MODULE = "perffile";
+constexpr const char* COLUMNS =
+    "time,rxBytes,rxPackets,rxErrors,rxDropped,txBytes,txPackets,txErrors,txDropped\n";
+
+}  // namespace
+
+std::string TimeText()
+{
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    std::tm utc{};
+    gmtime_r(&now.tv_sec, &utc);
+    char seconds[32];
+    char text[48];
+    std::strftime(seconds, sizeof(seconds), "%Y-%m-%dT%H:%M:%S", &utc);
+    std::snprintf(text, sizeof(text), "%s.%03dZ", seconds, static_cast<int>(now.tv_usec / 1000));
+    return text;
+}
+
+PerfFile::PerfFile(const std::string& directory, const std::string& port, const std::string& operation)
+    : m_FinalPath(directory + "/perf-" + port + "-" + operation + ".csv"),
+      m_Path(m_FinalPath + ".part"),
+      m_pFile(std::fopen(m_Path.c_str(), "wxe"))
+{
+    if (m_pFile == nullptr) FailToWrite();
+    Check(std::fputs(COLUMNS, m_pFile.get()) >= 0);
+}
+
+void PerfFile::Add(const std::string& time, const PortCounters& counters)
+{
+    const int nWritten = std::fprintf(m_pFile.get(),
+                                      "%s,%" PRIu64 ",%" PRIu64 ",%" PRIu64 ",%" PRIu64 ",%" PRIu64
+                                      ",%" PRIu64 ",%" PRIu64 ",%" PRIu64 "\n",
+                                      time.c_str(), counters.m_nRxBytes, counters.m_nRxPackets,
+                                      counters.m_nRxErrors, counters.m_nRxDropped, counters.m_nTxBytes,
+                                      counters.m_nTxPackets, counters.m_nTxErrors, counters.m_nTxDropped);
+    Check(nWritten > 0);
+}
+
+std::string PerfFile::Finish()
+{
+    if (std::fclose(m_pFile.release()) != 0) FailToWrite();
+    if (std::rename(m_Path.c_str(), m_FinalPath.c_str()) != 0) FailToWrite();
+    m_Path = m_FinalPath;
+    return m_FinalPath;
+}
+
+void PerfFile::Check(bool bWritten) const
+{
+    if (!bWritten || std::fflush(m_pFile.get()) != 0) FailToWrite();
+}
+
+void PerfFile::FailToWrite() const
+{
+    Fail(ErrCode::FILE_NOT_WRITTEN, MODULE, m_Path + " cannot be written: " + std::strerror(errno));
+}
+
+}  // namespace northbound

@@ -1,0 +1,46 @@
+/// \file
+/// The file that a performance collection writes.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "machine.h"
+
+namespace northbound {
+
+/// The present time, UTC, as "2001-02-03T04:05:06.789Z".
+std::string TimeText();
+
+/// A CSV file with one line per sample: time and counters. It is called "perf-<port>-<operation>.csv.part"
+/// until Finish(), so that nobody takes half a collection for a whole one; without Finish() it stays so.
+/// Threads: one at a time.
+class PerfFile {
+public:
+    /// Writes the line of column names. \p operation is an operation UUID without tags.
+    /// \throws ProcessException FILE_NOT_WRITTEN, like the other operations.
+    PerfFile(const std::string& directory, const std::string& port, const std::string& operation);
+
+    /// The line is in the file when this returns.
+    void Add(const std::string& time, const PortCounters& counters);
+
+    /// Closes the file and gives it its final name, which is returned.
+    std::string Finish();
+
+    /// Where the file is now.
+    const std::string& Path() const { return m_Path; }
+
+private:
+    [[noreturn]] void FailToWrite() const;
+    void Check(bool bWritten) const;
+
+    struct Closer {
+        void operator()(std::FILE* pFile) const { std::fclose(pFile); }
+    };
+    std::string m_FinalPath;
+    std::string m_Path;
+    std::unique_ptr<std::FILE, Closer> m_pFile;
+};
+
+}  // namespace northbound

@@ -1,0 +1,87 @@
+#include "perffile.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+
+#include "names.h"
+#include "nbiutil/processexception.h"
+
+namespace northbound {
+namespace {
+
+namespace fs = std::filesystem;
+
+class PerfFileTest : public ::testing::Test {
+protected:
+    void SetUp() override { fs::create_directories(m_Directory); }
+    void TearDown() override { fs::remove_all(m_Directory); }
+
+    std::string Text(const std::string& name) const
+    {
+        std::ifstream file(m_Directory + "/" + name);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+
+    const std::string m_Directory =
+        (fs::temp_directory_path() / ("perffile_test." + std::to_string(getpid()))).string();
+};
+
+TEST_F(PerfFileTest, FinishedFileHoldsOneLinePerSample)
+{
+    PortCounters counters;
+    counters.m_nRxBytes = 18446744073709551615u;
+    counters.m_nTxDropped = 8;
+    PerfFile file(m_Directory, "lo", "operation");
+    file.Add("now", counters);
+    file.Add("then", counters);
+    EXPECT_EQ(file.Finish(), m_Directory + "/perf-lo-operation.csv");
+    EXPECT_EQ(Text("perf-lo-operation.csv"),
+              "time,rxBytes,rxPackets,rxErrors,rxDropped,txBytes,txPackets,txErrors,txDropped\n"
+              "now,18446744073709551615,0,0,0,0,0,0,8\n"
+              "then,18446744073709551615,0,0,0,0,0,0,8\n");
+    EXPECT_FALSE(fs::exists(m_Directory + "/perf-lo-operation.csv.part"));
+}
+
+TEST_F(PerfFileTest, UnfinishedFileKeepsItsDraftNameAndItsSamples)
+{
+    {
+        PerfFile file(m_Directory, "lo", "operation");
+        file.Add("now", PortCounters());
+        EXPECT_EQ(file.Path(), m_Directory + "/perf-lo-operation.csv.part");
+        EXPECT_NE(Text("perf-lo-operation.csv.part").find("\nnow,0,"), std::string::npos);
+    }
+    EXPECT_TRUE(fs::exists(m_Directory + "/perf-lo-operation.csv.part"));
+    EXPECT_FALSE(fs::exists(m_Directory + "/perf-lo-operation.csv"));
+}
+
+TEST_F(PerfFileTest, DirectoryThatIsNotThereIsAFailureThatNamesTheFile)
+{
+    try {
+        const PerfFile file(m_Directory + "/nowhere", "lo", "operation");
+        FAIL();
+    } catch (NS_UTIL::ProcessException& e) {
+        EXPECT_EQ(e.GetErrorCode(), ErrCode::FILE_NOT_WRITTEN);
+        EXPECT_NE(e.ErrorInfoStream().str().find("nowhere/perf-lo-operation.csv.part"), std::string::npos);
+    }
+}
+
+TEST_F(PerfFileTest, FileThatSomebodyPutInItsPlaceIsNotTouched)
+{
+    std::ofstream(m_Directory + "/perf-lo-operation.csv.part") << "theirs";
+    EXPECT_THROW(PerfFile(m_Directory, "lo", "operation"), NS_UTIL::ProcessException);
+    EXPECT_EQ(Text("perf-lo-operation.csv.part"), "theirs");
+}
+
+TEST_F(PerfFileTest, TimeIsUtcWithMilliseconds)
+{
+    EXPECT_TRUE(std::regex_match(TimeText(), std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z)")))
+        << TimeText();
+}
+
+}  // namespace
+}  // namespace northbound
