@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <charconv>
 #include <climits>
 #include <cstddef>
+#include <cstring>
 #include <ctime>
 #include <functional>
 #include <string_view>
@@ -19,7 +19,29 @@ namespace {
 
 constexpr int REJECTED = -1;
 constexpr unsigned int NO_DIGIT = UINT_MAX;
-constexpr std::string_view HEX_DIGITS = "0123456789ABCDEF";
+constexpr std::size_t SAFE_DECIMALS = 19;  // so many never pass 64 bits
+constexpr std::size_t MAX_DECIMALS = 10;   // of 32 bits
+
+/// All numbers of two digits, one behind the other.
+template <std::size_t BASE>
+constexpr std::array<char, 2 * BASE * BASE> DigitPairs()
+{
+    constexpr std::string_view DIGITS = "0123456789ABCDEF";
+    std::array<char, 2 * BASE * BASE> pairs{};
+    for (std::size_t i = 0; i < BASE * BASE; ++i) {
+        pairs[2 * i] = DIGITS[i / BASE];
+        pairs[2 * i + 1] = DIGITS[i % BASE];
+    }
+    return pairs;
+}
+constexpr auto DECIMAL_PAIRS = DigitPairs<10>();
+constexpr auto HEX_PAIRS = DigitPairs<16>();
+
+template <std::size_t SIZE>
+void CopyPair(char* pDigits, const std::array<char, SIZE>& pairs, std::size_t nNumber)
+{
+    std::memcpy(pDigits, &pairs[2 * nNumber], 2);
+}
 
 constexpr unsigned int ByteOf(char character)
 {
@@ -88,18 +110,46 @@ bool ReadTrimmed(std::string_view text, int& value)
     return ReadDigits<8>(text, bNegative, value);
 }
 
-/// Reads without copying a text that needs no trimming.
-bool ReadInteger(std::string_view text, int& value)
+/// Reads what most texts are: a decimal without blanks and leading zeros that fits 64 bits.
+inline bool ReadPlainDecimal(std::string_view text, int& value)
+{
+    const bool bNegative = !text.empty() && text.front() == '-';
+    if (bNegative) text.remove_prefix(1);
+    if (text.empty() || text.size() > SAFE_DECIMALS) return false;
+    if (text.front() == '0' && text.size() > 1) return false;
+    unsigned long nRead = 0;
+    for (const char character : text) {
+        if (!IsDecimal(character)) return false;
+        nRead = nRead * 10 + DigitValue(character);
+    }
+    value = static_cast<int>(bNegative ? 0 - nRead : nRead);
+    return true;
+}
+
+/// Reads any text, without copying it if it needs no trimming. Out of line: what it needs would otherwise be
+/// set up for every plain decimal.
+[[gnu::noinline]] bool ReadAnyInteger(std::string_view text, int& value)
 {
     if (IsTrimmed(text)) return ReadTrimmed(text, value);
     return ReadTrimmed(NS_BUNDLEMGR1::Trim(std::string(text)), value);
 }
 
-template <class Number>
-std::string Decimal(Number nValue)
+inline bool ReadInteger(std::string_view text, int& value)
 {
-    std::array<char, 16> digits;
-    return std::string(digits.data(), std::to_chars(digits.begin(), digits.end(), nValue).ptr);
+    return ReadPlainDecimal(text, value) || ReadAnyInteger(text, value);
+}
+
+/// Writes the decimals of \p nValue in front of \p pEnd.
+/// \return where they begin.
+char* WriteDecimals(char* pEnd, unsigned int nValue)
+{
+    for (; nValue >= 100; nValue /= 100) CopyPair(pEnd -= 2, DECIMAL_PAIRS, nValue % 100);
+    if (nValue >= 10) {
+        CopyPair(pEnd -= 2, DECIMAL_PAIRS, nValue);
+    } else {
+        *--pEnd = static_cast<char>('0' + nValue);
+    }
+    return pEnd;
 }
 
 /// Hands \p piece, trimmed, to \p take as a view or, when trimming has made a copy, as a text it may keep.
@@ -168,6 +218,25 @@ private:
     bool m_bTooLarge = false;
 };
 
+/// Reads an address in its usual form: four decimal bytes without leading zeros.
+bool ReadPlainAddress(std::string_view text, long& nAddress)
+{
+    const char* p = text.begin();
+    const char* const pEnd = text.end();
+    unsigned int nJoined = 0;
+    for (int i = 0; i < 4; ++i) {
+        if (i > 0 && (p == pEnd || *p++ != '.')) return false;
+        if (p == pEnd || !IsDecimal(*p)) return false;
+        unsigned int nPart = DigitValue(*p++);
+        while (nPart >= 1 && nPart <= 25 && p != pEnd && IsDecimal(*p)) nPart = nPart * 10 + DigitValue(*p++);
+        if (nPart > 255) return false;
+        nJoined = nJoined << 8 | nPart;
+    }
+    if (p != pEnd) return false;
+    nAddress = static_cast<int>(nJoined);
+    return true;
+}
+
 /// Broken-down time back to seconds, read as local time that may or may not be daylight saving.
 std::time_t AsLocalTime(std::tm brokenDown)
 {
@@ -230,12 +299,19 @@ std::string StrUpper(const std::string& text)
 
 std::string Int2Str(int nValue)
 {
-    return Decimal(nValue);
+    std::array<char, MAX_DECIMALS + 1> digits;
+    char* const pEnd = digits.data() + digits.size();
+    const auto nBits = static_cast<unsigned int>(nValue);
+    char* pBegin = WriteDecimals(pEnd, nValue < 0 ? 0 - nBits : nBits);
+    if (nValue < 0) *--pBegin = '-';
+    return std::string(pBegin, pEnd);
 }
 
 std::string Uint2Str(unsigned int nValue)
 {
-    return Decimal(nValue);
+    std::array<char, MAX_DECIMALS> digits;
+    char* const pEnd = digits.data() + digits.size();
+    return std::string(WriteDecimals(pEnd, nValue), pEnd);
 }
 
 long DiffLocalUtcTime(long nTime)
@@ -294,9 +370,9 @@ std::string ByteToHex(const void* pBytes, const int& nLength)
     if (pBytes == nullptr || nLength <= 0) return std::string();
     const auto* pByte = static_cast<const unsigned char*>(pBytes);
     std::string hex(static_cast<std::size_t>(nLength) * 2, '0');
-    for (std::size_t i = 0; i < hex.size(); i += 2, ++pByte) {
-        hex[i] = HEX_DIGITS[*pByte >> 4];
-        hex[i + 1] = HEX_DIGITS[*pByte & 15];
+    char* pDigits = hex.data();
+    for (const auto* const pEnd = pByte + nLength; pByte != pEnd; ++pByte, pDigits += 2) {
+        CopyPair(pDigits, HEX_PAIRS, *pByte);
     }
     return hex;
 }
@@ -304,16 +380,18 @@ std::string ByteToHex(const void* pBytes, const int& nLength)
 std::string IpLong2Str(const long& nAddress)
 {
     std::array<char, 16> dotted;
-    char* pEnd = dotted.data();
-    for (int nShift = 24; nShift >= 0; nShift -= 8) {
-        pEnd = std::to_chars(pEnd, dotted.end(), (nAddress >> nShift) & 255).ptr;
-        *pEnd++ = '.';
+    char* const pEnd = dotted.data() + dotted.size();
+    char* pBegin = pEnd;
+    for (int nShift = 0; nShift < 32; nShift += 8) {
+        pBegin = WriteDecimals(pBegin, static_cast<unsigned int>(nAddress >> nShift) & 255);
+        *--pBegin = '.';
     }
-    return std::string(dotted.data(), pEnd - 1);
+    return std::string(pBegin + 1, pEnd);
 }
 
 bool IpStr2Long(const std::string& text, long& nAddress)
 {
+    if (ReadPlainAddress(text, nAddress)) return true;
     JoinedParts parts;
     const auto addPart = [&parts](std::string_view piece) {
         int nPart = REJECTED;
