@@ -1,1 +1,5 @@
 nbi_test(xml/xmltag_test.cpp)
+nbi_test(xml/expatimpl_test.cpp)
+nbi_test(xml/staticdescxmlparser_test.cpp)
+nbi_test(xml/intlist_test.cpp)
+nbi_test(xml/sdxmlinterpreter_test.cpp)

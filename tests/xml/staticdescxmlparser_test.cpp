@@ -1,0 +1,402 @@
+#include "xml/staticdescxmlparser.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+
+#include "xml/madedocument.h"
+#include "xml/xmltesting.h"
+
+namespace NS_UTIL {
+namespace {
+
+using nbitest::CHARACTERS;
+using nbitest::LinesOf;
+using nbitest::MadeDocument;
+using nbitest::OutputOf;
+using nbitest::POST_CREATE;
+using nbitest::RunOnSmallStack;
+using nbitest::Silence;
+using nbitest::TestFolder;
+using ::testing::HasSubstr;
+using Lines = std::vector<std::string>;
+
+constexpr std::size_t PIECE = 256;
+
+std::string Repeated(const std::string& text, int nTimes)
+{
+    std::string all;
+    for (int i = 0; i < nTimes; ++i) all += text;
+    return all;
+}
+
+/// What a file that expat refuses prints.
+std::string ErrorLines(const std::string& path, int nLine, const std::string& error)
+{
+    return "in [GetErrorCode]\nin [XML_LChar]\nin [GetCurrentLineNumber]\n[PrintParseError] Parse error in "
+           "file [" +
+           path + "], at line [" + std::to_string(nLine) + "]:\n[" + error + "]\n";
+}
+
+class StaticDescXMLParserTest : public ::testing::Test {
+protected:
+    int ParseFile(const std::string& text)
+    {
+        m_Path = m_Folder.Write("doc.xml", text);
+        int nResult = 1;
+        m_Output = OutputOf([&] { nResult = m_Parser.ParseFile(m_Path.c_str()); });
+        return nResult;
+    }
+    bool ParseText(const std::string& text)
+    {
+        bool bResult = false;
+        m_Output = OutputOf([&] { bResult = m_Parser.ParseText(text.data(), text.size()); });
+        return bResult;
+    }
+
+    const TestFolder m_Folder;
+    StaticDescXMLParser m_Parser;
+    std::string m_Path;
+    std::string m_Output;
+};
+
+TEST_F(StaticDescXMLParserTest, TreeHoldsNamesAndAttributesInDocumentOrder)
+{
+    EXPECT_EQ(ParseFile("<r z='1' a='2'><b/><a k='v'><c/></a><b/></r>"), 0);
+    EXPECT_EQ(LinesOf(m_Parser.Root()), (Lines{"0 r z=1 a=2", "1 b", "1 a k=v", "2 c", "1 b"}));
+}
+
+TEST_F(StaticDescXMLParserTest, ValueAndPrintValueAreTwoCopies)
+{
+    EXPECT_TRUE(ParseText("<r k='v'/>"));
+    const XMLItem& item = *m_Parser.Root().m_pItems[0];
+    EXPECT_NE(item.m_pValue, item.m_pPrintValue);
+    EXPECT_EQ(m_Parser.Root().m_pItems[1], nullptr);
+}
+
+TEST_F(StaticDescXMLParserTest, ElementWithoutAttributesHasNoArrayAndALeafNoList)
+{
+    EXPECT_TRUE(ParseText("<r></r>"));
+    EXPECT_EQ(m_Parser.Root().m_pItems, nullptr);
+    EXPECT_EQ(m_Parser.Root().m_pChildren, nullptr);
+}
+
+TEST_F(StaticDescXMLParserTest, EmptyAttributeValueIsAnEmptyText)
+{
+    EXPECT_TRUE(ParseText("<r k=''/>"));
+    EXPECT_STREQ(m_Parser.Root().m_pItems[0]->m_pValue, "");
+}
+
+TEST_F(StaticDescXMLParserTest, DefaultedAttributesOfTheDocumentTypeAreAttributes)
+{
+    EXPECT_TRUE(ParseText("<!DOCTYPE r [<!ATTLIST r unit CDATA 'bytes'>]><r k='v'/>"));
+    EXPECT_EQ(LinesOf(m_Parser.Root()), (Lines{"0 r k=v unit=bytes"}));
+}
+
+TEST_F(StaticDescXMLParserTest, FileWithoutCharacterDataPrintsThePostCreateLinesAlone)
+{
+    EXPECT_EQ(ParseFile("<r><a/></r>\n"), 0);
+    EXPECT_EQ(m_Output, POST_CREATE);
+}
+
+TEST_F(StaticDescXMLParserTest, EveryRunOfCharacterDataPrintsTwoLinesWhiteSpaceToo)
+{
+    EXPECT_EQ(ParseFile("<r> <a>text</a>\t<b/>&lt;</r>"), 0);
+    EXPECT_EQ(m_Output, POST_CREATE + Repeated(CHARACTERS, 4));
+    EXPECT_EQ(m_Parser.Root().m_Text, "");
+}
+
+TEST_F(StaticDescXMLParserTest, LineBreakIsARunOfItsOwn)
+{
+    EXPECT_TRUE(ParseText("<r>\n  <a/>\n</r>"));
+    EXPECT_EQ(m_Output, POST_CREATE + Repeated(CHARACTERS, 3));
+}
+
+TEST_F(StaticDescXMLParserTest, PostCreateLinesComeBeforeTheOpenError)
+{
+    const std::string path = m_Folder.Path("none %s.xml");
+    EXPECT_EQ(OutputOf([&] { EXPECT_EQ(m_Parser.ParseFile(path.c_str()), -1); }),
+              POST_CREATE + ("[ParseFile] Call fopen file name " + path + " error\n"));
+}
+
+TEST_F(StaticDescXMLParserTest, EmptyFileFailsAtItsFirstLine)
+{
+    EXPECT_EQ(ParseFile(""), -1);
+    EXPECT_EQ(m_Output, POST_CREATE + ErrorLines(m_Path, 1, "no element found"));
+}
+
+TEST_F(StaticDescXMLParserTest, ErrorTellsFileLineAndReason)
+{
+    EXPECT_EQ(ParseFile("<r>\n<a>\n</b></r>"), -1);
+    EXPECT_EQ(m_Output, POST_CREATE + Repeated(CHARACTERS, 2) + ErrorLines(m_Path, 3, "mismatched tag"));
+}
+
+TEST_F(StaticDescXMLParserTest, ErrorIsFoundInTheDeferredEndOfTheFile)
+{
+    // Long enough to be held back, and cut so that no final flag is raised.
+    EXPECT_EQ(ParseFile("<r k='" + std::string(1000, 'v') + "' &>"), -1);
+    EXPECT_EQ(m_Output, POST_CREATE + ErrorLines(m_Path, 1, "not well-formed (invalid token)"));
+}
+
+TEST_F(StaticDescXMLParserTest, PercentSignsOfAFileNameArePrintedAsTheyAre)
+{
+    const std::string path = m_Folder.Write("a%s%n.xml", "&");
+    EXPECT_EQ(OutputOf([&] { EXPECT_EQ(m_Parser.ParseFile(path.c_str()), -1); }),
+              POST_CREATE + ErrorLines(path, 1, "not well-formed (invalid token)"));
+}
+
+TEST_F(StaticDescXMLParserTest, FolderCannotBeReadAndFails)
+{
+    const std::string path = m_Folder.Path("");
+    EXPECT_EQ(OutputOf([&] { EXPECT_EQ(m_Parser.ParseFile(path.c_str()), -1); }),
+              POST_CREATE + ErrorLines(path, 1, "no element found"));
+}
+
+TEST_F(StaticDescXMLParserTest, CutFileOfNoMultipleOf256BytesIsASuccessWithItsPartialTree)
+{
+    EXPECT_EQ(ParseFile("<r><a/><b k='v'><c"), 0);
+    EXPECT_EQ(LinesOf(m_Parser.Root()), (Lines{"0 r", "1 a", "1 b k=v"}));
+    EXPECT_EQ(m_Output, POST_CREATE);
+}
+
+TEST_F(StaticDescXMLParserTest, CutFileOf512BytesFails)
+{
+    const std::string begun = "<r><a/>";
+    EXPECT_EQ(ParseFile(begun + "<!--" + std::string(512 - begun.size() - 4, '-')), -1);
+    EXPECT_EQ(ParseFile(begun + std::string(512 - begun.size(), '\n')), -1);
+    EXPECT_THAT(m_Output, HasSubstr("[no element found]\n"));
+}
+
+TEST_F(StaticDescXMLParserTest, CompleteFileOf256BytesNeedsTheReadOfZeroBytesAndSucceeds)
+{
+    const MadeDocument document(PIECE, 1);
+    EXPECT_EQ(ParseFile(document.Text()), 0);
+    EXPECT_EQ(LinesOf(m_Parser.Root()), document.LinesBefore(PIECE));
+}
+
+TEST_F(StaticDescXMLParserTest, BufferIsParsedToItsEndAndACutOneIsRefused)
+{
+    EXPECT_FALSE(ParseText("<r><a/>"));
+    EXPECT_EQ(m_Output, POST_CREATE);
+}
+
+TEST_F(StaticDescXMLParserTest, RefusedBufferPrintsNoErrorText)
+{
+    EXPECT_FALSE(ParseText("<r>text</q>"));
+    EXPECT_EQ(m_Output, std::string(POST_CREATE) + CHARACTERS);
+}
+
+TEST_F(StaticDescXMLParserTest, NegativeLengthMeansAZeroTerminatedText)
+{
+    const char text[] = "<r k='v'/>";
+    for (const unsigned long nLength : {0xFFFFFFFFUL, ULONG_MAX, 0x80000000UL, 0x1FFFFFFFFUL}) {
+        StaticDescXMLParser parser;
+        OutputOf([&] { EXPECT_TRUE(parser.ParseText(text, nLength)); });
+        EXPECT_EQ(LinesOf(parser.Root()), (Lines{"0 r k=v"}));
+    }
+}
+
+TEST_F(StaticDescXMLParserTest, OnlyTheLow32BitsOfALengthCount)
+{
+    const char text[] = "<r/><";
+    OutputOf([&] { EXPECT_TRUE(m_Parser.ParseText(text, 0x100000004UL)); });
+    StaticDescXMLParser other;
+    OutputOf([&] { EXPECT_FALSE(other.ParseText(text, 0x100000000UL)); });
+}
+
+TEST_F(StaticDescXMLParserTest, ErrorIsPrintedWithoutAPlaceWhenNoFileIsKnown)
+{
+    EXPECT_FALSE(ParseText("<r"));
+    EXPECT_EQ(OutputOf([&] { m_Parser.PrintParseError(); }),
+              "in [GetErrorCode]\nin [XML_LChar]\nParse error:\n[unclosed token]\n");
+}
+
+TEST_F(StaticDescXMLParserTest, FileNameIsForgottenAfterTheParse)
+{
+    EXPECT_EQ(ParseFile("&"), -1);
+    EXPECT_EQ(OutputOf([&] { m_Parser.PrintParseError(); }),
+              "in [GetErrorCode]\nin [XML_LChar]\nParse error:\n[not well-formed (invalid token)]\n");
+}
+
+class StaticDescXMLParserLengthTest : public ::testing::Test {
+protected:
+    /// Parses the first \p nLength bytes of \p document as a file.
+    void ExpectTree(const MadeDocument& document, std::size_t nLength, bool bSuccess)
+    {
+        const std::string path = m_Folder.Write("doc.xml", document.Text().substr(0, nLength));
+        StaticDescXMLParser parser;
+        int nResult = 1;
+        {
+            const Silence silence;
+            nResult = parser.ParseFile(path.c_str());
+        }
+        SCOPED_TRACE(document.Text().substr(0, nLength));
+        ASSERT_EQ(nResult, bSuccess ? 0 : -1) << nLength;
+        if (!bSuccess) return;
+        ASSERT_EQ(LinesOf(parser.Root()), document.LinesBefore(nLength)) << nLength;
+    }
+
+    const TestFolder m_Folder;
+};
+
+TEST_F(StaticDescXMLParserLengthTest, WholeDocumentsOfEveryLengthGiveTheirTree)
+{
+    for (unsigned int nSeed = 1; nSeed <= 3; ++nSeed) {
+        for (std::size_t nLength = 9; nLength <= 1100; ++nLength) {
+            const MadeDocument document(nLength, nSeed + 10 * static_cast<unsigned int>(nLength));
+            ASSERT_EQ(document.Text().size(), nLength);
+            ASSERT_NO_FATAL_FAILURE(ExpectTree(document, nLength, true));
+        }
+    }
+}
+
+TEST_F(StaticDescXMLParserLengthTest, WhiteSpaceBehindTheDocumentMayEndAnywhere)
+{
+    for (std::size_t nLength = 4; nLength <= 1100; ++nLength) {
+        const std::string path = m_Folder.Write("doc.xml", "<r/>" + std::string(nLength - 4, '\n'));
+        StaticDescXMLParser parser;
+        const Silence silence;
+        ASSERT_EQ(parser.ParseFile(path.c_str()), 0) << nLength;
+        ASSERT_EQ(LinesOf(parser.Root()), (Lines{"0 r"})) << nLength;
+    }
+}
+
+TEST_F(StaticDescXMLParserLengthTest, CutDocumentsOfEveryLengthGiveWhatWasBegunBeforeTheCut)
+{
+    for (unsigned int nSeed = 1; nSeed <= 3; ++nSeed) {
+        const MadeDocument document(1300 + nSeed, nSeed);
+        for (std::size_t nLength = 0; nLength <= 1100; ++nLength) {
+            ASSERT_NO_FATAL_FAILURE(ExpectTree(document, nLength, nLength % PIECE != 0));
+        }
+    }
+}
+
+TEST_F(StaticDescXMLParserLengthTest, CutsInsideALongTagLoseNothingThatWasComplete)
+{
+    for (std::size_t nLength = 9; nLength <= 1100; nLength += 7) {
+        const MadeDocument document(nLength, 5);
+        for (std::size_t nCut = nLength - 9; nCut < nLength; ++nCut) {
+            ASSERT_NO_FATAL_FAILURE(ExpectTree(document, nCut, nCut % PIECE != 0));
+        }
+    }
+}
+
+class HostileDocumentTest : public StaticDescXMLParserTest {
+protected:
+    /// Parses without keeping what is printed: some of these print millions of lines.
+    int ParseSilently(const std::string& text)
+    {
+        const std::string path = m_Folder.Write("doc.xml", text);
+        const Silence silence;
+        return m_Parser.ParseFile(path.c_str());
+    }
+
+    /// Entities that grow tenfold at each of nine levels.
+    static std::string Bomb(const std::string& use)
+    {
+        std::string text = "<!DOCTYPE r [<!ENTITY a 'aaaaaaaaaa'>";
+        for (char name = 'b'; name < 'k'; ++name) {
+            const std::string inner = std::string("&") + static_cast<char>(name - 1) + ";";
+            text += std::string("<!ENTITY ") + name + " '" + Repeated(inner, 10) + "'>";
+        }
+        return text + "]>" + use;
+    }
+};
+
+TEST_F(HostileDocumentTest, MillionLevelsAreBuiltAndDestroyedOnASmallStack)
+{
+    constexpr int LEVELS = 1000000;
+    const std::string path = m_Folder.Write("deep.xml", Repeated("<a>", LEVELS) + Repeated("</a>", LEVELS));
+    int nResult = 1;
+    int nLevels = 0;
+    RunOnSmallStack([&] {
+        const Silence silence;
+        StaticDescXMLParser parser;
+        nResult = parser.ParseFile(path.c_str());
+        const XMLTag* pTag = &parser.Root();
+        for (nLevels = 1; pTag->m_pChildren != nullptr; ++nLevels) pTag = pTag->m_pChildren->front();
+        parser.Root().print(100);
+    });
+    EXPECT_EQ(nResult, 0);
+    EXPECT_EQ(nLevels, LEVELS);
+}
+
+TEST_F(HostileDocumentTest, MillionOpenElementsOfACutFileAreKept)
+{
+    EXPECT_EQ(ParseSilently(Repeated("<a>", 1000001)), 0);
+    std::size_t nLevels = 1;
+    for (const XMLTag* pTag = &m_Parser.Root(); pTag->m_pChildren != nullptr; ++nLevels) {
+        pTag = pTag->m_pChildren->front();
+    }
+    EXPECT_EQ(nLevels, 1000001U);
+}
+
+TEST_F(HostileDocumentTest, EntityBombInTextIsRefused)
+{
+    const std::string bomb = Bomb("<r>&j;</r>");
+    EXPECT_LT(bomb.size(), 700U);
+    EXPECT_EQ(ParseSilently(bomb), -1);
+}
+
+TEST_F(HostileDocumentTest, EntityBombInAnAttributeIsRefused)
+{
+    EXPECT_EQ(ParseSilently(Bomb("<r k='&j;'/>")), -1);
+    EXPECT_EQ(m_Parser.Root().m_pItems, nullptr);
+}
+
+TEST_F(HostileDocumentTest, AttributeOf20MillionBytesArrivesWhole)
+{
+    constexpr std::size_t LONG = 20000000;
+    EXPECT_EQ(ParseSilently("<r k='" + std::string(LONG, 'v') + "'/>"), 0);
+    ASSERT_NE(m_Parser.Root().m_pItems, nullptr);
+    EXPECT_EQ(std::strlen(m_Parser.Root().m_pItems[0]->m_pValue), LONG);
+}
+
+TEST_F(HostileDocumentTest, InvalidUtf8IsRefused)
+{
+    EXPECT_EQ(ParseFile("<r k='\xC3('/>"), -1);
+    EXPECT_EQ(m_Output, POST_CREATE + ErrorLines(m_Path, 1, "not well-formed (invalid token)"));
+}
+
+TEST_F(HostileDocumentTest, ZeroByteInTheTextIsRefused)
+{
+    EXPECT_EQ(ParseSilently(std::string("<r k='a\0b'/>", 12)), -1);
+}
+
+TEST_F(HostileDocumentTest, Latin1ArrivesAsUtf8)
+{
+    EXPECT_EQ(ParseFile("<?xml version='1.0' encoding='ISO-8859-1'?><r k='\xE4'/>"), 0);
+    EXPECT_EQ(LinesOf(m_Parser.Root()), (Lines{"0 r k=\xC3\xA4"}));
+}
+
+TEST_F(HostileDocumentTest, Utf16ArrivesAsUtf8)
+{
+    std::string text = "\xFF\xFE";
+    for (const char character : std::string("<r k='v'/>")) text += std::string{character, '\0'};
+    EXPECT_EQ(ParseFile(text), 0);
+    EXPECT_EQ(LinesOf(m_Parser.Root()), (Lines{"0 r k=v"}));
+}
+
+TEST_F(HostileDocumentTest, Utf8WithAByteOrderMarkIsRead)
+{
+    EXPECT_EQ(ParseFile("\xEF\xBB\xBF<r k='v'/>"), 0);
+    EXPECT_EQ(LinesOf(m_Parser.Root()), (Lines{"0 r k=v"}));
+}
+
+TEST_F(HostileDocumentTest, UnknownEncodingIsRefused)
+{
+    EXPECT_EQ(ParseFile("<?xml version='1.0' encoding='no-such'?><r/>"), -1);
+    EXPECT_THAT(m_Output, HasSubstr("unknown encoding"));
+}
+
+TEST_F(HostileDocumentTest, ExternalEntityIsNotFetched)
+{
+    const std::string other = m_Folder.Write("other.xml", "<secret/>");
+    EXPECT_EQ(ParseFile("<!DOCTYPE r [<!ENTITY x SYSTEM '" + other + "'>]><r>&x;</r>"), 0);
+    EXPECT_EQ(LinesOf(m_Parser.Root()), (Lines{"0 r"}));
+}
+
+}  // namespace
+}  // namespace NS_UTIL
