@@ -1,0 +1,896 @@
+#include "nbiutil/selfutilcommon.h"
+
+#include <ace/Process_Manager.h>
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netdb.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <thread>
+
+#include "support/inchild.h"
+#include "support/lockfailure.h"
+#include "support/recordinghost.h"
+#include "support/tempdir.h"
+
+namespace {
+
+/// What this program's resolver answers; without one, the system's entry for numbers.
+struct Resolver {
+    int m_nResult = 0;
+    bool m_bEntry = true;
+    int m_nFamily = AF_INET;
+    int m_nLength = 4;
+    std::size_t m_nAddresses = 2;
+
+    std::string m_Name;  // what it was asked
+    std::size_t m_nBuffer = 0;
+    bool m_bZeroed = false;
+    int m_nCalls = 0;
+};
+Resolver g_Resolver;
+
+}  // namespace
+
+/// In front of the system's: tests need no network, and see what the resolver is asked with.
+extern "C" int gethostbyname_r(const char* pName, hostent* pEntry, char* pBuffer, size_t nBuffer,
+                               hostent** ppFound, int* pError)
+{
+    static unsigned char first[16] = {10, 20, 30, 255};
+    static unsigned char second[16] = {1, 2, 3, 4};
+    static char* addresses[] = {reinterpret_cast<char*>(first), reinterpret_cast<char*>(second), nullptr};
+    g_Resolver.m_Name = pName;
+    g_Resolver.m_nBuffer = nBuffer;
+    g_Resolver.m_bZeroed = std::all_of(pBuffer, pBuffer + nBuffer, [](char byte) { return byte == 0; });
+    ++g_Resolver.m_nCalls;
+    pEntry->h_addrtype = g_Resolver.m_nFamily;
+    pEntry->h_length = g_Resolver.m_nLength;
+    pEntry->h_addr_list = addresses + (2 - g_Resolver.m_nAddresses);
+    *ppFound = g_Resolver.m_bEntry ? pEntry : nullptr;
+    *pError = HOST_NOT_FOUND;
+    return g_Resolver.m_nResult;
+}
+
+namespace NS_UTIL {
+namespace {
+
+using nbitest::Exists;
+using nbitest::LimitFileSize;
+using nbitest::LogLine;
+using nbitest::NOT_ROOT;
+using nbitest::PassesAsNobody;
+using nbitest::PassesInChild;
+using nbitest::RecordingHost;
+using nbitest::TempDir;
+using Strings = std::vector<std::string>;
+using Texts = std::map<std::string, std::string>;
+
+class SelfUtilCommonTest : public ::testing::Test {
+protected:
+    void TearDown() override { SelfUtilCommon::Destroy(); }
+
+    /// The texts of all log lines; each has to come from this module.
+    Strings LogTexts()
+    {
+        Strings texts;
+        for (const LogLine& line : m_Host.Logs()) {
+            EXPECT_EQ(line.m_File, "selfutilcommon");
+            EXPECT_EQ(line.m_Function, "unknown");
+            EXPECT_EQ(line.m_nLevel, 1);
+            texts.push_back(line.m_Text);
+        }
+        return texts;
+    }
+    bool Start(const std::string& command, bool bWait = true)
+    {
+        return m_pHelpers->StartProcess(m_Dir.Path(), command, bWait);
+    }
+    Strings FailedStart(int nError)
+    {
+        return {std::string("[SelfUtilCommon::StartProcess] Fail to launch process.") +
+                std::strerror(nError)};
+    }
+    bool Modify(const std::string& key, const std::string& value, const std::string& prefix = "true ")
+    {
+        return m_pHelpers->modifyCorbaItemByCfg(m_Dir / "conf", key, value, prefix);
+    }
+
+    RecordingHost m_Host;
+    TempDir m_Dir;
+    SelfUtilCommon* m_pHelpers = SelfUtilCommon::Instance();
+};
+
+// Singleton
+
+TEST_F(SelfUtilCommonTest, InstanceGivesOneObjectUntilItIsDestroyed)
+{
+    ASSERT_NE(m_pHelpers, nullptr);
+    EXPECT_EQ(SelfUtilCommon::Instance(), m_pHelpers);
+    SelfUtilCommon::Destroy();
+    SelfUtilCommon::Destroy();
+    EXPECT_NE(SelfUtilCommon::Instance(), nullptr);
+}
+
+TEST_F(SelfUtilCommonTest, WithoutTheLockThereIsNoObjectAndNothingIsDestroyed)
+{
+    if (!nbitest::CanFailLocks()) GTEST_SKIP() << nbitest::NO_FAILING_LOCKS;
+    {
+        nbitest::FailingLocks failing(nbitest::LockKind::MUTEX);
+        SelfUtilCommon::Destroy();
+    }
+    EXPECT_EQ(SelfUtilCommon::Instance(), m_pHelpers);
+    SelfUtilCommon::Destroy();
+    nbitest::FailingLocks failing(nbitest::LockKind::MUTEX);
+    EXPECT_EQ(SelfUtilCommon::Instance(), nullptr);
+}
+
+// Schemas
+
+TEST(SchemaUtilTest, SharedBitMarksTheAttributeDirty)
+{
+    ObjectSchema_T schema;
+    SchemaUtil::GetSchemaByOperMask(6, 4, "name", schema);
+    SchemaUtil::GetSchemaByOperMask(6, 3, "other", schema);
+    EXPECT_EQ(schema.m_DirtyAttributes, (std::set<std::string>{"name", "other"}));
+}
+
+TEST(SchemaUtilTest, WithoutASharedBitNothingHappens)
+{
+    ObjectSchema_T schema;
+    SchemaUtil::GetSchemaByOperMask(6, 1, "name", schema);
+    SchemaUtil::GetSchemaByOperMask(0, -1, "name", schema);
+    EXPECT_TRUE(schema.m_DirtyAttributes.empty());
+}
+
+TEST(SchemaUtilTest, MaskOfMinusOneMeansNothingHappens)
+{
+    ObjectSchema_T schema;
+    SchemaUtil::GetSchemaByOperMask(-1, 1, "name", schema);
+    EXPECT_TRUE(schema.m_DirtyAttributes.empty());
+    SchemaUtil::GetSchemaByOperMask(1, -1, "name", schema);
+    EXPECT_EQ(schema.m_DirtyAttributes.count("name"), 1u);
+}
+
+// Parser
+
+struct NameValue {
+    bool m_bResult;
+    std::string m_Name;
+    std::string m_Value;
+
+    bool operator==(const NameValue& other) const
+    {
+        return m_bResult == other.m_bResult && m_Name == other.m_Name && m_Value == other.m_Value;
+    }
+};
+
+NameValue ParseItem(const std::string& item, const std::string& separators)
+{
+    NameValue parsed{false, "old name", "old value"};
+    parsed.m_bResult = Parser::ParseItemNVByTag(item, parsed.m_Name, parsed.m_Value, separators);
+    return parsed;
+}
+
+TEST(ParserTest, ItemIsSplitAtItsFirstSeparator)
+{
+    EXPECT_EQ(ParseItem("a=b=c", "="), (NameValue{true, "a", "b=c"}));
+}
+
+TEST(ParserTest, WhicheverSeparatorComesFirstSplits)
+{
+    EXPECT_EQ(ParseItem("a:b=c", ":="), (NameValue{true, "a", "b=c"}));
+    EXPECT_EQ(ParseItem("a=b:c", ":="), (NameValue{true, "a", "b:c"}));
+}
+
+TEST(ParserTest, NameAndValueMayBeEmpty)
+{
+    EXPECT_EQ(ParseItem("a=", "="), (NameValue{true, "a", ""}));
+    EXPECT_EQ(ParseItem("=b", "="), (NameValue{true, "", "b"}));
+}
+
+TEST(ParserTest, WithoutASeparatorTheOutputsStay)
+{
+    EXPECT_EQ(ParseItem("abc", "="), (NameValue{false, "old name", "old value"}));
+    EXPECT_EQ(ParseItem("abc", ""), (NameValue{false, "old name", "old value"}));
+    EXPECT_EQ(ParseItem("", "="), (NameValue{false, "old name", "old value"}));
+}
+
+TEST(ParserTest, ItemMayBeOneOfTheOutputs)
+{
+    std::string item = "a=b";
+    std::string value;
+    EXPECT_TRUE(Parser::ParseItemNVByTag(item, item, value, "="));
+    EXPECT_EQ(item, "a");
+    EXPECT_EQ(value, "b");
+    item = "a=b";
+    std::string name;
+    EXPECT_TRUE(Parser::ParseItemNVByTag(item, name, item, "="));
+    EXPECT_EQ(name, "a");
+    EXPECT_EQ(item, "b");
+}
+
+Strings Split(const std::string& source, const std::string& separator)
+{
+    Strings pieces;
+    Parser::SplitStrByTag(source, separator, pieces);
+    return pieces;
+}
+
+TEST(ParserTest, EmptyPiecesAreKept)
+{
+    EXPECT_EQ(Split("a;;b", ";"), (Strings{"a", "", "b"}));
+    EXPECT_EQ(Split(";a", ";"), (Strings{"", "a"}));
+    EXPECT_EQ(Split("", ";"), (Strings{""}));
+}
+
+TEST(ParserTest, TrailingSeparatorGivesAFinalEmptyPiece)
+{
+    EXPECT_EQ(Split("a;b;", ";"), (Strings{"a", "b", ""}));
+}
+
+TEST(ParserTest, PiecesAreNotTrimmed)
+{
+    EXPECT_EQ(Split(" a ; b ", ";"), (Strings{" a ", " b "}));
+}
+
+TEST(ParserTest, WholeSeparatorSplitsLeftToRight)
+{
+    EXPECT_EQ(Split("a::b:c:::d", "::"), (Strings{"a", "b:c", ":d"}));
+}
+
+TEST(ParserTest, PiecesAreAppended)
+{
+    Strings pieces{"before"};
+    Parser::SplitStrByTag("a,b", ",", pieces);
+    EXPECT_EQ(pieces, (Strings{"before", "a", "b"}));
+}
+
+TEST(ParserTest, EmptySeparatorMeansOnePiece)
+{
+    EXPECT_EQ(Split("abc", ""), (Strings{"abc"}));
+}
+
+TEST(ParserTest, SourceMayBeAnElementOfTheVector)
+{
+    Strings pieces{"a,b,c"};
+    pieces.shrink_to_fit();
+    Parser::SplitStrByTag(pieces[0], ",", pieces);
+    EXPECT_EQ(pieces, (Strings{"a,b,c", "a", "b", "c"}));
+}
+
+// Maps and configuration
+
+TEST_F(SelfUtilCommonTest, DataOfAKeyIsCopied)
+{
+    std::string value = "old";
+    m_pHelpers->GetDataFromMap(std::map<int, std::string>{{1, "one"}, {2, "two"}}, 2, value);
+    EXPECT_EQ(value, "two");
+    m_pHelpers->GetDataFromMap(Texts{{"a", "x"}}, std::string("a"), value);
+    EXPECT_EQ(value, "x");
+}
+
+TEST_F(SelfUtilCommonTest, AbsentKeyLeavesTheTextAsItWas)
+{
+    std::string value = "old";
+    m_pHelpers->GetDataFromMap(std::map<int, std::string>{{1, "one"}}, 2, value);
+    m_pHelpers->GetDataFromMap(Texts{{"a", "x"}}, std::string("b"), value);
+    EXPECT_EQ(value, "old");
+}
+
+TEST_F(SelfUtilCommonTest, IntegerIsTheDecimalNumberAtTheHeadOfTheText)
+{
+    const Texts texts{{"plain", "42"}, {"blank", "  -7x"}, {"hex", "0x10"}, {"none", "abc"}, {"empty", ""}};
+    const std::map<std::string, int> wanted{
+        {"plain", 42}, {"blank", -7}, {"hex", 0}, {"none", 0}, {"empty", 0}};
+    for (const auto& [name, nWanted] : wanted) {
+        int nValue = 99;
+        EXPECT_TRUE(m_pHelpers->GetIntegerValueByName(texts, name, nValue)) << name;
+        EXPECT_EQ(nValue, nWanted) << name;
+    }
+}
+
+TEST_F(SelfUtilCommonTest, IntegerKeepsTheLow32Bits)
+{
+    const Texts texts{{"bit32", "4294967297"}, {"max", "2147483648"}, {"beyond", "99999999999999999999"}};
+    int nValue = 0;
+    EXPECT_TRUE(m_pHelpers->GetIntegerValueByName(texts, "bit32", nValue));
+    EXPECT_EQ(nValue, 1);
+    EXPECT_TRUE(m_pHelpers->GetIntegerValueByName(texts, "max", nValue));
+    EXPECT_EQ(nValue, -2147483647 - 1);
+    EXPECT_TRUE(m_pHelpers->GetIntegerValueByName(texts, "beyond", nValue));
+    EXPECT_EQ(nValue, -1);
+}
+
+TEST_F(SelfUtilCommonTest, AbsentNameGivesNoInteger)
+{
+    int nValue = 99;
+    EXPECT_FALSE(m_pHelpers->GetIntegerValueByName(Texts{{"a", "1"}}, "b", nValue));
+    EXPECT_EQ(nValue, 99);
+}
+
+TEST_F(SelfUtilCommonTest, TextItemComesFromTheHost)
+{
+    m_Host.SetStr("item", "text");
+    std::string value = "old";
+    EXPECT_FALSE(m_pHelpers->GetSupportCfgItem("absent", value));
+    EXPECT_EQ(value, "old");
+    EXPECT_TRUE(m_pHelpers->GetSupportCfgItem("item", value));
+    EXPECT_EQ(value, "text");
+}
+
+TEST_F(SelfUtilCommonTest, ItemIsSupportedWhenItIsOne)
+{
+    for (const int nValue : {0, 2, -1, 257}) {
+        m_Host.SetInt("item", nValue);
+        EXPECT_FALSE(m_pHelpers->IsSupportCfgItem("item")) << nValue;
+    }
+    m_Host.SetInt("item", 1);
+    EXPECT_TRUE(m_pHelpers->IsSupportCfgItem("item"));
+    EXPECT_FALSE(m_pHelpers->IsSupportCfgItem("absent"));
+}
+
+// Texts
+
+TEST_F(SelfUtilCommonTest, UpperCaseIsMadeInACopy)
+{
+    const std::string text = "aZ-09 z\xC3\xA9\xFF{";
+    EXPECT_EQ(m_pHelpers->upperStr(text), "AZ-09 Z\xC3\xA9\xFF{");
+    EXPECT_EQ(text, "aZ-09 z\xC3\xA9\xFF{");
+    EXPECT_EQ(m_pHelpers->upperStr(""), "");
+}
+
+TEST_F(SelfUtilCommonTest, ValueByTagIsWhatTheTagsEnclose)
+{
+    EXPECT_EQ(m_pHelpers->GetValByTag("x<a>value</a>y", "<a>", "</a>", 3), "value");
+    EXPECT_EQ(m_pHelpers->GetValByTag("x<a></a>y", "<a>", "</a>", 3), "");
+}
+
+TEST_F(SelfUtilCommonTest, OtherOffsetsCutMoreOrLess)
+{
+    EXPECT_EQ(m_pHelpers->GetValByTag("x<a>value</a>y", "<a>", "</a>", 0), "<a>value");
+    EXPECT_EQ(m_pHelpers->GetValByTag("x<a>value</a>y", "<a>", "</a>", 7), "e");
+    EXPECT_EQ(m_pHelpers->GetValByTag("x<a>value</a>y", "<a>", "</a>", -1), "x<a>value");
+}
+
+TEST_F(SelfUtilCommonTest, BothTagsAreLookedUpFromTheBeginning)
+{
+    EXPECT_EQ(m_pHelpers->GetValByTag("[1][2]", "[", "]", 1), "1");
+    EXPECT_EQ(m_pHelpers->GetValByTag("]x[1]", "[", "]", 1), "");
+}
+
+TEST_F(SelfUtilCommonTest, MissingTagGivesAnEmptyValue)
+{
+    EXPECT_EQ(m_pHelpers->GetValByTag("value</a>", "<a>", "</a>", 3), "");
+    EXPECT_EQ(m_pHelpers->GetValByTag("<a>value", "<a>", "</a>", 3), "");
+    EXPECT_EQ(m_pHelpers->GetValByTag("", "<a>", "</a>", 3), "");
+}
+
+TEST_F(SelfUtilCommonTest, EmptyOrInvertedRangeGivesAnEmptyValue)
+{
+    const std::string source = "<a>value</a>";
+    for (const int nOffset : {8, 9, 100, 2147483647, -1, -2147483647 - 1}) {
+        EXPECT_EQ(m_pHelpers->GetValByTag(source, "<a>", "</a>", nOffset), "") << nOffset;
+    }
+}
+
+TEST_F(SelfUtilCommonTest, PathOfAllowedCharactersPasses)
+{
+    for (std::string path : {"", "/opt/NBI-1.2/etc", "AZaz09-./"}) {
+        EXPECT_TRUE(m_pHelpers->filePathEnvCheck(path)) << path;
+    }
+}
+
+TEST_F(SelfUtilCommonTest, AnyOtherCharacterFailsThePath)
+{
+    const std::string allowed = "-./0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    for (int nByte = 0; nByte < 256; ++nByte) {
+        const char byte = static_cast<char>(nByte);
+        std::string path = std::string("/a") + byte + "b";
+        EXPECT_EQ(m_pHelpers->filePathEnvCheck(path), allowed.find(byte) != std::string::npos) << nByte;
+    }
+}
+
+TEST_F(SelfUtilCommonTest, EnvironmentVariableIsRead)
+{
+    setenv("NBI_TEST_VARIABLE", "value of it", 1);
+    EXPECT_EQ(m_pHelpers->getEnvValue("NBI_TEST_VARIABLE"), "value of it");
+    unsetenv("NBI_TEST_VARIABLE");
+    EXPECT_EQ(m_pHelpers->getEnvValue("NBI_TEST_VARIABLE"), "");
+}
+
+std::string Replaced(std::string subject, const std::string& from, const std::string& to)
+{
+    EXPECT_TRUE(SelfUtilCommon::Instance()->replaceStr(subject, from, to));
+    return subject;
+}
+
+TEST_F(SelfUtilCommonTest, EveryOccurrenceIsReplaced)
+{
+    EXPECT_EQ(Replaced("a,b,c", ",", "; "), "a; b; c");
+    EXPECT_EQ(Replaced("aaaa", "aa", ""), "");
+    EXPECT_EQ(Replaced("abc", "x", "y"), "abc");
+    EXPECT_EQ(Replaced("", "x", "y"), "");
+}
+
+TEST_F(SelfUtilCommonTest, SearchGoesOnFromThePreviousSearchStart)
+{
+    EXPECT_EQ(Replaced("xa", "a", "aa"), "xaaa");
+    EXPECT_EQ(Replaced("xxxa", "a", "aa"), "xxxaaaaa");
+    EXPECT_EQ(Replaced("ab", "b", "a"), "aa");
+    EXPECT_EQ(Replaced("..ab", "ab", "b"), "..b");
+    EXPECT_EQ(Replaced("abb", "ab", "a"), "ab");
+}
+
+TEST_F(SelfUtilCommonTest, EmptyFromChangesNothing)
+{
+    EXPECT_EQ(Replaced("abc", "", ""), "abc");
+    EXPECT_EQ(Replaced("abc", "", "x"), "abc");
+}
+
+// Name=value lists
+
+Texts Fdn(const std::string& list, const std::string& separator, Texts values = {})
+{
+    SelfUtilCommon::Instance()->GetSpliteFDNData(values, list, separator);
+    return values;
+}
+
+TEST_F(SelfUtilCommonTest, LastValueOfANameWins)
+{
+    EXPECT_EQ(Fdn("ne=1,port=2,ne=3", ","), (Texts{{"ne", "3"}, {"port", "2"}}));
+}
+
+TEST_F(SelfUtilCommonTest, PieceIsSplitAtItsFirstEqualsSign)
+{
+    EXPECT_EQ(Fdn("a=b=c,=x,y=", ","), (Texts{{"a", "b=c"}, {"", "x"}, {"y", ""}}));
+}
+
+TEST_F(SelfUtilCommonTest, PieceWithoutAnEqualsSignIsSkipped)
+{
+    EXPECT_EQ(Fdn("a,b=1,,c", ","), (Texts{{"b", "1"}}));
+    EXPECT_EQ(Fdn("", ","), Texts{});
+}
+
+TEST_F(SelfUtilCommonTest, WholeListIsOnePieceWithoutASeparator)
+{
+    EXPECT_EQ(Fdn("a=1;b=2", ","), (Texts{{"a", "1;b=2"}}));
+    EXPECT_EQ(Fdn("a=1,b=2", ""), (Texts{{"a", "1,b=2"}}));
+}
+
+TEST_F(SelfUtilCommonTest, RestOfALongerSeparatorStaysAtTheHeadOfTheNextPiece)
+{
+    EXPECT_EQ(Fdn("a=1::b=2::c=3", "::"), (Texts{{"a", "1"}, {":b", "2"}, {":c", "3"}}));
+    EXPECT_EQ(Fdn("a=1:::b=2", "::"), (Texts{{"a", "1"}, {":b", "2"}}));
+}
+
+TEST_F(SelfUtilCommonTest, MapIsNotClearedFirst)
+{
+    EXPECT_EQ(Fdn("a=1", ",", Texts{{"a", "0"}, {"b", "0"}}), (Texts{{"a", "1"}, {"b", "0"}}));
+}
+
+TEST_F(SelfUtilCommonTest, ListMayBeATextOfTheMap)
+{
+    Texts values{{"a", "a=" + std::string(100, 'x') + ",b=" + std::string(100, 'y')}};
+    m_pHelpers->GetSpliteFDNData(values, values["a"], ",");
+    EXPECT_EQ(values, (Texts{{"a", std::string(100, 'x')}, {"b", std::string(100, 'y')}}));
+}
+
+TEST_F(SelfUtilCommonTest, OtherNameOfTheListOperationDoesTheSame)
+{
+    Texts values;
+    m_pHelpers->GetSplitNameValueMapbyTag(values, "a=1::b=2", "::");
+    EXPECT_EQ(values, (Texts{{"a", "1"}, {":b", "2"}}));
+}
+
+// Host names
+
+class ParserNmsHostNameTest : public SelfUtilCommonTest {
+protected:
+    void SetUp() override { g_Resolver = Resolver{}; }
+    /// The address, or "old" when there is none.
+    std::string Resolve(const std::string& name)
+    {
+        std::string address = "old";
+        const bool bFound = m_pHelpers->ParserNmsHostName(name, address);
+        EXPECT_EQ(bFound, address != "old");
+        return address;
+    }
+};
+
+TEST_F(ParserNmsHostNameTest, FirstAddressIsGivenAsDottedText)
+{
+    EXPECT_EQ(Resolve("server"), "10.20.30.255");
+    EXPECT_EQ(g_Resolver.m_Name, "server");
+}
+
+TEST_F(ParserNmsHostNameTest, ResolverGetsAZeroedBufferOf4096Bytes)
+{
+    Resolve("server");
+    EXPECT_EQ(g_Resolver.m_nBuffer, 4096u);
+    EXPECT_TRUE(g_Resolver.m_bZeroed);
+}
+
+TEST_F(ParserNmsHostNameTest, EmptyNameIsNotLookedUp)
+{
+    EXPECT_EQ(Resolve(""), "old");
+    EXPECT_EQ(g_Resolver.m_nCalls, 0);
+}
+
+TEST_F(ParserNmsHostNameTest, FailingCallIsNotRepeatedWithALargerBuffer)
+{
+    g_Resolver.m_nResult = ERANGE;
+    EXPECT_EQ(Resolve("server"), "old");
+    EXPECT_EQ(g_Resolver.m_nCalls, 1);
+}
+
+TEST_F(ParserNmsHostNameTest, NoResultLeavesTheAddressAsItWas)
+{
+    g_Resolver.m_bEntry = false;
+    EXPECT_EQ(Resolve("server"), "old");
+    g_Resolver = Resolver{};
+    g_Resolver.m_nAddresses = 0;
+    EXPECT_EQ(Resolve("server"), "old");
+}
+
+TEST_F(ParserNmsHostNameTest, OnlyIpv4IsHandled)
+{
+    g_Resolver.m_nFamily = AF_INET6;
+    EXPECT_EQ(Resolve("server"), "old");
+    g_Resolver.m_nFamily = AF_INET;
+    g_Resolver.m_nLength = 16;
+    EXPECT_EQ(Resolve("server"), "old");
+}
+
+// Child processes
+
+TEST_F(SelfUtilCommonTest, ProcessRunsInTheWorkingDirectory)
+{
+    EXPECT_TRUE(Start("touch made"));
+    EXPECT_TRUE(m_Dir.Has("made"));
+    EXPECT_TRUE(m_Host.Logs().empty());
+}
+
+TEST_F(SelfUtilCommonTest, EmptyWorkingDirectoryIsTheCurrentOne)
+{
+    EXPECT_TRUE(PassesInChild([this] {
+        ASSERT_EQ(chdir(m_Dir.Path().c_str()), 0);
+        EXPECT_TRUE(m_pHelpers->StartProcess("", "touch made", true));
+    }));
+    EXPECT_TRUE(m_Dir.Has("made"));
+}
+
+TEST_F(SelfUtilCommonTest, EnvironmentIsInherited)
+{
+    setenv("NBI_TEST_VARIABLE", "inherited", 1);
+    EXPECT_TRUE(Start("sh -c 'echo $NBI_TEST_VARIABLE > out'"));
+    unsetenv("NBI_TEST_VARIABLE");
+    EXPECT_EQ(m_Dir.Text("out"), "inherited\n");
+}
+
+TEST_F(SelfUtilCommonTest, PercentIsAnOrdinaryCharacter)
+{
+    EXPECT_TRUE(Start("touch a%sb %n %%"));
+    EXPECT_EQ(m_Dir.Names(), (std::set<std::string>{"a%sb", "%n", "%%"}));
+}
+
+TEST_F(SelfUtilCommonTest, QuotesHoldAWordTogether)
+{
+    EXPECT_TRUE(Start("touch 'a b' \"c d\""));
+    EXPECT_EQ(m_Dir.Names(), (std::set<std::string>{"a b", "c d"}));
+}
+
+TEST_F(SelfUtilCommonTest, ExitStatusIsNotExamined)
+{
+    EXPECT_TRUE(Start("false"));
+    EXPECT_TRUE(Start("sh -c 'kill -9 $$'"));
+    EXPECT_TRUE(m_Host.Logs().empty());
+}
+
+TEST_F(SelfUtilCommonTest, CommandOf1023CharactersArrivesWhole)
+{
+    const std::string head = "sh -c 'printf %s \"$1\" > out' x ";
+    const std::string word(1023 - head.size(), 'w');
+    EXPECT_TRUE(Start(head + word));
+    EXPECT_EQ(m_Dir.Text("out"), word);
+    EXPECT_FALSE(Start(head + word + 'w'));
+    EXPECT_EQ(LogTexts(), FailedStart(E2BIG));
+}
+
+TEST_F(SelfUtilCommonTest, CommandOf127WordsArrivesWhole)
+{
+    std::string command = "sh -c 'echo $# > out' x";
+    for (int i = 4; i < 127; ++i) command += " w";
+    EXPECT_TRUE(Start(command));
+    EXPECT_EQ(m_Dir.Text("out"), "123\n");
+    EXPECT_FALSE(Start(command + " w"));
+    EXPECT_EQ(LogTexts(), FailedStart(E2BIG));
+}
+
+TEST_F(SelfUtilCommonTest, ProgramIsFoundRelativeToTheWorkingDirectory)
+{
+    m_Dir.Add("prog", "#!/bin/sh\ntouch made\n", 0755);
+    EXPECT_TRUE(Start("./prog"));
+    EXPECT_TRUE(m_Dir.Has("made"));
+}
+
+TEST_F(SelfUtilCommonTest, MissingProgramCouldNotBeStarted)
+{
+    EXPECT_FALSE(Start("no-such-program-anywhere"));
+    EXPECT_EQ(LogTexts(), FailedStart(ENOENT));
+}
+
+TEST_F(SelfUtilCommonTest, MissingDirectoryCouldNotBeStartedIn)
+{
+    EXPECT_FALSE(m_pHelpers->StartProcess(m_Dir / "missing", "touch made", true));
+    EXPECT_EQ(LogTexts(), FailedStart(ENOENT));
+    EXPECT_FALSE(Exists("made"));
+}
+
+TEST_F(SelfUtilCommonTest, EmptyCommandCouldNotBeStarted)
+{
+    EXPECT_FALSE(Start(""));
+    EXPECT_EQ(LogTexts(), FailedStart(EINVAL));
+}
+
+TEST_F(SelfUtilCommonTest, HelpersLogThroughAChannelOfTheirOwn)
+{
+    Start("");
+    EXPECT_EQ(m_Host.FactoryCalls(), (std::vector<Strings>{{"unbi", "unbi", "debug"}}));
+}
+
+TEST_F(SelfUtilCommonTest, FailedSpawnCouldNotBeStarted)
+{
+    if (geteuid() != 0) GTEST_SKIP() << NOT_ROOT;
+    EXPECT_TRUE(PassesAsNobody([this] {
+        const rlimit none{0, 0};
+        ASSERT_EQ(setrlimit(RLIMIT_NPROC, &none), 0);
+        EXPECT_FALSE(Start("true"));
+        EXPECT_FALSE(Start("true", false));
+        const std::string text = FailedStart(EAGAIN)[0];
+        EXPECT_EQ(LogTexts(), (Strings{text, text}));
+    }));
+}
+
+TEST_F(SelfUtilCommonTest, WorkingDirectoryOfOver4096CharactersAborts)
+{
+    const std::string tooLong = m_Dir.Path() + std::string(4097 - m_Dir.Path().size(), '/');
+    EXPECT_EXIT(m_pHelpers->StartProcess(tooLong, "true", true), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(m_pHelpers->StartProcess(tooLong, "", false), testing::KilledBySignal(SIGABRT), "");
+}
+
+TEST_F(SelfUtilCommonTest, WorkingDirectoryOf4096CharactersIsLeftToTheSystem)
+{
+    const std::string longest = m_Dir.Path() + std::string(4096 - m_Dir.Path().size(), '/');
+    EXPECT_FALSE(m_pHelpers->StartProcess(longest, "true", true));
+    EXPECT_EQ(LogTexts(), FailedStart(ENAMETOOLONG));
+}
+
+TEST_F(SelfUtilCommonTest, WithoutWaitingTheChildGoesOnByItself)
+{
+    EXPECT_TRUE(Start("sh -c 'while [ ! -e go ]; do sleep 0.01; done; touch done'", false));
+    EXPECT_FALSE(m_Dir.Has("done"));
+    EXPECT_EQ(ACE_Process_Manager::instance()->managed(), 1u);
+    m_Dir.Add("go", "");
+    ACE_Process_Manager::instance()->wait();
+    EXPECT_TRUE(m_Dir.Has("done"));
+    EXPECT_EQ(ACE_Process_Manager::instance()->managed(), 0u);
+}
+
+TEST_F(SelfUtilCommonTest, WaitingLeavesNothingWithTheProcessManager)
+{
+    EXPECT_TRUE(Start("true"));
+    EXPECT_EQ(ACE_Process_Manager::instance()->managed(), 0u);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+}
+
+void Nothing(int)
+{
+}
+
+TEST_F(SelfUtilCommonTest, SignalDoesNotEndTheWait)
+{
+    struct sigaction action = {};
+    action.sa_handler = Nothing;  // and no SA_RESTART
+    ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+    EXPECT_TRUE(Start("sh -c 'kill -USR1 $PPID; sleep 0.2; kill -USR1 $PPID; sleep 0.2; touch done'"));
+    EXPECT_TRUE(m_Dir.Has("done"));
+    std::signal(SIGUSR1, SIG_DFL);
+}
+
+TEST_F(SelfUtilCommonTest, ChildThatSomebodyElseCollectsIsForgotten)
+{
+    std::signal(SIGCHLD, SIG_IGN);  // the system collects every child at once
+    EXPECT_TRUE(Start("touch done"));
+    std::signal(SIGCHLD, SIG_DFL);
+    EXPECT_TRUE(m_Dir.Has("done"));
+    EXPECT_EQ(ACE_Process_Manager::instance()->managed(), 0u);
+}
+
+TEST_F(SelfUtilCommonTest, HostGetsTheExitOfItsOwnChild)
+{
+    const pid_t nHosts = fork();
+    if (nHosts == 0) {
+        usleep(100000);
+        _exit(7);
+    }
+    int nStatus = 0;
+    pid_t nGot = 0;
+    std::thread host([&] { nGot = waitpid(nHosts, &nStatus, 0); });
+    EXPECT_TRUE(Start("sh -c 'sleep 0.2; touch done'"));  // the host's child ends in the meantime
+    host.join();
+    EXPECT_TRUE(m_Dir.Has("done"));
+    EXPECT_EQ(nGot, nHosts);
+    EXPECT_EQ(WEXITSTATUS(nStatus), 7);
+}
+
+TEST_F(SelfUtilCommonTest, HostThatCollectsAnyChildOfTheManagerDisturbsNothing)
+{
+    ASSERT_TRUE(Start("sleep 0.05", false));  // something to wait for
+    std::thread host([] { ACE_Process_Manager::instance()->wait(); });
+    for (int i = 0; i < 20; ++i) EXPECT_TRUE(Start("true"));
+    host.join();
+    EXPECT_EQ(ACE_Process_Manager::instance()->managed(), 0u);
+}
+
+// Edits of configuration files
+
+TEST_F(SelfUtilCommonTest, OptionLineGetsTheNewValue)
+{
+    m_Dir.Add("conf", "a\n-SSLVersion 1\n");
+    EXPECT_TRUE(Modify("SSLVersion", "3"));
+    EXPECT_EQ(m_Dir.Text("conf"), "a\n-SSLVersion 3\n");
+    EXPECT_TRUE(m_Host.Logs().empty());
+}
+
+TEST_F(SelfUtilCommonTest, EveryLineWithTheKeyIsReplaced)
+{
+    m_Dir.Add("conf", "# the port\nport=21\nhost=x");
+    EXPECT_TRUE(Modify("port", "80"));
+    EXPECT_EQ(m_Dir.Text("conf"), "port=80\nport=80\nhost=x");
+}
+
+TEST_F(SelfUtilCommonTest, EmptyFileStaysEmpty)
+{
+    m_Dir.Add("conf", "");
+    EXPECT_TRUE(Modify("port", "80"));
+    EXPECT_EQ(m_Dir.Text("conf"), "");
+}
+
+TEST_F(SelfUtilCommonTest, LinesOfALongFileAreDroppedBehindThe1024th)
+{
+    std::string text;
+    std::string kept;
+    for (int i = 0; i < 1030; ++i) {
+        text += "line" + std::to_string(i) + "\n";
+        if (i == 1023) kept = text.substr(0, text.size() - 1);
+    }
+    m_Dir.Add("conf", text);
+    EXPECT_TRUE(Modify("port", "80"));
+    EXPECT_EQ(m_Dir.Text("conf"), kept);
+}
+
+TEST_F(SelfUtilCommonTest, FileThatCannotBeOpenedEndsTheEdit)
+{
+    EXPECT_FALSE(Modify("port", "80", "touch " + m_Dir / "ran" + " "));
+    EXPECT_EQ(LogTexts(), (Strings{"[SelfUtilCommon::modifyCorbaItemByCfg] Fail to open file!"}));
+    EXPECT_TRUE(m_Dir.Names().empty());
+}
+
+TEST_F(SelfUtilCommonTest, CommandSeesTheOldFile)
+{
+    mkdir((m_Dir / "backup").c_str(), 0755);
+    m_Dir.Add("conf", "port=21\n");
+    EXPECT_TRUE(Modify("port", "80", "cp -t " + m_Dir / "backup" + " -- "));
+    EXPECT_EQ(m_Dir.Text("backup/conf"), "port=21\n");
+    EXPECT_EQ(m_Dir.Text("conf"), "port=80\n");
+}
+
+TEST_F(SelfUtilCommonTest, NoBlankIsPutBetweenPrefixAndPath)
+{
+    m_Dir.Add("conf", "port=21\n");
+    EXPECT_TRUE(Modify("port", "80", "sh -c 'echo $0 > " + m_Dir / "out" + "' x"));
+    EXPECT_EQ(m_Dir.Text("out"), "x" + m_Dir / "conf" + "\n");
+}
+
+TEST_F(SelfUtilCommonTest, CommandRunsInTheCurrentDirectory)
+{
+    m_Dir.Add("conf", "port=21\n");
+    EXPECT_TRUE(Modify("port", "80", "sh -c 'pwd -P > " + m_Dir / "out" + "' "));
+    EXPECT_EQ(m_Dir.Text("out"), std::filesystem::canonical(".").string() + "\n");
+}
+
+TEST_F(SelfUtilCommonTest, CommandThatCannotBeStartedIsLoggedAndTheFileWritten)
+{
+    m_Dir.Add("conf", "port=21\n");
+    EXPECT_TRUE(Modify("port", "80", "no-such-program-anywhere "));
+    EXPECT_EQ(m_Dir.Text("conf"), "port=80\n");
+    EXPECT_EQ(LogTexts(), (Strings{FailedStart(ENOENT)[0],
+                                   "[SelfUtilCommon::modifyCorbaItemByCfg] call StartProcess failed!"}));
+}
+
+TEST_F(SelfUtilCommonTest, WhatTheCommandDoesToTheFileIsOverwritten)
+{
+    m_Dir.Add("conf", "port=21\n");
+    EXPECT_TRUE(Modify("port", "80", "truncate -s 0 "));
+    EXPECT_EQ(m_Dir.Text("conf"), "port=80\n");
+    EXPECT_TRUE(Modify("port", "81", "rm "));
+    EXPECT_EQ(m_Dir.Text("conf"), "port=81\n");
+}
+
+TEST_F(SelfUtilCommonTest, LinkStaysALink)
+{
+    m_Dir.Add("real", "port=21\n");
+    ASSERT_EQ(symlink("real", (m_Dir / "conf").c_str()), 0);
+    EXPECT_TRUE(Modify("port", "80"));
+    EXPECT_EQ(m_Dir.Text("real"), "port=80\n");
+    EXPECT_TRUE(std::filesystem::is_symlink(m_Dir / "conf"));
+}
+
+TEST_F(SelfUtilCommonTest, FileThatCannotBeOpenedForWritingGivesFalse)
+{
+    if (geteuid() != 0) GTEST_SKIP() << NOT_ROOT;
+    m_Dir.Add("conf", "port=21\n", 0644);
+    EXPECT_TRUE(PassesAsNobody([this] {
+        EXPECT_FALSE(Modify("port", "80"));
+        EXPECT_TRUE(m_Host.Logs().empty());
+    }));
+    EXPECT_EQ(m_Dir.Text("conf"), "port=21\n");
+}
+
+TEST_F(SelfUtilCommonTest, ReadOnlyDirectoryDoesNotKeepAFileFromBeingEdited)
+{
+    if (geteuid() != 0) GTEST_SKIP() << NOT_ROOT;
+    m_Dir.Add("conf", "port=21\n", 0666);
+    chmod(m_Dir.Path().c_str(), 0555);
+    EXPECT_TRUE(PassesAsNobody([this] { EXPECT_TRUE(Modify("port", "80")); }));
+    EXPECT_EQ(m_Dir.Text("conf"), "port=80\n");
+}
+
+TEST_F(SelfUtilCommonTest, FullDiskGivesFalseOneLogLineAndTheOldFile)
+{
+    const std::string old = "port=21\n" + std::string(200, '#') + "\n";
+    m_Dir.Add("conf", old);
+    EXPECT_TRUE(PassesInChild([this] {
+        LimitFileSize(100);
+        EXPECT_FALSE(Modify("port", "a-secret"));
+        EXPECT_EQ(LogTexts(),
+                  (Strings{std::string("[SelfUtilCommon::modifyCorbaItemByCfg] Fail to store file! ") +
+                           std::strerror(EFBIG)}));
+    }));
+    EXPECT_EQ(m_Dir.Text("conf"), old);
+    EXPECT_EQ(m_Dir.Names(), (std::set<std::string>{"conf"}));
+}
+
+TEST_F(SelfUtilCommonTest, FullDiskInAReadOnlyDirectoryLeavesTheOldFileToo)
+{
+    if (geteuid() != 0) GTEST_SKIP() << NOT_ROOT;
+    const std::string old = "port=21\n";
+    m_Dir.Add("conf", old, 0666);
+    chmod(m_Dir.Path().c_str(), 0555);
+    EXPECT_TRUE(PassesAsNobody([this] {
+        LimitFileSize(100);
+        EXPECT_FALSE(Modify("port", std::string(500, '8')));
+        EXPECT_EQ(m_Host.Logs().size(), 1u);
+    }));
+    EXPECT_EQ(m_Dir.Text("conf"), old);
+}
+
+TEST_F(SelfUtilCommonTest, ValueIsNeverLogged)
+{
+    const std::string password = "plain-password";
+    m_Dir.Add("conf", "-SSLPrivateKeyPasswd x\n");
+    Modify("SSLPrivateKeyPasswd", password, "no-such-program-anywhere ");
+    m_pHelpers->modifyCorbaItemByCfg("/dev/full", "SSLPrivateKeyPasswd", password, "");
+    EXPECT_EQ(m_Dir.Text("conf"), "-SSLPrivateKeyPasswd " + password + "\n");
+    EXPECT_GE(m_Host.Logs().size(), 3u);
+    for (const LogLine& line : m_Host.Logs()) EXPECT_EQ(line.m_Text.find(password), std::string::npos);
+}
+
+}  // namespace
+}  // namespace NS_UTIL
