@@ -108,13 +108,13 @@ private:
     void RunGuarded(AD& descriptor);
     void Finish(AD& descriptor);
 
-    ACE_Thread_Mutex m_TaskLock;
-    // State in the low bits, and the marks of taskqueue.h above it. Atomic, so that the pool pays no lock for
-    // each task; whoever changes the state of a task that waits in a queue holds the queue's lock.
+    // State in the low bits, and the marks of taskqueue.h above it. Atomic instead of behind a lock, so that
+    // a queued task carries none; whoever changes the state of a task that waits in a queue holds the queue's
+    // lock.
     std::atomic<unsigned int> m_nState{NBI_TASK_IDLE};
     bool m_bFlag;
     DBAgent& m_Agent;
-    const ThreadContextInfo m_ThreadInfo;  // guarded by m_TaskLock
+    const ThreadContextInfo m_ThreadInfo;
     AD m_Descriptor;
 
     std::atomic<TaskQueue*> m_pQueue{nullptr};  // the owner, from the push on

@@ -3,19 +3,46 @@
 #pragma once
 
 #include <exception>
+#include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "nbiutil/export.h"
 
 namespace NS_UTIL {
 
+/// A text behind a string stream, which is built when somebody asks for it. Most exceptions are raised,
+/// logged and turned into a code and a text without that, and building four streams costs more than raising
+/// the exception.
+class NBI_EXPORT TextStream {
+public:
+    TextStream() = default;
+    explicit TextStream(std::string text) : m_Text(std::move(text)) {}
+
+    /// Writing goes on behind the text.
+    std::stringstream& Stream()
+    {
+        if (!m_pStream) {
+            m_pStream =
+                std::make_unique<std::stringstream>(m_Text, std::ios::in | std::ios::out | std::ios::ate);
+        }
+        return *m_pStream;
+    }
+    std::string Text() const { return m_pStream ? m_pStream->str() : m_Text; }
+
+private:
+    std::string m_Text;
+    std::unique_ptr<std::stringstream> m_pStream;  // once there, it holds the text
+};
+
 /// A failed operation: a code, the place that raised it, a detail text for the caller's descriptor and a
-/// message "ErrCode:<decimal code>,Detail:<detail>". what() is std::exception's own: ask the streams.
+/// message "ErrCode:<decimal code>,Detail:<detail>". what() is std::exception's own: ask the streams, or
+/// their texts.
 ///
 /// Throw temporaries and catch by reference: copying takes a non-const reference, so that nobody copies one
-/// (and its four streams) by accident. Everything is inline, so that a host that raises one of these classes
-/// links nothing of this library.
+/// by accident. Everything is inline, so that a host that raises one of these classes links nothing of this
+/// library.
 ///
 /// Threads: an exception belongs to the thread that handles it.
 class NBI_EXPORT ProcessException : public std::exception {
@@ -23,30 +50,44 @@ public:
     /// Code and line 0, all streams empty.
     ProcessException() = default;
 
-    /// \param nCode      the error code that the waiting caller receives
+    /// \param nCode      the code that the waiting caller receives; the exception keeps the low 32 bits, its
+    /// message
+    ///                   tells all 64, as many as descriptors hold
+    /// \param detail     ends the message, "ErrCode:<nCode>,Detail:<detail>"
+    /// \param errorInfo  what ErrorInfoStream() holds: the text that NBITask::Run hands to the descriptor
     /// \param pFile      name of the raising source file, without an ending
-    /// \param pFunction  name of the raising function
-    /// \param message    what MessageStream() holds; BuildMessage() gives the usual form
-    /// \param errorInfo  what ErrorInfoStream() holds: the detail text that NBITask::Run hands to the
-    /// descriptor
-    ProcessException(unsigned int nCode, const char* pFile, const char* pFunction, int nLine,
-                     const std::string& message, const std::string& errorInfo = std::string())
-        : m_nErrorCode(nCode), m_nLine(nLine)
+    ProcessException(unsigned long nCode, const std::string& detail, const std::string& errorInfo,
+                     const char* pFile, const char* pFunction, int nLine)
+        : m_nErrorCode(static_cast<unsigned int>(nCode)),
+          m_nLine(nLine),
+          m_File(pFile),
+          m_Function(pFunction),
+          m_ErrorInfo(errorInfo),
+          m_Message("ErrCode:" + std::to_string(nCode) + ",Detail:" + detail)
     {
-        m_File << pFile;
-        m_Function << pFunction;
-        m_ErrorInfo << errorInfo;
-        m_Message << message;
+    }
+
+    /// The same with an empty ErrorInfoStream().
+    ProcessException(unsigned long nCode, const std::string& detail, const char* pFile, const char* pFunction,
+                     int nLine)
+        : m_nErrorCode(static_cast<unsigned int>(nCode)),
+          m_nLine(nLine),
+          m_File(pFile),
+          m_Function(pFunction),
+          m_Message("ErrCode:" + std::to_string(nCode) + ",Detail:" + detail)
+    {
     }
 
     /// Copies code, line and the text of each stream; formatting flags and positions are not copied.
     ProcessException(ProcessException& other)
-        : std::exception(other), m_nErrorCode(other.m_nErrorCode), m_nLine(other.m_nLine)
+        : std::exception(other),
+          m_nErrorCode(other.m_nErrorCode),
+          m_nLine(other.m_nLine),
+          m_File(other.GetFile()),
+          m_Function(other.GetFunction()),
+          m_ErrorInfo(other.GetErrorInfo()),
+          m_Message(other.GetMessage())
     {
-        m_File << other.m_File.str();
-        m_Function << other.m_Function.str();
-        m_ErrorInfo << other.m_ErrorInfo.str();
-        m_Message << other.m_Message.str();
     }
     ProcessException& operator=(const ProcessException&) = delete;
     ~ProcessException() override = default;
@@ -58,26 +99,25 @@ public:
     int GetLine() const { return m_nLine; }
     void SetLine(int nLine) { m_nLine = nLine; }
 
-    std::stringstream& FileStream() { return m_File; }
-    std::stringstream& FunctionStream() { return m_Function; }
+    std::stringstream& FileStream() { return m_File.Stream(); }
+    std::stringstream& FunctionStream() { return m_Function.Stream(); }
     /// The detail text meant for the caller's descriptor. What the library raises itself leaves it empty.
-    std::stringstream& ErrorInfoStream() { return m_ErrorInfo; }
-    std::stringstream& MessageStream() { return m_Message; }
+    std::stringstream& ErrorInfoStream() { return m_ErrorInfo.Stream(); }
+    std::stringstream& MessageStream() { return m_Message.Stream(); }
 
-    /// "ErrCode:<code>,Detail:<detail>". The code has 64 bits here because descriptors hold that many; an
-    /// exception raised from one carries the low 32 as its number and all of them in its message.
-    static std::string BuildMessage(unsigned long nCode, const std::string& detail)
-    {
-        return "ErrCode:" + std::to_string(nCode) + ",Detail:" + detail;
-    }
+    /// The streams' texts.
+    std::string GetFile() const { return m_File.Text(); }
+    std::string GetFunction() const { return m_Function.Text(); }
+    std::string GetErrorInfo() const { return m_ErrorInfo.Text(); }
+    std::string GetMessage() const { return m_Message.Text(); }
 
 private:
     unsigned int m_nErrorCode = 0;
     int m_nLine = 0;
-    std::stringstream m_File;
-    std::stringstream m_Function;
-    std::stringstream m_ErrorInfo;
-    std::stringstream m_Message;
+    TextStream m_File;
+    TextStream m_Function;
+    TextStream m_ErrorInfo;
+    TextStream m_Message;
 };
 
 /// The service framework knows no service under the interface that was asked for.

@@ -83,9 +83,10 @@ void AD_Impl::RaiseOnFailure()
 {
     const unsigned long nCode = m_nErrorCode.load(std::memory_order_acquire);
     if (nCode == 0) return;
+    if (AD_Impl::IsFinished()) Raise(WAIT_FAILED, nCode, m_ErrorInfo);
     std::string info;
     {
-        RecursiveGuard guard(m_Mutex);  // unfinished work may still record its text
+        RecursiveGuard guard(m_Mutex);  // the work goes on, and may still record its text
         info = m_ErrorInfo;
     }
     Raise(WAIT_FAILED, nCode, info);
@@ -108,12 +109,16 @@ void AD_Impl::SetErrorInfo(const std::string& info)
 
 void AD_Impl::Bind(Functor* pFunctor)
 {
-    ChangeWhilePending([this, pFunctor] { m_Callbacks.push_back(pFunctor); });
+    ChangeWhilePending([this, pFunctor] {
+        if (!m_pCallbacks) m_pCallbacks = std::make_unique<std::list<Functor*>>();
+        m_pCallbacks->push_back(pFunctor);
+    });
 }
 
 void AD_Impl::CallBack()
 {
-    for (Functor* const pFunctor : m_Callbacks) (*pFunctor)();
+    if (!m_pCallbacks) return;
+    for (Functor* const pFunctor : *m_pCallbacks) (*pFunctor)();
 }
 
 namespace {

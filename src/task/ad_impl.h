@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <list>
+#include <memory>
 #include <string>
 
 namespace NS_UTIL {
@@ -51,7 +52,7 @@ private:
     std::atomic<bool> m_bFinished{false};  // written under m_Mutex; read without it as a fast path
     ACE_Recursive_Thread_Mutex m_Mutex;
     ACE_Condition<ACE_Recursive_Thread_Mutex> m_Condition;
-    std::list<Functor*> m_Callbacks;  // not owned; written under m_Mutex
+    std::unique_ptr<std::list<Functor*>> m_pCallbacks;  // made by the first Bind(); functors are not owned
 };
 
 }  // namespace NS_UTIL

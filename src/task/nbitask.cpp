@@ -13,11 +13,11 @@ namespace {
 constexpr const char* MODULE = "nbitask";
 constexpr SourceMark BODY_FAILED{MODULE, 140};
 
-void LogFailure(ProcessException& failure)
+void LogFailure(const ProcessException& failure)
 {
-    const std::string file = failure.FileStream().str();
-    const std::string function = failure.FunctionStream().str();
-    const std::string message = failure.MessageStream().str();
+    const std::string file = failure.GetFile();
+    const std::string function = failure.GetFunction();
+    const std::string message = failure.GetMessage();
     WriteLog(SourceMark{file.c_str(), failure.GetLine(), function.c_str()}, "%s", message.c_str());
 }
 
@@ -78,10 +78,10 @@ void NBITask::RunGuarded(AD& descriptor)
         Init();
         Execute();
         Complete();
-    } catch (ProcessException& failure) {
+    } catch (const ProcessException& failure) {
         LogFailure(failure);
         descriptor.SetErrorCode(failure.GetErrorCode());
-        descriptor.SetErrorInfo(failure.ErrorInfoStream().str());
+        descriptor.SetErrorInfo(failure.GetErrorInfo());
         Finish(descriptor);
     } catch (...) {
         WriteLog(BODY_FAILED, "There's an error in NBITask::Run");
@@ -123,13 +123,11 @@ std::string NBITask::GetAgentType()
 
 int NBITask::GetTaskMode()
 {
-    MutexGuard guard(m_TaskLock);
     return m_ThreadInfo.GetTskMode();
 }
 
 ThreadContextInfo NBITask::GetThreadInfo()
 {
-    MutexGuard guard(m_TaskLock);
     return m_ThreadInfo;
 }
 

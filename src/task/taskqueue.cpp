@@ -180,7 +180,6 @@ TaskQueue* TaskQueue::OwnerOf(const NBITask& task)
 void TaskQueue::ChangeState(NBITask& task, NBI_TASK_STATE state)
 {
     MutexGuard guard(m_QueueLock);
-    MutexGuard taskGuard(task.m_TaskLock);
     unsigned int nState = task.m_nState.load(std::memory_order_relaxed);
     while (!task.m_nState.compare_exchange_weak(
         nState, (nState & ~STATE_MASK) | static_cast<unsigned int>(state), std::memory_order_acq_rel)) {

@@ -54,7 +54,7 @@ private:
 /// task anew.
 ///
 /// Operations whose name ends in Locked are for callers that hold Lock().
-/// Lock order: queue lock before task lock, before a descriptor's mutex, before HugeTaskMgr's lock.
+/// Lock order: queue lock before a descriptor's mutex, before HugeTaskMgr's lock.
 class TaskQueue {
 public:
     static constexpr unsigned int STATE_MASK = 0x3;

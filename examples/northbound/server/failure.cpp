@@ -10,8 +10,7 @@ using NS_UTIL::ProcessException;
 // made of it in the waiting thread; raised on a request thread the message is all there is.
 void Fail(unsigned int nCode, const char* pModule, const std::string& detail, int nLine)
 {
-    throw ProcessException(nCode, pModule, "unknown", nLine, ProcessException::BuildMessage(nCode, detail),
-                           detail);
+    throw ProcessException(nCode, detail, detail, pModule, "unknown", nLine);
 }
 
 }  // namespace northbound

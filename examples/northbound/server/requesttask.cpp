@@ -25,8 +25,7 @@ public:
 
 [[noreturn]] void FailUnforeseen(const std::string& detail)
 {
-    throw RequestFailure(ErrCode::INTERNAL, MODULE, "unknown", __LINE__,
-                         ProcessException::BuildMessage(ErrCode::INTERNAL, detail), detail);
+    throw RequestFailure(ErrCode::INTERNAL, detail, detail, MODULE, "unknown", __LINE__);
 }
 
 }  // namespace
