@@ -118,6 +118,7 @@ int ClientMain(int nArgs, char** pArgs)
 {
     CommandLine line;
     CLI::App app("Asks the northbound server about its machine.", "nbi-client");
+    app.fallthrough();  // before the subcommands, which inherit it: general options may stand behind them
     AddGeneral(app, line);
     AddInventory(app, line);
     AddCounters(app, line);
@@ -125,7 +126,6 @@ int ClientMain(int nArgs, char** pArgs)
     AddTasks(app, line);
     AddStop(app, line);
     app.require_subcommand(1);
-    app.fallthrough();
     app.footer(
         "Exit codes: 0 done, 1 refused by the server or not in time, 2 bad command line,\n"
         "3 no answer from a server.");

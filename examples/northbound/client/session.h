@@ -11,7 +11,7 @@
 
 namespace northbound {
 
-/// One ORB and the server's object. No connection is made before the first request. Threads: any may send
+/// The process's ORB and the server's object: one at a time. No connection is made before the first request. Threads: any may send
 /// requests; each has a connection of its own.
 class Session {
 public:

@@ -1,0 +1,108 @@
+/// \file
+/// The example's programs as processes of their own.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace northbound {
+
+/// One line of the server's log.
+struct LoggedLine {
+    std::string m_Thread;
+    std::string m_Operation;  // operation UUID; empty for a line without a request
+    std::string m_Interface;
+    std::string m_User;
+    std::string m_Text;  // module, its line if it has one, and the text
+
+    bool Has(const std::string& part) const { return m_Text.find(part) != std::string::npos; }
+};
+
+/// A child process whose output goes to files in \p directory.
+class Program {
+public:
+    Program(const std::string& directory, const std::string& name, const std::vector<std::string>& command);
+    /// Kills it if it still runs.
+    ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    void Signal(int nSignal) const;
+    bool IsRunning();
+    /// \return the exit code, or 1000 + the signal that ended it
+    int Wait();
+    std::string StandardOutput() const;
+    std::string StandardError() const;
+
+private:
+    int Reap(int nOptions);
+
+    std::string m_Output;
+    std::string m_Error;
+    pid_t m_nPid = -1;
+    int m_nResult = -1;
+};
+
+/// A directory for one test, made on construction and removed on destruction.
+class TestDirectory {
+public:
+    TestDirectory();
+    ~TestDirectory();
+    TestDirectory(const TestDirectory&) = delete;
+    TestDirectory& operator=(const TestDirectory&) = delete;
+    const std::string& Path() const { return m_Path; }
+
+private:
+    std::string m_Path;
+};
+
+/// nbi-server with a directory of its own, on a free port of the loopback interface.
+class Server {
+public:
+    /// \param items lines of the configuration's [server] section; TaskMgrMaxThreadNum may be one of them
+    explicit Server(const std::string& items = "");
+
+    /// "127.0.0.1:<port>"
+    const std::string& Address() const { return m_Address; }
+    const std::string& Directory() const { return m_Directory.Path(); }
+    Program& Process() { return *m_pProgram; }
+    std::vector<LoggedLine> Log() const;
+
+private:
+    TestDirectory m_Directory;
+    std::string m_Address;
+    std::unique_ptr<Program> m_pProgram;
+};
+
+/// Asks every few milliseconds until \p bDone answers true; false after a minute.
+template <class Condition>
+bool Eventually(Condition bDone)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!bDone()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+struct Outcome {
+    int m_nExitCode;
+    std::string m_Output;
+    std::string m_Error;
+};
+
+/// Runs nbi-client to its end.
+Outcome RunClient(const std::vector<std::string>& arguments);
+/// Runs nbi-server to its end, for command lines with which it does not start.
+Outcome RunServer(const std::vector<std::string>& arguments);
+
+std::string ReadFile(const std::string& path);
+void WriteFile(const std::string& path, const std::string& text);
+
+}  // namespace northbound
