@@ -1,0 +1,1 @@
+nbi_test(task/nbitaskmgr_test.cpp)
