@@ -1,11 +1,18 @@
 include(CMakePackageConfigHelpers)
 
 set(NBIUTIL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/nbiutil)
+set(NBIUTIL_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# The default host goes along when the library was linked with it. Each finds the other beside it, wherever the
+# folder is moved.
 set(nbi_install_targets nbiutil)
-if(TARGET nbihost_standalone)
+set(nbi_pc_files nbiutil.pc)
+if(NBIUTIL_HOST STREQUAL "nbihost_standalone")
     list(APPEND nbi_install_targets nbihost_standalone)
+    list(APPEND nbi_pc_files nbihost-standalone.pc)
 endif()
+set_target_properties(${nbi_install_targets} PROPERTIES INSTALL_RPATH "$ORIGIN")
+
 install(TARGETS ${nbi_install_targets} EXPORT nbiutilTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
@@ -18,5 +25,9 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/nbiutilConfigVersion.cmak
 install(FILES ${PROJECT_BINARY_DIR}/nbiutilConfig.cmake ${PROJECT_BINARY_DIR}/nbiutilConfigVersion.cmake
     DESTINATION ${NBIUTIL_CMAKE_DIR})
 
-configure_file(cmake/nbiutil.pc.in ${PROJECT_BINARY_DIR}/nbiutil.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/nbiutil.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}/${NBIUTIL_PC_DIR}
+    OUTPUT_VARIABLE NBIUTIL_PC_TO_PREFIX)
+foreach(pc_file ${nbi_pc_files})
+    configure_file(cmake/${pc_file}.in ${PROJECT_BINARY_DIR}/${pc_file} @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${pc_file} DESTINATION ${NBIUTIL_PC_DIR})
+endforeach()

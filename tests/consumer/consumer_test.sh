@@ -1,0 +1,120 @@
+#!/usr/bin/env bash
+# The library as others meet it. usage: consumer_test.sh STEP PROJECT_DIR BUILD_DIR
+set -eu
+step=$1 source=$2 build=$3
+work=$build/consumer
+prefix=$work/prefix
+mkdir -p "$work"
+
+# block LANGUAGE: the one code block of that language in README.md that a user is told to copy.
+block() {
+    awk -v fence="\`\`\`$1" '$0 == fence { inside = 1; next } /^```/ { inside = 0 } inside' "$source/README.md"
+}
+
+# readme FOLDER: what a reader of README.md has after copying.
+readme() {
+    rm -rf "$1"
+    mkdir -p "$1"
+    block cpp >"$1/main.cpp"
+    block ini >"$1/hello.ini"
+    block cmake >"$1/CMakeLists.txt"
+}
+
+# says_hello FOLDER PROGRAM: the program runs in the folder and does what README.md says.
+says_hello() {
+    local said
+    said=$(cd "$1" && "$2")
+    [ "$said" = "hello from a worker" ] || { echo "said: $said"; exit 1; }
+    [ -f "$1/hello.log" ] || { echo "no log file"; exit 1; }
+}
+
+libdir() { dirname "$(find "$prefix" -name 'libnbiutil.so')"; }
+
+case $step in
+install)
+    rm -rf "$prefix"
+    "$CMAKE" --install "$build" --prefix "$prefix"
+    ;;
+cmake)
+    readme "$work/cmake"
+    "$CMAKE" -S "$work/cmake" -B "$work/cmake/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_STANDARD=17
+    "$CMAKE" --build "$work/cmake/build"
+    says_hello "$work/cmake" ./build/hello
+    ;;
+pkgconfig)
+    readme "$work/pkgconfig"
+    # Moved, to see that nothing points back to where it was installed.
+    rm -rf "$work/moved"
+    cp -a "$prefix" "$work/moved"
+    PKG_CONFIG_PATH=$work/moved/$(realpath --relative-to="$prefix" "$(libdir)")/pkgconfig
+    export PKG_CONFIG_PATH
+    # shellcheck disable=SC2046
+    "$CXX" -std=c++17 -Wall -Wextra -Werror "$work/pkgconfig/main.cpp" -o "$work/pkgconfig/hello" \
+        $(pkg-config --cflags --libs nbiutil nbihost-standalone)
+    LD_LIBRARY_PATH=$(pkg-config --variable=libdir nbiutil)
+    export LD_LIBRARY_PATH
+    says_hello "$work/pkgconfig" ./hello
+    ;;
+symbols)
+    library=$(libdir)/libnbiutil.so
+    host=$(libdir)/libnbihost_standalone.so
+    readelf -d "$library" | grep -q 'SONAME.*\[libnbiutil\.so\.1\]'
+    readelf -d "$host" | grep -q 'SONAME.*\[libnbihost_standalone\.so\.1\]'
+    if readelf -d "$host" | grep NEEDED | grep -q nbiutil; then
+        echo "the host links the library"
+        exit 1
+    fi
+
+    # Every name shown belongs to a class or function that carries the export mark in a public header.
+    cat "$prefix"/include/nbiutil/*.h >"$work/headers"
+    {
+        grep -oE '(class|struct) NBI_EXPORT [A-Za-z_]+' "$work/headers" | awk '{ print $3 }'
+        grep -oE '^NBI_EXPORT [^(]*' "$work/headers" | grep -oE '[A-Za-z0-9]+[^A-Za-z0-9 ]*$' | grep -oE '[A-Za-z0-9]+'
+    } | sort -u >"$work/marked"
+    nm -D --defined-only -C "$library" | cut -c 20- | awk '
+        match($0, /NS_UTIL::[A-Za-z0-9_]+/) { print substr($0, RSTART + 9, RLENGTH - 9); next } { print }' |
+        sort -u >"$work/shown"
+    [ -s "$work/shown" ]
+    if comm -13 "$work/marked" "$work/shown" | grep .; then
+        echo "shown, and carries no export mark"
+        exit 1
+    fi
+    # What is marked is shown, but for what the headers hold completely.
+    if comm -23 "$work/marked" "$work/shown" | grep -vxE 'Functor|InterfaceNotExistException|ProcessException'; then
+        echo "carries the export mark, and is not shown"
+        exit 1
+    fi
+
+    # What the library takes from its host, the host shows.
+    nm -D --undefined-only "$library" | awk '{ print $2 }' |
+        grep -E 'NS_BUNDLEMGR1|NS_LOG_SERVICE1|tavoAESCipher|SetDirty|_s$' | sort -u >"$work/taken"
+    [ -s "$work/taken" ]
+    if nm -D --defined-only "$host" | awk '{ print $3 }' | sort -u | comm -13 - "$work/taken" | grep .; then
+        echo "taken from the host, which does not show it"
+        exit 1
+    fi
+    ;;
+otherhost)
+    # The library is pointed at a host that came as a package; no line of it changes.
+    "$CMAKE" -S "$source/tests/consumer/foreignhost" -B "$work/foreignhost" -DNBIUTIL_SOURCE_DIR="$source"
+    "$CMAKE" --build "$work/foreignhost"
+    "$CMAKE" -S "$source" -B "$work/otherhost" -DCMAKE_BUILD_TYPE=Debug -DNBIUTIL_TESTS=OFF \
+        -DNBIUTIL_HOST=foreignhost::foreignhost -DCMAKE_PREFIX_PATH="$work/foreignhost"
+    "$CMAKE" --build "$work/otherhost" --parallel 2
+    readelf -d "$work/otherhost/libnbiutil.so" | grep NEEDED | grep foreignhost
+    if readelf -d "$work/otherhost/libnbiutil.so" | grep NEEDED | grep standalone; then
+        echo "still linked with the default host"
+        exit 1
+    fi
+    "$CMAKE" --install "$work/otherhost" --prefix "$work/otherprefix"
+    [ ! -e "$work/otherprefix/lib/libnbihost_standalone.so" ]
+    "$CMAKE" -S "$source/tests/consumer/foreignhost/program" -B "$work/foreignprogram" \
+        -DCMAKE_PREFIX_PATH="$work/otherprefix;$work/foreignhost"
+    "$CMAKE" --build "$work/foreignprogram"
+    "$work/foreignprogram/program"
+    ;;
+*)
+    echo "unknown step $step"
+    exit 1
+    ;;
+esac
