@@ -82,6 +82,7 @@ public:
     // Cipher: text to hexadecimal text and back
     void SetEncryptResult(int nResult);  // not 0: the cipher text stays empty
     void SetDecryptResult(int nResult);
+    void SetDecryptedText(const std::string& text);  // not empty: what every cipher text deciphers to
     /// The selectors of every cipher call, in order.
     std::vector<unsigned int> CipherSelectors() const;
 

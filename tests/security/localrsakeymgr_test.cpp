@@ -1,0 +1,370 @@
+#include "nbiutil/localrsakeymgr.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <openssl/err.h>
+#include <openssl/rand.h>
+
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "nbihost/cipher.h"
+#include "nbiutil/nbirsa.h"
+#include "nbiutil/securebuffer.h"
+#include "support/heapwatch.h"
+#include "support/lockfailure.h"
+#include "support/recordinghost.h"
+#include "support/rsakey.h"
+
+namespace NS_UTIL {
+namespace {
+
+using nbitest::LogLine;
+using nbitest::RecordingHost;
+using nbitest::RsaKey;
+using ::testing::IsEmpty;
+using Lines = std::vector<LogLine>;
+
+constexpr const char* PUBLIC_NOT_PARSED =
+    "[LocalRsaKeyMgr::CheckLocalRsaKey] Call d2i_RSAPublicKey failed, get public rsa obj is "
+    "null,error:wrong tag";
+constexpr const char* PRIVATE_NOT_PARSED =
+    "[LocalRsaKeyMgr::CheckLocalRsaKey] Call d2i_RSAPrivateKey failed, get private rsa obj is null,error:";
+
+class LocalRsaKeyMgrTest : public ::testing::Test {
+protected:
+    LocalRsaKeyMgrTest() : m_Manager(*LocalRsaKeyMgr::Instance()) {}
+    ~LocalRsaKeyMgrTest() override { LocalRsaKeyMgr::Destroy(); }
+
+    LogLine Line(int nLine, const std::string& text) const
+    {
+        return LogLine{"localrsakeymgr", "unknown", nLine, 1, text};
+    }
+
+    std::string PublicDer()
+    {
+        return std::string(m_Manager.GetLocalRsaPublicKey(),
+                           static_cast<std::size_t>(m_Manager.GetLocalRsaPublicKeyLen()));
+    }
+
+    void SpoilThePublicKey() { const_cast<char*>(m_Manager.GetLocalRsaPublicKey())[0] = '\x02'; }
+
+    RecordingHost m_Host;
+    LocalRsaKeyMgr& m_Manager;
+};
+
+TEST_F(LocalRsaKeyMgrTest, NewObjectHoldsNothing)
+{
+    EXPECT_EQ(LocalRsaKeyMgr::Instance(), &m_Manager);
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKey(), nullptr);
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 0);
+}
+
+TEST_F(LocalRsaKeyMgrTest, CheckOfAnEmptyObjectLogsBothKeys)
+{
+    EXPECT_EQ(m_Manager.CheckLocalRsaKey(), 0);
+    EXPECT_EQ(m_Host.Logs(), (Lines{Line(212, "[LocalRsaKeyMgr::CheckLocalRsaKey] public key is null"),
+                                    Line(237, "[LocalRsaKeyMgr::CheckLocalRsaKey] private key is null")}));
+    EXPECT_THAT(m_Host.CipherSelectors(), IsEmpty());
+}
+
+TEST_F(LocalRsaKeyMgrTest, InitMakesA2048BitKeyWithExponent65537)
+{
+    EXPECT_EQ(m_Manager.Init(), 1);
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 270);
+    EXPECT_EQ(RsaKey(PublicDer()).Bits(), 2048);
+    EXPECT_THAT(PublicDer(), ::testing::EndsWith(std::string("\x02\x03\x01\x00\x01", 5)));
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKey()[270], '\0');
+    EXPECT_EQ(m_Manager.CheckLocalRsaKey(), 1);
+    EXPECT_THAT(m_Host.Logs(), IsEmpty());
+}
+
+TEST_F(LocalRsaKeyMgrTest, KeyPairIsMadeWithoutInitToo)
+{
+    EXPECT_EQ(m_Manager.RsaKeyPairGen(), 1);
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 270);
+}
+
+TEST_F(LocalRsaKeyMgrTest, PrivateKeyGoesThroughTheHostsCipherUnderSelector19)
+{
+    m_Manager.Init();
+    EXPECT_EQ(m_Host.CipherSelectors(), (std::vector<unsigned int>{19, 19})) << "enciphered and checked";
+}
+
+TEST_F(LocalRsaKeyMgrTest, SecondInitKeepsTheKeyPair)
+{
+    m_Manager.Init();
+    const std::string first = PublicDer();
+    EXPECT_EQ(m_Manager.Init(), 1);
+    EXPECT_EQ(m_Manager.RsaKeyPairGen(), 1);
+    EXPECT_EQ(PublicDer(), first);
+}
+
+TEST_F(LocalRsaKeyMgrTest, KeyPairIsLostWithItsObject)
+{
+    m_Manager.Init();
+    const std::string first = PublicDer();
+    LocalRsaKeyMgr::Destroy();
+    LocalRsaKeyMgr& next = *LocalRsaKeyMgr::Instance();
+    EXPECT_EQ(next.GetLocalRsaPublicKey(), nullptr);
+    ASSERT_EQ(next.Init(), 1);
+    EXPECT_NE(std::string(next.GetLocalRsaPublicKey(), 270), first);
+}
+
+TEST_F(LocalRsaKeyMgrTest, PublicKeyThatDoesNotParseIsLoggedAndThePrivateOneIsCheckedAll)
+{
+    m_Manager.Init();
+    SpoilThePublicKey();
+    const std::size_t nBefore = m_Host.CipherSelectors().size();
+    EXPECT_EQ(m_Manager.CheckLocalRsaKey(), 0) << "a good private key does not make up for it";
+    EXPECT_EQ(m_Host.Logs(), Lines{Line(203, PUBLIC_NOT_PARSED)});
+    EXPECT_EQ(m_Host.CipherSelectors().size(), nBefore + 1);
+}
+
+TEST_F(LocalRsaKeyMgrTest, HeldKeysAreNotMadeAgainHoweverBadTheyAre)
+{
+    m_Manager.Init();
+    SpoilThePublicKey();
+    const std::string spoiled = PublicDer();
+    EXPECT_EQ(m_Manager.Init(), 0);
+    EXPECT_EQ(PublicDer(), spoiled);
+}
+
+TEST_F(LocalRsaKeyMgrTest, PrivateKeyThatDoesNotDecipherIsLogged)
+{
+    m_Manager.Init();
+    m_Host.SetDecryptResult(1);
+    EXPECT_EQ(m_Manager.CheckLocalRsaKey(), 0);
+    ASSERT_EQ(m_Host.Logs().size(), 1u);
+    EXPECT_EQ(m_Host.Logs()[0].m_nLine, 225);
+    EXPECT_THAT(m_Host.Logs()[0].m_Text, ::testing::StartsWith(PRIVATE_NOT_PARSED));
+    EXPECT_EQ(ERR_peek_error(), 0u);
+}
+
+TEST_F(LocalRsaKeyMgrTest, FailingCipherIsLoggedAndTheFinalCheckReportsIt)
+{
+    m_Host.SetEncryptResult(-3);
+    EXPECT_EQ(m_Manager.Init(), 0);
+    const Lines lines = m_Host.Logs();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(
+        lines[0],
+        Line(
+            155,
+            "[LocalRsaKeyMgr::CheckLocalRsaKey] Call encrypt failed, Call encrypt Fail. ErrCode=:, res<-3>"));
+    EXPECT_EQ(lines[1].m_nLine, 225);
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 270);
+}
+
+TEST_F(LocalRsaKeyMgrTest, EmptyCipherTextCountsAsAHeldPrivateKey)
+{
+    m_Host.SetEncryptResult(1);
+    m_Manager.Init();
+    const std::string first = PublicDer();
+    m_Host.SetEncryptResult(0);
+    EXPECT_EQ(m_Manager.Init(), 0) << "nothing is made again, and the private key is still an empty text";
+    EXPECT_EQ(PublicDer(), first);
+}
+
+TEST_F(LocalRsaKeyMgrTest, FailedCopyIsLoggedAndTheFinalCheckReportsIt)
+{
+    m_Host.FailMemcpy(1);
+    EXPECT_EQ(m_Manager.Init(), 0);
+    const Lines lines = m_Host.Logs();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].m_Text, "memcpy_s failed.");
+    EXPECT_EQ(lines[0].m_File, "localrsakeymgr");
+    EXPECT_EQ(lines[1].m_nLine, 203);
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 270);
+}
+
+/// While it lives, OpenSSL gets no random bytes, and the error queue says ERR_R_INTERNAL_ERROR.
+class NoRandomBytes {
+public:
+    NoRandomBytes() : m_pOld(RAND_get_rand_method())
+    {
+        static const RAND_METHOD failing{nullptr, &Fail, nullptr, nullptr, &Fail, nullptr};
+        RAND_set_rand_method(&failing);
+    }
+    ~NoRandomBytes() { RAND_set_rand_method(m_pOld); }
+    NoRandomBytes(const NoRandomBytes&) = delete;
+    NoRandomBytes& operator=(const NoRandomBytes&) = delete;
+
+private:
+    static int Fail(unsigned char*, int)
+    {
+        ERR_raise(ERR_LIB_USER, ERR_R_INTERNAL_ERROR);
+        return 0;
+    }
+    const RAND_METHOD* m_pOld;
+};
+
+TEST_F(LocalRsaKeyMgrTest, FailedGenerationLeavesBothKeysEmpty)
+{
+    ERR_raise(ERR_LIB_USER, ERR_R_MALLOC_FAILURE);  // somebody else's, which must not be reported
+    {
+        const NoRandomBytes noRandomBytes;
+        EXPECT_EQ(m_Manager.Init(), 0);
+    }
+    EXPECT_EQ(
+        m_Host.Logs(),
+        Lines{Line(121,
+                   "[LocalRsaKeyMgr::CheckLocalRsaKey] Call d2i_RSAPublicKey failed, get public rsa obj "
+                   "is null,error:internal error, res<0>")});
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKey(), nullptr);
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 0);
+    EXPECT_EQ(ERR_peek_error(), 0u);
+    EXPECT_EQ(m_Manager.Init(), 1) << "the next attempt finds nothing held and makes the key pair";
+}
+
+TEST_F(LocalRsaKeyMgrTest, HalfAPairIsClearedAndMadeAgain)
+{
+    {
+        // The text of the enciphered private key is the first thing that is as long.
+        const nbitest::AllocationLimit limit(1500);
+        EXPECT_THROW(m_Manager.RsaKeyPairGen(), std::bad_alloc);
+    }
+    ASSERT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 270) << "the public key was not held yet";
+    const std::string first = PublicDer();
+    EXPECT_EQ(m_Manager.RsaKeyPairGen(), 1);
+    EXPECT_NE(PublicDer(), first);
+}
+
+TEST_F(LocalRsaKeyMgrTest, HalfAPairIsCheckedAsOne)
+{
+    {
+        const nbitest::AllocationLimit limit(1500);
+        EXPECT_THROW(m_Manager.RsaKeyPairGen(), std::bad_alloc);
+    }
+    EXPECT_EQ(m_Manager.CheckLocalRsaKey(), 0);
+    EXPECT_EQ(m_Host.Logs(), Lines{Line(237, "[LocalRsaKeyMgr::CheckLocalRsaKey] private key is null")});
+}
+
+TEST_F(LocalRsaKeyMgrTest, DestroyDoesNothingWhenTheStaticObjectLockFails)
+{
+    if (!nbitest::CanFailLocks()) GTEST_SKIP() << nbitest::NO_FAILING_LOCKS;
+    {
+        const nbitest::FailingLocks failing(nbitest::LockKind::MUTEX);
+        LocalRsaKeyMgr::Destroy();
+    }
+    EXPECT_EQ(LocalRsaKeyMgr::Instance(), &m_Manager);
+}
+
+TEST_F(LocalRsaKeyMgrTest, InstanceIsNullWhenTheStaticObjectLockFails)
+{
+    if (!nbitest::CanFailLocks()) GTEST_SKIP() << nbitest::NO_FAILING_LOCKS;
+    LocalRsaKeyMgr::Destroy();
+    const nbitest::FailingLocks failing(nbitest::LockKind::MUTEX);
+    EXPECT_EQ(LocalRsaKeyMgr::Instance(), nullptr);
+}
+
+// DecryptByLocalRsaKey
+
+class DecryptByLocalRsaKeyTest : public LocalRsaKeyMgrTest {
+protected:
+    DecryptByLocalRsaKeyTest() { m_Out.setBuffer("old"); }
+
+    int Run(const std::string& cipher)
+    {
+        return m_Manager.DecryptByLocalRsaKey(m_Out, cipher.data(), static_cast<long>(cipher.size()));
+    }
+
+    std::string OutText() const { return std::string(m_Out.getBuffer(), m_Out.length()); }
+
+    AutoReleaseString m_Out;
+};
+
+TEST_F(DecryptByLocalRsaKeyTest, ReadsWhatOpenSslEncryptedForThePublicKey)
+{
+    ASSERT_EQ(m_Manager.Init(), 1);
+    const std::string cipher = RsaKey(PublicDer()).Encrypt("a secret");
+    EXPECT_EQ(Run(cipher), 1);
+    EXPECT_EQ(OutText(), "a secret");
+    std::string hex;
+    for (const char character : cipher) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02X",
+                      static_cast<unsigned int>(static_cast<unsigned char>(character)));
+        hex += digits;
+    }
+    m_Out.setBuffer("old");
+    EXPECT_EQ(Run(hex), 1);
+    EXPECT_EQ(OutText(), "a secret");
+    EXPECT_THAT(m_Host.Logs(), IsEmpty());
+}
+
+TEST_F(DecryptByLocalRsaKeyTest, EmptySecretIsASecret)
+{
+    ASSERT_EQ(m_Manager.Init(), 1);
+    EXPECT_EQ(Run(RsaKey(PublicDer()).Encrypt("")), 1);
+    EXPECT_EQ(OutText(), "");
+}
+
+TEST_F(DecryptByLocalRsaKeyTest, WithoutAKeyPairTheResultIsZero)
+{
+    EXPECT_EQ(Run("anything"), 0);
+    EXPECT_EQ(OutText(), "old");
+    ASSERT_EQ(m_Host.Logs().size(), 1u);
+    EXPECT_EQ(m_Host.Logs()[0].m_Text, "[LocalRsaKeyMgr::DecryptByLocalRsaKey] private key is null");
+}
+
+TEST_F(DecryptByLocalRsaKeyTest, ForeignCipherTextGivesZeroAndLeavesTheOutput)
+{
+    ASSERT_EQ(m_Manager.Init(), 1);
+    EXPECT_EQ(Run(RsaKey(2048).Encrypt("a secret")), 0);
+    EXPECT_EQ(Run("short"), 0);
+    EXPECT_EQ(Run(""), 0);
+    EXPECT_EQ(m_Manager.DecryptByLocalRsaKey(m_Out, nullptr, 256), 0);
+    EXPECT_EQ(m_Manager.DecryptByLocalRsaKey(m_Out, "x", -1), 0);
+    EXPECT_EQ(OutText(), "old");
+}
+
+TEST_F(DecryptByLocalRsaKeyTest, PrivateKeyThatDoesNotDecipherGivesZero)
+{
+    ASSERT_EQ(m_Manager.Init(), 1);
+    m_Host.SetDecryptResult(1);
+    EXPECT_EQ(Run(RsaKey(PublicDer()).Encrypt("a secret")), 0);
+    EXPECT_EQ(OutText(), "old");
+}
+
+TEST_F(DecryptByLocalRsaKeyTest, PrivateKeyThatDoesNotParseGivesZero)
+{
+    ASSERT_EQ(m_Manager.Init(), 1);
+    const std::string cipher = RsaKey(PublicDer()).Encrypt("a secret");
+    m_Host.SetDecryptedText("not a key");
+    EXPECT_EQ(Run(cipher), 0);
+    EXPECT_EQ(OutText(), "old");
+    EXPECT_EQ(m_Host.LogsAt("nbirsa", 374).size(), 1u);
+}
+
+TEST_F(DecryptByLocalRsaKeyTest, FailedCopyGivesZero)
+{
+    ASSERT_EQ(m_Manager.Init(), 1);
+    const std::string cipher = RsaKey(PublicDer()).Encrypt("a secret");
+    m_Host.FailMemcpy(1);
+    EXPECT_EQ(Run(cipher), 0);
+}
+
+TEST_F(DecryptByLocalRsaKeyTest, ThreadsDecryptAtOnce)
+{
+    ASSERT_EQ(m_Manager.Init(), 1);
+    const std::string cipher = RsaKey(PublicDer()).Encrypt("a secret");
+    std::vector<std::string> results(4);
+    std::vector<std::thread> threads;
+    for (std::string& result : results) {
+        threads.emplace_back([&] {
+            AutoReleaseString out;
+            m_Manager.DecryptByLocalRsaKey(out, cipher.data(), static_cast<long>(cipher.size()));
+            result.assign(out.getBuffer(), out.length());
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_THAT(results, ::testing::Each("a secret"));
+}
+
+}  // namespace
+}  // namespace NS_UTIL
