@@ -191,7 +191,11 @@ bool LeavesOnItsStack(const std::function<void()>& work, const std::function<std
     pthread_attr_init(&attributes);
     pthread_attr_setstack(&attributes, pStack, STACK_SIZE);
     const auto Run = [](void* pWork) -> void* {
+        // The work runs deep enough that the end of the thread does not write over what it left.
+        char room[STACK_SIZE / 8];
+        asm volatile("" : : "r"(room) : "memory");
         (*static_cast<const std::function<void()>*>(pWork))();
+        asm volatile("" : : "r"(room) : "memory");
         return nullptr;
     };
     pthread_t thread;
