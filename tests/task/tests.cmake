@@ -1,1 +1,2 @@
 nbi_test(task/nbitaskmgr_test.cpp)
+nbi_test(task/taskqueue_test.cpp)
