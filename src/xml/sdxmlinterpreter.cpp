@@ -65,18 +65,17 @@ private:
 };
 thread_local const ActiveFile* ActiveFile::m_pInnermost = nullptr;
 
-void DefineMacros(const XMLTag& tag)
+void DefineMacros(const XMLTag& tag, SDXMLInterpreterMgr& mgr)
 {
     for (XMLItem** ppItem = tag.m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) {
-        SDXMLInterpreterMgr::Instance()->AddMacorValue(Shown((*ppItem)->m_pName),
-                                                       ToInt(Shown((*ppItem)->m_pValue)));
+        mgr.AddMacorValue(Shown((*ppItem)->m_pName), ToInt(Shown((*ppItem)->m_pValue)));
     }
 }
 
-void Include(const XMLTag& tag)
+void Include(const XMLTag& tag, SDXMLInterpreterMgr& mgr)
 {
     if (tag.m_pItems == nullptr || tag.m_pItems[0] == nullptr) return;
-    SDXMLInterpreterMgr::Instance()->ParseXMLFile(tag.m_pItems[0]->m_pValue);
+    mgr.ParseXMLFile(tag.m_pItems[0]->m_pValue);
 }
 
 /// What names a document's interpreter within its file: "/" and a name, or nothing.
@@ -150,12 +149,13 @@ TEParserFunc TEParserFuncRegistry::Find(const TEParserKey& key)
 
 int SDXMLInterpreter::InterpretXMLTag(const XMLTag& tag)
 {
-    if (tag.m_pChildren == nullptr) return 0;
+    SDXMLInterpreterMgr* const pMgr = SDXMLInterpreterMgr::Instance();
+    if (pMgr == nullptr || tag.m_pChildren == nullptr) return 0;
     for (const XMLTag* pChild : *tag.m_pChildren) {
         if (pChild->m_Name == MACRO_TAG) {
-            DefineMacros(*pChild);
+            DefineMacros(*pChild, *pMgr);
         } else if (pChild->m_Name == INCLUDE_TAG) {
-            Include(*pChild);
+            Include(*pChild, *pMgr);
         }
     }
     return 0;
@@ -165,7 +165,8 @@ SDXMLInterpreter::~SDXMLInterpreter() = default;
 
 int SDXMLInterpreter::AppXMLParseFunc(const TEParserKey& key, const XMLTag& tag, TEParserPara* para)
 {
-    TEParserFunc const pFunc = TEParserFuncRegistry::Instance()->Find(key);
+    TEParserFuncRegistry* const pRegistry = TEParserFuncRegistry::Instance();
+    const TEParserFunc pFunc = pRegistry == nullptr ? nullptr : pRegistry->Find(key);
     return pFunc == nullptr ? 0 : pFunc(tag, para);
 }
 

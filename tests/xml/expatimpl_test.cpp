@@ -12,7 +12,7 @@
 namespace NSTE_util {
 namespace {
 
-using nbitest::OutputOf;
+using nbitest::PrintedBy;
 
 /// Notes every event, and throws at the one it is told to.
 class NotingHandler : public CExpatImpl<NotingHandler> {
@@ -21,7 +21,7 @@ public:
     {
         m_Events.emplace_back("created");
         EnableStartElementHandler();
-        OutputOf([this] { EnableCharacterDataHandler(); });
+        PrintedBy([this] { EnableCharacterDataHandler(); });
         EnableEndElementHandler();
     }
     void OnStartElement(const XML_Char* pName, const XML_Char** /*ppAttributes*/)
@@ -105,11 +105,11 @@ TEST(CExpatImplTest, ErrorQueriesPrintTheirLineFirst)
     NotingHandler handler;
     ASSERT_TRUE(handler.Create());
     EXPECT_FALSE(handler.ParseAll("\n\n&"));
-    EXPECT_EQ(OutputOf([&] { EXPECT_EQ(handler.GetErrorCode(), XML_ERROR_INVALID_TOKEN); }),
+    EXPECT_EQ(PrintedBy([&] { EXPECT_EQ(handler.GetErrorCode(), XML_ERROR_INVALID_TOKEN); }),
               "in [GetErrorCode]\n");
-    EXPECT_EQ(OutputOf([&] { EXPECT_STREQ(handler.GetErrorText(XML_ERROR_SYNTAX), "syntax error"); }),
+    EXPECT_EQ(PrintedBy([&] { EXPECT_STREQ(handler.GetErrorText(XML_ERROR_SYNTAX), "syntax error"); }),
               "in [XML_LChar]\n");
-    EXPECT_EQ(OutputOf([&] { EXPECT_EQ(handler.GetCurrentLineNumber(), 3U); }),
+    EXPECT_EQ(PrintedBy([&] { EXPECT_EQ(handler.GetCurrentLineNumber(), 3U); }),
               "in [GetCurrentLineNumber]\n");
 }
 

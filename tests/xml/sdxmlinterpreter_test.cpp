@@ -9,6 +9,9 @@
 #include <stdexcept>
 #include <thread>
 
+#include "support/lockfailure.h"
+#include "support/tempdir.h"
+#include "xml/staticdescxmlparser.h"
 #include "xml/xmltesting.h"
 
 namespace NS_UTIL {
@@ -21,11 +24,15 @@ public:
 
 namespace {
 
+using nbitest::CanFailLocks;
+using nbitest::FailingLocks;
 using nbitest::LinesOf;
-using nbitest::OutputOf;
+using nbitest::LockKind;
+using nbitest::NO_FAILING_LOCKS;
 using nbitest::POST_CREATE;
+using nbitest::PrintedBy;
 using nbitest::Silence;
-using nbitest::TestFolder;
+using nbitest::TempDir;
 using Lines = std::vector<std::string>;
 
 SDXMLInterpreterMgr& Mgr()
@@ -87,7 +94,7 @@ protected:
     int ParseFile(const std::string& path)
     {
         int nResult = 1;
-        m_Output = OutputOf([&] { nResult = Mgr().ParseXMLFile(path.c_str()); });
+        m_Output = PrintedBy([&] { nResult = Mgr().ParseXMLFile(path.c_str()); });
         return nResult;
     }
     bool ParseBuffer(const std::string& text)
@@ -96,7 +103,7 @@ protected:
         return Mgr().ParseXMLBuffer(text.data(), text.size());
     }
 
-    const TestFolder m_Folder;
+    const TempDir m_Folder;
     std::vector<Lines> m_Seen;
     std::string m_Output;
 };
@@ -259,7 +266,7 @@ TEST_F(SDXMLInterpreterMgrTest, ParseIntOfNothingIsZeroEvenWithAMacroWithoutANam
 TEST_F(SDXMLDispatchTest, FileWithFoldersIsDispatchedUnderItsLastComponent)
 {
     Note("tables.xml");
-    EXPECT_EQ(ParseFile(m_Folder.Write("tables.xml", "<tables><t n='1'/></tables>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("tables.xml", "<tables><t n='1'/></tables>")), 0);
     EXPECT_EQ(m_Seen, (std::vector<Lines>{{"0 tables", "1 t n=1"}}));
     EXPECT_EQ(Mgr().getFileName(), "tables.xml");
 }
@@ -267,37 +274,37 @@ TEST_F(SDXMLDispatchTest, FileWithFoldersIsDispatchedUnderItsLastComponent)
 TEST_F(SDXMLDispatchTest, RootWithAnInterpreterAttributeIsDispatchedUnderBothNames)
 {
     Note("tables.xml/alarm");
-    EXPECT_EQ(ParseFile(m_Folder.Write("tables.xml", "<root a='b' interpreter='alarm'/>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("tables.xml", "<root a='b' interpreter='alarm'/>")), 0);
     EXPECT_EQ(m_Seen, (std::vector<Lines>{{"0 root a=b interpreter=alarm"}}));
 }
 
 TEST_F(SDXMLDispatchTest, RootWithoutAnInterpreterAttributeIsDispatchedUnderTheFileName)
 {
     Note("tables.xml");
-    EXPECT_EQ(ParseFile(m_Folder.Write("tables.xml", "<root/>")), 0);
-    EXPECT_EQ(ParseFile(m_Folder.Write("tables.xml", "<root Interpreter='alarm' interpreters='x'/>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("tables.xml", "<root/>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("tables.xml", "<root Interpreter='alarm' interpreters='x'/>")), 0);
     EXPECT_EQ(m_Seen.size(), 2U);
 }
 
 TEST_F(SDXMLDispatchTest, InterpreterAttributeOfAnotherElementDoesNotCount)
 {
     Note("tables.xml");
-    EXPECT_EQ(ParseFile(m_Folder.Write("tables.xml", "<Root interpreter='alarm'/>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("tables.xml", "<Root interpreter='alarm'/>")), 0);
     EXPECT_EQ(m_Seen.size(), 1U);
 }
 
 TEST_F(SDXMLDispatchTest, EmptyInterpreterNameLeavesTheSlash)
 {
     Note("tables.xml/");
-    EXPECT_EQ(ParseFile(m_Folder.Write("tables.xml", "<root interpreter=''/>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("tables.xml", "<root interpreter=''/>")), 0);
     EXPECT_EQ(m_Seen.size(), 1U);
 }
 
 TEST_F(SDXMLDispatchTest, FileIsASuccessWithoutAnInterpreterOrWithOneThatFails)
 {
-    EXPECT_EQ(ParseFile(m_Folder.Write("none.xml", "<r/>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("none.xml", "<r/>")), 0);
     Note("bad.xml", 5);
-    EXPECT_EQ(ParseFile(m_Folder.Write("bad.xml", "<r/>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("bad.xml", "<r/>")), 0);
     EXPECT_EQ(m_Seen.size(), 1U);
 }
 
@@ -305,11 +312,11 @@ TEST_F(SDXMLDispatchTest, FailedFileIsNotDispatchedAndKeepsTheStoredName)
 {
     Note("bad.xml");
     Mgr().setFileName("before.xml");
-    EXPECT_EQ(ParseFile(m_Folder.Write("bad.xml", "<r>")), 0);  // cut off, which is no failure
+    EXPECT_EQ(ParseFile(m_Folder.Add("bad.xml", "<r>")), 0);  // cut off, which is no failure
     m_Seen.clear();
     Mgr().setFileName("before.xml");
-    EXPECT_EQ(ParseFile(m_Folder.Write("bad.xml", "<r></q>")), -1);
-    EXPECT_EQ(ParseFile(m_Folder.Path("none/bad.xml")), -1);
+    EXPECT_EQ(ParseFile(m_Folder.Add("bad.xml", "<r></q>")), -1);
+    EXPECT_EQ(ParseFile(m_Folder / "none/bad.xml"), -1);
     EXPECT_TRUE(m_Seen.empty());
     EXPECT_EQ(Mgr().getFileName(), "before.xml");
 }
@@ -317,15 +324,15 @@ TEST_F(SDXMLDispatchTest, FailedFileIsNotDispatchedAndKeepsTheStoredName)
 TEST_F(SDXMLDispatchTest, NullPathFailsLikeAnEmptyOne)
 {
     const std::string expected = POST_CREATE + std::string("[ParseFile] Call fopen file name  error\n");
-    EXPECT_EQ(OutputOf([] { EXPECT_EQ(Mgr().ParseXMLFile(nullptr), -1); }), expected);
-    EXPECT_EQ(OutputOf([] { EXPECT_EQ(Mgr().ParseXMLFile(""), -1); }), expected);
+    EXPECT_EQ(PrintedBy([] { EXPECT_EQ(Mgr().ParseXMLFile(nullptr), -1); }), expected);
+    EXPECT_EQ(PrintedBy([] { EXPECT_EQ(Mgr().ParseXMLFile(""), -1); }), expected);
 }
 
 TEST_F(SDXMLDispatchTest, CutFileIsInterpretedWithItsPartialTree)
 {
     Note("cut.xml");
-    EXPECT_EQ(ParseFile(m_Folder.Write("cut.xml", "<r><a/><b")), 0);
-    EXPECT_EQ(ParseFile(m_Folder.Write("cut.xml", "<")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("cut.xml", "<r><a/><b")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("cut.xml", "<")), 0);
     EXPECT_EQ(m_Seen, (std::vector<Lines>{{"0 r", "1 a"}, {"0 "}}));
 }
 
@@ -333,7 +340,7 @@ TEST_F(SDXMLDispatchTest, FileNameIsStoredBeforeTheInterpreterRuns)
 {
     std::string name;
     Mgr().RegisterInterpreter("doc.xml", new CallingInterpreter([&name] { name = Mgr().getFileName(); }));
-    EXPECT_EQ(ParseFile(m_Folder.Write("doc.xml", "<r/>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("doc.xml", "<r/>")), 0);
     EXPECT_EQ(name, "doc.xml");
 }
 
@@ -344,14 +351,14 @@ TEST_F(SDXMLDispatchTest, InterpreterMayCallTheManagersWriters)
                                   Mgr().RegisterInterpreter("other", nullptr);
                                   Mgr().setFileName("other");
                               }));
-    EXPECT_EQ(ParseFile(m_Folder.Write("doc.xml", "<r/>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("doc.xml", "<r/>")), 0);
     EXPECT_EQ(Mgr().ParseInt("M"), 4);
     EXPECT_EQ(Mgr().getFileName(), "other");
 }
 
 TEST_F(SDXMLDispatchTest, ExceptionOfAnInterpreterReachesTheCallerAndTheFileCanBeParsedAgain)
 {
-    const std::string path = m_Folder.Write("doc.xml", "<r/>");
+    const std::string path = m_Folder.Add("doc.xml", "<r/>");
     bool bThrow = true;
     Mgr().RegisterInterpreter("doc.xml", new CallingInterpreter([&bThrow] {
                                   if (bThrow) throw std::runtime_error("interpreter");
@@ -369,7 +376,7 @@ TEST_F(SDXMLDispatchTest, BufferIsDispatchedUnderTheNameOfTheLastFile)
     Note("doc.xml");
     Note("doc.xml/x");
     EXPECT_FALSE(ParseBuffer("<r/>"));
-    EXPECT_EQ(ParseFile(m_Folder.Write("doc.xml", "<r/>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("doc.xml", "<r/>")), 0);
     EXPECT_TRUE(ParseBuffer("<b/>"));
     EXPECT_TRUE(ParseBuffer("<root interpreter='x'/>"));
     EXPECT_EQ(m_Seen, (std::vector<Lines>{{"0 r"}, {"0 b"}, {"0 root interpreter=x"}}));
@@ -395,7 +402,7 @@ TEST_F(SDXMLDispatchTest, BufferIsTrueExactlyWhenTheInterpreterAnswersZero)
 TEST_F(SDXMLDispatchTest, NullOrEmptyBufferIsRefusedAndPrintsNothing)
 {
     Note("");
-    EXPECT_EQ(OutputOf([] {
+    EXPECT_EQ(PrintedBy([] {
                   EXPECT_FALSE(Mgr().ParseXMLBuffer(nullptr, 10));
                   EXPECT_FALSE(Mgr().ParseXMLBuffer("<r/>", 0));
               }),
@@ -406,16 +413,16 @@ TEST_F(SDXMLDispatchTest, NullOrEmptyBufferIsRefusedAndPrintsNothing)
 TEST_F(SDXMLDispatchTest, BufferThatExpatRefusesIsNotDispatched)
 {
     Note("");
-    EXPECT_EQ(OutputOf([] { EXPECT_FALSE(Mgr().ParseXMLBuffer("<r>", 3)); }), POST_CREATE);
+    EXPECT_EQ(PrintedBy([] { EXPECT_FALSE(Mgr().ParseXMLBuffer("<r>", 3)); }), POST_CREATE);
     EXPECT_TRUE(m_Seen.empty());
 }
 
 TEST_F(SDXMLReservedElementsTest, EveryAttributeOfAMacroDescDefinesAMacro)
 {
     Note("doc.xml");
-    EXPECT_EQ(ParseFile(m_Folder.Write("doc.xml",
-                                       "<r><macro_desc A='1' B=' -2x' C='none'/><macro_desc/>"
-                                       "<macro_desc A='3' D='4294967297'/></r>")),
+    EXPECT_EQ(ParseFile(m_Folder.Add("doc.xml",
+                                     "<r><macro_desc A='1' B=' -2x' C='none'/><macro_desc/>"
+                                     "<macro_desc A='3' D='4294967297'/></r>")),
               0);
     EXPECT_EQ(Mgr().ParseInt("A"), 3);
     EXPECT_EQ(Mgr().ParseInt("B"), -2);
@@ -426,16 +433,16 @@ TEST_F(SDXMLReservedElementsTest, EveryAttributeOfAMacroDescDefinesAMacro)
 TEST_F(SDXMLReservedElementsTest, MacrosInValuesOfMacrosAreNotResolved)
 {
     Note("doc.xml");
-    EXPECT_EQ(ParseFile(m_Folder.Write("doc.xml", "<r><macro_desc A='7' B='A'/></r>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("doc.xml", "<r><macro_desc A='7' B='A'/></r>")), 0);
     EXPECT_EQ(Mgr().ParseInt("B"), 0);
 }
 
 TEST_F(SDXMLReservedElementsTest, OnlyChildrenOfTheTagAreLookedAt)
 {
     Note("doc.xml");
-    EXPECT_EQ(ParseFile(m_Folder.Write("doc.xml",
-                                       "<macro_desc A='1'><x><macro_desc B='2'/></x>"
-                                       "<Macro_desc C='3'/></macro_desc>")),
+    EXPECT_EQ(ParseFile(m_Folder.Add("doc.xml",
+                                     "<macro_desc A='1'><x><macro_desc B='2'/></x>"
+                                     "<Macro_desc C='3'/></macro_desc>")),
               0);
     EXPECT_EQ(Mgr().ParseInt("A"), 0);
     EXPECT_EQ(Mgr().ParseInt("B"), 0);
@@ -445,8 +452,8 @@ TEST_F(SDXMLReservedElementsTest, OnlyChildrenOfTheTagAreLookedAt)
 TEST_F(SDXMLReservedElementsTest, MacroOfOneFileIsSeenByEveryLaterParse)
 {
     Note("a.xml");
-    EXPECT_EQ(ParseFile(m_Folder.Write("a.xml", "<r><macro_desc A='1'/></r>")), 0);
-    EXPECT_EQ(ParseFile(m_Folder.Write("b.xml", "<r/>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("a.xml", "<r><macro_desc A='1'/></r>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("b.xml", "<r/>")), 0);
     EXPECT_EQ(Mgr().ParseInt("A"), 1);
 }
 
@@ -477,8 +484,8 @@ TEST_F(SDXMLIncludeTest, IncludedFileIsDispatchedToItsOwnInterpreterAtOnce)
 {
     Note("a.xml");
     Note("b.xml");
-    const std::string inner = m_Folder.Write("b.xml", "<b><macro_desc M='2'/></b>");
-    const std::string outer = m_Folder.Write(
+    const std::string inner = m_Folder.Add("b.xml", "<b><macro_desc M='2'/></b>");
+    const std::string outer = m_Folder.Add(
         "a.xml", "<a><macro_desc M='1'/><include any='" + inner + "' file='none'/><macro_desc N='3'/></a>");
     EXPECT_EQ(ParseFile(outer), 0);
     ASSERT_EQ(m_Seen.size(), 2U);
@@ -491,8 +498,8 @@ TEST_F(SDXMLIncludeTest, StoredNameRemainsThatOfTheIncludedFile)
 {
     Note("a.xml");
     Note("b.xml");
-    const std::string inner = m_Folder.Write("b.xml", "<b/>");
-    EXPECT_EQ(ParseFile(m_Folder.Write("a.xml", "<a><include file='" + inner + "'/></a>")), 0);
+    const std::string inner = m_Folder.Add("b.xml", "<b/>");
+    EXPECT_EQ(ParseFile(m_Folder.Add("a.xml", "<a><include file='" + inner + "'/></a>")), 0);
     EXPECT_EQ(Mgr().getFileName(), "b.xml");
     m_Seen.clear();
     EXPECT_TRUE(ParseBuffer("<buffer/>"));
@@ -502,10 +509,10 @@ TEST_F(SDXMLIncludeTest, StoredNameRemainsThatOfTheIncludedFile)
 TEST_F(SDXMLIncludeTest, FailedIncludePrintsItsMessagesAndDoesNotStopTheIncludingFile)
 {
     Note("a.xml");
-    const std::string none = m_Folder.Path("none.xml");
-    const std::string bad = m_Folder.Write("bad.xml", "<b></c>");
-    EXPECT_EQ(ParseFile(m_Folder.Write("a.xml", "<a><include f='" + none + "'/><include f='" + bad +
-                                                    "'/><macro_desc M='1'/></a>")),
+    const std::string none = m_Folder / "none.xml";
+    const std::string bad = m_Folder.Add("bad.xml", "<b></c>");
+    EXPECT_EQ(ParseFile(m_Folder.Add("a.xml", "<a><include f='" + none + "'/><include f='" + bad +
+                                                  "'/><macro_desc M='1'/></a>")),
               0);
     EXPECT_EQ(m_Output, std::string(POST_CREATE) + POST_CREATE + "[ParseFile] Call fopen file name " + none +
                             " error\n" + POST_CREATE +
@@ -519,7 +526,7 @@ TEST_F(SDXMLIncludeTest, FailedIncludePrintsItsMessagesAndDoesNotStopTheIncludin
 TEST_F(SDXMLIncludeTest, IncludeWithoutAttributesIsSkipped)
 {
     Note("a.xml");
-    EXPECT_EQ(ParseFile(m_Folder.Write("a.xml", "<a><include/><macro_desc M='1'/></a>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("a.xml", "<a><include/><macro_desc M='1'/></a>")), 0);
     EXPECT_EQ(m_Output, POST_CREATE);
     EXPECT_EQ(Mgr().ParseInt("M"), 1);
 }
@@ -528,11 +535,11 @@ TEST_F(SDXMLIncludeTest, RelativePathResolvesAgainstTheWorkingDirectory)
 {
     Note("a.xml");
     Note("b.xml");
-    std::filesystem::create_directory(m_Folder.Path("sub"));
-    m_Folder.Write("sub/b.xml", "<wrong/>");
-    m_Folder.Write("b.xml", "<right/>");
-    const std::string outer = m_Folder.Write("sub/a.xml", "<a><include f='b.xml'/></a>");
-    std::filesystem::current_path(m_Folder.Path(""));
+    std::filesystem::create_directory(m_Folder / "sub");
+    m_Folder.Add("sub/b.xml", "<wrong/>");
+    m_Folder.Add("b.xml", "<right/>");
+    const std::string outer = m_Folder.Add("sub/a.xml", "<a><include f='b.xml'/></a>");
+    std::filesystem::current_path(m_Folder / "");
     EXPECT_EQ(ParseFile(outer), 0);
     std::filesystem::current_path("/");
     ASSERT_EQ(m_Seen.size(), 2U);
@@ -543,12 +550,12 @@ TEST_F(SDXMLIncludeTest, ThousandNestedIncludesWork)
 {
     constexpr int DEPTH = 1000;
     auto* const pInterpreter = new NotingInterpreter(m_Seen);
-    std::string path = m_Folder.Write("f0.xml", "<last/>");
+    std::string path = m_Folder.Add("f0.xml", "<last/>");
     Mgr().RegisterInterpreter("f0.xml", pInterpreter);
     for (int i = 1; i <= DEPTH; ++i) {
         const std::string name = "f" + std::to_string(i) + ".xml";
         Mgr().RegisterInterpreter(name, pInterpreter);
-        path = m_Folder.Write(name, "<r><include f='" + path + "'/></r>");
+        path = m_Folder.Add(name, "<r><include f='" + path + "'/></r>");
     }
     EXPECT_EQ(ParseFile(path), 0);
     ASSERT_EQ(m_Seen.size(), DEPTH + 1U);
@@ -558,8 +565,8 @@ TEST_F(SDXMLIncludeTest, ThousandNestedIncludesWork)
 TEST_F(SDXMLIncludeTest, FileThatIncludesItselfIsNotParsedAgainAndOneLineSaysSo)
 {
     Note("a.xml");
-    const std::string path = m_Folder.Path("a.xml");
-    m_Folder.Write("a.xml", "<a><include f='" + path + "'/><macro_desc M='1'/></a>");
+    const std::string path = m_Folder / "a.xml";
+    m_Folder.Add("a.xml", "<a><include f='" + path + "'/><macro_desc M='1'/></a>");
     EXPECT_EQ(ParseFile(path), 0);
     EXPECT_EQ(m_Output, POST_CREATE + ("[ParseXMLFile] File " + path + " is being parsed already\n"));
     EXPECT_EQ(m_Seen.size(), 1U);
@@ -568,7 +575,7 @@ TEST_F(SDXMLIncludeTest, FileThatIncludesItselfIsNotParsedAgainAndOneLineSaysSo)
 
 TEST_F(SDXMLIncludeTest, CircleIsAFailureForWhoeverParses)
 {
-    const std::string path = m_Folder.Write("a.xml", "<a/>");
+    const std::string path = m_Folder.Add("a.xml", "<a/>");
     int nInner = 1;
     Mgr().RegisterInterpreter("a.xml",
                               new CallingInterpreter([&] { nInner = Mgr().ParseXMLFile(path.c_str()); }));
@@ -580,27 +587,28 @@ TEST_F(SDXMLIncludeTest, CircleOfTwoFilesIsFoundBehindALinkAndAnotherPath)
 {
     Note("a.xml");
     Note("b.xml");
-    std::filesystem::create_symlink(m_Folder.Path("a.xml"), m_Folder.Path("soft.xml"));
-    const std::string inner = m_Folder.Write(
-        "b.xml", "<b><include f='" + m_Folder.Path("soft.xml") + "'/><include f='" +
-                     m_Folder.Path("hard.xml") + "'/><include f='" + m_Folder.Path("./a.xml") + "'/></b>");
-    const std::string outer = m_Folder.Write("a.xml", "<a><include f='" + inner + "'/></a>");
-    std::filesystem::create_hard_link(outer, m_Folder.Path("hard.xml"));
+    std::string includes;
+    std::string expected = std::string(POST_CREATE) + POST_CREATE;
+    for (const char* pName : {"soft.xml", "hard.xml", "./a.xml"}) {
+        includes += "<include f='" + (m_Folder / pName) + "'/>";
+        expected += "[ParseXMLFile] File " + (m_Folder / pName) + " is being parsed already\n";
+    }
+    const std::string inner = m_Folder.Add("b.xml", "<b>" + includes + "</b>");
+    const std::string outer = m_Folder.Add("a.xml", "<a><include f='" + inner + "'/></a>");
+    std::filesystem::create_symlink(outer, m_Folder / "soft.xml");
+    std::filesystem::create_hard_link(outer, m_Folder / "hard.xml");
     EXPECT_EQ(ParseFile(outer), 0);
     EXPECT_EQ(m_Seen.size(), 2U);
-    EXPECT_EQ(m_Output, std::string(POST_CREATE) + POST_CREATE + "[ParseXMLFile] File " +
-                            m_Folder.Path("soft.xml") + " is being parsed already\n[ParseXMLFile] File " +
-                            m_Folder.Path("hard.xml") + " is being parsed already\n[ParseXMLFile] File " +
-                            m_Folder.Path("./a.xml") + " is being parsed already\n");
+    EXPECT_EQ(m_Output, expected);
 }
 
 TEST_F(SDXMLIncludeTest, SecondIncludeThatIsNoCircleIsParsedAgain)
 {
     Note("a.xml");
     Note("b.xml");
-    const std::string inner = m_Folder.Write("b.xml", "<b/>");
+    const std::string inner = m_Folder.Add("b.xml", "<b/>");
     const std::string include = "<include f='" + inner + "'/>";
-    EXPECT_EQ(ParseFile(m_Folder.Write("a.xml", "<a>" + include + include + "</a>")), 0);
+    EXPECT_EQ(ParseFile(m_Folder.Add("a.xml", "<a>" + include + include + "</a>")), 0);
     EXPECT_EQ(m_Seen.size(), 3U);
     EXPECT_EQ(m_Output, std::string(POST_CREATE) + POST_CREATE + POST_CREATE);
 }
@@ -608,16 +616,16 @@ TEST_F(SDXMLIncludeTest, SecondIncludeThatIsNoCircleIsParsedAgain)
 TEST_F(SDXMLIncludeTest, CircleThroughABufferEndsToo)
 {
     Note("a.xml");
-    const std::string path = m_Folder.Write("a.xml", "<a/>");
+    const std::string path = m_Folder.Add("a.xml", "<a/>");
     EXPECT_EQ(ParseFile(path), 0);
-    m_Folder.Write("a.xml", "<a><include f='" + path + "'/></a>");
+    m_Folder.Add("a.xml", "<a><include f='" + path + "'/></a>");
     EXPECT_TRUE(ParseBuffer("<r><include f='" + path + "'/></r>"));
     EXPECT_EQ(m_Seen.size(), 3U);
 }
 
 TEST_F(SDXMLIncludeTest, FileThatAnotherThreadParsesIsNoCircle)
 {
-    const std::string path = m_Folder.Write("a.xml", "<a/>");
+    const std::string path = m_Folder.Add("a.xml", "<a/>");
     int nOther = 1;
     bool bOuter = true;
     Mgr().RegisterInterpreter("a.xml", new CallingInterpreter([&] {
@@ -626,6 +634,82 @@ TEST_F(SDXMLIncludeTest, FileThatAnotherThreadParsesIsNoCircle)
                               }));
     EXPECT_EQ(ParseFile(path), 0);
     EXPECT_EQ(nOther, 0);
+}
+
+class SDXMLFailedLockTest : public SDXMLInterpreterMgrTest {
+protected:
+    void SetUp() override
+    {
+        if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
+        Mgr().AddMacorValue("M", 3);
+        Note("doc.xml");
+    }
+};
+
+TEST_F(SDXMLFailedLockTest, ReadersAnswerWithoutTheLock)
+{
+    FailingLocks failing(LockKind::READ, 3);
+    EXPECT_EQ(Mgr().ParseInt("M"), 3);
+    EXPECT_NE(Mgr().GetInterpreter("doc.xml"), nullptr);
+    EXPECT_EQ(Mgr().getFileName(), "");
+    EXPECT_EQ(failing.Left(), 0);
+    Mgr().AddMacorValue("M", 4);  // would block if a reader were still counted
+    EXPECT_EQ(Mgr().ParseInt("M"), 4);
+}
+
+TEST_F(SDXMLFailedLockTest, WritersGoOnWithoutTheLock)
+{
+    {
+        FailingLocks failing(LockKind::WRITE, 3);
+        Mgr().AddMacorValue("M", 5);
+        Mgr().setFileName("a/b");
+        Mgr().Clear();
+        EXPECT_EQ(failing.Left(), 0);
+    }
+    EXPECT_EQ(Mgr().ParseInt("M"), 5);
+    EXPECT_EQ(Mgr().getFileName(), "b");
+    EXPECT_EQ(Mgr().GetInterpreter("doc.xml"), nullptr);
+}
+
+TEST_F(SDXMLFailedLockTest, RegistryGoesOnWithoutTheLock)
+{
+    TEParserFuncRegistry& registry = *TEParserFuncRegistry::Instance();
+    const FailingLocks readers(LockKind::READ, 10);
+    const FailingLocks writers(LockKind::WRITE, 10);
+    EXPECT_EQ(registry.Find({"failed", "lock", ""}), nullptr);
+    EXPECT_EQ(registry.RemoveBySecond("lock"), 1U);
+}
+
+TEST(SDXMLFailedStaticLockTest, InstanceIsNullAndDestroyDoesNothing)
+{
+    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
+    SDXMLInterpreterMgr::Destroy();
+    {
+        const FailingLocks failing(LockKind::MUTEX);
+        EXPECT_EQ(SDXMLInterpreterMgr::Instance(), nullptr);
+    }
+    SDXMLInterpreterMgr* const pMgr = SDXMLInterpreterMgr::Instance();
+    {
+        const FailingLocks failing(LockKind::MUTEX);
+        SDXMLInterpreterMgr::Destroy();
+    }
+    EXPECT_EQ(SDXMLInterpreterMgr::Instance(), pMgr);
+    SDXMLInterpreterMgr::Destroy();
+}
+
+TEST(SDXMLFailedStaticLockTest, ReservedElementsAreSkippedWithoutAManager)
+{
+    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
+    SDXMLInterpreterMgr::Destroy();
+    SDXMLInterpreter base;
+    StaticDescXMLParser parser;
+    const std::string text = "<r><macro_desc M='1'/><include f='/'/></r>";
+    {
+        const Silence silence;
+        ASSERT_TRUE(parser.ParseText(text.data(), text.size()));
+    }
+    const FailingLocks failing(LockKind::MUTEX, 10);
+    EXPECT_EQ(base.InterpretXMLTag(parser.Root()), 0);
 }
 
 /// The Itanium ABI gives a virtual member's pointer as one more than its place in the table, in bytes.

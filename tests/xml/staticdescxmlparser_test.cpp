@@ -6,6 +6,9 @@
 #include <climits>
 #include <cstring>
 
+#include "support/heapwatch.h"
+#include "support/tempdir.h"
+#include "xml/expatfailure.h"
 #include "xml/madedocument.h"
 #include "xml/xmltesting.h"
 
@@ -15,11 +18,11 @@ namespace {
 using nbitest::CHARACTERS;
 using nbitest::LinesOf;
 using nbitest::MadeDocument;
-using nbitest::OutputOf;
 using nbitest::POST_CREATE;
+using nbitest::PrintedBy;
 using nbitest::RunOnSmallStack;
 using nbitest::Silence;
-using nbitest::TestFolder;
+using nbitest::TempDir;
 using ::testing::HasSubstr;
 using Lines = std::vector<std::string>;
 
@@ -44,19 +47,19 @@ class StaticDescXMLParserTest : public ::testing::Test {
 protected:
     int ParseFile(const std::string& text)
     {
-        m_Path = m_Folder.Write("doc.xml", text);
+        m_Path = m_Folder.Add("doc.xml", text);
         int nResult = 1;
-        m_Output = OutputOf([&] { nResult = m_Parser.ParseFile(m_Path.c_str()); });
+        m_Output = PrintedBy([&] { nResult = m_Parser.ParseFile(m_Path.c_str()); });
         return nResult;
     }
     bool ParseText(const std::string& text)
     {
         bool bResult = false;
-        m_Output = OutputOf([&] { bResult = m_Parser.ParseText(text.data(), text.size()); });
+        m_Output = PrintedBy([&] { bResult = m_Parser.ParseText(text.data(), text.size()); });
         return bResult;
     }
 
-    const TestFolder m_Folder;
+    const TempDir m_Folder;
     StaticDescXMLParser m_Parser;
     std::string m_Path;
     std::string m_Output;
@@ -116,8 +119,8 @@ TEST_F(StaticDescXMLParserTest, LineBreakIsARunOfItsOwn)
 
 TEST_F(StaticDescXMLParserTest, PostCreateLinesComeBeforeTheOpenError)
 {
-    const std::string path = m_Folder.Path("none %s.xml");
-    EXPECT_EQ(OutputOf([&] { EXPECT_EQ(m_Parser.ParseFile(path.c_str()), -1); }),
+    const std::string path = m_Folder / "none %s.xml";
+    EXPECT_EQ(PrintedBy([&] { EXPECT_EQ(m_Parser.ParseFile(path.c_str()), -1); }),
               POST_CREATE + ("[ParseFile] Call fopen file name " + path + " error\n"));
 }
 
@@ -142,15 +145,15 @@ TEST_F(StaticDescXMLParserTest, ErrorIsFoundInTheDeferredEndOfTheFile)
 
 TEST_F(StaticDescXMLParserTest, PercentSignsOfAFileNameArePrintedAsTheyAre)
 {
-    const std::string path = m_Folder.Write("a%s%n.xml", "&");
-    EXPECT_EQ(OutputOf([&] { EXPECT_EQ(m_Parser.ParseFile(path.c_str()), -1); }),
+    const std::string path = m_Folder.Add("a%s%n.xml", "&");
+    EXPECT_EQ(PrintedBy([&] { EXPECT_EQ(m_Parser.ParseFile(path.c_str()), -1); }),
               POST_CREATE + ErrorLines(path, 1, "not well-formed (invalid token)"));
 }
 
 TEST_F(StaticDescXMLParserTest, FolderCannotBeReadAndFails)
 {
-    const std::string path = m_Folder.Path("");
-    EXPECT_EQ(OutputOf([&] { EXPECT_EQ(m_Parser.ParseFile(path.c_str()), -1); }),
+    const std::string path = m_Folder / "";
+    EXPECT_EQ(PrintedBy([&] { EXPECT_EQ(m_Parser.ParseFile(path.c_str()), -1); }),
               POST_CREATE + ErrorLines(path, 1, "no element found"));
 }
 
@@ -193,7 +196,7 @@ TEST_F(StaticDescXMLParserTest, NegativeLengthMeansAZeroTerminatedText)
     const char text[] = "<r k='v'/>";
     for (const unsigned long nLength : {0xFFFFFFFFUL, ULONG_MAX, 0x80000000UL, 0x1FFFFFFFFUL}) {
         StaticDescXMLParser parser;
-        OutputOf([&] { EXPECT_TRUE(parser.ParseText(text, nLength)); });
+        PrintedBy([&] { EXPECT_TRUE(parser.ParseText(text, nLength)); });
         EXPECT_EQ(LinesOf(parser.Root()), (Lines{"0 r k=v"}));
     }
 }
@@ -201,23 +204,59 @@ TEST_F(StaticDescXMLParserTest, NegativeLengthMeansAZeroTerminatedText)
 TEST_F(StaticDescXMLParserTest, OnlyTheLow32BitsOfALengthCount)
 {
     const char text[] = "<r/><";
-    OutputOf([&] { EXPECT_TRUE(m_Parser.ParseText(text, 0x100000004UL)); });
+    PrintedBy([&] { EXPECT_TRUE(m_Parser.ParseText(text, 0x100000004UL)); });
     StaticDescXMLParser other;
-    OutputOf([&] { EXPECT_FALSE(other.ParseText(text, 0x100000000UL)); });
+    PrintedBy([&] { EXPECT_FALSE(other.ParseText(text, 0x100000000UL)); });
 }
 
 TEST_F(StaticDescXMLParserTest, ErrorIsPrintedWithoutAPlaceWhenNoFileIsKnown)
 {
     EXPECT_FALSE(ParseText("<r"));
-    EXPECT_EQ(OutputOf([&] { m_Parser.PrintParseError(); }),
+    EXPECT_EQ(PrintedBy([&] { m_Parser.PrintParseError(); }),
               "in [GetErrorCode]\nin [XML_LChar]\nParse error:\n[unclosed token]\n");
 }
 
 TEST_F(StaticDescXMLParserTest, FileNameIsForgottenAfterTheParse)
 {
     EXPECT_EQ(ParseFile("&"), -1);
-    EXPECT_EQ(OutputOf([&] { m_Parser.PrintParseError(); }),
+    EXPECT_EQ(PrintedBy([&] { m_Parser.PrintParseError(); }),
               "in [GetErrorCode]\nin [XML_LChar]\nParse error:\n[not well-formed (invalid token)]\n");
+}
+
+TEST_F(StaticDescXMLParserTest, NothingIsReadWithoutAnExpatParser)
+{
+    const nbitest::NoExpatParser noParser;
+    EXPECT_EQ(ParseFile("<r/>"), -1);
+    EXPECT_EQ(m_Output, "");
+    EXPECT_FALSE(ParseText("<r/>"));
+    EXPECT_EQ(m_Output, "");
+}
+
+TEST_F(StaticDescXMLParserTest, FileFailsWhenExpatGivesNoRoomForTheNextPiece)
+{
+    const nbitest::NoExpatBuffer noBuffer(1);
+    EXPECT_EQ(ParseFile("<r>" + std::string(PIECE, '\n') + "</r>"), -1);
+    EXPECT_EQ(m_Output, POST_CREATE + Repeated(CHARACTERS, static_cast<int>(PIECE) - 3));
+}
+
+TEST_F(StaticDescXMLParserTest, RunningOutOfMemoryAnywhereThrowsBadAllocAndLeaksNothing)
+{
+    const std::string text = "<root><element_with_a_long_name a='1' b='" + std::string(150, 'v') +
+                             "'><inner/><inner k='20 characters of it'/></element_with_a_long_name></root>";
+    std::size_t nThrown = 0;
+    bool bParsed = false;
+    for (std::size_t nMost = 0; !bParsed; ++nMost) {
+        const Silence silence;
+        StaticDescXMLParser parser;
+        const nbitest::AllocationLimit limit(nMost);
+        try {
+            bParsed = parser.ParseText(text.data(), text.size());
+            ASSERT_TRUE(bParsed);
+        } catch (const std::bad_alloc&) {
+            ++nThrown;
+        }
+    }
+    EXPECT_EQ(nThrown, 151U);  // the longest array needs 151 bytes
 }
 
 class StaticDescXMLParserLengthTest : public ::testing::Test {
@@ -225,7 +264,7 @@ protected:
     /// Parses the first \p nLength bytes of \p document as a file.
     void ExpectTree(const MadeDocument& document, std::size_t nLength, bool bSuccess)
     {
-        const std::string path = m_Folder.Write("doc.xml", document.Text().substr(0, nLength));
+        const std::string path = m_Folder.Add("doc.xml", document.Text().substr(0, nLength));
         StaticDescXMLParser parser;
         int nResult = 1;
         {
@@ -238,7 +277,7 @@ protected:
         ASSERT_EQ(LinesOf(parser.Root()), document.LinesBefore(nLength)) << nLength;
     }
 
-    const TestFolder m_Folder;
+    const TempDir m_Folder;
 };
 
 TEST_F(StaticDescXMLParserLengthTest, WholeDocumentsOfEveryLengthGiveTheirTree)
@@ -255,7 +294,7 @@ TEST_F(StaticDescXMLParserLengthTest, WholeDocumentsOfEveryLengthGiveTheirTree)
 TEST_F(StaticDescXMLParserLengthTest, WhiteSpaceBehindTheDocumentMayEndAnywhere)
 {
     for (std::size_t nLength = 4; nLength <= 1100; ++nLength) {
-        const std::string path = m_Folder.Write("doc.xml", "<r/>" + std::string(nLength - 4, '\n'));
+        const std::string path = m_Folder.Add("doc.xml", "<r/>" + std::string(nLength - 4, '\n'));
         StaticDescXMLParser parser;
         const Silence silence;
         ASSERT_EQ(parser.ParseFile(path.c_str()), 0) << nLength;
@@ -288,7 +327,7 @@ protected:
     /// Parses without keeping what is printed: some of these print millions of lines.
     int ParseSilently(const std::string& text)
     {
-        const std::string path = m_Folder.Write("doc.xml", text);
+        const std::string path = m_Folder.Add("doc.xml", text);
         const Silence silence;
         return m_Parser.ParseFile(path.c_str());
     }
@@ -308,7 +347,7 @@ protected:
 TEST_F(HostileDocumentTest, MillionLevelsAreBuiltAndDestroyedOnASmallStack)
 {
     constexpr int LEVELS = 1000000;
-    const std::string path = m_Folder.Write("deep.xml", Repeated("<a>", LEVELS) + Repeated("</a>", LEVELS));
+    const std::string path = m_Folder.Add("deep.xml", Repeated("<a>", LEVELS) + Repeated("</a>", LEVELS));
     int nResult = 1;
     int nLevels = 0;
     RunOnSmallStack([&] {
@@ -393,7 +432,7 @@ TEST_F(HostileDocumentTest, UnknownEncodingIsRefused)
 
 TEST_F(HostileDocumentTest, ExternalEntityIsNotFetched)
 {
-    const std::string other = m_Folder.Write("other.xml", "<secret/>");
+    const std::string other = m_Folder.Add("other.xml", "<secret/>");
     EXPECT_EQ(ParseFile("<!DOCTYPE r [<!ENTITY x SYSTEM '" + other + "'>]><r>&x;</r>"), 0);
     EXPECT_EQ(LinesOf(m_Parser.Root()), (Lines{"0 r"}));
 }

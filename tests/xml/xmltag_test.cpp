@@ -10,7 +10,7 @@
 namespace NS_UTIL {
 namespace {
 
-using nbitest::OutputOf;
+using nbitest::PrintedBy;
 using nbitest::RunOnSmallStack;
 using nbitest::Silence;
 
@@ -198,7 +198,7 @@ TEST(XMLTagPrintTest, LeafWithoutLimitIsAnOpeningAndAClosingLine)
 {
     XMLTag root;
     root.m_Name = "leaf";
-    EXPECT_EQ(OutputOf([&] { root.print(-1); }), "<tag = leaf\n</tag>\n");
+    EXPECT_EQ(PrintedBy([&] { root.print(-1); }), "<tag = leaf\n</tag>\n");
 }
 
 TEST(XMLTagPrintTest, ChildrenAreIndentedByATabPerLevel)
@@ -208,7 +208,7 @@ TEST(XMLTagPrintTest, ChildrenAreIndentedByATabPerLevel)
     SetItem(root, "k", "value", "shown");
     AddChild(AddChild(root, "a"), "b");
     AddChild(root, "c");
-    EXPECT_EQ(OutputOf([&] { root.print(-1); }),
+    EXPECT_EQ(PrintedBy([&] { root.print(-1); }),
               "<tag = r k = shown\n"
               "\t<tag = a\n"
               "\t\t<tag = b\n"
@@ -225,7 +225,7 @@ TEST(XMLTagPrintTest, MaximumDepthZeroIsASingleLine)
     root.m_Name = "r";
     SetItem(root, "k", "value", "v");
     AddChild(root, "a");
-    EXPECT_EQ(OutputOf([&] { root.print(0); }), "<tag = r k = v />\n");
+    EXPECT_EQ(PrintedBy([&] { root.print(0); }), "<tag = r k = v />\n");
 }
 
 TEST(XMLTagPrintTest, OnlyMaximumDepthZeroGivesTheShortForm)
@@ -233,15 +233,15 @@ TEST(XMLTagPrintTest, OnlyMaximumDepthZeroGivesTheShortForm)
     XMLTag root;
     root.m_Name = "r";
     AddChild(AddChild(root, "a"), "b");
-    EXPECT_EQ(OutputOf([&] { root.print(1); }), "<tag = r\n\t<tag = a\n\t</tag>\n</tag>\n");
+    EXPECT_EQ(PrintedBy([&] { root.print(1); }), "<tag = r\n\t<tag = a\n\t</tag>\n</tag>\n");
 }
 
 TEST(XMLTagPrintTest, NothingIsPrintedBeyondTheMaximumDepth)
 {
     XMLTag root;
     int nDepth = 3;
-    EXPECT_EQ(OutputOf([&] { root.print(nDepth, 2); }), "");
-    EXPECT_EQ(OutputOf([&] { root.print(-2); }), "");
+    EXPECT_EQ(PrintedBy([&] { root.print(nDepth, 2); }), "");
+    EXPECT_EQ(PrintedBy([&] { root.print(-2); }), "");
     EXPECT_EQ(nDepth, 3);
 }
 
@@ -251,12 +251,12 @@ TEST(XMLTagPrintTest, CounterIsTheIndentAndTheSameAfterwards)
     root.m_Name = "r";
     AddChild(root, "a");
     int nDepth = 2;
-    EXPECT_EQ(OutputOf([&] { root.print(nDepth, 3); }),
+    EXPECT_EQ(PrintedBy([&] { root.print(nDepth, 3); }),
               "\t\t<tag = r\n\t\t\t<tag = a\n\t\t\t</tag>\n\t\t</tag>\n");
     EXPECT_EQ(nDepth, 2);
-    OutputOf([&] { root.print(nDepth, 2); });
+    PrintedBy([&] { root.print(nDepth, 2); });
     EXPECT_EQ(nDepth, 2);
-    OutputOf([&] { root.print(nDepth, 0); });
+    PrintedBy([&] { root.print(nDepth, 0); });
     EXPECT_EQ(nDepth, 2);
 }
 
@@ -266,7 +266,7 @@ TEST(XMLTagPrintTest, NegativeCounterPrintsNoTabs)
     root.m_Name = "r";
     AddChild(root, "a");
     int nDepth = -1;
-    EXPECT_EQ(OutputOf([&] { root.print(nDepth, 0); }), "<tag = r<tag = a />\n />\n");
+    EXPECT_EQ(PrintedBy([&] { root.print(nDepth, 0); }), "<tag = r<tag = a />\n />\n");
     EXPECT_EQ(nDepth, -1);
 }
 
@@ -275,7 +275,7 @@ TEST(XMLTagPrintTest, PercentSignsInNamesAndValuesArePrintedAsTheyAre)
     XMLTag root;
     root.m_Name = "%s%n";
     SetItem(root, "%d", "", "%s");
-    EXPECT_EQ(OutputOf([&] { root.print(0); }), "<tag = %s%n %d = %s />\n");
+    EXPECT_EQ(PrintedBy([&] { root.print(0); }), "<tag = %s%n %d = %s />\n");
 }
 
 TEST(XMLTagPrintTest, NullTextsOfAnItemArePrintedAsEmpty)
@@ -283,7 +283,7 @@ TEST(XMLTagPrintTest, NullTextsOfAnItemArePrintedAsEmpty)
     XMLTag root;
     root.m_pItems = new XMLItem* [2] {};
     root.m_pItems[0] = new XMLItem;
-    EXPECT_EQ(OutputOf([&] { root.print(0); }), "<tag =   =  />\n");
+    EXPECT_EQ(PrintedBy([&] { root.print(0); }), "<tag =   =  />\n");
 }
 
 TEST(XMLTagPrintTest, DeepIndentIsATabPerLevel)
@@ -291,7 +291,7 @@ TEST(XMLTagPrintTest, DeepIndentIsATabPerLevel)
     XMLTag root;
     Nest(root, 200);
     int nTabs = 0;
-    for (const char character : OutputOf([&] { root.print(-1); })) nTabs += character == '\t' ? 1 : 0;
+    for (const char character : PrintedBy([&] { root.print(-1); })) nTabs += character == '\t' ? 1 : 0;
     EXPECT_EQ(nTabs, 2 * 199 * 200 / 2);
 }
 
@@ -301,7 +301,7 @@ TEST(XMLTagDepthTest, MillionLevelsAreDestroyedAndPrintedToALimitOnASmallStack)
     RunOnSmallStack([&output] {
         XMLTag root;
         Nest(root, 1000000);
-        output = OutputOf([&root] { root.print(100); });
+        output = PrintedBy([&root] { root.print(100); });
     });
     std::size_t nLines = 0;
     for (const char character : output) nLines += character == '\n' ? 1U : 0U;

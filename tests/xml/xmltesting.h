@@ -1,6 +1,5 @@
 /// \file
-/// What the tests of the description files share: files of their own, standard output as text, a small stack,
-/// and trees as text.
+/// What the tests of the description files share: standard output as text, a small stack, trees as text.
 #pragma once
 
 #include <fcntl.h>
@@ -9,8 +8,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -23,35 +20,6 @@ namespace nbitest {
 constexpr char POST_CREATE[] = "in [EnableCharacterDataHandler]\nout [EnableCharacterDataHandler]\n";
 /// The two lines of one run of character data.
 constexpr char CHARACTERS[] = "in [OnXMLCharacterData]\nout [OnXMLCharacterData]\n";
-
-/// A folder of its own for each test, removed with everything in it.
-class TestFolder {
-public:
-    TestFolder()
-    {
-        std::string name = (std::filesystem::temp_directory_path() / "nbixmlXXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-        m_Path = name;
-    }
-    ~TestFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_Path, ignored);
-    }
-    TestFolder(const TestFolder&) = delete;
-    TestFolder& operator=(const TestFolder&) = delete;
-
-    std::string Path(const std::string& name) const { return m_Path + "/" + name; }
-    /// \return the path of the file
-    std::string Write(const std::string& name, const std::string& text) const
-    {
-        std::ofstream(Path(name), std::ios::binary) << text;
-        return Path(name);
-    }
-
-private:
-    std::string m_Path;
-};
 
 /// Standard output goes nowhere for as long as the object lives.
 class Silence {
@@ -75,7 +43,7 @@ private:
 };
 
 /// What \p work prints to standard output.
-inline std::string OutputOf(const std::function<void()>& work)
+inline std::string PrintedBy(const std::function<void()>& work)
 {
     ::testing::internal::CaptureStdout();
     work();
