@@ -140,6 +140,8 @@ TEST_F(SDXMLInterpreterMgrTest, InterpreterIsFoundUnderItsName)
     EXPECT_EQ(Mgr().GetInterpreter("doc.xml"), pInterpreter);
     EXPECT_EQ(Mgr().GetInterpreter("doc"), nullptr);
     EXPECT_EQ(Mgr().GetInterpreter(""), nullptr);
+    Mgr().Clear();
+    EXPECT_EQ(nDeleted, 1);
 }
 
 TEST_F(SDXMLInterpreterMgrTest, ReplacedInterpreterIsNotDeletedAndClearDeletesOnlyTheSecond)
