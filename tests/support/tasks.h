@@ -114,7 +114,7 @@ struct HugeFigures {
     int m_nNumber = 0;  // limit of its kind; below 1: none
     int m_nMode = 0;    // not 0: huge
     int m_nType = 0;
-    std::string m_Manager;
+    const char* m_pManager = "";
 };
 
 /// Makes the calling thread serve a new request, with an operation UUID of its own; tasks made from now on
@@ -123,7 +123,7 @@ inline std::string ServeRequest(const std::string& interfaceName, const HugeFigu
 {
     NS_UTIL::ThreadContextInfo info;
     info.SetInterfaceName(interfaceName);
-    info.SetHugeTskInfo(figures.m_nNumber, figures.m_nType, figures.m_nMode, figures.m_Manager);
+    info.SetHugeTskInfo(figures.m_nNumber, figures.m_nType, figures.m_nMode, figures.m_pManager);
     info.SetOperUUID("");
     NS_UTIL::ThreadContextMgr::Instance()->SetThreadContext(info);
     return info.GetOperUUID();
