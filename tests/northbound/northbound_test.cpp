@@ -345,7 +345,13 @@ protected:
         for (unsigned int i = 0; i < COLLECTIONS; ++i) {
             m_Collections.emplace_back(m_Session, Order(MINUTE, 10 * MINUTE), MINUTE);
         }
-        ASSERT_TRUE(Eventually([this] { return Accepted() == COLLECTIONS && TasksListed(m_Session) == 1; }));
+        ASSERT_TRUE(Eventually([this] { return Accepted() == COLLECTIONS && SamplesTaken() == 1; }));
+    }
+
+    unsigned int SamplesTaken() const
+    {
+        const Northbound::HugeTaskList_var tasks = m_Session.Server()->HugeTasks(m_Session.Who());
+        return tasks.in().length() == 1 ? tasks.in()[0].samplesTaken : 0;
     }
 
     std::size_t Accepted() const
@@ -364,15 +370,26 @@ protected:
 TEST_F(StopTest, RequestsUnderWayAndQueuedAnswerWithAFailure)
 {
     StopInOrder(m_Server);
-    unsigned int nCutShort = 0;
     for (const Collection& collection : m_Collections) {
         ASSERT_TRUE(Eventually([&] { return collection.IsOver(); }));
         ASSERT_NE(collection.Refusal(), nullptr);
         EXPECT_NE(collection.Refusal()->code, 0u);
         const std::string detail = collection.Refusal()->detail.in();
-        if (detail.find("after 1 of 11 samples") != std::string::npos) ++nCutShort;
+        EXPECT_TRUE(StartsWith(detail, "the server stopped ")) << detail;
     }
-    EXPECT_GE(nCutShort, 1u);
+}
+
+TEST_F(StopTest, CollectionUnderWayLooksForTheStopAndItsFailureIsLoggedForItsRequest)
+{
+    StopInOrder(m_Server);
+    unsigned int nCutShort = 0;
+    for (const LoggedLine& line : m_Server.Log()) {
+        if (!StartsWith(line.m_Text, "requests:") || !line.Has("after 1 of 11 samples")) continue;
+        ++nCutShort;
+        EXPECT_EQ(line.m_Interface, "3 collect");
+        EXPECT_EQ(line.m_User, "alice");
+    }
+    EXPECT_EQ(nCutShort, 1u);
 }
 
 TEST_F(StopTest, OrderToStopAnswersAndEndsTheServer)

@@ -12,3 +12,7 @@ target_compile_definitions(northbound_test PRIVATE
     NBI_SERVER="$<TARGET_FILE:nbi-server>" NBI_CLIENT="$<TARGET_FILE:nbi-client>")
 target_include_directories(northbound_test PRIVATE $<TARGET_PROPERTY:nbiutil,INTERFACE_INCLUDE_DIRECTORIES>)
 add_dependencies(northbound_test nbi-server nbi-client)
+
+add_test(NAME northbound/demo
+    COMMAND bash ${PROJECT_SOURCE_DIR}/examples/northbound/demo.sh ${PROJECT_BINARY_DIR})
+set_tests_properties(northbound/demo PROPERTIES TIMEOUT 120 LABELS northbound)

@@ -1,0 +1,199 @@
+#!/usr/bin/env bash
+# Shows the northbound server and its client at work. usage: demo.sh BUILD-DIRECTORY
+# Needs no interaction, listens on the loopback interface alone, and leaves nothing behind. The exit code is 0 when
+# everything happened as told.
+set -u
+
+die() {
+    printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+    exit 1
+}
+
+[ $# -eq 1 ] || die "usage: demo.sh BUILD-DIRECTORY"
+PROGRAMS=$(cd "$1/examples/northbound" 2>/dev/null && pwd) || die "$1 is no build directory of this project"
+for program in nbi-server nbi-client; do
+    [ -x "$PROGRAMS/$program" ] || die "$PROGRAMS/$program is not built"
+done
+HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+WORK=$(mktemp -d) || die "no temporary directory"
+SERVER_PID=
+CLIENT_PIDS=()
+WAS_AS_TOLD=yes
+
+# shellcheck disable=SC2317  # called by the trap
+clean_up() {
+    local pid
+    for pid in ${CLIENT_PIDS[@]+"${CLIENT_PIDS[@]}"} $SERVER_PID; do
+        kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null
+    done
+    rm -rf "$WORK"
+}
+trap clean_up EXIT
+trap 'exit 130' INT TERM
+
+if [ -t 1 ]; then BOLD=$'\033[1m' DIM=$'\033[2m' PLAIN=$'\033[0m'; else BOLD='' DIM='' PLAIN=''; fi
+
+chapter() { printf '\n%s=== %s ===%s\n' "$BOLD" "$1" "$PLAIN"; }
+tell() { fold -s -w 100; }
+
+# As a user would type it, and what it printed. The exit code is the client's.
+client() {
+    printf '%s$ nbi-client %s%s\n' "$DIM" "$*" "$PLAIN"
+    "$PROGRAMS/nbi-client" --server "$ADDRESS" "$@" 2>&1
+}
+
+# expect WHAT CONDITION...: the story goes on, but its exit code tells.
+expect() {
+    local what=$1
+    shift
+    if "$@"; then
+        printf '  [as expected] %s\n' "$what"
+    else
+        printf '  [NOT AS EXPECTED] %s\n' "$what"
+        WAS_AS_TOLD=no
+    fi
+}
+
+stop_the_story() {
+    printf '\nThe server wrote to standard error:\n' >&2
+    cat "$WORK/server.err" >&2
+    die "$1"
+}
+
+start_server() {
+    cat >"$WORK/nbi-server.ini" <<INI
+[host]
+root = $HERE/root/lib
+log_file = nbi-server.log
+log_stderr = no
+[server]
+ListenPort = 0
+HugeTaskLimit = 4
+CollectionsPerPort = 4
+INI
+    "$PROGRAMS/nbi-server" --config "$WORK/nbi-server.ini" --ready-file "$WORK/ready" \
+        >"$WORK/server.stdout" 2>"$WORK/server.err" &
+    SERVER_PID=$!
+    local i
+    for ((i = 0; i < 300; ++i)); do
+        [ -e "$WORK/ready" ] && break
+        kill -0 "$SERVER_PID" 2>/dev/null || stop_the_story "the server did not start"
+        sleep 0.1
+    done
+    [ -e "$WORK/ready" ] || stop_the_story "the server was not ready after 30 seconds"
+    ADDRESS=$(cat "$WORK/ready")
+}
+
+# The port to look at: the first one that is up and not the loopback, or else the loopback.
+pick_port() {
+    "$PROGRAMS/nbi-client" --server "$ADDRESS" inventory |
+        awk '$2 == "up" { sub(/.*port=/, "", $1); print $1 }' | sort | grep -vx lo | grep . || echo lo
+}
+
+# Log lines without date and thread, the long ones cut.
+log_lines() {
+    grep -E "$1" "$WORK/nbi-server.log" |
+        sed -E -e 's/^[^ ]+ ([^ ]+ [a-z]+) \[[0-9]+\] /\1 /' -e 's/^(.{170}).+/\1.../'
+}
+
+chapter "What this is"
+tell <<'TEXT'
+A management system that supervises many network elements talks to each of them through a northbound interface. Here the network element is this very machine: its network interfaces are the managed objects, its kernel's counters the performance data. nbi-server offers them over CORBA; each request becomes a task that one of the library's worker pools runs, while the request's own thread waits for it. nbi-client is the management system's part.
+TEXT
+
+chapter "1. The server starts, on the loopback interface only"
+start_server
+printf 'nbi-server is serving on %s (process %s).\n' "$ADDRESS" "$SERVER_PID"
+PORT=$(pick_port | head -n 1)
+
+chapter "2. Inventory: which managed objects are there?"
+echo "A short task for pool 0. Each object has a distinguished name: network element, then port."
+client --user alice inventory
+expect "the inventory came back as a table" test $? -eq 0
+
+chapter "3. The counters of one interface"
+echo "A short task for pool 1, first for people, then for programs."
+client --user alice counters "$PORT"
+expect "the counters came back" test $? -eq 0
+client --user alice --json counters "$PORT"
+expect "the same as JSON" test $? -eq 0
+echo "And an interface that does not exist:"
+client --user alice counters nothing9
+expect "it failed with exit code 1" test $? -eq 1
+
+chapter "4. Four performance collections side by side"
+tell <<'TEXT'
+A collection samples an interface's counters again and again and writes them to a CSV file: a huge task, for pool 2. So that nobody can swamp the server, that pool runs only so many of them at once (here 4). Four users start one each.
+TEXT
+OBJECTS=("$PORT" lo "$PORT" lo)
+USERS=(anna berta carl dora)
+for i in 0 1 2 3; do
+    printf '%s$ nbi-client --user %s collect %s --interval 0.5 --duration 8 &%s\n' "$DIM" "${USERS[i]}" "${OBJECTS[i]}" "$PLAIN"
+    "$PROGRAMS/nbi-client" --server "$ADDRESS" --user "${USERS[i]}" collect "${OBJECTS[i]}" \
+        --interval 0.5 --duration 8 --quiet >"$WORK/${USERS[i]}.out" 2>&1 &
+    CLIENT_PIDS+=($!)
+done
+client tasks --at-least 4
+expect "the list shows all four running" test $? -eq 0
+
+chapter "5. One more is refused"
+echo "The pool is full, so a fifth collection is refused at once instead of waiting for hours:"
+REFUSAL=$(client --user emil collect lo --duration 8 --quiet)
+REFUSAL_CODE=$?
+printf '%s\n' "$REFUSAL"
+expect "the client's exit code was 1" test "$REFUSAL_CODE" -eq 1
+expect "the reason was code 0x4118000A, the limit of huge tasks" grep -q 0x4118000A <<<"$REFUSAL"
+
+chapter "6. The four go on undisturbed"
+client tasks --watch
+FAILED=0
+for pid in "${CLIENT_PIDS[@]}"; do wait "$pid" || FAILED=$((FAILED + 1)); done
+CLIENT_PIDS=()
+expect "all four were answered with success" test "$FAILED" -eq 0
+for user in "${USERS[@]}"; do sed "s/^/  $user: /" "$WORK/$user.out" | head -n 2; done
+FILE=$(sed -n 's/^ *file *//p' "$WORK/anna.out")
+echo "The first lines of anna's file:"
+head -n 4 "$FILE" | sed 's/^/  /'
+expect "her file has 17 samples and a line of names" test "$(wc -l <"$FILE")" -eq 18
+
+chapter "7. The log: every line knows its request"
+tell <<'TEXT'
+Each request gets an operation UUID. Whatever is logged for it carries this UUID, the operation and the user, be it on the request's own thread or on a pool's worker. This is all that anna's collection left:
+TEXT
+OPERATION=$(sed -n 's/^ *operation *//p' "$WORK/anna.out")
+log_lines "\] <OpUUID>$OPERATION</OpUUID> "
+expect "each of them names her and her operation, from the acceptance to the end" test \
+    "$(log_lines "\] <OpUUID>$OPERATION</OpUUID> " | grep -c '</OpUUID> \[3 collect\] anna ')" -ge 3
+echo "This is the refusal of emil's:"
+log_lines '\[3 collect\] emil '
+echo "And what a worker does between two requests, such as taking a task off the books, belongs to none:"
+BETWEEN=$(log_lines '\] hugetask:[0-9]+ \[HugeTaskMgr::RemoveHTskInfo\]' | head -n 1)
+printf '%s\n' "$BETWEEN"
+expect "such lines are there, without a request" test -n "$BETWEEN"
+
+chapter "8. An orderly stop"
+tell <<'TEXT'
+A collection of an hour is under way when the server gets the order to stop. It is cut short at its next sample; its client learns that it failed, and is not left with half a result that looks whole.
+TEXT
+printf '%s$ nbi-client --user fritz collect lo --duration 3600 &%s\n' "$DIM" "$PLAIN"
+"$PROGRAMS/nbi-client" --server "$ADDRESS" --user fritz collect lo --duration 3600 --quiet >"$WORK/fritz.out" 2>&1 &
+CLIENT_PIDS+=($!)
+client tasks --at-least 1 >/dev/null
+client stop
+expect "the order to stop was carried out" test $? -eq 0
+wait "$SERVER_PID"
+expect "the server ended in order, with exit code 0" test $? -eq 0
+SERVER_PID=
+wait "${CLIENT_PIDS[0]}"
+expect "fritz's client ended with a failure" test $? -eq 1
+CLIENT_PIDS=()
+cat "$WORK/fritz.out"
+
+chapter "Done"
+if [ "$WAS_AS_TOLD" = yes ]; then
+    tell <<TEXT
+Everything was as told. To go on by yourself: $PROGRAMS/nbi-server serves until you stop it; $PROGRAMS/nbi-client --help says what to ask. docs/northbound.md leads through the source.
+TEXT
+    exit 0
+fi
+die "something was not as told; look for NOT AS EXPECTED above"
