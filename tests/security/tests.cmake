@@ -1,4 +1,5 @@
 nbi_test(security/autoreleasestrex_test.cpp)
+nbi_library_test(security/localkeyonhost_test.cpp)
 nbi_test(security/localrsakeymgr_test.cpp LIBRARIES nbi_heapwatch nbi_lockfailure)
 # RAND_METHOD, with which OpenSSL is kept from making keys, belongs to the interface of 1.1.
 set_source_files_properties(security/localrsakeymgr_test.cpp PROPERTIES
