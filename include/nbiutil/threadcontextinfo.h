@@ -49,7 +49,10 @@ public:
     std::string GetInterfaceName() const { return m_InterfaceName; }
     std::string GetUserInfo() const { return m_UserInfo; }
     /// The stored text up to its first NUL character.
-    std::string GetOperUUID() const { return m_OperUUID.c_str(); }
+    std::string GetOperUUID() const
+    {
+        return m_OperUUID.c_str();  // NOLINT(readability-redundant-string-cstr): it ends at the NUL
+    }
     int GetTskNum() const { return m_nTskNum; }
     int GetTskMode() const { return m_nTskMode; }
     int GetTskType() const { return m_nTskType; }

@@ -117,7 +117,7 @@ void ThreadContextMgr::Transfer(const ThreadContextInfo& from, ThreadContextInfo
     if (from.m_OperUUID.c_str()[0] == '\0') {
         to.SetOperUUID(std::string());
     } else {
-        to.m_OperUUID = from.m_OperUUID.c_str();  // ends at the first NUL, as GetOperUUID() does
+        to.m_OperUUID.assign(from.m_OperUUID.c_str());  // ends at the first NUL, as GetOperUUID() does
     }
     to.SetHugeTskInfo(from.m_nTskNum, from.m_nTskMode, from.m_nTskType, from.m_TskMgr);
 }
