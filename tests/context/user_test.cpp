@@ -44,20 +44,24 @@ int LeaksOf(const std::function<void()>& action)
 
 }  // namespace
 
-void* operator new(std::size_t nSize)
+// Not inlined: the compiler would take the malloc() in one for a mismatch with the other.
+[[gnu::noinline]] void* operator new(std::size_t nSize, const std::nothrow_t&) noexcept
 {
-    if (void* pBlock = std::malloc(nSize > 0 ? nSize : 1)) return pBlock;
+    return std::malloc(nSize > 0 ? nSize : 1);
+}
+[[gnu::noinline]] void* operator new(std::size_t nSize)
+{
+    if (void* pBlock = operator new(nSize, std::nothrow)) return pBlock;
     throw std::bad_alloc();
 }
-void operator delete(void* pBlock) noexcept
+[[gnu::noinline]] void operator delete(void* pBlock) noexcept
 {
     InspectFreed(pBlock);
     std::free(pBlock);
 }
-void operator delete(void* pBlock, std::size_t) noexcept
+[[gnu::noinline]] void operator delete(void* pBlock, std::size_t) noexcept
 {
-    InspectFreed(pBlock);
-    std::free(pBlock);
+    operator delete(pBlock);
 }
 
 namespace NS_UTIL {

@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
     Demand(NS_UTIL::Str2Int(text) == (bExpected ? expected : -1), "value or -1");
 
     value = expected = UNTOUCHED;
-    const bool bExpectedUpToZero = Str2Int(text.c_str(), expected);
+    const bool bExpectedUpToZero = Str2Int(text.substr(0, text.find('\0')), expected);
     Demand(NS_UTIL::Str2Int(text.c_str(), value) == bExpectedUpToZero, "whether it is one up to the zero");
     Demand(value == expected, "value up to the zero");
     return 0;
