@@ -53,7 +53,7 @@ struct Placed {
 
 bool IsMalformed(const std::string& line)
 {
-    const std::size_t nBegin = line.find_first_not_of(" \t\v\f");
+    const std::size_t nBegin = line.find_first_not_of(" \t");
     if (nBegin == std::string::npos) return false;
     if (line[nBegin] == ';' || line[nBegin] == '#') return false;
     if (line[nBegin] == '[') return line.find(']', nBegin) == std::string::npos;

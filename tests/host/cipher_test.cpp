@@ -108,6 +108,19 @@ TEST(CipherTest, ForeignTextIsRefused)
     ExpectRefused(std::string(40, '\xFF'));
 }
 
+TEST(CipherTest, PlainTextOfARefusedCipherTextIsWiped)
+{
+    const std::string secret(64, 'S');
+    std::string cipher = Encrypt(secret);
+    cipher[cipher.size() / 2] =
+        cipher[cipher.size() / 2] == 'A' ? 'B' : 'A';  // found out behind the deciphering
+    std::string plain(200, 'P');
+    const volatile char* const pBytes = plain.data();
+    ASSERT_NE(tavoAESCipher::decryptEx(cipher, plain, SELECTOR), 0);
+    ASSERT_EQ(plain.data(), pBytes);  // still the same storage
+    for (std::size_t i = 0; i < 200; ++i) ASSERT_EQ(pBytes[i], '\0') << i;
+}
+
 TEST(CipherTest, OtherSelectorIsRefused)
 {
     const std::string cipher = Encrypt("text", SELECTOR);
