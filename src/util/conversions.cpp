@@ -71,20 +71,28 @@ constexpr unsigned int DigitValue(char character)
 }
 
 /// Letters, digits and "-": what no host trims.
-constexpr bool IsNeverTrimmed(char character)
+constexpr std::array<bool, 256> NeverTrimmed()
 {
-    return IsDecimal(character) || (ByteOf(character) | 0x20U) - ByteOf('a') < 26 || character == '-';
+    std::array<bool, 256> bytes{};
+    for (const char character : std::string_view("-0123456789"
+                                                 "ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                                 "abcdefghijklmnopqrstuvwxyz")) {
+        bytes[ByteOf(character)] = true;
+    }
+    return bytes;
 }
+constexpr std::array<bool, 256> NEVER_TRIMMED = NeverTrimmed();
 
 /// Whether the host's Trim() would give \p text back. Most texts tell by their ends, which spares the copy.
 constexpr bool IsTrimmed(std::string_view text)
 {
-    return text.empty() || (IsNeverTrimmed(text.front()) && IsNeverTrimmed(text.back()));
+    return text.empty() || (NEVER_TRIMMED[ByteOf(text.front())] && NEVER_TRIMMED[ByteOf(text.back())]);
 }
 
 /// The low 32 bits of the number that \p digits form, which strtoul negates after a "-". A number of more
-/// than 64 bits becomes the largest one, which strtoul does not negate. \return false for no digits or a
-/// character that is none; \p value is then as it was.
+/// than 64 bits becomes the largest one, which strtoul does not negate.
+///
+/// \return false for no digits or a character that is none; \p value is then as it was.
 template <unsigned int BASE>
 bool ReadDigits(std::string_view digits, bool bNegative, int& value)
 {
@@ -113,10 +121,11 @@ bool ReadTrimmed(std::string_view text, int& value)
 /// Reads what most texts are: a decimal without blanks and leading zeros that fits 64 bits.
 inline bool ReadPlainDecimal(std::string_view text, int& value)
 {
-    const bool bNegative = !text.empty() && text.front() == '-';
-    if (bNegative) text.remove_prefix(1);
     if (text.empty() || text.size() > SAFE_DECIMALS) return false;
-    if (text.front() == '0' && text.size() > 1) return false;
+    const bool bNegative = text.front() == '-';
+    if (bNegative) text.remove_prefix(1);
+    if (text.empty()) return false;
+    if (text.size() > 1 && text.front() == '0') return false;
     unsigned long nRead = 0;
     for (const char character : text) {
         if (!IsDecimal(character)) return false;
