@@ -16,48 +16,15 @@
 #include <string>
 #include <vector>
 
+#include "compare.h"
+
 namespace {
 
 using benchmark::DoNotOptimize;
+using nbibench::Compare;
 using Texts = std::vector<std::string>;
 
-constexpr int ROUNDS = 3000;
 constexpr int BATCH = 512;
-
-double CpuNanoseconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
-}
-
-template <class Work>
-double Time(const Work& work)
-{
-    const double start = CpuNanoseconds();
-    work();
-    return CpuNanoseconds() - start;
-}
-
-/// Runs the two in turn, so that what the machine does to one it does to the other.
-template <class Ours, class Peer>
-void Compare(const char* pName, double nLimit, int nCalls, const Ours& ours, const Peer& peer)
-{
-    double nOurs = std::numeric_limits<double>::max();
-    double nPeer = nOurs;
-    std::vector<double> ratios;
-    for (int i = 0; i < ROUNDS; ++i) {
-        const double nThisOurs = Time(ours);
-        const double nThisPeer = Time(peer);
-        nOurs = std::min(nOurs, nThisOurs);
-        nPeer = std::min(nPeer, nThisPeer);
-        ratios.push_back(nThisOurs / nThisPeer);
-    }
-    std::sort(ratios.begin(), ratios.end());
-    std::printf("%-58s %9.1f ns %9.1f ns  ratio %.2f (%.2f-%.2f), limit %.2f\n", pName, nOurs / nCalls,
-                nPeer / nCalls, nOurs / nPeer, ratios[ratios.size() / 10], ratios[ratios.size() * 9 / 10],
-                nLimit);
-}
 
 /// \p work once for each of \p inputs.
 template <class Input, class Work>

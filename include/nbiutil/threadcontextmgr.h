@@ -38,7 +38,6 @@ private:
     ~ThreadContextMgr() = default;
 
     ThreadContextInfo* Record();
-    static void Transfer(const ThreadContextInfo& from, ThreadContextInfo& to);
 
     static std::atomic<ThreadContextMgr*> m_pInstance;
     const unsigned long m_nGeneration;  // tells this registry's records from those of a destroyed one

@@ -3,8 +3,10 @@
 #include <ace/Log_Msg.h>
 #include <pthread.h>
 
+#include <cstring>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 #include "util/singleton.h"
 
@@ -17,8 +19,12 @@ struct ThreadRecord {
     unsigned long m_nGeneration = 0;
 };
 
+/// The calling thread's record, for look-ups that cost one load; the thread key beside it owns the record.
+__attribute__((tls_model("initial-exec"))) thread_local ThreadRecord* t_pRecord = nullptr;
+
 void DeleteRecord(void* pRecord)
 {
+    t_pRecord = nullptr;  // a later cleanup of the same thread may ask for a record again
     delete static_cast<ThreadRecord*>(pRecord);
 }
 
@@ -62,17 +68,19 @@ void ReportStorageFailure(int nError)
     pLog->log(LM_ERROR, ACE_TEXT("%p\n"), ACE_TEXT("Error: ACE_Thread::setspecific() failed!"));
 }
 
-/// The calling thread's record, whatever its generation; null without storage.
-ThreadRecord* StoredRecord(pthread_key_t key)
+/// Makes the calling thread's record; null without storage.
+ThreadRecord* MakeRecord()
 {
-    if (void* const pFound = pthread_getspecific(key)) return static_cast<ThreadRecord*>(pFound);
+    pthread_key_t key;
+    if (!g_Key.Get(key)) return nullptr;
     auto pRecord = std::make_unique<ThreadRecord>();
     const int nError = pthread_setspecific(key, pRecord.get());
     if (nError != 0) {
         ReportStorageFailure(nError);
         return nullptr;
     }
-    return pRecord.release();
+    t_pRecord = pRecord.release();
+    return t_pRecord;
 }
 
 }  // namespace
@@ -95,9 +103,7 @@ ThreadContextMgr::ThreadContextMgr() : m_nGeneration(++g_nGenerations)
 
 ThreadContextInfo* ThreadContextMgr::Record()
 {
-    pthread_key_t key;
-    if (!g_Key.Get(key)) return nullptr;
-    ThreadRecord* const pRecord = StoredRecord(key);
+    ThreadRecord* const pRecord = t_pRecord != nullptr ? t_pRecord : MakeRecord();
     if (pRecord == nullptr) return nullptr;
     if (pRecord->m_nGeneration != m_nGeneration) {
         pRecord->m_Info = ThreadContextInfo();
@@ -106,32 +112,31 @@ ThreadContextInfo* ThreadContextMgr::Record()
     return &pRecord->m_Info;
 }
 
-// Deliberate: mode and type change places in every transfer, so the stored record holds them exchanged, and
-// each copy handed out has them right again. Who sets a record and reads it back relies on the two transfers
-// being alike.
-void ThreadContextMgr::Transfer(const ThreadContextInfo& from, ThreadContextInfo& to)
-{
-    to.m_nThreadId = from.m_nThreadId;
-    to.m_InterfaceName = from.m_InterfaceName;
-    to.m_UserInfo = from.m_UserInfo;
-    if (from.m_OperUUID.c_str()[0] == '\0') {
-        to.SetOperUUID(std::string());
-    } else {
-        to.m_OperUUID.assign(from.m_OperUUID.c_str());  // ends at the first NUL, as GetOperUUID() does
-    }
-    to.SetHugeTskInfo(from.m_nTskNum, from.m_nTskMode, from.m_nTskType, from.m_TskMgr);
-}
+// Deliberate: mode and type change places in both transfers below, so the stored record holds them exchanged,
+// and each copy handed out has them right again. Who sets a record and reads it back relies on the two being
+// alike.
 
 ThreadContextInfo ThreadContextMgr::GetThreadContext()
 {
-    ThreadContextInfo copy;
-    if (const ThreadContextInfo* const pRecord = Record()) Transfer(*pRecord, copy);
+    const ThreadContextInfo* const pRecord = Record();
+    ThreadContextInfo copy = pRecord != nullptr ? ThreadContextInfo(*pRecord) : ThreadContextInfo();
+    if (pRecord != nullptr) {
+        std::swap(copy.m_nTskMode, copy.m_nTskType);
+        if (copy.m_OperUUID.empty()) copy.SetOperUUID(std::string());
+    }
     return copy;
 }
 
 void ThreadContextMgr::SetThreadContext(const ThreadContextInfo& info)
 {
-    if (ThreadContextInfo* const pRecord = Record()) Transfer(info, *pRecord);
+    ThreadContextInfo* const pRecord = Record();
+    if (pRecord == nullptr) return;
+    *pRecord = info;
+    std::swap(pRecord->m_nTskMode, pRecord->m_nTskType);
+    std::string& uuid = pRecord->m_OperUUID;
+    const std::size_t nLength = std::strlen(uuid.c_str());
+    if (nLength != uuid.size()) uuid.resize(nLength);  // as GetOperUUID() cuts it
+    if (nLength == 0) pRecord->SetOperUUID(std::string());
 }
 
 void ThreadContextMgr::SetThreadContext(const int& id, const std::string& name)

@@ -24,24 +24,13 @@ void MakeNullServiceOnce()
     }
 }
 
-/// Logging must leave the error number of the operation that is being reported.
-class ErrnoKeeper {
-public:
-    ErrnoKeeper() : m_nErrno(errno) {}
-    ~ErrnoKeeper() { errno = m_nErrno; }
-    ErrnoKeeper(const ErrnoKeeper&) = delete;
-    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
-
-private:
-    int m_nErrno;
-};
-
 }  // namespace
 
 LogSvcInterface* LogChannel::LookUp()
 {
     MakeNullServiceOnce();
     const int interfaceNumber = NS_BUNDLEMGR1::CheckIFBuf("LogSvcInterface");
+    if (interfaceNumber < 0) return nullptr;
     auto* pService = dynamic_cast<LogSvcInterface*>(BundleMgr::Instance()->GetService(interfaceNumber));
     if (pService == nullptr) return nullptr;  // something else registered under the log service's number
     LogSvcInterface* const pLogger = pService->CreateLogger(m_pBundle, m_pModel, m_pLevel);
@@ -51,15 +40,17 @@ LogSvcInterface* LogChannel::LookUp()
 
 void LogChannel::WriteV(const SourceMark& mark, const char* pFormat, std::va_list args) noexcept
 {
-    const ErrnoKeeper keeper;
+    const int nErrno = errno;  // that of the operation which is being reported
     try {
         LogSvcInterface* pService = m_pService.load(std::memory_order_acquire);
         if (pService == nullptr) pService = LookUp();
-        if (pService == nullptr) return;
-        pService->LogV(mark.m_pModule, mark.m_pFunction, mark.m_nLine, LOG_LEVEL, pFormat, args);
+        if (pService != nullptr) {
+            pService->LogV(mark.m_pModule, mark.m_pFunction, mark.m_nLine, LOG_LEVEL, pFormat, args);
+        }
     } catch (...) {
         // Deliberate: a log line is never worth failing the operation that writes it.
     }
+    errno = nErrno;
 }
 
 void LogChannel::Write(const SourceMark& mark, const char* pFormat, ...) noexcept

@@ -43,6 +43,7 @@ struct State {
     std::size_t m_nServiceLookups = 0;
     int m_nEncryptResult = 0;
     int m_nDecryptResult = 0;
+    NS_LOG_SERVICE1::LogSvcInterface* m_pLogService = nullptr;
     bool m_bLogRegistered = true;
     bool m_bInterfaceForgotten = false;
     bool m_bForeignService = false;
@@ -123,6 +124,7 @@ public:
             throw NS_UTIL::InterfaceNotExistException();
         }
         if (g_State.m_bForeignService) return &foreign;
+        if (g_State.m_pLogService != nullptr) return g_State.m_pLogService;
         return &Log();
     }
 };
@@ -221,6 +223,12 @@ void RecordingHost::RegisterForeignService(bool bForeign)
 {
     Lock lock(g_Mutex);
     g_State.m_bForeignService = bForeign;
+}
+
+void RecordingHost::SetLogService(NS_LOG_SERVICE1::LogSvcInterface* pService)
+{
+    Lock lock(g_Mutex);
+    g_State.m_pLogService = pService;
 }
 
 void RecordingHost::FailLogFactory(bool bFail)

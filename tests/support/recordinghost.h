@@ -10,6 +10,10 @@
 
 #include "nbihost/cfgfile.h"
 
+namespace NS_LOG_SERVICE1 {
+class LogSvcInterface;
+}
+
 namespace nbitest {
 
 /// One recorded log call, formatted.
@@ -52,6 +56,9 @@ public:
     void ForgetLogInterface(bool bForgotten);
     /// true: another kind of service is registered under the log service's number.
     void RegisterForeignService(bool bForeign);
+    /// Another log service in place of the recording one (null: the recording one again); it outlives the
+    /// process's last log call. No effect once the library has cached one.
+    void SetLogService(NS_LOG_SERVICE1::LogSvcInterface* pService);
     /// true: the factory operation throws.
     void FailLogFactory(bool bFail);
     /// true: every log call throws after it has been recorded.

@@ -1,0 +1,12 @@
+# The peers are optional; a run compares with those that are there.
+nbi_bench(pool_bench)
+find_path(ASIO_INCLUDE_DIR boost/asio/thread_pool.hpp)
+if(ASIO_INCLUDE_DIR)
+    target_include_directories(pool_bench SYSTEM PRIVATE ${ASIO_INCLUDE_DIR})
+    target_compile_definitions(pool_bench PRIVATE BENCH_ASIO)
+endif()
+find_package(TBB QUIET)
+if(TBB_FOUND)
+    target_link_libraries(pool_bench PRIVATE TBB::tbb)
+    target_compile_definitions(pool_bench PRIVATE BENCH_TBB)
+endif()
