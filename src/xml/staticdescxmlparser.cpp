@@ -14,13 +14,10 @@ struct CloseFile {
 };
 using FilePtr = std::unique_ptr<std::FILE, CloseFile>;
 
-/// A new[] array of exactly the text and its zero.
-char* CopyOf(const char* pText)
+/// A new[] array of the text and its zero, which are \p nSize characters.
+char* CopyOf(const char* pText, std::size_t nSize)
 {
-    const std::size_t nSize = std::strlen(pText) + 1;
-    char* const pCopy = new char[nSize];
-    std::memcpy(pCopy, pText, nSize);
-    return pCopy;
+    return static_cast<char*>(std::memcpy(new char[nSize], pText, nSize));
 }
 
 /// Every pointer is in its owner's hands before the next allocation, which may throw.
@@ -31,10 +28,11 @@ void SetItems(XMLTag& tag, const XML_Char** ppAttributes)
     if (nEntries == 0) return;
     tag.m_pItems = new XMLItem*[nEntries / 2 + 1]();
     for (XMLItem** ppItem = tag.m_pItems; *ppAttributes != nullptr; ++ppItem, ppAttributes += 2) {
-        *ppItem = new XMLItem;
-        (*ppItem)->m_pName = CopyOf(ppAttributes[0]);
-        (*ppItem)->m_pValue = CopyOf(ppAttributes[1]);
-        (*ppItem)->m_pPrintValue = CopyOf(ppAttributes[1]);
+        XMLItem& item = *(*ppItem = new XMLItem);
+        const std::size_t nValueSize = std::strlen(ppAttributes[1]) + 1;
+        item.m_pName = CopyOf(ppAttributes[0], std::strlen(ppAttributes[0]) + 1);
+        item.m_pValue = CopyOf(ppAttributes[1], nValueSize);
+        item.m_pPrintValue = CopyOf(ppAttributes[1], nValueSize);
     }
 }
 

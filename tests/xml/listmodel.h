@@ -2,10 +2,13 @@
 /// A second reading of the list syntax, one character at a time, to hold against the library's.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace nbitest {

@@ -2,17 +2,15 @@
 /// What the tests of the description files share: standard output as text, a small stack, trees as text.
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "nbiutil/xmltag.h"
+#include "xml/silence.h"
 
 namespace nbitest {
 
@@ -20,27 +18,6 @@ namespace nbitest {
 constexpr char POST_CREATE[] = "in [EnableCharacterDataHandler]\nout [EnableCharacterDataHandler]\n";
 /// The two lines of one run of character data.
 constexpr char CHARACTERS[] = "in [OnXMLCharacterData]\nout [OnXMLCharacterData]\n";
-
-/// Standard output goes nowhere for as long as the object lives.
-class Silence {
-public:
-    Silence() : m_nSaved(Redirect(open("/dev/null", O_WRONLY | O_CLOEXEC))) {}
-    ~Silence() { close(Redirect(m_nSaved)); }
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
-
-private:
-    /// Takes \p nTarget. \return where standard output went before
-    static int Redirect(int nTarget)
-    {
-        std::fflush(stdout);
-        const int nBefore = dup(STDOUT_FILENO);
-        dup2(nTarget, STDOUT_FILENO);
-        close(nTarget);
-        return nBefore;
-    }
-    const int m_nSaved;
-};
 
 /// What \p work prints to standard output.
 inline std::string PrintedBy(const std::function<void()>& work)
