@@ -30,13 +30,13 @@ double Time(const Work& work)
 /// the two minima of processor time, and between which ratios the middle 80 % of the rounds lay. \param
 /// nCalls how often a round does the job; \param nLimit the ratio that is aimed at
 template <class Ours, class Peer>
-void Compare(const char* pName, double nLimit, int nCalls, const Ours& ours, const Peer& peer)
+void Compare(const char* pName, double nLimit, int nCalls, const Ours& ours, const Peer& peer,
+             int nRounds = 3000)
 {
-    constexpr int ROUNDS = 3000;
     double nOurs = std::numeric_limits<double>::max();
     double nPeer = nOurs;
     std::vector<double> ratios;
-    for (int i = 0; i < ROUNDS; ++i) {
+    for (int i = 0; i < nRounds; ++i) {
         const double nThisOurs = Time(ours);
         const double nThisPeer = Time(peer);
         nOurs = std::min(nOurs, nThisOurs);
