@@ -87,6 +87,7 @@ private:
     NBITask* TakeIdleLocked(Hands hands, bool& bDeferred);
     bool MayStartLocked(NBITask& task);
     void TakeBack(NBITask& task);
+    void TakeBackAndSweep(NBITask& task);
     void OpenIfWithoutWorkers();
     bool IsStopping() const;
     bool IsHugePool() const;

@@ -131,9 +131,9 @@ int NBITaskMgr::svc()
         if (pTask == nullptr) continue;
         pTask->Run();
         if (IsHugePool()) {
-            // The extra token is a second chance for a task that was deferred; whoever takes it should find
-            // this one's place free.
-            TakeBack(*pTask);
+            // The extra token is a second chance for a task that was deferred. Whoever takes it must find
+            // this one's place in the book free: a token spent on a look in vain does not come back.
+            TakeBackAndSweep(*pTask);
             pRan = nullptr;
             m_pQueue->Tokens().Post();
         }
@@ -147,6 +147,18 @@ void NBITaskMgr::TakeBack(NBITask& task)
 {
     MutexGuard guard(m_pQueue->Lock());
     m_pQueue->TakeBackLocked(task);
+}
+
+/// A pool that ends sweeps no more.
+void NBITaskMgr::TakeBackAndSweep(NBITask& task)
+{
+    TaskList finished;
+    {
+        MutexGuard guard(m_pQueue->Lock());
+        m_pQueue->TakeBackLocked(task);
+        if (!IsStopping()) m_pQueue->SweepFinishedLocked(finished);
+    }
+    DeleteAll(finished);
 }
 
 void NBITaskMgr::PushTask(NBITask* pTask)
