@@ -84,8 +84,9 @@ void Host::Impl::Start()
     std::lock_guard<std::mutex> guard(m_Mutex);
     if (m_Phase != Phase::STOPPED) return;
     std::shared_ptr<OpenLog> log = OpenLogFor(*m_Settings);
-    if (g_bStarted.exchange(true))
+    if (g_bStarted.exchange(true)) {
         throw HostError(m_ConfigFile + ": another host is started in this process");
+    }
     m_Log = std::move(log);
     m_Phase = Phase::STARTED;
     PutInForce(m_Settings);

@@ -85,8 +85,8 @@ bool LineSink::ReportLossesLocked()
     if (m_nLost == 0) return true;
     const std::string text =
         "host: " + std::to_string(m_nLost) + " log lines were lost here: " + std::strerror(m_nError);
-    if (!WriteLocked(spdlog::details::log_msg(spdlog::string_view_t(), spdlog::level::warn, text)))
-        return false;
+    const spdlog::details::log_msg report(spdlog::string_view_t(), spdlog::level::warn, text);
+    if (!WriteLocked(report)) return false;
     m_nLost = 0;
     return true;
 }

@@ -49,8 +49,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
     std::string text(reinterpret_cast<const char*>(pData), nSize);
     text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());  // the callers refuse such files
     Pairs read;
-    for (const nbihost::IniEntry& entry : nbihost::ParseIni(text))
+    for (const nbihost::IniEntry& entry : nbihost::ParseIni(text)) {
         read.emplace_back(entry.m_Name, entry.m_Value);
+    }
     // Behind an open "[" the parser looks for its end in the next line, too; the host's own file is refused
     // then.
     if (nbihost::FindMalformedLine(text) == 0) Require(read == Plainly(text));

@@ -150,6 +150,7 @@ TEST(CipherTest, OneTextMayBeInputAndOutput)
 TEST(CipherTest, ThreadsEncipherSideBySide)
 {
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([i] {
             for (int n = 0; n < 100; ++n) {

@@ -282,6 +282,7 @@ TEST_F(HostTest, ReloadsAndReadersRunSideBySide)
     pHost->Start();
     std::atomic<bool> bEnd{false};
     std::vector<std::thread> readers;
+    readers.reserve(4);
     for (int i = 0; i < 4; ++i) {
         readers.emplace_back([&bEnd] {
             while (!bEnd) {

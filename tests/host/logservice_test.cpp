@@ -69,8 +69,9 @@ TEST_F(LogServiceTest, LevelsHaveNamesAndTheEndsHold)
     const Texts names{" debug ", " debug ", " info ", " warning ", " error ", " error "};
     const Texts lines = LinesOf("log");
     ASSERT_EQ(lines.size(), names.size());
-    for (std::size_t i = 0; i < names.size(); ++i)
+    for (std::size_t i = 0; i < names.size(); ++i) {
         EXPECT_NE(lines[i].find(names[i]), std::string::npos) << lines[i];
+    }
 }
 
 TEST_F(LogServiceTest, LinesBelowTheLevelAreDropped)
@@ -189,6 +190,7 @@ TEST_F(LogServiceTest, ThreadsLoseAndMixNothing)
     constexpr int LINES = 250;
     Start("log_rotate_bytes=20000\nlog_rotate_files=100\n");
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int i = 0; i < THREADS; ++i) {
         threads.emplace_back([i] {
             for (int n = 0; n < LINES; ++n) Write(1, "unknown", "<%d/%d>", i, n);

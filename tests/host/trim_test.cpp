@@ -27,8 +27,9 @@ TEST(TrimTest, TextOfBlanksBecomesEmpty)
 
 TEST(TrimTest, NothingElseGoes)
 {
-    for (const char* pText : {"a", "-1", "\xC2\xA0x\xC2\xA0", "\xE3\x80\x80", "0"})
+    for (const char* pText : {"a", "-1", "\xC2\xA0x\xC2\xA0", "\xE3\x80\x80", "0"}) {
         EXPECT_EQ(Trim(pText), pText);
+    }
 }
 
 }  // namespace
