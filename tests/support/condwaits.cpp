@@ -1,0 +1,152 @@
+#include "support/condwaits.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+#include <sys/time.h>
+
+#include <atomic>
+#include <ctime>
+#include <mutex>
+
+namespace nbitest {
+namespace {
+
+constexpr std::int64_t NANOSECONDS = 1000000000;
+constexpr std::int64_t SHORT_SLICE = NANOSECONDS / 100;
+
+using Action = std::function<void()>;
+using TimedWait = int (*)(pthread_cond_t*, pthread_mutex_t*, const timespec*);
+using Wait = int (*)(pthread_cond_t*, pthread_mutex_t*);
+
+// Plain data: threads wait on conditions before and after everything else in this program.
+thread_local Action* t_pInstead = nullptr;
+thread_local std::int64_t t_nTimeOfDay = 0;  // the last answer that no wait has followed yet; 0: none
+std::atomic<bool> g_bShortSlices{false};
+std::mutex g_LengthsMutex;
+std::vector<std::int64_t>* g_pLengths = nullptr;  // guarded by g_LengthsMutex
+
+std::int64_t NanosecondsOf(const timespec& time)
+{
+    return time.tv_sec * NANOSECONDS + time.tv_nsec;
+}
+
+timespec SystemTime()
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now;
+}
+
+timespec EndOfShortSlice()
+{
+    const std::int64_t nEnd = NanosecondsOf(SystemTime()) + SHORT_SLICE;
+    timespec end{};
+    end.tv_sec = nEnd / NANOSECONDS;
+    end.tv_nsec = nEnd % NANOSECONDS;
+    return end;
+}
+
+void KeepLength(std::int64_t nLength)
+{
+    std::lock_guard<std::mutex> guard(g_LengthsMutex);
+    if (g_pLengths != nullptr) g_pLengths->push_back(nLength);
+}
+
+bool TakeInstead()
+{
+    Action* const pInstead = t_pInstead;
+    if (pInstead == nullptr) return false;
+    t_pInstead = nullptr;
+    (*pInstead)();
+    return true;
+}
+
+/// The function of this name that comes next in the program.
+template <class Function>
+Function Next(const char* pName)
+{
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, pName));
+}
+
+}  // namespace
+
+NextWait::NextWait(std::function<void()> instead) : m_Instead(std::move(instead))
+{
+    t_pInstead = &m_Instead;
+}
+
+NextWait::~NextWait()
+{
+    t_pInstead = nullptr;
+}
+
+bool NextWait::IsOver() const
+{
+    return t_pInstead == nullptr;
+}
+
+ShortSlices::ShortSlices()
+{
+    std::lock_guard<std::mutex> guard(g_LengthsMutex);
+    g_pLengths = new std::vector<std::int64_t>;
+    g_bShortSlices = true;
+}
+
+ShortSlices::~ShortSlices()
+{
+    std::lock_guard<std::mutex> guard(g_LengthsMutex);
+    g_bShortSlices = false;
+    delete g_pLengths;
+    g_pLengths = nullptr;
+}
+
+std::size_t ShortSlices::Count() const
+{
+    return Lengths().size();
+}
+
+std::vector<std::int64_t> ShortSlices::Lengths() const
+{
+    std::lock_guard<std::mutex> guard(g_LengthsMutex);
+    return *g_pLengths;
+}
+
+}  // namespace nbitest
+
+using namespace nbitest;  // NOLINT: the names below are the system's, outside every namespace
+
+extern "C" {
+
+// Visible, unlike everything else in a test program: the shared libraries must find these before the
+// system's.
+__attribute__((visibility("default"))) int pthread_cond_wait(pthread_cond_t* pCondition,
+                                                             pthread_mutex_t* pMutex)
+{
+    static const auto pNext = Next<Wait>("pthread_cond_wait");
+    return TakeInstead() ? 0 : pNext(pCondition, pMutex);
+}
+
+__attribute__((visibility("default"))) int pthread_cond_timedwait(pthread_cond_t* pCondition,
+                                                                  pthread_mutex_t* pMutex,
+                                                                  const timespec* pUntil)
+{
+    static const auto pNext = Next<TimedWait>("pthread_cond_timedwait");
+    if (TakeInstead()) return 0;
+    const std::int64_t nTimeOfDay = t_nTimeOfDay;
+    t_nTimeOfDay = 0;
+    if (!g_bShortSlices || nTimeOfDay == 0) return pNext(pCondition, pMutex, pUntil);
+    KeepLength(NanosecondsOf(*pUntil) - nTimeOfDay);
+    const timespec end = EndOfShortSlice();
+    return pNext(pCondition, pMutex, &end);
+}
+
+__attribute__((visibility("default"))) int gettimeofday(timeval* pTime, void*) noexcept
+{
+    const timespec now = SystemTime();
+    pTime->tv_sec = now.tv_sec;
+    pTime->tv_usec = now.tv_nsec / 1000;
+    t_nTimeOfDay = pTime->tv_sec * NANOSECONDS + pTime->tv_usec * 1000;
+    return 0;
+}
+
+}  // extern "C"
