@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 
 #include "names.h"
 #include "nbiutil/processexception.h"
@@ -79,8 +78,11 @@ TEST_F(PerfFileTest, FileThatSomebodyPutInItsPlaceIsNotTouched)
 
 TEST_F(PerfFileTest, TimeIsUtcWithMilliseconds)
 {
-    EXPECT_TRUE(std::regex_match(TimeText(), std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z)")))
-        << TimeText();
+    std::string shape = TimeText();
+    for (char& c : shape) {
+        if (c >= '0' && c <= '9') c = '9';
+    }
+    EXPECT_EQ(shape, "9999-99-99T99:99:99.999Z");
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <stdexcept>
 
 extern char** environ;
@@ -38,13 +37,32 @@ std::string ConfigText(const std::string& items)
     return "[host]\nroot = .\nlog_file = log\nlog_stderr = no\n[server]\nListenPort = 0\n" + items;
 }
 
-LoggedLine Parsed(const std::string& line)
+/// What stands in \p rest before \p end; both are taken away.
+std::string TakeUpTo(std::string& rest, const std::string& end)
 {
-    static const std::regex shape(
-        R"(\S+ \S+ \w+ \[(\d+)\] (?:<OpUUID>([0-9a-f-]{36})</OpUUID> \[(\d+ \w+)\] (\S+) )?(.*))");
-    std::smatch match;
-    if (!std::regex_match(line, match, shape)) throw std::runtime_error("no line of log: " + line);
-    return LoggedLine{match[1], match[2], match[3], match[4], match[5]};
+    const std::size_t nEnd = rest.find(end);
+    if (nEnd == std::string::npos) throw std::runtime_error("no \"" + end + "\" in the log line: " + rest);
+    std::string taken = rest.substr(0, nEnd);
+    rest.erase(0, nEnd + end.size());
+    return taken;
+}
+
+/// "<date> <time> <level> [<thread>] <prefix><text>"; the prefix is "<OpUUID>...</OpUUID> [<interface>]
+/// <user> ".
+LoggedLine Parsed(std::string rest)
+{
+    LoggedLine line;
+    TakeUpTo(rest, " [");
+    line.m_Thread = TakeUpTo(rest, "] ");
+    const std::string open = "<OpUUID>";
+    if (rest.compare(0, open.size(), open) == 0) {
+        TakeUpTo(rest, open);
+        line.m_Operation = TakeUpTo(rest, "</OpUUID> [");
+        line.m_Interface = TakeUpTo(rest, "] ");
+        line.m_User = TakeUpTo(rest, " ");
+    }
+    line.m_Text = rest;
+    return line;
 }
 
 }  // namespace
@@ -54,6 +72,7 @@ Program::Program(const std::string& directory, const std::string& name,
     : m_Output(directory + "/" + name + ".stdout"), m_Error(directory + "/" + name + ".stderr")
 {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     posix_spawn_file_actions_t actions;

@@ -1,6 +1,7 @@
 /// \file
 /// nbi-client: the command line in front of commands.h.
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 
@@ -141,5 +142,10 @@ int ClientMain(int nArgs, char** pArgs)
 
 int main(int nArgs, char** pArgs)
 {
-    return northbound::ClientMain(nArgs, pArgs);
+    try {
+        return northbound::ClientMain(nArgs, pArgs);
+    } catch (...) {
+        std::fputs("nbi-client: unforeseen failure\n", stderr);
+        return 1;
+    }
 }

@@ -189,5 +189,10 @@ int ServerMain(int nArgs, char** pArgs)
 
 int main(int nArgs, char** pArgs)
 {
-    return northbound::ServerMain(nArgs, pArgs);
+    try {
+        return northbound::ServerMain(nArgs, pArgs);
+    } catch (...) {
+        std::fputs("nbi-server: unforeseen failure\n", stderr);
+        return 1;
+    }
 }
