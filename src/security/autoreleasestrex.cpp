@@ -94,8 +94,9 @@ void AutoReleaseStrEx::toHex()
     char* const pTarget = pHex.get() + DIGITS_POSITION;
     for (long i = 0; i < m_nLength; ++i) {
         const unsigned int nByte = static_cast<unsigned char>(m_pBuffer[static_cast<std::size_t>(i)]);
-        if (snprintf_s(pTarget, DIGITS_FIELD, "%02x", nByte) < 0)
+        if (snprintf_s(pTarget, DIGITS_FIELD, "%02x", nByte) < 0) {
             WriteLog(FORMAT_FAILED, "snprintf_s failed.");
+        }
     }
     m_pBuffer = std::move(pHex);
     m_nLength = nHexLength;

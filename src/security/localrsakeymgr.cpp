@@ -165,8 +165,8 @@ int LocalRsaKeyMgr::CheckLocalRsaKey()
     }
     SecretText plain;
     tavoAESCipher::decryptEx(m_pPrivateKey.get(), plain.m_Text, CIPHER_SELECTOR);
-    if (ParsePrivateKey(plain.m_Text.data(), static_cast<long>(plain.m_Text.size())) != nullptr)
-        return nResult;
+    const RsaPtr pKey = ParsePrivateKey(plain.m_Text.data(), static_cast<long>(plain.m_Text.size()));
+    if (pKey != nullptr) return nResult;
     WriteLog(PRIVATE_KEY_NOT_PARSED,
              "[LocalRsaKeyMgr::CheckLocalRsaKey] Call d2i_RSAPrivateKey failed, get private rsa obj is "
              "null,error:%s",

@@ -104,6 +104,7 @@ TEST_F(ErrorInfoMgrTest, ThreadsThatComeAtOnceGetTheSameObject)
     std::vector<ErrorInfoMgr*> seen(8, nullptr);
     std::atomic<bool> bGo{false};
     std::vector<std::thread> threads;
+    threads.reserve(seen.size());
     for (ErrorInfoMgr*& pSeen : seen) {
         threads.emplace_back([&bGo, &pSeen] {
             while (!bGo) std::this_thread::yield();
@@ -378,8 +379,10 @@ TEST_F(ErrorInfoMgrTest, ReadersSeeAFileWholeOrNotAtAll)
 
     std::atomic<bool> bStop{false};
     std::atomic<int> nTorn{0};
+    constexpr int READERS = 3;
     std::vector<std::thread> readers;
-    for (int i = 0; i < 3; ++i) {
+    readers.reserve(READERS);
+    for (int i = 0; i < READERS; ++i) {
         readers.emplace_back([&] {
             while (!bStop) {
                 const int nFirst = std::stoi(ReasonOf(FIRST));

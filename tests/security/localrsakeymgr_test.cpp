@@ -355,6 +355,7 @@ TEST_F(DecryptByLocalRsaKeyTest, ThreadsDecryptAtOnce)
     const std::string cipher = RsaKey(PublicDer()).Encrypt("a secret");
     std::vector<std::string> results(4);
     std::vector<std::thread> threads;
+    threads.reserve(results.size());
     for (std::string& result : results) {
         threads.emplace_back([&] {
             AutoReleaseString out;

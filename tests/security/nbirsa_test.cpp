@@ -428,11 +428,18 @@ TEST_F(RsaAlgorithmTest, TextCutShortIsRefused)
     }
 }
 
-TEST_F(RsaAlgorithmTest, OddDigitBehindTheTextIsLoggedAndIgnored)
+TEST_F(RsaAlgorithmTest, OddCharacterBehindTheTextIsLoggedAndIgnored)
 {
     const Outcome decrypted = Decrypt(Hex(m_Key.Encrypt("plain")) + "a", m_Private);
     EXPECT_EQ(decrypted.Text(), "plain");
     EXPECT_EQ(m_Host.Logs(), Line(175, "[AutoReleaseStrEx::fromHex] 0 != len % 2, len = 513"));
+}
+
+TEST_F(RsaAlgorithmTest, LineFeedBehindTheTextIsSuchACharacterTooButNotALineEndOfTwo)
+{
+    const std::string text = Hex(m_Key.Encrypt("plain"));
+    EXPECT_EQ(Decrypt(text + "\n", m_Private).Text(), "plain");
+    EXPECT_EQ(Decrypt(text + "\r\n", m_Private).m_nLength, -1);
 }
 
 TEST_F(RsaAlgorithmTest, TextWithARestIsRefusedAfterItsWholeBlocks)
