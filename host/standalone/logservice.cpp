@@ -92,26 +92,25 @@ bool OpenLog::Wants(int nLevel) const
     return m_pLogger->should_log(LevelOf(nLevel));
 }
 
-std::string OpenLog::PrefixText() const
+void OpenLog::AppendPrefix(std::string& line) const
 {
     // A prefix callback may call code that logs: that line goes without a prefix instead of asking again.
     static thread_local bool t_bAsking = false;
-    std::string prefix;
-    if (!m_Prefix || t_bAsking) return prefix;
+    if (!m_Prefix || t_bAsking) return;
     t_bAsking = true;
     try {
-        m_Prefix(prefix);
+        m_Prefix(line);
     } catch (...) {
-        prefix.clear();
+        line.clear();
     }
     t_bAsking = false;
-    return prefix;
 }
 
 void OpenLog::Write(int nLevel, const char* pFile, const char* pFunction, int nLine, const char* pFormat,
                     std::va_list args)
 {
-    std::string line = PrefixText();
+    std::string line;
+    AppendPrefix(line);
     line += pFile;
     if (nLine > 0) line.append(":").append(std::to_string(nLine));
     if (std::strcmp(pFunction, NO_FUNCTION) != 0) line.append(" ").append(pFunction);

@@ -33,7 +33,7 @@ public:
     void ReportLosses();
 
 private:
-    std::string PrefixText() const;
+    void AppendPrefix(std::string& line) const;
 
     std::vector<std::shared_ptr<LineSink>> m_Sinks;
     std::unique_ptr<spdlog::logger> m_pLogger;

@@ -92,6 +92,13 @@ symbols)
         exit 1
     fi
 
+    # Nothing of the libraries below the host shows through.
+    if nm -D --defined-only -C "$host" | cut -c 20- |
+        grep -vE 'NS_BUNDLEMGR1::|NS_LOG_SERVICE1::|nbihost::|tavoAESCipher::|__SetDirty|^(memcpy|memset|strncpy|snprintf)_s$'; then
+        echo "shown, and none of the host's own"
+        exit 1
+    fi
+
     # What the library takes from its host, the host shows.
     nm -D --undefined-only "$library" | awk '{ print $2 }' |
         grep -E 'NS_BUNDLEMGR1|NS_LOG_SERVICE1|tavoAESCipher|SetDirty|_s$' | sort -u >"$work/taken"
