@@ -579,9 +579,9 @@ TEST_F(ClientTest, FailedRequestGivesCodeAndDetailAndExitCodeOne)
 
 TEST_F(ClientTest, CollectRunsOneCollectionPerPortAndShowsProgressAndFiles)
 {
-    const Outcome outcome = Client({"collect", "lo", "lo", "-i", "0.1", "-d", "1"});
+    const Outcome outcome = Client({"collect", "lo", "lo", "-i", "0.1", "-d", "2"});
     EXPECT_EQ(outcome.m_nExitCode, 0) << outcome.m_Error;
-    EXPECT_NE(outcome.m_Output.find("/11"), std::string::npos) << outcome.m_Output;
+    EXPECT_NE(outcome.m_Output.find("/21"), std::string::npos) << outcome.m_Output;
     std::size_t nFiles = 0;
     for (const auto& entry : fs::directory_iterator(m_Server.Directory() + "/collections")) {
         EXPECT_NE(outcome.m_Output.find(entry.path().string()), std::string::npos);

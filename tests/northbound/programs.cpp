@@ -21,6 +21,8 @@ namespace fs = std::filesystem;
 
 constexpr const char* SERVER = NBI_SERVER;
 constexpr const char* CLIENT = NBI_CLIENT;
+/// A program ends with the test that started it, even when that one is killed.
+const std::vector<std::string> LAUNCHER = {"/usr/bin/setpriv", "--pdeathsig", "KILL"};
 constexpr int ENDED_BY_SIGNAL = 1000;
 
 Outcome RunToEnd(const char* pProgram, std::vector<std::string> arguments)
@@ -72,7 +74,8 @@ Program::Program(const std::string& directory, const std::string& name,
     : m_Output(directory + "/" + name + ".stdout"), m_Error(directory + "/" + name + ".stderr")
 {
     std::vector<char*> arguments;
-    arguments.reserve(command.size() + 1);
+    arguments.reserve(LAUNCHER.size() + command.size() + 1);
+    for (const std::string& word : LAUNCHER) arguments.push_back(const_cast<char*>(word.c_str()));
     for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     posix_spawn_file_actions_t actions;
