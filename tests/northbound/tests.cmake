@@ -7,11 +7,13 @@ nbi_test(northbound/table_test.cpp LIBRARIES northbound_client)
 nbi_test(northbound/json_test.cpp LIBRARIES northbound_client)
 
 # Server and clients as processes.
-nbi_test(northbound/northbound_test.cpp SOURCES northbound/programs.cpp LIBRARIES northbound_client TIMEOUT 180)
-target_compile_definitions(northbound_test PRIVATE
-    NBI_SERVER="$<TARGET_FILE:nbi-server>" NBI_CLIENT="$<TARGET_FILE:nbi-client>")
-target_include_directories(northbound_test PRIVATE $<TARGET_PROPERTY:nbiutil,INTERFACE_INCLUDE_DIRECTORIES>)
-add_dependencies(northbound_test nbi-server nbi-client)
+foreach(name northbound_test reasons_test)
+    nbi_test(northbound/${name}.cpp SOURCES northbound/programs.cpp LIBRARIES northbound_client TIMEOUT 180)
+    target_compile_definitions(${name} PRIVATE
+        NBI_SERVER="$<TARGET_FILE:nbi-server>" NBI_CLIENT="$<TARGET_FILE:nbi-client>"
+        NBI_EXAMPLE_ROOT="${PROJECT_SOURCE_DIR}/examples/northbound/root/lib")
+    add_dependencies(${name} nbi-server nbi-client)
+endforeach()
 
 add_test(NAME northbound/demo
     COMMAND bash ${PROJECT_SOURCE_DIR}/examples/northbound/demo.sh ${PROJECT_BINARY_DIR})

@@ -11,6 +11,7 @@
 #include "format.h"
 #include "json.h"
 #include "progressview.h"
+#include "reasons.h"
 #include "table.h"
 
 namespace northbound {
@@ -204,6 +205,19 @@ int StopServer(const Session& session, const Manner& manner)
     });
     if (!bGone) return ReportTooLate(manner, "the server has the order to stop, but is still there");
     std::cout << (manner.m_bJson ? "{\"stopped\":true}" : "the server has stopped") << '\n';
+    return EXIT_DONE;
+}
+
+int ShowReason(const Manner& manner, unsigned int nCode)
+{
+    const std::string reason = ReasonOf(nCode);
+    const std::string hex = CodeText(nCode);
+    const std::string json =
+        JsonObject().Number("code", nCode).Text("hex", hex).Text("reason", reason).Done();
+    if (reason.empty()) {
+        return ReportFailure(manner, json, "the catalogue has no reason for code " + hex, EXIT_REFUSED);
+    }
+    std::cout << (manner.m_bJson ? json : hex + ": " + Printable(reason)) << '\n';
     return EXIT_DONE;
 }
 

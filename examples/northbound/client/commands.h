@@ -44,6 +44,9 @@ int ShowTasks(const Session& session, const Manner& manner, const TasksOptions& 
 /// Returns once the server is gone; EXIT_REFUSED when that takes longer than the timeout.
 int StopServer(const Session& session, const Manner& manner);
 
+/// The reason of \p nCode from the catalogue; EXIT_REFUSED when it has none. Needs no server.
+int ShowReason(const Manner& manner, unsigned int nCode);
+
 int ReportRefusal(const Manner& manner, const Northbound::OperationFailed& failure);
 int ReportNoServer(const Manner& manner, const CORBA::SystemException& failure);
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "json.h"
+#include "reasons.h"
 #include "table.h"
 
 namespace northbound {
@@ -18,13 +19,6 @@ std::string ListToJson(const List& list)
     std::vector<std::string> items;
     for (CORBA::ULong i = 0; i < list.length(); ++i) items.push_back(ToJson(list[i]));
     return JsonArray(items);
-}
-
-std::string CodeText(CORBA::ULong nCode)
-{
-    char text[16];
-    std::snprintf(text, sizeof(text), "0x%08X", static_cast<unsigned int>(nCode));
-    return text;
 }
 
 std::string AddressesText(const Northbound::TextList& addresses)
@@ -118,13 +112,16 @@ std::string ToJson(const Northbound::OperationFailed& failure)
                                   .Number("code", failure.code)
                                   .Text("hex", CodeText(failure.code))
                                   .Text("detail", failure.detail.in())
+                                  .Text("reason", ReasonOf(failure.code))
                                   .Done();
     return JsonObject().Raw("error", error).Done();
 }
 
 std::string ToText(const Northbound::OperationFailed& failure)
 {
-    return "failed with code " + CodeText(failure.code) + ": " + Printable(failure.detail.in());
+    const std::string reason = ReasonOf(failure.code);
+    return "failed with code " + CodeText(failure.code) + ": " + Printable(failure.detail.in()) +
+           (reason.empty() ? "" : "\n  reason: " + Printable(reason));
 }
 
 void Print(const Northbound::PortList& ports)

@@ -15,13 +15,13 @@ std::string ToJson(const Northbound::Reading& reading);
 std::string ToJson(const Northbound::HugeTask& task);
 std::string ToJson(const Northbound::HugeTaskList& tasks);
 std::string ToJson(const Northbound::CollectionResult& result);
-/// {"error":{"code":...,"hex":"0x...","detail":"..."}}
+/// {"error":{"code":...,"hex":"0x...","detail":"...","reason":"..."}}; the reason is "" when there is none
 std::string ToJson(const Northbound::OperationFailed& failure);
 
 void Print(const Northbound::PortList& ports);
 void Print(const Northbound::Reading& reading);
 void Print(const Northbound::HugeTaskList& tasks);
-/// "failed with code 0x4118000A: <detail>"
+/// "failed with code 0x4118000A: <detail>", and a second line "  reason: <reason>" when there is one
 std::string ToText(const Northbound::OperationFailed& failure);
 
 }  // namespace northbound

@@ -4,9 +4,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <iostream>
 
+#include "besideprogram.h"
 #include "commands.h"
 #include "names.h"
+#include "nbihost/standalone.h"
+#include "nbiutil/errorinfomgr.h"
+#include "reasons.h"
 
 namespace northbound {
 namespace {
@@ -15,11 +20,15 @@ constexpr double DAY = 86400;  // seconds
 
 struct CommandLine {
     Manner m_Manner;
+    std::string m_ConfigFile;
+    std::string m_Language = "en";
     std::string m_User;
     std::string m_Port;
+    std::string m_Code;
     CollectOptions m_Collect;
     TasksOptions m_Tasks;
     std::function<int(const Session&)> m_Command;
+    std::function<int()> m_CommandWithoutServer;  // in place of the other
 };
 
 std::string DefaultUser()
@@ -35,6 +44,11 @@ void AddGeneral(CLI::App& app, CommandLine& line)
     app.add_option("-s,--server", line.m_Manner.m_Server, "Server, as <host>:<port>")->capture_default_str();
     app.add_option("-u,--user", line.m_User, "On whose behalf; the server's log says it")
         ->capture_default_str();
+    line.m_ConfigFile = BesideProgram("nbi-client.ini");
+    app.add_option("-c,--config", line.m_ConfigFile, "Configuration file")->capture_default_str();
+    app.add_option("-l,--lang", line.m_Language, "Language of the reasons of failures")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"en", "zh"}));
     app.add_flag("--json", line.m_Manner.m_bJson, "Print JSON, failures included");
     app.add_option("-t,--timeout", line.m_Manner.m_Timeout,
                    "Seconds to wait for an answer, beside what a collection lasts")
@@ -100,7 +114,21 @@ void AddStop(CLI::App& app, CommandLine& line)
     });
 }
 
-int RunCommand(const CommandLine& line)
+void AddReason(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand =
+        app.add_subcommand("reason", "Tell what a failure's code means, without a server");
+    pCommand->add_option("CODE", line.m_Code, "Decimal, or hexadecimal after 0x")
+        ->required()
+        ->check([](const std::string& text) {
+            return ParseCode(text) ? "" : "\"" + text + "\" is no code of 32 bits, decimal or after 0x";
+        });
+    pCommand->callback([&line] {
+        line.m_CommandWithoutServer = [&line] { return ShowReason(line.m_Manner, *ParseCode(line.m_Code)); };
+    });
+}
+
+int AskServer(const CommandLine& line)
 {
     try {
         const Session session(line.m_Manner.m_Server, line.m_User);
@@ -110,6 +138,19 @@ int RunCommand(const CommandLine& line)
         return ReportRefusal(line.m_Manner, e);
     } catch (const CORBA::SystemException& e) {
         return ReportNoServer(line.m_Manner, e);
+    }
+}
+
+int RunCommand(const CommandLine& line)
+{
+    try {
+        nbihost::Host host(line.m_ConfigFile);
+        host.Start();
+        NS_UTIL::ErrorInfoMgr::Instance()->LoadErrorInfoFrmCfg(line.m_Language == "en");
+        return line.m_CommandWithoutServer ? line.m_CommandWithoutServer() : AskServer(line);
+    } catch (const nbihost::HostError& e) {
+        std::cerr << "nbi-client: " << e.what() << '\n';
+        return EXIT_BAD_USAGE;
     }
 }
 
@@ -126,10 +167,11 @@ int ClientMain(int nArgs, char** pArgs)
     AddCollect(app, line);
     AddTasks(app, line);
     AddStop(app, line);
+    AddReason(app, line);
     app.require_subcommand(1);
     app.footer(
-        "Exit codes: 0 done, 1 refused by the server or not in time, 2 bad command line,\n"
-        "3 no answer from a server.");
+        "Exit codes: 0 done, 1 refused, not in time or no such reason, 2 bad command line or\n"
+        "configuration, 3 no answer from a server.");
     try {
         app.parse(nArgs, pArgs);
     } catch (const CLI::ParseError& e) {

@@ -11,8 +11,8 @@
 
 namespace northbound {
 
-/// The process's ORB and the server's object: one at a time. No connection is made before the first request. Threads: any may send
-/// requests; each has a connection of its own.
+/// The process's ORB and the server's object: one at a time. No connection is made before the first request.
+/// Threads: any may send requests; each has a connection of its own.
 class Session {
 public:
     /// \param server "<host>:<port>"

@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 
+#include "besideprogram.h"
 #include "managerservant.h"
 #include "nbihost/standalone.h"
 #include "nbiutil/nbitaskmgr.h"
@@ -53,13 +54,6 @@ void WaitForStopOrder()
     int nSignal = 0;
     sigwait(&signals, &nSignal);
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "signal %d: stopping", nSignal);
-}
-
-std::string DefaultConfigFile()
-{
-    std::error_code error;
-    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
-    return (self.parent_path() / "nbi-server.ini").string();
 }
 
 /// Whatever prints to standard output from here on, libraries included, ends up in \p path.
@@ -162,7 +156,7 @@ int RunReporting(const CommandLine& line)
 int ServerMain(int nArgs, char** pArgs)
 {
     CommandLine line;
-    line.m_ConfigFile = DefaultConfigFile();
+    line.m_ConfigFile = BesideProgram("nbi-server.ini");
     CLI::App app(
         "Northbound server of this machine: inventory, counters and performance collections over CORBA.",
         MODULE);
