@@ -21,6 +21,18 @@ void LogFailure(const ProcessException& failure)
     WriteLog(SourceMark{file.c_str(), failure.GetLine(), function.c_str()}, "%s", message.c_str());
 }
 
+/// For the steps that copy an exception's texts: without memory for them, code and wake-up still reach the
+/// caller.
+template <class Step>
+void Attempt(Step step) noexcept
+{
+    try {
+        step();
+    } catch (...) {
+        // Deliberate: nothing to report with. No exception leaves the frame of a task.
+    }
+}
+
 }  // namespace
 
 DBAgent::DBAgent(const std::string& name, int maxHugeTasks) : m_AgentName(name), m_nHugeTaskMax(maxHugeTasks)
@@ -79,9 +91,9 @@ void NBITask::RunGuarded(AD& descriptor)
         Execute();
         Complete();
     } catch (const ProcessException& failure) {
-        LogFailure(failure);
+        Attempt([&failure] { LogFailure(failure); });
         descriptor.SetErrorCode(failure.GetErrorCode());
-        descriptor.SetErrorInfo(failure.GetErrorInfo());
+        Attempt([&] { descriptor.SetErrorInfo(failure.GetErrorInfo()); });
         Finish(descriptor);
     } catch (...) {
         WriteLog(BODY_FAILED, "There's an error in NBITask::Run");

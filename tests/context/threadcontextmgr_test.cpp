@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/livecount.h"
+#include "support/heapwatch.h"
 #include "support/lockfailure.h"
 
 namespace NS_UTIL {

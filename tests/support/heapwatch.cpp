@@ -16,6 +16,7 @@ namespace {
 std::array<void*, 1 << 16> g_Freed;
 std::atomic<std::size_t> g_nFreed{0};
 std::atomic<bool> g_bWatching{false};
+std::atomic<long> g_nLive{0};
 
 thread_local std::size_t t_nMost = SIZE_MAX;
 thread_local std::size_t t_nRefused = 0;
@@ -26,7 +27,9 @@ void* Allocate(std::size_t nSize) noexcept
         t_nRefused = nSize;
         return nullptr;
     }
-    return std::malloc(nSize == 0 ? 1 : nSize);
+    void* const pBlock = std::malloc(nSize == 0 ? 1 : nSize);
+    if (pBlock != nullptr) g_nLive.fetch_add(1, std::memory_order_relaxed);
+    return pBlock;
 }
 
 void* AllocateOrThrow(std::size_t nSize)
@@ -38,7 +41,9 @@ void* AllocateOrThrow(std::size_t nSize)
 
 void Release(void* pBlock) noexcept
 {
-    if (pBlock != nullptr && g_bWatching) {
+    if (pBlock == nullptr) return;
+    g_nLive.fetch_sub(1, std::memory_order_relaxed);
+    if (g_bWatching) {
         const std::size_t nPlace = g_nFreed.fetch_add(1);
         if (nPlace < g_Freed.size()) {
             g_Freed[nPlace] = pBlock;
@@ -55,6 +60,11 @@ std::size_t KeptBlocks()
 }
 
 }  // namespace
+
+long LiveAllocations()
+{
+    return g_nLive;
+}
 
 HeapWatch::HeapWatch()
 {

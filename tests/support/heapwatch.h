@@ -1,6 +1,7 @@
 /// \file
 /// What the heap sees. A test program that links nbi_heapwatch has operators new and delete of its own, with
-/// which it can look at the bytes of a block at the moment it is freed, and let an allocation fail.
+/// which it can look at the bytes of a block at the moment it is freed, count what is left over, and let an
+/// allocation fail.
 #pragma once
 
 #include <cstddef>
@@ -20,6 +21,9 @@ public:
     /// In how many of the blocks freed so far \p bytes stand.
     int Sightings(const std::string& bytes) const;
 };
+
+/// How many objects from operator new there are now.
+long LiveAllocations();
 
 /// While it lives, an allocation of this thread of more than nMost bytes throws std::bad_alloc.
 class AllocationLimit {

@@ -17,7 +17,7 @@
 
 #include "nbiutil/processexception.h"
 #include "support/condwaits.h"
-#include "support/livecount.h"
+#include "support/heapwatch.h"
 #include "support/lockfailure.h"
 #include "support/recordinghost.h"
 #include "support/tasks.h"
