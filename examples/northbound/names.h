@@ -26,6 +26,10 @@ constexpr unsigned int NOT_CARRIED_OUT = 0x4E420005U;
 constexpr unsigned int CUT_SHORT = 0x4E420006U;
 /// Something that nobody foresaw went wrong in the server; the detail says what.
 constexpr unsigned int INTERNAL = 0x4E420007U;
+/// The text of an encrypted secret is not what the server's key wants.
+constexpr unsigned int BAD_CIPHER_TEXT = 0x4E420008U;
+/// A secret could not be decrypted.
+constexpr unsigned int NOT_DECRYPTED = 0x4E420009U;
 }  // namespace ErrCode
 
 }  // namespace northbound

@@ -91,6 +91,8 @@ const std::set<unsigned long> REQUIRED{
     northbound::ErrCode::NOT_CARRIED_OUT,
     northbound::ErrCode::CUT_SHORT,
     northbound::ErrCode::INTERNAL,
+    northbound::ErrCode::BAD_CIPHER_TEXT,
+    northbound::ErrCode::NOT_DECRYPTED,
 };
 
 TEST(ResourcesTest, BothLanguagesHaveTheSameFilesWithTheSameCodes)

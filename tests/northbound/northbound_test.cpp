@@ -641,7 +641,8 @@ TEST(ClientInputTest, HelpNamesTheSubcommandsAndTheExitCodes)
 {
     const Outcome outcome = RunClient({"--help"});
     EXPECT_EQ(outcome.m_nExitCode, 0);
-    for (const char* pName : {"inventory", "counters", "collect", "tasks", "stop", "reason", "Exit codes"}) {
+    for (const char* pName : {"inventory", "counters", "collect", "tasks", "stop", "pubkey", "send-secret",
+                              "reason", "Exit codes"}) {
         EXPECT_NE(outcome.m_Output.find(pName), std::string::npos) << pName;
     }
     EXPECT_EQ(RunClient({"collect", "--help"}).m_nExitCode, 0);

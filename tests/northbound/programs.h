@@ -32,6 +32,7 @@ public:
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
+    pid_t Id() const { return m_nPid; }
     void Signal(int nSignal) const;
     bool IsRunning();
     /// \return the exit code, or 1000 + the signal that ended it

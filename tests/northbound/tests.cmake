@@ -7,8 +7,10 @@ nbi_test(northbound/table_test.cpp LIBRARIES northbound_client)
 nbi_test(northbound/json_test.cpp LIBRARIES northbound_client)
 
 # Server and clients as processes.
-foreach(name northbound_test reasons_test)
-    nbi_test(northbound/${name}.cpp SOURCES northbound/programs.cpp LIBRARIES northbound_client TIMEOUT 180)
+set(secrets_test_sources northbound/processmemory.cpp)
+foreach(name northbound_test reasons_test secrets_test)
+    nbi_test(northbound/${name}.cpp SOURCES northbound/programs.cpp ${${name}_sources}
+        LIBRARIES northbound_client TIMEOUT 180)
     target_compile_definitions(${name} PRIVATE
         NBI_SERVER="$<TARGET_FILE:nbi-server>" NBI_CLIENT="$<TARGET_FILE:nbi-client>"
         NBI_EXAMPLE_ROOT="${PROJECT_SOURCE_DIR}/examples/northbound/root/lib")

@@ -221,6 +221,12 @@ int ShowReason(const Manner& manner, unsigned int nCode)
     return EXIT_DONE;
 }
 
+int ReportInputError(const Manner& manner, const InputError& error)
+{
+    return ReportFailure(manner, JsonObject().Text("badInput", error.what()).Done(), error.what(),
+                         EXIT_BAD_USAGE);
+}
+
 int ReportRefusal(const Manner& manner, const Northbound::OperationFailed& failure)
 {
     return ReportFailure(manner, ToJson(failure), ToText(failure), EXIT_REFUSED);

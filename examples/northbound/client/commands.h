@@ -2,6 +2,7 @@
 /// What each subcommand of the client does. The results are exit codes.
 #pragma once
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,13 @@ int StopServer(const Session& session, const Manner& manner);
 /// The reason of \p nCode from the catalogue; EXIT_REFUSED when it has none. Needs no server.
 int ShowReason(const Manner& manner, unsigned int nCode);
 
+/// What the user gave cannot be read; what() is one line that names it.
+class InputError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+int ReportInputError(const Manner& manner, const InputError& error);
 int ReportRefusal(const Manner& manner, const Northbound::OperationFailed& failure);
 int ReportNoServer(const Manner& manner, const CORBA::SystemException& failure);
 

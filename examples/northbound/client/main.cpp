@@ -12,6 +12,7 @@
 #include "nbihost/standalone.h"
 #include "nbiutil/errorinfomgr.h"
 #include "reasons.h"
+#include "secrets.h"
 
 namespace northbound {
 namespace {
@@ -27,6 +28,7 @@ struct CommandLine {
     std::string m_Code;
     CollectOptions m_Collect;
     TasksOptions m_Tasks;
+    SecretOptions m_Secret;
     std::function<int(const Session&)> m_Command;
     std::function<int()> m_CommandWithoutServer;  // in place of the other
 };
@@ -114,6 +116,30 @@ void AddStop(CLI::App& app, CommandLine& line)
     });
 }
 
+void AddPublicKey(CLI::App& app, CommandLine& line)
+{
+    app.add_subcommand("pubkey", "Print the server's public key as PEM, for secrets")->callback([&line] {
+        line.m_Command = [&line](const Session& session) { return ShowPublicKey(session, line.m_Manner); };
+    });
+}
+
+void AddSendSecret(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand(
+        "send-secret", "Send a secret that was encrypted with the server's public key (OAEP, SHA-1)");
+    pCommand
+        ->add_option("FILE", line.m_Secret.m_File,
+                     "Hexadecimal text of the encrypted secret; - is standard input")
+        ->capture_default_str();
+    pCommand->add_flag("-e,--encrypt", line.m_Secret.m_bEncrypt,
+                       "FILE holds the secret itself; encrypt it here");
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return SendSecret(session, line.m_Manner, line.m_Secret);
+        };
+    });
+}
+
 void AddReason(CLI::App& app, CommandLine& line)
 {
     CLI::App* const pCommand =
@@ -134,6 +160,8 @@ int AskServer(const CommandLine& line)
         const Session session(line.m_Manner.m_Server, line.m_User);
         Session::LimitAnswerTime(static_cast<unsigned int>(line.m_Manner.m_Timeout * 1000));
         return line.m_Command(session);
+    } catch (const InputError& e) {
+        return ReportInputError(line.m_Manner, e);
     } catch (const Northbound::OperationFailed& e) {
         return ReportRefusal(line.m_Manner, e);
     } catch (const CORBA::SystemException& e) {
@@ -167,6 +195,8 @@ int ClientMain(int nArgs, char** pArgs)
     AddCollect(app, line);
     AddTasks(app, line);
     AddStop(app, line);
+    AddPublicKey(app, line);
+    AddSendSecret(app, line);
     AddReason(app, line);
     app.require_subcommand(1);
     app.footer(

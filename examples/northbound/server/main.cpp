@@ -14,10 +14,12 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 
 #include "besideprogram.h"
 #include "managerservant.h"
 #include "nbihost/standalone.h"
+#include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbitaskmgr.h"
 #include "orbendpoint.h"
 #include "serversettings.h"
@@ -94,6 +96,13 @@ Settings SettingsOf(const CommandLine& line)
     return settings;
 }
 
+/// The pair lives as long as the process, the private key enciphered.
+void MakeKeyPair()
+{
+    if (NS_UTIL::LocalRsaKeyMgr::Instance()->Init() == 1) return;
+    throw std::runtime_error("the server's RSA key pair cannot be made; the log says why");
+}
+
 void Announce(const CommandLine& line, const std::string& address)
 {
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "serving on %s", address.c_str());
@@ -118,6 +127,7 @@ void Run(const CommandLine& line)
     const Settings settings = SettingsOf(line);
     MakeCollectionDirectory(settings.m_CollectionDirectory);
     RedirectOutput(settings.m_OutputFile);
+    MakeKeyPair();
     NS_UTIL::TaskPoolMgr::Init(settings.m_nHugeTaskLimit);
     pServant = std::make_unique<ManagerServant>(settings, stop, [] { kill(getpid(), SIGTERM); });
     pEndpoint = std::make_unique<OrbEndpoint>(settings.m_ListenAddress, settings.m_nListenPort, *pServant);

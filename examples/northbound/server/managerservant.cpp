@@ -1,5 +1,6 @@
 #include "managerservant.h"
 
+#include <algorithm>
 #include <list>
 #include <map>
 #include <memory>
@@ -10,9 +11,11 @@
 #include "nbihost/standalone.h"
 #include "nbiutil/errcode.h"
 #include "nbiutil/hugetask.h"
+#include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbitaskmgr.h"
 #include "nbiutil/processexception.h"
 #include "nbiutil/threadcontextmgr.h"
+#include "secrettask.h"
 
 namespace northbound {
 namespace {
@@ -24,6 +27,7 @@ constexpr const char* MODULE = "managerservant";
 
 constexpr unsigned int POOL_INVENTORY = 0;
 constexpr unsigned int POOL_COUNTERS = 1;
+constexpr unsigned int POOL_SECRETS = 1;
 constexpr unsigned int POOL_HUGE = 2;
 
 constexpr unsigned int MIN_INTERVAL = 10;                   // milliseconds
@@ -222,6 +226,28 @@ Northbound::HugeTaskList* ManagerServant::HugeTasks(const Northbound::Caller& wh
             }
         }
         return tasks._retn();
+    });
+}
+
+Northbound::Bytes* ManagerServant::PublicKey(const Northbound::Caller& who)
+{
+    return Serve(PUBLIC_KEY, who, [] {
+        NS_UTIL::LocalRsaKeyMgr& keys = *NS_UTIL::LocalRsaKeyMgr::Instance();
+        const auto nLength = static_cast<CORBA::ULong>(keys.GetLocalRsaPublicKeyLen());
+        Northbound::Bytes_var key = new Northbound::Bytes;
+        key->length(nLength);
+        std::copy_n(keys.GetLocalRsaPublicKey(), nLength, key->get_buffer());
+        return key._retn();
+    });
+}
+
+CORBA::ULong ManagerServant::SendSecret(const Northbound::Caller& who, const char* pCipher)
+{
+    return Serve(SECRET, who, [this, pCipher] {
+        AD descriptor = PendingDescriptor();
+        const auto pAnswer = std::make_shared<unsigned int>(0);
+        Carry(new SecretTask(m_Agent, descriptor, pCipher, pAnswer), POOL_SECRETS, descriptor);
+        return CORBA::ULong{*pAnswer};
     });
 }
 

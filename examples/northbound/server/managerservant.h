@@ -17,8 +17,9 @@
 namespace northbound {
 
 /// Each operation sets the context of its thread, makes a task with a descriptor, pushes it, waits, and turns
-/// a ProcessException into the interface's own. Inventory goes to pool 0, a port's counters to pool 1,
-/// collections to pool 2; the list of huge tasks and the stop are answered on the spot.
+/// a ProcessException into the interface's own. Inventory goes to pool 0, a port's counters and
+/// secrets to pool 1, collections to pool 2; the list of huge tasks, the public key and the stop are answered
+/// on the spot.
 /// Threads: any number of request threads. Must outlive the ORB and the pools.
 class ManagerServant : public POA_Northbound::Manager {
 public:
@@ -30,6 +31,8 @@ public:
     Northbound::CollectionResult* Collect(const Northbound::Caller& who,
                                           const Northbound::CollectionOrder& work) override;
     Northbound::HugeTaskList* HugeTasks(const Northbound::Caller& who) override;
+    Northbound::Bytes* PublicKey(const Northbound::Caller& who) override;
+    CORBA::ULong SendSecret(const Northbound::Caller& who, const char* pCipher) override;
     void Stop(const Northbound::Caller& who) override;
 
 private:

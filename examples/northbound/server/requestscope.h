@@ -19,6 +19,8 @@ constexpr Operation COUNTERS{2, "counters"};
 constexpr Operation COLLECT{3, "collect"};
 constexpr Operation TASKS{4, "tasks"};
 constexpr Operation STOP{5, "stop"};
+constexpr Operation PUBLIC_KEY{6, "pubkey"};
+constexpr Operation SECRET{7, "secret"};
 
 /// While one is alive, the thread serves a request: it has a context of its own with a fresh operation UUID,
 /// which its log lines carry and which the tasks made on it take along.
