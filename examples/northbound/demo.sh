@@ -171,7 +171,32 @@ BETWEEN=$(log_lines '\] hugetask:[0-9]+ \[HugeTaskMgr::RemoveHTskInfo\]' | head 
 printf '%s\n' "$BETWEEN"
 expect "such lines are there, without a request" test -n "$BETWEEN"
 
-chapter "8. An orderly stop"
+chapter "8. The same refusal in Chinese, and a code looked up"
+echo "The server sends code and detail; the reason comes from the client's own catalogue."
+client --lang zh counters nothing9
+expect "it failed with exit code 1" test $? -eq 1
+client reason 0x4118000A
+expect "the reason of emil's refusal was found without asking the server" test $? -eq 0
+
+chapter "9. A secret for the server"
+tell <<'TEXT'
+The server has an RSA key pair of its own. Whatever has OpenSSL can encrypt a secret with the public key; the plain secret is on no command line, in no log and, once it was used, no longer in the server's memory.
+TEXT
+"$PROGRAMS/nbi-client" --server "$ADDRESS" pubkey >"$WORK/key.pem"
+printf '%s$ nbi-client pubkey >key.pem%s\n' "$DIM" "$PLAIN"
+printf '%s$ openssl pkeyutl -encrypt -pubin -inkey key.pem -pkeyopt rsa_padding_mode:oaep -in secret |\n' "$DIM"
+printf '      od -An -v -tx1 >secret.hex%s\n' "$PLAIN"
+printf 'open sesame' |
+    openssl pkeyutl -encrypt -pubin -inkey "$WORK/key.pem" -pkeyopt rsa_padding_mode:oaep |
+    od -An -v -tx1 >"$WORK/secret.hex"
+client send-secret <"$WORK/secret.hex"
+expect "the server understood it" test $? -eq 0
+expect "the log does not tell it" test -z "$(log_lines 'sesame')"
+echo "A damaged one:"
+tr 0-9 1-90 <"$WORK/secret.hex" | client send-secret
+expect "it was refused" test $? -eq 1
+
+chapter "10. An orderly stop"
 tell <<'TEXT'
 A collection of an hour is under way when the server gets the order to stop. It is cut short at its next sample; its client learns that it failed, and is not left with half a result that looks whole.
 TEXT

@@ -1,12 +1,12 @@
 #include "processmemory.h"
 
 #include <fcntl.h>
-#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
 #include <sstream>
+#include <string_view>
 #include <vector>
 
 namespace northbound {
@@ -53,21 +53,16 @@ std::vector<Area> WritableAreas(const std::string& maps)
         char dash = 0;
         std::string access;
         words >> std::hex >> area.m_nBegin >> dash >> area.m_nEnd >> access;
-        if (access.compare(0, 2, "rw") == 0 && area.m_nEnd - area.m_nBegin <= LARGEST_AREA)
-            areas.push_back(area);
+        const bool bSmall = area.m_nEnd - area.m_nBegin <= LARGEST_AREA;
+        if (bSmall && access.compare(0, 2, "rw") == 0) areas.push_back(area);
     }
     return areas;
 }
 
-std::size_t CountIn(const char* pText, std::size_t nLength, const std::string& bytes)
+std::size_t CountIn(std::string_view text, const std::string& bytes)
 {
     std::size_t nCount = 0;
-    const char* const pEnd = pText + nLength;
-    while (const void* const pFound =
-               memmem(pText, static_cast<std::size_t>(pEnd - pText), bytes.data(), bytes.size())) {
-        ++nCount;
-        pText = static_cast<const char*>(pFound) + 1;
-    }
+    for (std::size_t nAt = text.find(bytes); nAt != text.npos; nAt = text.find(bytes, nAt + 1)) ++nCount;
     return nCount;
 }
 
@@ -86,7 +81,7 @@ std::size_t ProcessMemory::Count(const std::string& bytes) const
     for (const Area& area : WritableAreas(m_Directory + "/maps")) {
         for (unsigned long nAt = area.m_nBegin; nAt < area.m_nEnd; nAt += PIECE) {
             const std::size_t nRead = memory.Read(piece, nAt);
-            nCount += CountIn(piece.data(), std::min<std::size_t>(nRead, area.m_nEnd - nAt), bytes);
+            nCount += CountIn({piece.data(), std::min<std::size_t>(nRead, area.m_nEnd - nAt)}, bytes);
         }
     }
     return nCount;
