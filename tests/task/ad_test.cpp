@@ -4,10 +4,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -400,6 +400,7 @@ TEST_F(ADTest, FunctorOutlivesTheDescriptor)
     public:
         void operator()() override {}
     };
+    DeleteCounter::m_nDestroyed = 0;
     const long nBefore = LiveAllocations();
     auto* const pFunctor = new Probe;
     {
@@ -795,6 +796,34 @@ TEST_F(ADTest, LockThatWasNotTakenIsNotReleased)
     other.join();
     ad.Awake();
     EXPECT_EQ(OutcomeOfWait(ad).m_Message, "ErrCode:6,Detail:later");
+}
+
+TEST_F(ADTest, ChangeThatComesToTheLockTooLateIsDiscarded)
+{
+    std::vector<int> calls;
+    CountingFunctor functor(calls, 1);
+    const std::vector<std::function<void(AD&)>> changes{
+        [](AD& ad) { ad.SetErrorCode(5); }, [](AD& ad) { ad.SetErrorInfo("late"); },
+        [&functor](AD& ad) { ad.Bind(&functor); }, [](AD& ad) { ad.Awake(); },
+        [](AD& ad) { ad.WaitToComplete(); }};
+    for (const std::function<void(AD&)>& change : changes) {
+        AD ad;
+        ad.SetErrorCode(3);
+        std::thread late;
+        std::atomic<bool> bDone{false};
+        {
+            const NextWait wait([&] {
+                late = SleepingIn(ad, bDone, change);
+                EXPECT_FALSE(bDone);
+                ad.Awake();
+            });
+            ad.WaitToComplete();
+        }
+        late.join();
+        EXPECT_EQ(OutcomeOfWait(ad).m_Message, "ErrCode:3,Detail:");
+        ad.CallBack();
+    }
+    EXPECT_TRUE(calls.empty());
 }
 
 TEST_F(ADTest, LockMayBeTakenAgainByItsHolder)
