@@ -10,6 +10,7 @@
 #include "nbiutil/errcode.h"
 #include "nbiutil/hugetask.h"
 #include "nbiutil/nbitask.h"
+#include "task/processend.h"
 #include "task/raise.h"
 #include "task/taskqueue.h"
 
@@ -26,6 +27,7 @@ constexpr SourceMark LIMIT_RAISED{MODULE, 339};
 constexpr int HUGE_POOL = 2;
 constexpr int DEFAULT_THREADS = 20;
 constexpr int MAX_THREADS = 999;
+constexpr int ALREADY_OPEN = 1;  // what activate() answers then
 
 int ConfiguredThreads()
 {
@@ -89,10 +91,14 @@ NBITaskMgr::~NBITaskMgr()
 
 int NBITaskMgr::open(void*)
 {
+    if (IsStopping()) return 0;  // the workers would end at once
+    ProcessEnd::ExpectWorkers(m_nThreadNum);
     const int nResult = activate(THR_NEW_LWP, m_nThreadNum, 0, ACE_DEFAULT_THREAD_PRIORITY, -1, nullptr,
                                  nullptr, nullptr, nullptr, nullptr);
+    if (nResult == ALREADY_OPEN) ProcessEnd::ForgetWorkers(m_nThreadNum);
     if (nResult != -1) return 0;
     const int nStarted = thr_mgr()->num_threads_in_task(this);
+    ProcessEnd::ForgetWorkers(m_nThreadNum - nStarted);
     WriteLog(Here(MODULE), "[NBITaskMgr::open] only %d of %d threads could be started", nStarted,
              m_nThreadNum);
     m_bWithoutWorkers.store(nStarted <= 0, std::memory_order_release);
@@ -124,6 +130,7 @@ bool NBITaskMgr::IsHugePool() const
 
 int NBITaskMgr::svc()
 {
+    ProcessEnd::WorkerArrives();
     NBITask* pRan = nullptr;
     while (!IsStopping()) {
         NBITask* const pTask = Acquire(Hands::WORKER, pRan);

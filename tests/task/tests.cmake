@@ -1,6 +1,7 @@
 nbi_test(task/nbitaskmgr_test.cpp)
 nbi_test(task/taskqueue_test.cpp)
 nbi_test(task/hugepool_test.cpp)
+nbi_test(task/shutdown_test.cpp)
 nbi_test(task/ad_test.cpp SOURCES support/condwaits.cpp LIBRARIES nbi_heapwatch nbi_lockfailure)
 nbi_test(task/processexception_test.cpp)
 nbi_test(task/hugetask_test.cpp LIBRARIES nbi_lockfailure)
