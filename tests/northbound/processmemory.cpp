@@ -59,13 +59,6 @@ std::vector<Area> WritableAreas(const std::string& maps)
     return areas;
 }
 
-std::size_t CountIn(std::string_view text, const std::string& bytes)
-{
-    std::size_t nCount = 0;
-    for (std::size_t nAt = text.find(bytes); nAt != text.npos; nAt = text.find(bytes, nAt + 1)) ++nCount;
-    return nCount;
-}
-
 }  // namespace
 
 bool ProcessMemory::IsReadable() const
@@ -73,17 +66,25 @@ bool ProcessMemory::IsReadable() const
     return File(m_Directory + "/mem").IsOpen();
 }
 
-std::size_t ProcessMemory::Count(const std::string& bytes) const
+void ProcessMemory::Visit(std::size_t nOverlap, const std::function<void(std::string_view)>& look) const
 {
     const File memory(m_Directory + "/mem");
-    std::vector<char> piece(PIECE + bytes.size() - 1);  // pieces overlap by what may lie across their border
-    std::size_t nCount = 0;
+    std::vector<char> piece(PIECE + nOverlap);
     for (const Area& area : WritableAreas(m_Directory + "/maps")) {
         for (unsigned long nAt = area.m_nBegin; nAt < area.m_nEnd; nAt += PIECE) {
             const std::size_t nRead = memory.Read(piece, nAt);
-            nCount += CountIn({piece.data(), std::min<std::size_t>(nRead, area.m_nEnd - nAt)}, bytes);
+            look({piece.data(), std::min<std::size_t>(nRead, area.m_nEnd - nAt)});
         }
     }
+}
+
+std::size_t ProcessMemory::Count(const std::string& bytes) const
+{
+    std::size_t nCount = 0;
+    Visit(bytes.size() - 1, [&](std::string_view piece) {
+        std::size_t nAt = 0;
+        for (; (nAt = piece.find(bytes, nAt)) != piece.npos; ++nAt) ++nCount;
+    });
     return nCount;
 }
 

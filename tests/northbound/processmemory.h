@@ -5,7 +5,9 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace northbound {
 
@@ -16,8 +18,11 @@ public:
     /// false where the system keeps a process's memory from its parent.
     bool IsReadable() const;
 
-    /// How often \p bytes are in all that the process can read and write. Areas beyond a gigabyte, such as
-    /// the sanitizers' own, are left out.
+    /// Shows all that the process can read and write, piece by piece. Pieces begin at multiples of 8 and
+    /// overlap by \p nOverlap bytes; areas beyond a gigabyte, such as the sanitizers' own, are left out.
+    void Visit(std::size_t nOverlap, const std::function<void(std::string_view)>& look) const;
+
+    /// How often \p bytes are there.
     std::size_t Count(const std::string& bytes) const;
 
 private:

@@ -1,13 +1,20 @@
 // Secrets on their way to the server, as people send them: with the openssl program and with the client
 // alone.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <openssl/bn.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
+#include <openssl/rsa.h>
+#include <pty.h>
 #include <stdlib.h>
+#include <termios.h>
+#include <unistd.h>
 
-#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "names.h"
 #include "processmemory.h"
@@ -225,39 +232,144 @@ TEST_F(SecretsTest, NothingSecretIsInTheLog)
     EXPECT_EQ(log.find(ReadFile(m_Folder.Path() + "/text").substr(0, 16)), std::string::npos);
 }
 
-/// What a public and a private key in DER begin with, from the length of the modulus on: the private one has
-/// a version number in front of it.
-struct KeyMarks {
-    std::string m_Public;
-    std::string m_Private;
-};
+using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
+using Number = std::unique_ptr<BIGNUM, decltype(&BN_clear_free)>;
 
-KeyMarks MarksOf(const std::string& pem)
+Key KeyOf(const std::string& pem)
 {
     const std::unique_ptr<BIO, decltype(&BIO_free_all)> pText(
         BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())), &BIO_free_all);
-    const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> pKey(
-        PEM_read_bio_PUBKEY(pText.get(), nullptr, nullptr, nullptr), &EVP_PKEY_free);
-    unsigned char* pDer = nullptr;
-    const int nLength = i2d_PublicKey(pKey.get(), &pDer);
-    const std::string der(reinterpret_cast<char*>(pDer), static_cast<std::size_t>(nLength));
-    OPENSSL_free(pDer);
-    const std::string modulus = der.substr(4, 40);  // behind the sequence's own header
-    return {modulus, std::string("\x02\x01\x00", 3) + modulus};
+    return {PEM_read_bio_PUBKEY(pText.get(), nullptr, nullptr, nullptr), &EVP_PKEY_free};
 }
 
-TEST_F(SecretsTest, NoPlainSecretAndNoPlainPrivateKeyStayInTheServersMemory)
+Number ModulusOf(const Key& key)
 {
-    ExpectUnderstood("encrypt <secret | hex | client send-secret");
-    ExpectUnderstood("encrypt <secret | hex | tr a-f A-F | client send-secret");
-    ExpectUnderstood("client send-secret -e secret");
-    const KeyMarks marks = MarksOf(ReadFile(m_Folder.Path() + "/key.pem"));
-    const ProcessMemory memory(m_Server.Process().Id());
-    if (!memory.IsReadable()) GTEST_SKIP() << "this system does not show a child's memory";
-    EXPECT_GE(memory.Count(marks.m_Public), 1u) << "the scan does not even find what is there";
-    EXPECT_EQ(memory.Count(marks.m_Private), 0u);
-    EXPECT_EQ(memory.Count(SECRET), 0u);
-    EXPECT_EQ(memory.Count(SECRET.substr(SECRET.size() - 16)), 0u);  // a freed block loses its first bytes
+    BIGNUM* pModulus = nullptr;
+    EVP_PKEY_get_bn_param(key.get(), "n", &pModulus);
+    return {pModulus, &BN_clear_free};
+}
+
+/// Counts the prime factors of a modulus of 2048 bits that it is shown.
+class FactorCounter {
+public:
+    explicit FactorCounter(Number modulus) : m_Modulus(std::move(modulus)) {}
+
+    /// As OpenSSL computes with them: least significant byte first, at multiples of a word.
+    void LookAtWords(std::string_view bytes)
+    {
+        for (std::size_t nAt = 0; nAt + SIZE <= bytes.size(); nAt += sizeof(BN_ULONG)) {
+            const bool bOdd = (bytes[nAt] & 1) != 0;
+            if (bOdd && (bytes[nAt + SIZE - 1] & 0x80) != 0) Try(bytes.substr(nAt, SIZE), &BN_lebin2bn);
+        }
+    }
+
+    /// As a key in DER has them.
+    void LookAtDer(std::string_view bytes)
+    {
+        const std::string_view start("\x02\x81\x81\x00", 4);
+        for (std::size_t nAt = bytes.find(start); nAt != bytes.npos; nAt = bytes.find(start, nAt + 1)) {
+            Try(bytes.substr(nAt + start.size(), SIZE), &BN_bin2bn);
+        }
+    }
+
+    std::size_t Count() const { return m_nCount; }
+
+    static constexpr std::size_t SIZE = 128;
+
+private:
+    void Try(std::string_view bytes, decltype(&BN_bin2bn) read)
+    {
+        if (bytes.size() < SIZE) return;
+        read(reinterpret_cast<const unsigned char*>(bytes.data()), SIZE, m_Factor.get());
+        if (BN_num_bits(m_Factor.get()) != 8 * SIZE) return;
+        BN_mod(m_Rest.get(), m_Modulus.get(), m_Factor.get(), m_pContext.get());
+        if (BN_is_zero(m_Rest.get())) ++m_nCount;
+    }
+
+    const Number m_Modulus;
+    const Number m_Factor{BN_new(), &BN_clear_free};
+    const Number m_Rest{BN_new(), &BN_clear_free};
+    const std::unique_ptr<BN_CTX, decltype(&BN_CTX_free)> m_pContext{BN_CTX_new(), &BN_CTX_free};
+    std::size_t m_nCount = 0;
+};
+
+std::size_t CountFactors(const ProcessMemory& memory, Number modulus)
+{
+    FactorCounter counter(std::move(modulus));
+    memory.Visit(FactorCounter::SIZE + 4, [&counter](std::string_view piece) {
+        counter.LookAtWords(piece);
+        counter.LookAtDer(piece);
+    });
+    return counter.Count();
+}
+
+/// What MemoryTest does not find is not there: this finds it.
+TEST(FactorCounterTest, FactorsOfAPrivateKeyAreFoundInAProcessThatHoldsIt)
+{
+    const Key key(EVP_RSA_gen(2048), &EVP_PKEY_free);
+    const ProcessMemory memory(getpid());
+    if (!memory.IsReadable()) GTEST_SKIP() << "this system does not show a process's memory";
+    EXPECT_GE(CountFactors(memory, ModulusOf(key)), 2u);
+
+    unsigned char* pDer = nullptr;
+    const int nLength = i2d_PrivateKey(key.get(), &pDer);
+    FactorCounter counter(ModulusOf(key));
+    counter.LookAtDer({reinterpret_cast<char*>(pDer), static_cast<std::size_t>(nLength)});
+    EXPECT_EQ(counter.Count(), 2u);
+    OPENSSL_clear_free(pDer, static_cast<std::size_t>(nLength));
+}
+
+/// A server that has taken in secrets.
+class MemoryTest : public SecretsTest {
+protected:
+    void SetUp() override
+    {
+        if (!m_Memory.IsReadable()) GTEST_SKIP() << "this system does not show a child's memory";
+        ExpectUnderstood("encrypt <secret | hex | client send-secret");
+        ExpectUnderstood("encrypt <secret | hex | tr a-f A-F | client send-secret");
+        ExpectUnderstood("client send-secret -e secret");
+    }
+
+    const ProcessMemory m_Memory{m_Server.Process().Id()};
+};
+
+TEST_F(MemoryTest, NoPlainSecretStaysInTheServer)
+{
+    EXPECT_EQ(m_Memory.Count(SECRET), 0u);
+    EXPECT_EQ(m_Memory.Count(SECRET.substr(SECRET.size() - 16)), 0u);  // a freed block loses its first bytes
+}
+
+/// In DER the private key has a version number in front of the modulus, the public one not.
+TEST_F(MemoryTest, NoPlainPrivateKeyStaysInTheServer)
+{
+    Number modulus = ModulusOf(KeyOf(ReadFile(m_Folder.Path() + "/key.pem")));
+    std::string bytes(2 * FactorCounter::SIZE, '\0');
+    BN_bn2bin(modulus.get(), reinterpret_cast<unsigned char*>(bytes.data()));
+    EXPECT_GE(m_Memory.Count(bytes), 1u) << "the search does not even find the public key";
+    EXPECT_EQ(m_Memory.Count(std::string("\x02\x01\x00\x02\x82\x01\x01\x00", 8) + bytes.substr(0, 32)), 0u);
+    EXPECT_EQ(CountFactors(m_Memory, std::move(modulus)), 0u);
+}
+
+/// The client's terminal is the one of this process.
+TEST_F(SecretsTest, TypedSecretIsNotShown)
+{
+    int nMaster = -1;
+    int nTerminal = -1;
+    ASSERT_EQ(openpty(&nMaster, &nTerminal, nullptr, nullptr, nullptr), 0);
+    ASSERT_EQ(dup2(nTerminal, STDIN_FILENO), STDIN_FILENO);
+    Program client(m_Folder.Path(), "client",
+                   {NBI_CLIENT, "--server", m_Server.Address(), "send-secret", "-e"});
+    ASSERT_TRUE(Eventually([&client] { return client.StandardError() == "Secret: "; }));
+    const std::string typed = SECRET + "\n";
+    ASSERT_EQ(write(nMaster, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_EQ(client.StandardOutput(), UNDERSTOOD);
+    fcntl(nMaster, F_SETFL, O_NONBLOCK);
+    char shown[100];
+    EXPECT_LE(read(nMaster, shown, sizeof(shown)), 0) << "the terminal echoed";
+    termios after{};
+    ASSERT_EQ(tcgetattr(nTerminal, &after), 0);
+    EXPECT_NE(after.c_lflag & ECHO, 0u);
 }
 
 TEST(ServerKeyTest, ServerThatCannotMakeItsKeyPairDoesNotStart)

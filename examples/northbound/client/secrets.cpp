@@ -89,10 +89,10 @@ public:
     explicit Unseen(const Input& input) : m_Input(input)
     {
         if (tcgetattr(m_Input.File(), &m_Before) != 0) return;
-        std::cerr << "Secret: " << std::flush;
         termios unseen = m_Before;
         unseen.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         m_bHidden = tcsetattr(m_Input.File(), TCSAFLUSH, &unseen) == 0;
+        std::cerr << "Secret: " << std::flush;  // now that nothing typed is shown
     }
     ~Unseen()
     {
