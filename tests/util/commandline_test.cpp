@@ -53,6 +53,15 @@ void* operator new[](std::size_t nSize)
 {
     return Allocate(nSize);
 }
+// The nothrow forms, too: a sanitizer brings its own, whose storage must not go back to free().
+void* operator new(std::size_t nSize, const std::nothrow_t&) noexcept
+{
+    return std::malloc(nSize == 0 ? 1 : nSize);
+}
+void* operator new[](std::size_t nSize, const std::nothrow_t&) noexcept
+{
+    return std::malloc(nSize == 0 ? 1 : nSize);
+}
 void operator delete(void* pStorage) noexcept
 {
     Release(pStorage);
