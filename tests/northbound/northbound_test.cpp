@@ -372,7 +372,7 @@ TEST_F(StopTest, RequestsUnderWayAndQueuedAnswerWithAFailure)
     StopInOrder(m_Server);
     for (const Collection& collection : m_Collections) {
         ASSERT_TRUE(Eventually([&] { return collection.IsOver(); }));
-        ASSERT_NE(collection.Refusal(), nullptr);
+        ASSERT_NE(collection.Refusal(), nullptr) << collection.NoServer()->NP_minorString();
         EXPECT_NE(collection.Refusal()->code, 0u);
         const std::string detail = collection.Refusal()->detail.in();
         EXPECT_TRUE(StartsWith(detail, "the server stopped ")) << detail;

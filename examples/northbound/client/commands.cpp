@@ -1,5 +1,7 @@
 #include "commands.h"
 
+#include <omniORB4/minorCode.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -117,6 +119,18 @@ int WatchTasks(const Session& session)
     }
 }
 
+/// A server that is stopping turns requests away; one that has stopped takes no connection.
+bool IsGone(const Session& session)
+{
+    try {
+        return static_cast<bool>(session.Server()->_non_existent());
+    } catch (const CORBA::TRANSIENT& e) {
+        return e.minor() == omni::TRANSIENT_ConnectFailed;
+    } catch (const CORBA::COMM_FAILURE&) {
+        return false;  // the connection has ended; the next attempt tells whether there is a new one
+    }
+}
+
 int ReportFailure(const Manner& manner, const std::string& json, const std::string& text, int nExitCode)
 {
     if (manner.m_bJson) {
@@ -196,14 +210,9 @@ int ShowTasks(const Session& session, const Manner& manner, const TasksOptions& 
 int StopServer(const Session& session, const Manner& manner)
 {
     session.Server()->Stop(session.Who());
-    const bool bGone = WaitFor(manner, [&session] {
-        try {
-            return static_cast<bool>(session.Server()->_non_existent());
-        } catch (const CORBA::SystemException&) {
-            return true;
-        }
-    });
-    if (!bGone) return ReportTooLate(manner, "the server has the order to stop, but is still there");
+    if (!WaitFor(manner, [&session] { return IsGone(session); })) {
+        return ReportTooLate(manner, "the server has the order to stop, but is still there");
+    }
     std::cout << (manner.m_bJson ? "{\"stopped\":true}" : "the server has stopped") << '\n';
     return EXIT_DONE;
 }

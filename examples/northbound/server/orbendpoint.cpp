@@ -3,6 +3,9 @@
 #include <omniORB4/omniIOR.h>
 #include <omniORB4/omniORB.h>
 
+#include <chrono>
+#include <thread>
+
 #include "names.h"
 #include "nbihost/standalone.h"
 
@@ -10,6 +13,10 @@ namespace northbound {
 namespace {
 
 constexpr const char* MODULE = "orb";
+
+/// What the ORB's threads get to send the last answers. The ORB waits for the servant's operations only, but
+/// an answer that is an exception is sent after its operation has ended, and a shutdown would cut it off.
+constexpr std::chrono::milliseconds SENDING_TIME(500);
 
 /// What the ORB has to say goes to the log like everything else.
 void LogOrbMessage(const char* pMessage)
@@ -26,6 +33,13 @@ CORBA::ORB_ptr InitOrb(const std::string& address, int nPort)
     const char* options[][2] = {{"endPoint", endpoint.c_str()}, {nullptr, nullptr}};
     int nArgs = 0;
     return CORBA::ORB_init(nArgs, nullptr, "omniORB4", options);
+}
+
+/// The one adapter whose objects keep the plain key that a corbaloc text names.
+PortableServer::POA_ptr Adapter(CORBA::ORB_ptr orb)
+{
+    const CORBA::Object_var object = orb->resolve_initial_references("omniINSPOA");
+    return PortableServer::POA::_narrow(object);
 }
 
 /// The port that the ORB got: the reference that it hands out names it.
@@ -67,9 +81,7 @@ OrbEndpoint::~OrbEndpoint()
 
 int OrbEndpoint::Activate(PortableServer::ServantBase& servant)
 {
-    // The one adapter whose objects keep the plain key that a corbaloc text names.
-    const CORBA::Object_var object = m_Orb->resolve_initial_references("omniINSPOA");
-    const PortableServer::POA_var adapter = PortableServer::POA::_narrow(object);
+    const PortableServer::POA_var adapter = Adapter(m_Orb);
     const PortableServer::ObjectId_var key = PortableServer::string_to_ObjectId(OBJECT_KEY);
     adapter->activate_object_with_id(key, &servant);
     const PortableServer::POAManager_var manager = adapter->the_POAManager();
@@ -81,6 +93,10 @@ int OrbEndpoint::Activate(PortableServer::ServantBase& servant)
 void OrbEndpoint::Shutdown()
 {
     if (CORBA::is_nil(m_Orb)) return;
+    const PortableServer::POA_var adapter = Adapter(m_Orb);
+    const PortableServer::POAManager_var manager = adapter->the_POAManager();
+    manager->discard_requests(true);
+    std::this_thread::sleep_for(SENDING_TIME);
     m_Orb->shutdown(true);
     m_Orb->destroy();
     m_Orb = CORBA::ORB::_nil();

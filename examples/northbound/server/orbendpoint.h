@@ -27,8 +27,8 @@ public:
 
     int Port() const { return m_nPort; }
 
-    /// Takes no more requests, and returns when those under way are answered. Only the first call does
-    /// anything.
+    /// Takes no more requests, and returns when those under way are answered; half a second at least, for the
+    /// last answers to leave. Only the first call does anything.
     void Shutdown();
 
 private:
