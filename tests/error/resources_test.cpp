@@ -93,6 +93,9 @@ const std::set<unsigned long> REQUIRED{
     northbound::ErrCode::INTERNAL,
     northbound::ErrCode::BAD_CIPHER_TEXT,
     northbound::ErrCode::NOT_DECRYPTED,
+    northbound::ErrCode::CANNOT_PACK,
+    northbound::ErrCode::NOT_CONFIGURED,
+    northbound::ErrCode::NOT_LOGGED_IN,
 };
 
 TEST(ResourcesTest, BothLanguagesHaveTheSameFilesWithTheSameCodes)

@@ -1,0 +1,38 @@
+/// \file
+/// Changes of the server's own configuration file while it runs.
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <string>
+
+namespace northbound {
+
+/// Changes one item of the configuration file in place. The file as it was is kept beside it, in the folder
+/// "<file>.d", and comes back when the changed one does not load.
+/// Threads: any; one change at a time.
+class ConfigEditor {
+public:
+    /// \param reload reads the file again; throws when it does not load
+    ConfigEditor(std::string configFile, std::function<void()> reload);
+
+    /// \throws ProcessException BAD_ARGUMENT when key or value are no part of a line "key = value".
+    /// \throws ProcessException NOT_CONFIGURED when the key stands in no line or in several (in comments and
+    /// inside
+    ///         longer keys it counts, since the edit replaces every line that holds it), when the file has
+    ///         over 1,024 lines or a line of over 1,023 characters, when it cannot be copied or written, or
+    ///         when it does not load with the change. The file is then as it was.
+    void Set(const std::string& key, const std::string& value);
+
+private:
+    void CheckFile(const std::string& key) const;
+    void PutBack(const std::string& before) const;
+
+    const std::string m_ConfigFile;
+    const std::string m_BackupFolder;
+    const std::string m_BackupFile;
+    const std::function<void()> m_Reload;
+    std::mutex m_Mutex;  // one change at a time
+};
+
+}  // namespace northbound
