@@ -95,17 +95,54 @@ int ExitCodeOf(const Collections& collections)
     return nExitCode;
 }
 
-void PrintOutcomes(const Collections& collections, const Manner& manner)
+bool HasResult(const Collections& collections)
 {
-    std::vector<std::string> items;
-    for (const Collection& collection : collections) {
-        if (manner.m_bJson) {
-            items.push_back(OutcomeJson(collection));
-        } else {
-            PrintOutcome(collection);
-        }
+    return std::any_of(collections.begin(), collections.end(),
+                       [](const Collection& c) { return c.Result() != nullptr; });
+}
+
+Northbound::PackResult* Pack(const Session& session, const CollectOptions& options)
+{
+    Northbound::PackOrder work;
+    work.method = options.m_PackMethod.c_str();
+    work.perArchive =
+        options.m_nPerArchive > 0 ? options.m_nPerArchive : static_cast<CORBA::ULong>(options.m_Ports.size());
+    return session.Server()->Pack(session.Who(), work);
+}
+
+void PrintPacked(const Northbound::PackResult& packed)
+{
+    for (CORBA::ULong i = 0; i < packed.archives.length(); ++i) {
+        std::cout << "packed into " << Printable(packed.archives[i].in()) << '\n';
     }
-    if (manner.m_bJson) std::cout << JsonArray(items) << '\n';
+    std::cout << packed.waiting << " files wait for a later packing\n";
+}
+
+std::string PackedJson(const Northbound::PackResult& packed)
+{
+    std::vector<std::string> archives;
+    for (CORBA::ULong i = 0; i < packed.archives.length(); ++i) {
+        archives.push_back(JsonText(packed.archives[i].in()));
+    }
+    return JsonObject().Raw("archives", JsonArray(archives)).Number("waiting", packed.waiting).Done();
+}
+
+/// With \p pPacked the JSON is an object of the outcomes and of what was packed, else the outcomes alone.
+void PrintOutcomes(const Collections& collections, const Manner& manner,
+                   const Northbound::PackResult* pPacked)
+{
+    if (!manner.m_bJson) {
+        for (const Collection& collection : collections) PrintOutcome(collection);
+        if (pPacked != nullptr) PrintPacked(*pPacked);
+        return;
+    }
+    std::vector<std::string> items;
+    for (const Collection& collection : collections) items.push_back(OutcomeJson(collection));
+    const std::string outcomes = JsonArray(items);
+    std::cout << (pPacked == nullptr
+                      ? outcomes
+                      : JsonObject().Raw("collections", outcomes).Raw("packed", PackedJson(*pPacked)).Done())
+              << '\n';
 }
 
 int WatchTasks(const Session& session)
@@ -184,8 +221,22 @@ int RunCollections(const Session& session, const Manner& manner, const CollectOp
     for (const auto& work : orders) collections.emplace_back(session, work, Milliseconds(manner.m_Timeout));
     if (!manner.m_bJson && !options.m_bQuiet) ShowProgressUntilOver(session, collections);
     while (!AllOver(collections)) std::this_thread::sleep_for(POLL);
-    PrintOutcomes(collections, manner);
+    if (options.m_PackMethod.empty() || !HasResult(collections)) {
+        PrintOutcomes(collections, manner, nullptr);
+    } else {
+        const Northbound::PackResult_var packed = Pack(session, options);
+        PrintOutcomes(collections, manner, packed.operator->());
+    }
     return ExitCodeOf(collections);
+}
+
+int SetItem(const Session& session, const Manner& manner, const ConfigOptions& options)
+{
+    session.Server()->SetItem(session.Who(), options.m_Key.c_str(), options.m_Value.c_str());
+    std::cout << (manner.m_bJson ? JsonObject().Text("set", options.m_Key).Done()
+                                 : Printable(options.m_Key) + " is set, and the configuration is in force")
+              << '\n';
+    return EXIT_DONE;
 }
 
 int ShowTasks(const Session& session, const Manner& manner, const TasksOptions& options)

@@ -24,6 +24,13 @@ struct CollectOptions {
     double m_Interval = 1;   // seconds
     double m_Duration = 10;  // seconds
     bool m_bQuiet = false;
+    std::string m_PackMethod;        // "": not at all
+    unsigned int m_nPerArchive = 0;  // 0: as many as there are ports
+};
+
+struct ConfigOptions {
+    std::string m_Key;
+    std::string m_Value;
 };
 
 struct TasksOptions {
@@ -35,8 +42,12 @@ struct TasksOptions {
 int ShowInventory(const Session& session, const Manner& manner);
 int ShowCounters(const Session& session, const Manner& manner, const std::string& port);
 
-/// One collection per port, side by side, with a progress display while they run.
+/// One collection per port, side by side, with a progress display while they run; then the packing of the
+/// files, if it is asked for and a collection has made one.
 int RunCollections(const Session& session, const Manner& manner, const CollectOptions& options);
+
+/// Changes an item of the server's configuration file.
+int SetItem(const Session& session, const Manner& manner, const ConfigOptions& options);
 
 /// The running huge tasks, once there are m_nAtLeast of them; EXIT_REFUSED when that takes longer than the
 /// timeout. With m_bWatch: their progress until none is left.

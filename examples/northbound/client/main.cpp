@@ -27,6 +27,7 @@ struct CommandLine {
     std::string m_Port;
     std::string m_Code;
     CollectOptions m_Collect;
+    ConfigOptions m_Config;
     TasksOptions m_Tasks;
     SecretOptions m_Secret;
     std::function<int(const Session&)> m_Command;
@@ -89,6 +90,14 @@ void AddCollect(CLI::App& app, CommandLine& line)
         ->add_option("-d,--duration", line.m_Collect.m_Duration, "Seconds from the first sample to the last")
         ->capture_default_str()
         ->check(CLI::Range(0.0, DAY));
+    pCommand
+        ->add_option("-p,--pack", line.m_Collect.m_PackMethod,
+                     "Pack the files that wait on the server afterwards")
+        ->check(CLI::IsMember({"gzip", "tar", "zip"}));
+    pCommand
+        ->add_option("--per-archive", line.m_Collect.m_nPerArchive,
+                     "Files in one tar or zip archive; a rest waits (as many as there are PORTs)")
+        ->check(CLI::Range(1, 1000000));
     pCommand->add_flag("-q,--quiet", line.m_Collect.m_bQuiet, "No progress display");
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
@@ -105,6 +114,21 @@ void AddTasks(CLI::App& app, CommandLine& line)
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
             return ShowTasks(session, line.m_Manner, line.m_Tasks);
+        };
+    });
+}
+
+void AddConfig(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand("config", "Look after the server's configuration");
+    pCommand->require_subcommand(1);
+    CLI::App* const pSet =
+        pCommand->add_subcommand("set", "Change an item that stands in the configuration file");
+    pSet->add_option("KEY", line.m_Config.m_Key, "The item's name")->required();
+    pSet->add_option("VALUE", line.m_Config.m_Value, "Its new value")->required();
+    pSet->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return SetItem(session, line.m_Manner, line.m_Config);
         };
     });
 }
@@ -194,6 +218,7 @@ int ClientMain(int nArgs, char** pArgs)
     AddCounters(app, line);
     AddCollect(app, line);
     AddTasks(app, line);
+    AddConfig(app, line);
     AddStop(app, line);
     AddPublicKey(app, line);
     AddSendSecret(app, line);

@@ -129,7 +129,11 @@ void Run(const CommandLine& line)
     RedirectOutput(settings.m_OutputFile);
     MakeKeyPair();
     NS_UTIL::TaskPoolMgr::Init(settings.m_nHugeTaskLimit);
-    pServant = std::make_unique<ManagerServant>(settings, stop, [] { kill(getpid(), SIGTERM); });
+    ConfigEditor editor(line.m_ConfigFile, [&host, &line] {
+        host.Reload();
+        NS_UTIL::TaskPoolMgr::Init(SettingsOf(line).m_nHugeTaskLimit);
+    });
+    pServant = std::make_unique<ManagerServant>(settings, editor, stop, [] { kill(getpid(), SIGTERM); });
     pEndpoint = std::make_unique<OrbEndpoint>(settings.m_ListenAddress, settings.m_nListenPort, *pServant);
     Announce(line, settings.m_ListenAddress + ":" + std::to_string(pEndpoint->Port()));
     WaitForStopOrder();

@@ -16,6 +16,7 @@
 #include "nbiutil/processexception.h"
 #include "nbiutil/threadcontextmgr.h"
 #include "secrettask.h"
+#include "upkeeptasks.h"
 
 namespace northbound {
 namespace {
@@ -27,6 +28,7 @@ constexpr const char* MODULE = "managerservant";
 
 constexpr unsigned int POOL_INVENTORY = 0;
 constexpr unsigned int POOL_COUNTERS = 1;
+constexpr unsigned int POOL_UPKEEP = 0;
 constexpr unsigned int POOL_SECRETS = 1;
 constexpr unsigned int POOL_HUGE = 2;
 
@@ -100,6 +102,14 @@ void FillIn(Northbound::HugeTask& task, const std::string& operation, const std:
     task.samplesPlanned = progress.m_nPlanned;
 }
 
+PackMethod ToMethod(const std::string& method)
+{
+    if (method == "gzip") return PackMethod::GZIP;
+    if (method == "tar") return PackMethod::TAR;
+    if (method == "zip") return PackMethod::ZIP;
+    Fail(ErrCode::BAD_ARGUMENT, MODULE, "\"" + method + "\" is no method of packing: gzip, tar and zip are");
+}
+
 void CheckUser(const std::string& user)
 {
     if (user.size() > RequestScope::MAX_USER) {
@@ -110,9 +120,12 @@ void CheckUser(const std::string& user)
 
 }  // namespace
 
-ManagerServant::ManagerServant(const Settings& settings, StopSignal& stop, std::function<void()> requestStop)
+ManagerServant::ManagerServant(const Settings& settings, ConfigEditor& editor, StopSignal& stop,
+                               std::function<void()> requestStop)
     : m_nPerPortLimit(settings.m_nPerPortLimit),
       m_Place{m_Machine, m_Board, stop, settings.m_CollectionDirectory},
+      m_Packer(settings.m_CollectionDirectory),
+      m_Editor(editor),
       m_Agent("northbound", settings.m_nHugeTaskLimit),
       m_RequestStop(std::move(requestStop))
 {
@@ -210,6 +223,32 @@ CollectionPlan ManagerServant::CheckedPlan(const Northbound::CollectionOrder& wo
                  " ms is shorter than the interval or longer than a day");
     }
     return plan;
+}
+
+Northbound::PackResult* ManagerServant::Pack(const Northbound::Caller& who, const Northbound::PackOrder& work)
+{
+    return Serve(PACK, who, [this, &work] {
+        const PackMethod method = ToMethod(work.method.in());
+        if (work.perArchive == 0) Fail(ErrCode::BAD_ARGUMENT, MODULE, "an archive holds at least one file");
+        AD descriptor = PendingDescriptor();
+        const auto pAnswer = std::make_shared<PackOutcome>();
+        Carry(new PackTask(m_Agent, descriptor, m_Packer, method, work.perArchive, pAnswer), POOL_UPKEEP,
+              descriptor);
+        Northbound::PackResult_var result = new Northbound::PackResult;
+        result->archives.length(static_cast<CORBA::ULong>(pAnswer->m_Archives.size()));
+        CORBA::ULong nIndex = 0;
+        for (const std::string& archive : pAnswer->m_Archives) result->archives[nIndex++] = archive.c_str();
+        result->waiting = static_cast<CORBA::ULong>(pAnswer->m_nWaiting);
+        return result._retn();
+    });
+}
+
+void ManagerServant::SetItem(const Northbound::Caller& who, const char* pKey, const char* pValue)
+{
+    Serve(CONFIG, who, [this, pKey, pValue] {
+        AD descriptor = PendingDescriptor();
+        Carry(new SetItemTask(m_Agent, descriptor, m_Editor, pKey, pValue), POOL_UPKEEP, descriptor);
+    });
 }
 
 Northbound::HugeTaskList* ManagerServant::HugeTasks(const Northbound::Caller& who)

@@ -6,9 +6,11 @@
 #include <string>
 
 #include "collectionboard.h"
+#include "configeditor.h"
 #include "machine.h"
 #include "nbiutil/nbitask.h"
 #include "northbound.hh"
+#include "packer.h"
 #include "requests.h"
 #include "requestscope.h"
 #include "serversettings.h"
@@ -24,12 +26,15 @@ namespace northbound {
 class ManagerServant : public POA_Northbound::Manager {
 public:
     /// \param requestStop starts the server's end and returns at once
-    ManagerServant(const Settings& settings, StopSignal& stop, std::function<void()> requestStop);
+    ManagerServant(const Settings& settings, ConfigEditor& editor, StopSignal& stop,
+                   std::function<void()> requestStop);
 
     Northbound::PortList* Inventory(const Northbound::Caller& who) override;
     Northbound::Reading* ReadCounters(const Northbound::Caller& who, const char* pDn) override;
     Northbound::CollectionResult* Collect(const Northbound::Caller& who,
                                           const Northbound::CollectionOrder& work) override;
+    Northbound::PackResult* Pack(const Northbound::Caller& who, const Northbound::PackOrder& work) override;
+    void SetItem(const Northbound::Caller& who, const char* pKey, const char* pValue) override;
     Northbound::HugeTaskList* HugeTasks(const Northbound::Caller& who) override;
     Northbound::Bytes* PublicKey(const Northbound::Caller& who) override;
     CORBA::ULong SendSecret(const Northbound::Caller& who, const char* pCipher) override;
@@ -45,6 +50,8 @@ private:
     const Machine m_Machine;
     CollectionBoard m_Board;
     const CollectionPlace m_Place;
+    Packer m_Packer;
+    ConfigEditor& m_Editor;
     NS_UTIL::DBAgent m_Agent;
     const std::function<void()> m_RequestStop;
 };
