@@ -10,7 +10,7 @@ nbi_test(northbound/json_test.cpp LIBRARIES northbound_client)
 
 # Server and clients as processes.
 set(secrets_test_sources northbound/processmemory.cpp)
-foreach(name northbound_test reasons_test secrets_test)
+foreach(name northbound_test upkeep_test reasons_test secrets_test)
     nbi_test(northbound/${name}.cpp SOURCES northbound/programs.cpp ${${name}_sources}
         LIBRARIES northbound_client TIMEOUT 180)
     target_compile_definitions(${name} PRIVATE
