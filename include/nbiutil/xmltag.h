@@ -2,6 +2,7 @@
 /// The tree into which a static-description file is read: elements and their attributes, no character data.
 #pragma once
 
+#include <cstddef>
 #include <list>
 #include <string>
 
@@ -11,11 +12,13 @@ namespace NS_UTIL {
 
 /// One attribute of an element. Owns its three zero-terminated arrays, each allocated with new[]; the
 /// destructor releases them, and any of them may be null.
-struct NBI_EXPORT XMLItem {
+struct NBI_EXPORT XMLItem final {
     XMLItem() = default;
     ~XMLItem();
     XMLItem(const XMLItem&) = delete;
     XMLItem& operator=(const XMLItem&) = delete;
+    static void* operator new(std::size_t nSize);
+    static void operator delete(void* pItem) noexcept;
 
     int m_nId = -1;                 ///< the parser never sets it: free for interpreters
     char* m_pName = nullptr;        ///< the attribute's name
@@ -23,16 +26,39 @@ struct NBI_EXPORT XMLItem {
     char* m_pPrintValue = nullptr;  ///< the value once more; what XMLTag::print shows
 };
 
+class XMLTag;
+
+/// Puts the nodes of a list of children among the elements; see XMLTag::operator new.
+template <class Node>
+struct XMLTagAllocator {
+    using value_type = Node;
+    XMLTagAllocator() = default;
+    template <class Other>
+    explicit XMLTagAllocator(const XMLTagAllocator<Other>& /*other*/)
+    {
+    }
+    Node* allocate(std::size_t nCount);
+    void deallocate(Node* pNodes, std::size_t nCount) noexcept;
+    bool operator==(const XMLTagAllocator& /*other*/) const { return true; }
+    bool operator!=(const XMLTagAllocator& /*other*/) const { return false; }
+};
+
+using XMLTagList = std::list<XMLTag*, XMLTagAllocator<XMLTag*>>;
+
 /// One element, owner of everything below it. Building, printing and destroying need no stack per level, so
 /// the depth of a tree is bounded by memory alone.
 /// Threads: none of its own; a tree belongs to the thread that parses it.
-class NBI_EXPORT XMLTag {
+class NBI_EXPORT XMLTag final {
 public:
     XMLTag() = default;
     /// Deletes the attributes and their array, the children, and the list.
     ~XMLTag();
     XMLTag(const XMLTag&) = delete;
     XMLTag& operator=(const XMLTag&) = delete;
+    /// Elements come and go with their tree, so they share blocks of memory: a block is freed when everything
+    /// in it is gone. Threads: any may delete.
+    static void* operator new(std::size_t nSize);
+    static void operator delete(void* pTag) noexcept;
 
     /// Walks down by name, to the first child of that name in document order.
     /// \param      path  element names, ended by a null pointer; an empty path leads to this element
@@ -53,12 +79,24 @@ public:
     /// The same from level 0.
     void print(int maxDepth) const;
 
-    int m_nId = -1;                             ///< the parser never sets it: free for interpreters
-    std::string m_Name;                         ///< the element's name
-    std::string m_Text;                         ///< always empty after a parse: character data is not kept
-    XMLItem** m_pItems = nullptr;               ///< new[] array of attributes in document order, ended by a
-                                                ///< null pointer; null for an element without attributes
-    std::list<XMLTag*>* m_pChildren = nullptr;  ///< children in document order; null for a leaf
+    int m_nId = -1;                     ///< the parser never sets it: free for interpreters
+    std::string m_Name;                 ///< the element's name
+    std::string m_Text;                 ///< always empty after a parse: character data is not kept
+    XMLItem** m_pItems = nullptr;       ///< new[] array of attributes in document order, ended by a
+                                        ///< null pointer; null for an element without attributes
+    XMLTagList* m_pChildren = nullptr;  ///< children in document order; null for a leaf
 };
+
+template <class Node>
+Node* XMLTagAllocator<Node>::allocate(std::size_t nCount)
+{
+    return static_cast<Node*>(XMLTag::operator new(nCount * sizeof(Node)));
+}
+
+template <class Node>
+void XMLTagAllocator<Node>::deallocate(Node* pNodes, std::size_t /*nCount*/) noexcept
+{
+    XMLTag::operator delete(pNodes);
+}
 
 }  // namespace NS_UTIL

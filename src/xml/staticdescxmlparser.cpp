@@ -1,5 +1,6 @@
 #include "xml/staticdescxmlparser.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <memory>
@@ -17,7 +18,9 @@ using FilePtr = std::unique_ptr<std::FILE, CloseFile>;
 /// A new[] array of the text and its zero, which are \p nSize characters.
 char* CopyOf(const char* pText, std::size_t nSize)
 {
-    return static_cast<char*>(std::memcpy(new char[nSize], pText, nSize));
+    char* const pCopy = new char[nSize];
+    std::copy_n(pText, nSize, pCopy);
+    return pCopy;
 }
 
 /// Every pointer is in its owner's hands before the next allocation, which may throw.
@@ -49,7 +52,7 @@ XMLTag& StaticDescXMLParser::AddTag()
 {
     if (m_Open.empty()) return m_Root;
     XMLTag& parent = *m_Open.back();
-    if (parent.m_pChildren == nullptr) parent.m_pChildren = new std::list<XMLTag*>;
+    if (parent.m_pChildren == nullptr) parent.m_pChildren = new XMLTagList;
     parent.m_pChildren->push_back(nullptr);
     return *(parent.m_pChildren->back() = new XMLTag);
 }

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "xml/slab.h"
+
 namespace NS_UTIL {
 namespace {
 
@@ -53,7 +55,7 @@ public:
     }
 
 private:
-    using Position = std::list<XMLTag*>::const_iterator;
+    using Position = XMLTagList::const_iterator;
     struct Level {
         Position m_Next;
         Position m_End;
@@ -69,8 +71,8 @@ private:
         }
         if (m_nMaxDepth != 0) std::printf("\n");
         ++m_nDepth;
-        static const std::list<XMLTag*> NO_CHILDREN;
-        const std::list<XMLTag*>& children = tag.m_pChildren == nullptr ? NO_CHILDREN : *tag.m_pChildren;
+        static const XMLTagList NO_CHILDREN;
+        const XMLTagList& children = tag.m_pChildren == nullptr ? NO_CHILDREN : *tag.m_pChildren;
         m_Open.push_back({children.begin(), children.end()});
     }
 
@@ -92,6 +94,26 @@ private:
 };
 
 }  // namespace
+
+void* XMLItem::operator new(std::size_t nSize)
+{
+    return TakeFromSlab(nSize);
+}
+
+void XMLItem::operator delete(void* pItem) noexcept
+{
+    GiveToSlab(pItem);
+}
+
+void* XMLTag::operator new(std::size_t nSize)
+{
+    return TakeFromSlab(nSize);
+}
+
+void XMLTag::operator delete(void* pTag) noexcept
+{
+    GiveToSlab(pTag);
+}
 
 XMLItem::~XMLItem()
 {

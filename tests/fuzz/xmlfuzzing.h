@@ -2,6 +2,7 @@
 /// What the fuzz targets of the description files share.
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -66,7 +67,7 @@ inline const nbitest::ListModel& Model()
 /// The input as a zero-terminated text.
 inline std::string TextOf(const unsigned char* pData, std::size_t nSize)
 {
-    return std::string(pData, pData + nSize).c_str();
+    return {pData, std::find(pData, pData + nSize, '\0')};
 }
 
 }  // namespace nbifuzz

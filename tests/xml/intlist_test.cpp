@@ -236,8 +236,9 @@ TEST_F(IntListTest, TwentyThousandRandomTextsAgreeWithASecondReading)
     std::minstd_rand random(20240601);
     for (int nCompared = 0; nCompared < 20000;) {
         std::string text;
-        for (unsigned long nLeft = random() % 25; nLeft > 0; --nLeft)
+        for (unsigned long nLeft = random() % 25; nLeft > 0; --nLeft) {
             text += PIECES[random() % std::size(PIECES)];
+        }
         const auto list = model.List(text);
         const auto nesting = model.NestingList(text);
         if (!list || !nesting) continue;  // a range too long to be worth the memory

@@ -45,8 +45,7 @@ public:
             if (character != ',' && character != ']') continue;
             const std::int64_t nFrom = rangeStart.value_or(nValue);
             const std::int64_t nCount = nValue - nFrom + 1;
-            if (nCount > 0 && numbers.size() + static_cast<std::uint64_t>(nCount) > m_nMost)
-                return std::nullopt;
+            if (nCount > static_cast<std::int64_t>(m_nMost - numbers.size())) return std::nullopt;
             for (std::int64_t i = 0; i < nCount; ++i) numbers.push_back(static_cast<int>(nFrom + i));
             rangeStart.reset();
         }

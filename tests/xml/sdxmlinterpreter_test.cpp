@@ -469,7 +469,7 @@ TEST_F(SDXMLReservedElementsTest, BaseAnswersZero)
 TEST_F(SDXMLReservedElementsTest, NullTextsOfHandMadeItemsAreEmpty)
 {
     XMLTag root;
-    root.m_pChildren = new std::list<XMLTag*>;
+    root.m_pChildren = new XMLTagList;
     for (const char* pName : {"macro_desc", "include"}) {
         auto* const pChild = new XMLTag;
         root.m_pChildren->push_back(pChild);
@@ -557,7 +557,9 @@ TEST_F(SDXMLIncludeTest, ThousandNestedIncludesWork)
     for (int i = 1; i <= DEPTH; ++i) {
         const std::string name = "f" + std::to_string(i) + ".xml";
         Mgr().RegisterInterpreter(name, pInterpreter);
-        path = m_Folder.Add(name, "<r><include f='" + path + "'/></r>");
+        std::string text = "<r><include f='";
+        text.append(path).append("'/></r>");
+        path = m_Folder.Add(name, text);
     }
     EXPECT_EQ(ParseFile(path), 0);
     ASSERT_EQ(m_Seen.size(), DEPTH + 1U);
@@ -847,11 +849,14 @@ TEST_F(TEParserFuncRegistryTest, RemovingBySecondTextTakesEveryKeyThatHasIt)
 TEST_F(SDXMLInterpreterMgrTest, ManyThreadsMayUseRegistryMacrosAndNames)
 {
     constexpr int ROUNDS = 500;
+    constexpr int THREADS = 4;
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     SDXMLInterpreter* const pInterpreter = new NotingInterpreter(m_Seen);
-    for (int nThread = 0; nThread < 4; ++nThread) {
+    for (int nThread = 0; nThread < THREADS; ++nThread) {
         threads.emplace_back([nThread, pInterpreter] {
             const std::string own = "M" + std::to_string(nThread);
+            const std::string list = "[" + own + "-" + own + ",SHARED]";
             SDXMLInterpreter interpreter;
             const XMLTag tag;
             for (int i = 0; i < ROUNDS; ++i) {
@@ -859,7 +864,7 @@ TEST_F(SDXMLInterpreterMgrTest, ManyThreadsMayUseRegistryMacrosAndNames)
                 Mgr().AddMacorValue("SHARED", i);
                 EXPECT_EQ(Mgr().ParseInt(own.c_str()), i);
                 std::vector<int> numbers;
-                Mgr().ParseIntList(("[" + own + "-" + own + ",SHARED]").c_str(), numbers);
+                Mgr().ParseIntList(list.c_str(), numbers);
                 EXPECT_EQ(numbers.size(), 2U);
                 Mgr().RegisterInterpreter(own, pInterpreter);
                 EXPECT_EQ(Mgr().GetInterpreter(own), pInterpreter);
@@ -883,6 +888,7 @@ TEST_F(SDXMLInterpreterMgrTest, ManyThreadsGetOneInstance)
     SDXMLInterpreterMgr::Destroy();
     std::vector<SDXMLInterpreterMgr*> found(8);
     std::vector<std::thread> threads;
+    threads.reserve(found.size());
     for (auto& pFound : found) threads.emplace_back([&pFound] { pFound = SDXMLInterpreterMgr::Instance(); });
     for (std::thread& thread : threads) thread.join();
     for (const SDXMLInterpreterMgr* pFound : found) EXPECT_EQ(pFound, SDXMLInterpreterMgr::Instance());

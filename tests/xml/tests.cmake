@@ -1,3 +1,4 @@
+nbi_test(xml/slab_test.cpp)
 nbi_test(xml/xmltag_test.cpp)
 nbi_test(xml/expatimpl_test.cpp)
 nbi_test(xml/staticdescxmlparser_test.cpp SOURCES xml/expatfailure.cpp LIBRARIES nbi_heapwatch ${CMAKE_DL_LIBS})

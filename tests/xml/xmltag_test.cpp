@@ -23,7 +23,7 @@ char* NewText(const std::string& text)
 
 XMLTag& AddChild(XMLTag& parent, const std::string& name, int nId = -1)
 {
-    if (parent.m_pChildren == nullptr) parent.m_pChildren = new std::list<XMLTag*>;
+    if (parent.m_pChildren == nullptr) parent.m_pChildren = new XMLTagList;
     auto* const pChild = new XMLTag;
     pChild->m_Name = name;
     pChild->m_nId = nId;
@@ -65,6 +65,7 @@ protected:
     XMLTag* Find(std::vector<std::string> names) const
     {
         std::vector<char*> path;
+        path.reserve(names.size() + 1);
         for (std::string& name : names) path.push_back(name.data());
         path.push_back(nullptr);
         XMLTag* pFound = nullptr;

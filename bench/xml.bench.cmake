@@ -1,0 +1,1 @@
+nbi_bench(xml_bench)
