@@ -17,6 +17,7 @@ struct NBI_EXPORT XMLItem final {
     ~XMLItem();
     XMLItem(const XMLItem&) = delete;
     XMLItem& operator=(const XMLItem&) = delete;
+    /// See XMLTag::operator new.
     static void* operator new(std::size_t nSize);
     static void operator delete(void* pItem) noexcept;
 
@@ -55,8 +56,9 @@ public:
     ~XMLTag();
     XMLTag(const XMLTag&) = delete;
     XMLTag& operator=(const XMLTag&) = delete;
-    /// Elements come and go with their tree, so they share blocks of memory: a block is freed when everything
-    /// in it is gone. Threads: any may delete.
+    /// Elements come and go with their tree, so they share blocks of 128 KiB: a block is freed when
+    /// everything in it is gone, the last one that a thread has begun not before the thread ends. Threads:
+    /// any may delete.
     static void* operator new(std::size_t nSize);
     static void operator delete(void* pTag) noexcept;
 

@@ -26,16 +26,18 @@ char* CopyOf(const char* pText, std::size_t nSize)
 /// Every pointer is in its owner's hands before the next allocation, which may throw.
 void SetItems(XMLTag& tag, const XML_Char** ppAttributes)
 {
-    std::size_t nEntries = 0;
-    while (ppAttributes[nEntries] != nullptr) ++nEntries;
-    if (nEntries == 0) return;
-    tag.m_pItems = new XMLItem*[nEntries / 2 + 1]();
-    for (XMLItem** ppItem = tag.m_pItems; *ppAttributes != nullptr; ++ppItem, ppAttributes += 2) {
-        XMLItem& item = *(*ppItem = new XMLItem);
-        const std::size_t nValueSize = std::strlen(ppAttributes[1]) + 1;
-        item.m_pName = CopyOf(ppAttributes[0], std::strlen(ppAttributes[0]) + 1);
-        item.m_pValue = CopyOf(ppAttributes[1], nValueSize);
-        item.m_pPrintValue = CopyOf(ppAttributes[1], nValueSize);
+    std::size_t nItems = 0;
+    while (ppAttributes[2 * nItems] != nullptr) ++nItems;
+    if (nItems == 0) return;
+    tag.m_pItems = new XMLItem*[nItems + 1]();
+    for (std::size_t i = 0; i < nItems; ++i) {
+        XMLItem& item = *(tag.m_pItems[i] = new XMLItem);
+        const char* const pName = ppAttributes[2 * i];
+        const char* const pValue = ppAttributes[2 * i + 1];
+        const std::size_t nValueSize = std::strlen(pValue) + 1;
+        item.m_pName = CopyOf(pName, std::strlen(pName) + 1);
+        item.m_pValue = CopyOf(pValue, nValueSize);
+        item.m_pPrintValue = CopyOf(pValue, nValueSize);
     }
 }
 

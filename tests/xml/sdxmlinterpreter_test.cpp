@@ -856,7 +856,8 @@ TEST_F(SDXMLInterpreterMgrTest, ManyThreadsMayUseRegistryMacrosAndNames)
     for (int nThread = 0; nThread < THREADS; ++nThread) {
         threads.emplace_back([nThread, pInterpreter] {
             const std::string own = "M" + std::to_string(nThread);
-            const std::string list = "[" + own + "-" + own + ",SHARED]";
+            std::string list = "[";
+            list.append(own).append("-").append(own).append(",SHARED]");
             SDXMLInterpreter interpreter;
             const XMLTag tag;
             for (int i = 0; i < ROUNDS; ++i) {
