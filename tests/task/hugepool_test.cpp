@@ -27,6 +27,9 @@ protected:
         HugeTaskMgr::Instance()->SetHTskInfo(info);
         return info;
     }
+    /// For tests that use the registry's pool: its workers log after the run, and the host goes with the
+    /// test.
+    static void EndPool2() { TaskPoolMgr::ShutDown(); }
     std::size_t OverallLines() const { return m_Host.LogsAt("hugetask", 221).size(); }
     std::size_t SingleLines() const { return m_Host.LogsAt("hugetask", 201).size(); }
 };
@@ -100,6 +103,7 @@ TEST_F(HugePoolTest, HugeTaskAtTheLimitOfItsKindIsAccepted)
     AD ad;
     TaskPoolMgr::PushTask(TestAgent(), new TestTask(ad), 2);
     EXPECT_EQ(CodeOf(ad), 0u);
+    EndPool2();
 }
 
 TEST_F(HugePoolTest, KindIsNotLookedUpWhenTheOverallLimitIsReached)
@@ -122,6 +126,7 @@ TEST_F(HugePoolTest, LimitsAtThePushAreThoseOfThePushingRequest)
     UseThreads(1);
     TaskPoolMgr::PushTask(TestAgent(), pTask, 2);
     EXPECT_EQ(CodeOf(ad), 0u);
+    EndPool2();
 }
 
 TEST_F(HugePoolTest, TaskOfMode0IsNeverRefusedAtThePush)
@@ -134,6 +139,7 @@ TEST_F(HugePoolTest, TaskOfMode0IsNeverRefusedAtThePush)
     EXPECT_NO_THROW(TaskPoolMgr::PushTask(TestAgent(), pTask, 2));
     EXPECT_TRUE(WaitUntil([this] { return OverallLines() == 1; }));
     EXPECT_EQ(pTask->GetTaskState(), NBI_TASK_IDLE);
+    EndPool2();
 }
 
 TEST_F(HugePoolTest, OtherPoolsAskForNoLimit)
@@ -483,6 +489,7 @@ TEST_F(HugePoolTest, HugeTaskIsRefusedWhileAnotherRunsAndAcceptedAfterwards)
     AD accepted;
     TaskPoolMgr::PushTask(TestAgent(), new TestTask(accepted), 2);
     EXPECT_EQ(CodeOf(accepted), 0u);
+    EndPool2();
 }
 
 // The extra post

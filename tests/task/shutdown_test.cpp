@@ -593,7 +593,10 @@ TEST_F(ShutdownTest, DestructorAfterTheExitIsTheSame)
 
 // The end of the process
 
-using ProcessEndDeathTest = ShutdownTest;
+class ProcessEndDeathTest : public ShutdownTest {
+protected:
+    void SetUp() override { m_Host.KeepLogs(false); }  // the host's memory ends before the workers do
+};
 
 /// Runs \p prepare in a process of its own, which then ends as by a return from main().
 #define EXPECT_ENDS_CLEANLY(prepare)                \
