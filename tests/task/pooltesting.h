@@ -69,9 +69,22 @@ inline unsigned int CodeOf(NS_UTIL::AD& ad)
 }
 
 /// Pools of a test are objects of its own where it can be, so that they end with it. A pool that is not
-/// opened has no workers: the test's own thread takes the tasks, step by step.
+/// opened has no workers: the test's own thread takes the tasks, step by step. Pools of the registry, which
+/// live as long as the process, lose their workers here: a worker that starts while the process ends would
+/// meet ACE's locks being taken down.
 class PoolTest : public ::testing::Test {
 protected:
+    ~PoolTest() override
+    {
+        std::vector<unsigned int> numbers;
+        NS_UTIL::NBITaskMgr::GetAllTaskMgrId(numbers);
+        for (const unsigned int nNumber : numbers) {
+            NS_UTIL::NBITaskMgr* const pPool = NS_UTIL::NBITaskMgr::GetTaskMgr(nNumber);
+            pPool->SetExitFlag();
+            pPool->wait();
+        }
+    }
+
     void UseThreads(int nThreads) { m_Host.SetInt("TaskMgrMaxThreadNum", nThreads); }
 
     std::unique_ptr<NS_UTIL::NBITaskMgr> Started(int nNumber, int nThreads)
