@@ -61,6 +61,7 @@ stop_the_story() {
 }
 
 start_server() {
+    rm -f "$WORK/ready"
     cat >"$WORK/nbi-server.ini" <<INI
 [host]
 root = $HERE/root/lib
@@ -70,6 +71,7 @@ log_stderr = no
 ListenPort = 0
 HugeTaskLimit = 4
 CollectionsPerPort = 4
+DescriptionFile = descriptions/northbound.xml
 INI
     "$PROGRAMS/nbi-server" --config "$WORK/nbi-server.ini" --ready-file "$WORK/ready" \
         >"$WORK/server.stdout" 2>"$WORK/server.err" &
@@ -101,6 +103,8 @@ tell <<'TEXT'
 A management system that supervises many network elements talks to each of them through a northbound interface. Here the network element is this very machine: its network interfaces are the managed objects, its kernel's counters the performance data. nbi-server offers them over CORBA; each request becomes a task that one of the library's worker pools runs, while the request's own thread waits for it. nbi-client is the management system's part.
 TEXT
 
+cp -r "$HERE/descriptions" "$WORK/descriptions" || die "no description files"
+
 chapter "1. The server starts, on the loopback interface only"
 start_server
 printf 'nbi-server is serving on %s (process %s).\n' "$ADDRESS" "$SERVER_PID"
@@ -109,7 +113,7 @@ PORT=$(pick_port | head -n 1)
 chapter "2. Inventory: which managed objects are there?"
 echo "A short task for pool 0. Each object has a distinguished name: network element, then port."
 client --user alice inventory
-expect "the inventory came back as a table" test $? -eq 0
+expect "the inventory came back as tables: the ports, and what their figures mean" test $? -eq 0
 
 chapter "3. The counters of one interface"
 echo "A short task for pool 1, first for people, then for programs."
@@ -213,6 +217,21 @@ wait "${CLIENT_PIDS[0]}"
 expect "fritz's client ended with a failure" test $? -eq 1
 CLIENT_PIDS=()
 cat "$WORK/fritz.out"
+
+chapter "11. One counter more is one line more"
+tell <<'TEXT'
+Which figures a port has, and from which file of the system each is read, stands in description files (XML). So a counter that nobody thought of takes one line and a restart:
+TEXT
+LINE='<figure name="collisions" file="/sys/class/net/{port}/statistics/collisions" title="Collisions" unit="frames" type="counter"/>'
+printf '%s$ sed -i "s|<end/>|%s<end/>|" descriptions/link.xml%s\n' "$DIM" "$LINE" "$PLAIN"
+sed -i "s|<end/>|$LINE<end/>|" "$WORK/descriptions/link.xml"
+start_server
+client counters "$PORT"
+expect "the new counter is among them" grep -q collisions <<<"$("$PROGRAMS/nbi-client" --server "$ADDRESS" counters "$PORT")"
+client stop
+wait "$SERVER_PID"
+expect "the server ended in order again" test $? -eq 0
+SERVER_PID=
 
 chapter "Done"
 if [ "$WAS_AS_TOLD" = yes ]; then

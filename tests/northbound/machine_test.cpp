@@ -47,24 +47,6 @@ protected:
     const Machine m_Machine{(m_Directory / "dev").string(), (m_Directory / "net").string()};
 };
 
-TEST_F(MachineTest, CountersComeFromThePortsLineOfTheKernelsTable)
-{
-    const PortCounters counters = m_Machine.Counters("lo");
-    EXPECT_EQ(counters.m_nRxBytes, 1u);
-    EXPECT_EQ(counters.m_nRxPackets, 2u);
-    EXPECT_EQ(counters.m_nRxErrors, 3u);
-    EXPECT_EQ(counters.m_nRxDropped, 4u);
-    EXPECT_EQ(counters.m_nTxBytes, 11u);
-    EXPECT_EQ(counters.m_nTxPackets, 12u);
-    EXPECT_EQ(counters.m_nTxErrors, 13u);
-    EXPECT_EQ(counters.m_nTxDropped, 14u);
-}
-
-TEST_F(MachineTest, NameThatTouchesItsFirstCounterIsReadToo)
-{
-    EXPECT_EQ(m_Machine.Counters("port9").m_nRxBytes, 18446744073709551615u);
-}
-
 TEST_F(MachineTest, DistinguishedNameNamesHostAndPort)
 {
     char host[256] = {};
@@ -84,7 +66,8 @@ TEST_F(MachineTest, NameOfNoPortIsUnknown)
     for (const std::string& name : names) {
         EXPECT_EQ(CodeOf([&] { m_Machine.PortOf(name); }), ErrCode::UNKNOWN_OBJECT) << name;
     }
-    EXPECT_EQ(CodeOf([&] { m_Machine.Counters("gone"); }), ErrCode::UNKNOWN_OBJECT);
+    EXPECT_EQ(CodeOf([&] { m_Machine.Require("gone"); }), ErrCode::UNKNOWN_OBJECT);
+    EXPECT_EQ(CodeOf([&] { m_Machine.Require("lo"); }), 0u);
 }
 
 TEST_F(MachineTest, TableThatCannotBeReadIsAFailureThatNamesIt)
@@ -113,7 +96,6 @@ TEST_F(MachineTest, InventoryAddsWhatTheKernelTellsBesideTheCounters)
     EXPECT_EQ(ports[1].m_nMtu, 1500u);
     EXPECT_EQ(ports[1].m_HardwareAddress, "02:00:00:00:00:01");
     EXPECT_EQ(ports[1].m_nSpeed, 10000);
-    EXPECT_EQ(ports[1].m_Counters.m_nTxPackets, 2u);
 }
 
 TEST_F(MachineTest, PortOfWhichTheKernelTellsNothingIsDownWithoutSpeed)
@@ -136,17 +118,6 @@ TEST(MachineOnThisHost, LoopbackIsUpAndHasItsAddress)
         return;
     }
     FAIL() << "no loopback interface";
-}
-
-TEST(PortCountersIncrease, CounterThatRanOverCountsOn)
-{
-    PortCounters first;
-    PortCounters last;
-    first.m_nRxBytes = ~std::uint64_t{0};
-    last.m_nRxBytes = 4;
-    last.m_nTxDropped = 7;
-    EXPECT_EQ(Increase(first, last).m_nRxBytes, 5u);
-    EXPECT_EQ(Increase(first, last).m_nTxDropped, 7u);
 }
 
 }  // namespace

@@ -71,11 +71,20 @@ void Collect(const Session& session, const Northbound::CollectionOrder& work)
     const Northbound::CollectionResult_var result = session.Server()->Collect(session.Who(), work);
 }
 
+unsigned long long FigureOf(const Northbound::FigureList& figures, const std::string& name)
+{
+    for (CORBA::ULong i = 0; i < figures.length(); ++i) {
+        if (name == figures[i].name.in() && figures[i].known) return figures[i].value;
+    }
+    ADD_FAILURE() << name << " is not known";
+    return 0;
+}
+
 void ReadCounters(const Session& session, const Northbound::Caller& who, const std::string& dn)
 {
     const Northbound::Reading_var reading = session.Server()->ReadCounters(who, dn.c_str());
     EXPECT_EQ(reading.in().dn.in(), dn);
-    EXPECT_GT(reading.in().counting.rxBytes, 0u);
+    EXPECT_GT(FigureOf(reading.in().counting, "rxBytes"), 0u);
 }
 
 void ReadInventory(const Session& session, const Northbound::Caller& who)
@@ -111,7 +120,7 @@ TEST(NorthboundTest, InventoryNamesTheMachinesPortsWithStateAddressesAndCounters
         ASSERT_GT(port.addresses.length(), 0u);
         EXPECT_STREQ(port.addresses[0].in(), "127.0.0.1/8");
         EXPECT_GT(port.mtu, 0u);
-        EXPECT_GT(port.counting.rxPackets, 0u);  // this very conversation
+        EXPECT_GT(FigureOf(port.counting, "rxPackets"), 0u);  // this very conversation
     }
     EXPECT_TRUE(bFound);
 }
@@ -124,7 +133,7 @@ TEST(NorthboundTest, CountersOfOnePortGrowWithItsTraffic)
     const Northbound::Reading_var first = session.Server()->ReadCounters(session.Who(), dn.c_str());
     const Northbound::Reading_var second = session.Server()->ReadCounters(session.Who(), dn.c_str());
     EXPECT_EQ(first.in().dn.in(), dn);
-    EXPECT_GT(second.in().counting.rxBytes, first.in().counting.rxBytes);
+    EXPECT_GT(FigureOf(second.in().counting, "rxBytes"), FigureOf(first.in().counting, "rxBytes"));
     EXPECT_LE(std::string(first.in().takenAt.in()), second.in().takenAt.in());
 }
 
@@ -549,7 +558,7 @@ TEST_F(ClientTest, InventoryIsATable)
 TEST_F(ClientTest, JsonIsOneValueOnOneLine)
 {
     const Outcome inventory = Client({"--json", "inventory"});
-    EXPECT_TRUE(StartsWith(inventory.m_Output, "[{\"dn\":\"")) << inventory.m_Output;
+    EXPECT_TRUE(StartsWith(inventory.m_Output, "{\"ports\":[{\"dn\":\"")) << inventory.m_Output;
     EXPECT_EQ(std::count(inventory.m_Output.begin(), inventory.m_Output.end(), '\n'), 1);
     const Outcome counters = Client({"counters", "lo", "--json"});
     EXPECT_TRUE(StartsWith(counters.m_Output, "{\"dn\":\"" + Loopback() + "\",")) << counters.m_Output;

@@ -26,31 +26,38 @@ protected:
         return std::string(std::istreambuf_iterator<char>(file), {});
     }
 
+    static Catalogue TwoColumns()
+    {
+        Catalogue catalogue;
+        catalogue.m_Columns.resize(2);
+        catalogue.m_Columns[0].m_Name = "rxBytes";
+        catalogue.m_Columns[1].m_Name = "queue";
+        return catalogue;
+    }
+
+    const Catalogue m_Catalogue = TwoColumns();
     const std::string m_Directory =
         (fs::temp_directory_path() / ("perffile_test." + std::to_string(getpid()))).string();
 };
 
-TEST_F(PerfFileTest, FinishedFileHoldsOneLinePerSample)
+TEST_F(PerfFileTest, FinishedFileHoldsOneLinePerSampleAndEmptyCellsForMissingFigures)
 {
-    PortCounters counters;
-    counters.m_nRxBytes = 18446744073709551615u;
-    counters.m_nTxDropped = 8;
-    PerfFile file(m_Directory, "lo", "operation");
-    file.Add("now", counters);
-    file.Add("then", counters);
+    PerfFile file(m_Directory, "lo", "operation", m_Catalogue);
+    file.Add("now", {18446744073709551615u, 8u});
+    file.Add("then", {0u, std::nullopt});
     EXPECT_EQ(file.Finish(), m_Directory + "/perf-lo-operation.csv");
     EXPECT_EQ(Text("perf-lo-operation.csv"),
-              "time,rxBytes,rxPackets,rxErrors,rxDropped,txBytes,txPackets,txErrors,txDropped\n"
-              "now,18446744073709551615,0,0,0,0,0,0,8\n"
-              "then,18446744073709551615,0,0,0,0,0,0,8\n");
+              "time,rxBytes,queue\n"
+              "now,18446744073709551615,8\n"
+              "then,0,\n");
     EXPECT_FALSE(fs::exists(m_Directory + "/perf-lo-operation.csv.part"));
 }
 
 TEST_F(PerfFileTest, UnfinishedFileKeepsItsDraftNameAndItsSamples)
 {
     {
-        PerfFile file(m_Directory, "lo", "operation");
-        file.Add("now", PortCounters());
+        PerfFile file(m_Directory, "lo", "operation", m_Catalogue);
+        file.Add("now", {0u, 1u});
         EXPECT_EQ(file.Path(), m_Directory + "/perf-lo-operation.csv.part");
         EXPECT_NE(Text("perf-lo-operation.csv.part").find("\nnow,0,"), std::string::npos);
     }
@@ -61,7 +68,7 @@ TEST_F(PerfFileTest, UnfinishedFileKeepsItsDraftNameAndItsSamples)
 TEST_F(PerfFileTest, DirectoryThatIsNotThereIsAFailureThatNamesTheFile)
 {
     try {
-        const PerfFile file(m_Directory + "/nowhere", "lo", "operation");
+        const PerfFile file(m_Directory + "/nowhere", "lo", "operation", m_Catalogue);
         FAIL();
     } catch (NS_UTIL::ProcessException& e) {
         EXPECT_EQ(e.GetErrorCode(), ErrCode::FILE_NOT_WRITTEN);
@@ -72,7 +79,7 @@ TEST_F(PerfFileTest, DirectoryThatIsNotThereIsAFailureThatNamesTheFile)
 TEST_F(PerfFileTest, FileThatSomebodyPutInItsPlaceIsNotTouched)
 {
     std::ofstream(m_Directory + "/perf-lo-operation.csv.part") << "theirs";
-    EXPECT_THROW(PerfFile(m_Directory, "lo", "operation"), NS_UTIL::ProcessException);
+    EXPECT_THROW(PerfFile(m_Directory, "lo", "operation", m_Catalogue), NS_UTIL::ProcessException);
     EXPECT_EQ(Text("perf-lo-operation.csv.part"), "theirs");
 }
 

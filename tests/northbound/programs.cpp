@@ -36,7 +36,9 @@ Outcome RunToEnd(const char* pProgram, std::vector<std::string> arguments)
 
 std::string ConfigText(const std::string& items)
 {
-    return "[host]\nroot = .\nlog_file = log\nlog_stderr = no\n[server]\nListenPort = 0\n" + items;
+    const bool bOwn = items.find("DescriptionFile") != std::string::npos;  // a key may come only once
+    return "[host]\nroot = .\nlog_file = log\nlog_stderr = no\n[server]\nListenPort = 0\n" + items +
+           (bOwn ? "" : std::string("DescriptionFile = ") + NBI_DESCRIPTIONS + "/northbound.xml\n");
 }
 
 /// What stands in \p rest before \p end; both are taken away.

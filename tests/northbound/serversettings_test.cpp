@@ -26,6 +26,7 @@ TEST_F(ServerSettingsTest, EmptyConfigurationServesOnLoopbackBesideTheFile)
     EXPECT_EQ(settings.m_nListenPort, DEFAULT_PORT);
     EXPECT_EQ(settings.m_CollectionDirectory, "/etc/nbi/collections");
     EXPECT_EQ(settings.m_OutputFile, "/etc/nbi/nbi-server.out");
+    EXPECT_EQ(settings.m_DescriptionFile, "/etc/nbi/descriptions/northbound.xml");
     EXPECT_EQ(settings.m_nHugeTaskLimit, 4);
     EXPECT_EQ(settings.m_nPerPortLimit, 3);
 }
@@ -38,6 +39,7 @@ TEST_F(ServerSettingsTest, ItemsAreTaken)
     m_Host.SetStr("ListenAddress", "192.0.2.1");
     m_Host.SetStr("CollectionDirectory", "../data");
     m_Host.SetStr("OutputFile", "/var/log/out");
+    m_Host.SetStr("DescriptionFile", "described.xml");
     const Settings settings = ReadSettings("/etc/nbi/server.ini");
     EXPECT_EQ(settings.m_nListenPort, 0);
     EXPECT_EQ(settings.m_nHugeTaskLimit, 0);
@@ -45,6 +47,7 @@ TEST_F(ServerSettingsTest, ItemsAreTaken)
     EXPECT_EQ(settings.m_ListenAddress, "192.0.2.1");
     EXPECT_EQ(settings.m_CollectionDirectory, "/etc/data");
     EXPECT_EQ(settings.m_OutputFile, "/var/log/out");
+    EXPECT_EQ(settings.m_DescriptionFile, "/etc/nbi/described.xml");
 }
 
 TEST_F(ServerSettingsTest, ValueOutOfRangeIsRefusedWithFileAndKey)

@@ -74,8 +74,7 @@ void PrintOutcome(const Collection& collection)
 {
     const std::string dn = Printable(collection.Work().dn.in());
     if (const Northbound::CollectionResult* const pResult = collection.Result()) {
-        std::cout << dn << ": " << pResult->samples << " samples, received "
-                  << BytesText(pResult->increase.rxBytes) << ", sent " << BytesText(pResult->increase.txBytes)
+        std::cout << dn << ": " << pResult->samples << " samples; " << ToText(pResult->increase)
                   << "\n  file      " << Printable(pResult->file.in()) << "\n  operation "
                   << Printable(pResult->operation.in()) << '\n';
     } else if (collection.Refusal() != nullptr) {
@@ -188,10 +187,14 @@ int ReportTooLate(const Manner& manner, const std::string& text)
 int ShowInventory(const Session& session, const Manner& manner)
 {
     const Northbound::PortList_var ports = session.Server()->Inventory(session.Who());
+    const Northbound::ColumnList_var columns = session.Server()->Columns(session.Who());
     if (manner.m_bJson) {
-        std::cout << ToJson(ports.in()) << '\n';
+        std::cout << JsonObject().Raw("ports", ToJson(ports.in())).Raw("figures", ToJson(columns.in())).Done()
+                  << '\n';
     } else {
-        Print(ports.in());
+        Print(ports.in(), columns.in());
+        std::cout << '\n';
+        Print(columns.in());
     }
     return EXIT_DONE;
 }

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <iostream>
+#include <utility>
 #include <vector>
 
 #include "json.h"
@@ -33,18 +34,31 @@ std::string AddressesText(const Northbound::TextList& addresses)
 
 }  // namespace
 
-std::string ToJson(const Northbound::Counters& counters)
+std::string ToJson(const Northbound::FigureList& figures)
+{
+    JsonObject object;
+    for (CORBA::ULong i = 0; i < figures.length(); ++i) {
+        object.Raw(figures[i].name.in(), figures[i].known ? std::to_string(figures[i].value) : "null");
+    }
+    return object.Done();
+}
+
+std::string ToJson(const Northbound::Column& column)
 {
     return JsonObject()
-        .Number("rxBytes", counters.rxBytes)
-        .Number("rxPackets", counters.rxPackets)
-        .Number("rxErrors", counters.rxErrors)
-        .Number("rxDropped", counters.rxDropped)
-        .Number("txBytes", counters.txBytes)
-        .Number("txPackets", counters.txPackets)
-        .Number("txErrors", counters.txErrors)
-        .Number("txDropped", counters.txDropped)
+        .Text("table", column.table.in())
+        .Text("name", column.name.in())
+        .Text("title", column.title.in())
+        .Text("unit", column.unit.in())
+        .Text("type", column.type.in())
+        .Text("direction", column.direction.in())
+        .Raw("brief", column.brief ? "true" : "false")
         .Done();
+}
+
+std::string ToJson(const Northbound::ColumnList& columns)
+{
+    return ListToJson(columns);
 }
 
 std::string ToJson(const Northbound::Port& port)
@@ -124,20 +138,58 @@ std::string ToText(const Northbound::OperationFailed& failure)
            (reason.empty() ? "" : "\n  reason: " + Printable(reason));
 }
 
-void Print(const Northbound::PortList& ports)
+std::string ToText(const Northbound::Figure& figure)
 {
-    Table table({{"MANAGED OBJECT", Align::LEFT},
-                 {"STATE", Align::LEFT},
-                 {"MTU", Align::RIGHT},
-                 {"MBIT/S", Align::RIGHT},
-                 {"RECEIVED", Align::RIGHT},
-                 {"SENT", Align::RIGHT},
-                 {"ADDRESSES", Align::LEFT}});
+    if (!figure.known) return "-";
+    return std::string(figure.unit.in()) == "bytes" ? BytesText(figure.value) : std::to_string(figure.value);
+}
+
+std::string ToText(const Northbound::FigureList& figures)
+{
+    std::string text;
+    for (CORBA::ULong i = 0; i < figures.length(); ++i) {
+        if (!figures[i].known || figures[i].value == 0) continue;
+        text += (text.empty() ? "" : ", ") + std::string(figures[i].name.in()) + " " + ToText(figures[i]);
+    }
+    return text.empty() ? "nothing counted" : Printable(text);
+}
+
+void Print(const Northbound::PortList& ports, const Northbound::ColumnList& columns)
+{
+    std::vector<Table::Column> heading = {{"MANAGED OBJECT", Align::LEFT},
+                                          {"STATE", Align::LEFT},
+                                          {"MTU", Align::RIGHT},
+                                          {"MBIT/S", Align::RIGHT}};
+    for (CORBA::ULong i = 0; i < columns.length(); ++i) {
+        if (columns[i].brief) heading.push_back({UpperCase(columns[i].title.in()), Align::RIGHT});
+    }
+    heading.push_back({"ADDRESSES", Align::LEFT});
+    Table table(heading);
     for (CORBA::ULong i = 0; i < ports.length(); ++i) {
         const Northbound::Port& port = ports[i];
-        table.Add({port.dn.in(), port.state.in(), std::to_string(port.mtu),
-                   port.speed < 0 ? "-" : std::to_string(port.speed), BytesText(port.counting.rxBytes),
-                   BytesText(port.counting.txBytes), AddressesText(port.addresses)});
+        std::vector<std::string> cells = {port.dn.in(), port.state.in(), std::to_string(port.mtu),
+                                          port.speed < 0 ? "-" : std::to_string(port.speed)};
+        for (CORBA::ULong j = 0; j < columns.length() && j < port.counting.length(); ++j) {
+            if (columns[j].brief) cells.push_back(ToText(port.counting[j]));
+        }
+        cells.push_back(AddressesText(port.addresses));
+        table.Add(std::move(cells));
+    }
+    table.Print(std::cout);
+}
+
+void Print(const Northbound::ColumnList& columns)
+{
+    Table table({{"TABLE", Align::LEFT},
+                 {"FIGURE", Align::LEFT},
+                 {"TITLE", Align::LEFT},
+                 {"UNIT", Align::LEFT},
+                 {"TYPE", Align::LEFT},
+                 {"DIRECTION", Align::LEFT}});
+    for (CORBA::ULong i = 0; i < columns.length(); ++i) {
+        const Northbound::Column& column = columns[i];
+        table.Add({column.table.in(), column.name.in(), column.title.in(), column.unit.in(), column.type.in(),
+                   column.direction.in()});
     }
     table.Print(std::cout);
 }
@@ -145,16 +197,12 @@ void Print(const Northbound::PortList& ports)
 void Print(const Northbound::Reading& reading)
 {
     std::cout << Printable(reading.dn.in()) << " at " << Printable(reading.takenAt.in()) << '\n';
-    Table table({{"", Align::LEFT},
-                 {"BYTES", Align::RIGHT},
-                 {"PACKETS", Align::RIGHT},
-                 {"ERRORS", Align::RIGHT},
-                 {"DROPPED", Align::RIGHT}});
-    const Northbound::Counters& c = reading.counting;
-    table.Add({"received", std::to_string(c.rxBytes), std::to_string(c.rxPackets), std::to_string(c.rxErrors),
-               std::to_string(c.rxDropped)});
-    table.Add({"sent", std::to_string(c.txBytes), std::to_string(c.txPackets), std::to_string(c.txErrors),
-               std::to_string(c.txDropped)});
+    Table table({{"FIGURE", Align::LEFT}, {"VALUE", Align::RIGHT}, {"UNIT", Align::LEFT}});
+    const Northbound::FigureList& figures = reading.counting;
+    for (CORBA::ULong i = 0; i < figures.length(); ++i) {
+        table.Add({figures[i].name.in(), figures[i].known ? std::to_string(figures[i].value) : "-",
+                   figures[i].unit.in()});
+    }
     table.Print(std::cout);
 }
 

@@ -8,7 +8,10 @@
 
 namespace northbound {
 
-std::string ToJson(const Northbound::Counters& counters);
+/// {"<name>":<value>,...}; null for a figure that is not known
+std::string ToJson(const Northbound::FigureList& figures);
+std::string ToJson(const Northbound::Column& column);
+std::string ToJson(const Northbound::ColumnList& columns);
 std::string ToJson(const Northbound::Port& port);
 std::string ToJson(const Northbound::PortList& ports);
 std::string ToJson(const Northbound::Reading& reading);
@@ -18,9 +21,15 @@ std::string ToJson(const Northbound::CollectionResult& result);
 /// {"error":{"code":...,"hex":"0x...","detail":"...","reason":"..."}}; the reason is "" when there is none
 std::string ToJson(const Northbound::OperationFailed& failure);
 
-void Print(const Northbound::PortList& ports);
+/// \param columns what the ports' figures mean; the brief ones are shown
+void Print(const Northbound::PortList& ports, const Northbound::ColumnList& columns);
+void Print(const Northbound::ColumnList& columns);
 void Print(const Northbound::Reading& reading);
 void Print(const Northbound::HugeTaskList& tasks);
+/// "1.5 KiB" for bytes, the bare number for other units, "-" when it is not known
+std::string ToText(const Northbound::Figure& figure);
+/// "rxBytes 1.5 KiB, rxPackets 12": those that are known and not 0; "nothing counted" without any
+std::string ToText(const Northbound::FigureList& figures);
 /// "failed with code 0x4118000A: <detail>", and a second line "  reason: <reason>" when there is one
 std::string ToText(const Northbound::OperationFailed& failure);
 

@@ -52,6 +52,14 @@ std::string Printable(std::string text)
     return text;
 }
 
+std::string UpperCase(std::string text)
+{
+    for (char& c : text) {
+        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    }
+    return text;
+}
+
 std::string BytesText(unsigned long long nBytes)
 {
     if (nBytes < 1024) return std::to_string(nBytes) + " B";

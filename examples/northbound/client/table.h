@@ -36,6 +36,9 @@ private:
 /// \p text with "?" for each control character.
 std::string Printable(std::string text);
 
+/// ASCII letters as capitals, everything else as it is.
+std::string UpperCase(std::string text);
+
 /// "512 B", "1.5 KiB", "43.6 MiB", ...
 std::string BytesText(unsigned long long nBytes);
 

@@ -12,8 +12,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <memory>
-#include <sstream>
+#include <optional>
 #include <utility>
 
 #include "failure.h"
@@ -98,24 +99,6 @@ std::string StateOf(const std::string& operState, const Link& link)
     return link.m_bUp ? "up" : "down";
 }
 
-/// One line of the kernel's table: "name: 8 figures of what came in, 8 of what went out".
-bool ParseLine(const std::string& line, std::string& name, PortCounters& counters)
-{
-    const std::size_t nColon = line.rfind(':');
-    const std::size_t nStart = line.find_first_not_of(' ');
-    if (nColon == std::string::npos || nStart >= nColon) return false;
-    name = line.substr(nStart, nColon - nStart);
-    std::istringstream figures(line.substr(nColon + 1));
-    std::uint64_t nFifo = 0;
-    std::uint64_t nFrame = 0;
-    std::uint64_t nCompressed = 0;
-    std::uint64_t nMulticast = 0;
-    figures >> counters.m_nRxBytes >> counters.m_nRxPackets >> counters.m_nRxErrors >>
-        counters.m_nRxDropped >> nFifo >> nFrame >> nCompressed >> nMulticast >> counters.m_nTxBytes >>
-        counters.m_nTxPackets >> counters.m_nTxErrors >> counters.m_nTxDropped;
-    return !figures.fail();
-}
-
 int ToNumber(const std::string& text, int nFallback)
 {
     char* pEnd = nullptr;
@@ -125,20 +108,6 @@ int ToNumber(const std::string& text, int nFallback)
 }
 
 }  // namespace
-
-PortCounters Increase(const PortCounters& first, const PortCounters& last)
-{
-    PortCounters result;
-    result.m_nRxBytes = last.m_nRxBytes - first.m_nRxBytes;
-    result.m_nRxPackets = last.m_nRxPackets - first.m_nRxPackets;
-    result.m_nRxErrors = last.m_nRxErrors - first.m_nRxErrors;
-    result.m_nRxDropped = last.m_nRxDropped - first.m_nRxDropped;
-    result.m_nTxBytes = last.m_nTxBytes - first.m_nTxBytes;
-    result.m_nTxPackets = last.m_nTxPackets - first.m_nTxPackets;
-    result.m_nTxErrors = last.m_nTxErrors - first.m_nTxErrors;
-    result.m_nTxDropped = last.m_nTxDropped - first.m_nTxDropped;
-    return result;
-}
 
 Machine::Machine(std::string procNetDev, std::string sysClassNet)
     : m_ProcNetDev(std::move(procNetDev)), m_SysClassNet(std::move(sysClassNet)), m_HostName(HostName())
@@ -164,7 +133,7 @@ std::vector<PortFacts> Machine::Inventory() const
 {
     std::map<std::string, Link> links = ReadLinks();
     std::vector<PortFacts> ports;
-    for (const auto& [name, counters] : ReadTable()) {
+    for (const auto& [name, cells] : ReadTable()) {
         PortFacts port;
         port.m_Name = name;
         port.m_State = StateOf(Attribute(name, "operstate"), links[name]);
@@ -172,37 +141,24 @@ std::vector<PortFacts> Machine::Inventory() const
         port.m_Addresses = links[name].m_Addresses;
         port.m_nMtu = static_cast<unsigned int>(ToNumber(Attribute(name, "mtu"), 0));
         port.m_nSpeed = ToNumber(Attribute(name, "speed"), -1);
-        port.m_Counters = counters;
         ports.push_back(std::move(port));
     }
     return ports;
 }
 
-PortCounters Machine::Counters(const std::string& port) const
+void Machine::Require(const std::string& port) const
 {
-    const std::map<std::string, PortCounters> table = ReadTable();
-    const auto found = table.find(port);
-    if (found == table.end()) {
-        Fail(ErrCode::UNKNOWN_OBJECT, MODULE,
-             "there is no managed object \"" + DistinguishedName(port) + "\"");
-    }
-    return found->second;
+    if (ReadTable().count(port) != 0) return;
+    Fail(ErrCode::UNKNOWN_OBJECT, MODULE, "there is no managed object \"" + DistinguishedName(port) + "\"");
 }
 
-std::map<std::string, PortCounters> Machine::ReadTable() const
+KernelTable Machine::ReadTable() const
 {
-    std::ifstream file(m_ProcNetDev);
-    if (!file) {
+    std::optional<KernelTable> table = ReadKernelTable(m_ProcNetDev);
+    if (!table) {
         Fail(ErrCode::NO_FIGURES, MODULE, m_ProcNetDev + " cannot be read: " + std::strerror(errno));
     }
-    std::map<std::string, PortCounters> table;
-    std::string line;
-    while (std::getline(file, line)) {
-        std::string name;
-        PortCounters counters;
-        if (ParseLine(line, name, counters)) table[name] = counters;
-    }
-    return table;
+    return std::move(*table);
 }
 
 /// One line of what the kernel tells about a port beside its counters; "" where it tells nothing.

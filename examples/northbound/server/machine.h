@@ -2,27 +2,12 @@
 /// The managed network element: the machine that the server runs on, as the kernel shows it.
 #pragma once
 
-#include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
+#include "kerneltable.h"
+
 namespace northbound {
-
-/// What a network interface has counted since the kernel made it.
-struct PortCounters {
-    std::uint64_t m_nRxBytes = 0;
-    std::uint64_t m_nRxPackets = 0;
-    std::uint64_t m_nRxErrors = 0;
-    std::uint64_t m_nRxDropped = 0;
-    std::uint64_t m_nTxBytes = 0;
-    std::uint64_t m_nTxPackets = 0;
-    std::uint64_t m_nTxErrors = 0;
-    std::uint64_t m_nTxDropped = 0;
-};
-
-/// \p last minus \p first, counter by counter; modulo 2^64, so that a counter that ran over counts on.
-PortCounters Increase(const PortCounters& first, const PortCounters& last);
 
 struct PortFacts {
     std::string m_Name;
@@ -31,7 +16,6 @@ struct PortFacts {
     std::vector<std::string> m_Addresses;  // with prefix length, "192.0.2.1/24"
     unsigned int m_nMtu = 0;               // bytes
     int m_nSpeed = -1;                     // Mbit/s; -1 where the kernel does not know
-    PortCounters m_Counters;
 };
 
 /// The machine's network interfaces, called ports here, named by distinguished names
@@ -39,7 +23,8 @@ struct PortFacts {
 /// Threads: any.
 class Machine {
 public:
-    /// \param procNetDev, sysClassNet  where the kernel shows the counters and the interfaces
+    /// \param procNetDev   the kernel's table with a line per interface
+    /// \param sysClassNet  where it shows more about each
     explicit Machine(std::string procNetDev = "/proc/net/dev", std::string sysClassNet = "/sys/class/net");
 
     std::string DistinguishedName(const std::string& port) const;
@@ -53,10 +38,10 @@ public:
     std::vector<PortFacts> Inventory() const;
 
     /// \throws ProcessException UNKNOWN_OBJECT when the port has gone, NO_FIGURES as above.
-    PortCounters Counters(const std::string& port) const;
+    void Require(const std::string& port) const;
 
 private:
-    std::map<std::string, PortCounters> ReadTable() const;
+    KernelTable ReadTable() const;
     std::string Attribute(const std::string& port, const char* pName) const;
 
     std::string m_ProcNetDev;

@@ -15,8 +15,10 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "besideprogram.h"
+#include "catalogue.h"
 #include "managerservant.h"
 #include "nbihost/standalone.h"
 #include "nbiutil/localrsakeymgr.h"
@@ -78,6 +80,18 @@ void MakeCollectionDirectory(const std::string& path)
     }
 }
 
+/// A file that is broken costs the figures that it describes, and not the server.
+Catalogue LoadDescriptions(const std::string& mainFile)
+{
+    Catalogue catalogue = LoadCatalogue(mainFile);
+    for (const std::string& problem : catalogue.m_Problems) {
+        nbihost::Log(nbihost::LOG_LEVEL_ERROR, MODULE, "description file %s", problem.c_str());
+        std::cerr << MODULE << ": description file " << problem << '\n';
+    }
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "%zu figures described", catalogue.m_Columns.size());
+    return catalogue;
+}
+
 /// Appears under its name only when it is complete, so that a script may wait for it.
 void WriteReadyFile(const std::string& path, const std::string& address)
 {
@@ -128,12 +142,14 @@ void Run(const CommandLine& line)
     MakeCollectionDirectory(settings.m_CollectionDirectory);
     RedirectOutput(settings.m_OutputFile);
     MakeKeyPair();
+    Catalogue catalogue = LoadDescriptions(settings.m_DescriptionFile);
     NS_UTIL::TaskPoolMgr::Init(settings.m_nHugeTaskLimit);
     ConfigEditor editor(line.m_ConfigFile, [&host, &line] {
         host.Reload();
         NS_UTIL::TaskPoolMgr::Init(SettingsOf(line).m_nHugeTaskLimit);
     });
-    pServant = std::make_unique<ManagerServant>(settings, editor, stop, [] { kill(getpid(), SIGTERM); });
+    pServant = std::make_unique<ManagerServant>(settings, std::move(catalogue), editor, stop,
+                                                [] { kill(getpid(), SIGTERM); });
     pEndpoint = std::make_unique<OrbEndpoint>(settings.m_ListenAddress, settings.m_nListenPort, *pServant);
     Announce(line, settings.m_ListenAddress + ":" + std::to_string(pEndpoint->Port()));
     WaitForStopOrder();

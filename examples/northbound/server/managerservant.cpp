@@ -63,18 +63,27 @@ std::string DetailOf(ProcessException& failure)
     throw Northbound::OperationFailed(nCode, detail.c_str());
 }
 
-Northbound::Counters ToIdl(const PortCounters& counters)
+void FillIn(Northbound::FigureList& list, const Catalogue& catalogue, const Figures& figures)
 {
-    Northbound::Counters result;
-    result.rxBytes = counters.m_nRxBytes;
-    result.rxPackets = counters.m_nRxPackets;
-    result.rxErrors = counters.m_nRxErrors;
-    result.rxDropped = counters.m_nRxDropped;
-    result.txBytes = counters.m_nTxBytes;
-    result.txPackets = counters.m_nTxPackets;
-    result.txErrors = counters.m_nTxErrors;
-    result.txDropped = counters.m_nTxDropped;
-    return result;
+    list.length(static_cast<CORBA::ULong>(figures.size()));
+    for (std::size_t i = 0; i < figures.size(); ++i) {
+        Northbound::Figure& figure = list[static_cast<CORBA::ULong>(i)];
+        figure.name = catalogue.m_Columns[i].m_Name.c_str();
+        figure.unit = catalogue.m_Columns[i].m_Unit.c_str();
+        figure.known = figures[i].has_value();
+        figure.value = figures[i].value_or(0);
+    }
+}
+
+void FillIn(Northbound::Column& result, const Column& column)
+{
+    result.table = column.m_Table.c_str();
+    result.name = column.m_Name.c_str();
+    result.title = column.m_Title.c_str();
+    result.unit = column.m_Unit.c_str();
+    result.type = column.m_bCounter ? "counter" : "gauge";
+    result.direction = column.m_Direction.c_str();
+    result.brief = column.m_bBrief;
 }
 
 void FillIn(Northbound::Port& port, const PortFacts& facts, const std::string& dn)
@@ -88,7 +97,6 @@ void FillIn(Northbound::Port& port, const PortFacts& facts, const std::string& d
     for (const std::string& address : facts.m_Addresses) port.addresses[nIndex++] = address.c_str();
     port.mtu = facts.m_nMtu;
     port.speed = facts.m_nSpeed;
-    port.counting = ToIdl(facts.m_Counters);
 }
 
 void FillIn(Northbound::HugeTask& task, const std::string& operation, const std::string& list,
@@ -120,10 +128,11 @@ void CheckUser(const std::string& user)
 
 }  // namespace
 
-ManagerServant::ManagerServant(const Settings& settings, ConfigEditor& editor, StopSignal& stop,
-                               std::function<void()> requestStop)
+ManagerServant::ManagerServant(const Settings& settings, Catalogue catalogue, ConfigEditor& editor,
+                               StopSignal& stop, std::function<void()> requestStop)
     : m_nPerPortLimit(settings.m_nPerPortLimit),
-      m_Place{m_Machine, m_Board, stop, settings.m_CollectionDirectory},
+      m_Element{Machine(), std::move(catalogue)},
+      m_Place{m_Element, m_Board, stop, settings.m_CollectionDirectory},
       m_Packer(settings.m_CollectionDirectory),
       m_Editor(editor),
       m_Agent("northbound", settings.m_nHugeTaskLimit),
@@ -159,14 +168,27 @@ Northbound::PortList* ManagerServant::Inventory(const Northbound::Caller& who)
     return Serve(INVENTORY, who, [this] {
         AD descriptor = PendingDescriptor();
         const auto pAnswer = std::make_shared<PortList>();
-        Carry(new InventoryTask(m_Agent, descriptor, m_Machine, pAnswer), POOL_INVENTORY, descriptor);
+        Carry(new InventoryTask(m_Agent, descriptor, m_Element, pAnswer), POOL_INVENTORY, descriptor);
         Northbound::PortList_var ports = new Northbound::PortList;
         ports->length(static_cast<CORBA::ULong>(pAnswer->size()));
         CORBA::ULong nIndex = 0;
-        for (const PortFacts& facts : *pAnswer) {
-            FillIn(ports[nIndex++], facts, m_Machine.DistinguishedName(facts.m_Name));
+        for (const PortEntry& entry : *pAnswer) {
+            Northbound::Port& port = ports[nIndex++];
+            FillIn(port, entry.m_Facts, m_Element.m_Machine.DistinguishedName(entry.m_Facts.m_Name));
+            FillIn(port.counting, m_Element.m_Catalogue, entry.m_Figures);
         }
         return ports._retn();
+    });
+}
+
+Northbound::ColumnList* ManagerServant::Columns(const Northbound::Caller& who)
+{
+    return Serve(COLUMNS, who, [this] {
+        Northbound::ColumnList_var columns = new Northbound::ColumnList;
+        columns->length(static_cast<CORBA::ULong>(m_Element.m_Catalogue.m_Columns.size()));
+        CORBA::ULong nIndex = 0;
+        for (const Column& column : m_Element.m_Catalogue.m_Columns) FillIn(columns[nIndex++], column);
+        return columns._retn();
     });
 }
 
@@ -175,11 +197,11 @@ Northbound::Reading* ManagerServant::ReadCounters(const Northbound::Caller& who,
     return Serve(COUNTERS, who, [this, pDn] {
         AD descriptor = PendingDescriptor();
         const auto pAnswer = std::make_shared<Reading>();
-        Carry(new CountersTask(m_Agent, descriptor, m_Machine, pDn, pAnswer), POOL_COUNTERS, descriptor);
+        Carry(new CountersTask(m_Agent, descriptor, m_Element, pDn, pAnswer), POOL_COUNTERS, descriptor);
         Northbound::Reading_var reading = new Northbound::Reading;
         reading->dn = pDn;
         reading->takenAt = pAnswer->m_Time.c_str();
-        reading->counting = ToIdl(pAnswer->m_Counters);
+        FillIn(reading->counting, m_Element.m_Catalogue, pAnswer->m_Figures);
         return reading._retn();
     });
 }
@@ -198,7 +220,7 @@ Northbound::CollectionResult* ManagerServant::Collect(const Northbound::Caller& 
         result->operation = BareUuid(operation).c_str();
         result->file = pAnswer->m_File.c_str();
         result->samples = pAnswer->m_nSamples;
-        result->increase = ToIdl(pAnswer->m_Increase);
+        FillIn(result->increase, m_Element.m_Catalogue, pAnswer->m_Increase);
         return result._retn();
     });
 }
@@ -209,7 +231,7 @@ CollectionPlan ManagerServant::CheckedPlan(const Northbound::CollectionOrder& wo
 {
     CollectionPlan plan;
     plan.m_Dn = work.dn.in();
-    plan.m_Port = m_Machine.PortOf(plan.m_Dn);
+    plan.m_Port = m_Element.m_Machine.PortOf(plan.m_Dn);
     plan.m_nInterval = work.interval;
     plan.m_nDuration = work.duration;
     if (plan.m_nInterval < MIN_INTERVAL) {

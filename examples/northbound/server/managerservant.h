@@ -5,9 +5,9 @@
 #include <functional>
 #include <string>
 
+#include "catalogue.h"
 #include "collectionboard.h"
 #include "configeditor.h"
-#include "machine.h"
 #include "nbiutil/nbitask.h"
 #include "northbound.hh"
 #include "packer.h"
@@ -20,16 +20,18 @@ namespace northbound {
 
 /// Each operation sets the context of its thread, makes a task with a descriptor, pushes it, waits, and turns
 /// a ProcessException into the interface's own. Inventory goes to pool 0, a port's counters and
-/// secrets to pool 1, collections to pool 2; the list of huge tasks, the public key and the stop are answered
-/// on the spot.
+/// secrets to pool 1, collections to pool 2; the columns, the list of huge tasks, the public key and the
+/// stop are answered on the spot.
 /// Threads: any number of request threads. Must outlive the ORB and the pools.
 class ManagerServant : public POA_Northbound::Manager {
 public:
+    /// \param catalogue   which figures the ports have
     /// \param requestStop starts the server's end and returns at once
-    ManagerServant(const Settings& settings, ConfigEditor& editor, StopSignal& stop,
+    ManagerServant(const Settings& settings, Catalogue catalogue, ConfigEditor& editor, StopSignal& stop,
                    std::function<void()> requestStop);
 
     Northbound::PortList* Inventory(const Northbound::Caller& who) override;
+    Northbound::ColumnList* Columns(const Northbound::Caller& who) override;
     Northbound::Reading* ReadCounters(const Northbound::Caller& who, const char* pDn) override;
     Northbound::CollectionResult* Collect(const Northbound::Caller& who,
                                           const Northbound::CollectionOrder& work) override;
@@ -47,7 +49,7 @@ private:
     CollectionPlan CheckedPlan(const Northbound::CollectionOrder& work) const;
 
     const int m_nPerPortLimit;
-    const Machine m_Machine;
+    const Element m_Element;
     CollectionBoard m_Board;
     const CollectionPlace m_Place;
     Packer m_Packer;

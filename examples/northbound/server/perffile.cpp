@@ -3,7 +3,6 @@
 #include <sys/time.h>
 
 #include <cerrno>
-#include <cinttypes>
 #include <cstring>
 #include <ctime>
 
@@ -14,8 +13,13 @@ namespace northbound {
 namespace {
 
 constexpr const char* MODULE = "perffile";
-constexpr const char* COLUMNS =
-    "time,rxBytes,rxPackets,rxErrors,rxDropped,txBytes,txPackets,txErrors,txDropped\n";
+
+std::string Heading(const Catalogue& catalogue)
+{
+    std::string line = "time";
+    for (const Column& column : catalogue.m_Columns) line += "," + column.m_Name;
+    return line + "\n";
+}
 
 }  // namespace
 
@@ -32,24 +36,25 @@ std::string TimeText()
     return text;
 }
 
-PerfFile::PerfFile(const std::string& directory, const std::string& port, const std::string& operation)
+PerfFile::PerfFile(const std::string& directory, const std::string& port, const std::string& operation,
+                   const Catalogue& catalogue)
     : m_FinalPath(directory + "/perf-" + port + "-" + operation + ".csv"),
       m_Path(m_FinalPath + ".part"),
       m_pFile(std::fopen(m_Path.c_str(), "wxe"))
 {
     if (m_pFile == nullptr) FailToWrite();
-    Check(std::fputs(COLUMNS, m_pFile.get()) >= 0);
+    Check(std::fputs(Heading(catalogue).c_str(), m_pFile.get()) >= 0);
 }
 
-void PerfFile::Add(const std::string& time, const PortCounters& counters)
+void PerfFile::Add(const std::string& time, const Figures& figures)
 {
-    const int nWritten = std::fprintf(m_pFile.get(),
-                                      "%s,%" PRIu64 ",%" PRIu64 ",%" PRIu64 ",%" PRIu64 ",%" PRIu64
-                                      ",%" PRIu64 ",%" PRIu64 ",%" PRIu64 "\n",
-                                      time.c_str(), counters.m_nRxBytes, counters.m_nRxPackets,
-                                      counters.m_nRxErrors, counters.m_nRxDropped, counters.m_nTxBytes,
-                                      counters.m_nTxPackets, counters.m_nTxErrors, counters.m_nTxDropped);
-    Check(nWritten > 0);
+    std::string line = time;
+    for (const std::optional<std::uint64_t>& figure : figures) {
+        line += ',';
+        if (figure) line += std::to_string(*figure);
+    }
+    line += '\n';
+    Check(std::fputs(line.c_str(), m_pFile.get()) >= 0);
 }
 
 std::string PerfFile::Finish()

@@ -6,24 +6,25 @@
 #include <memory>
 #include <string>
 
-#include "machine.h"
+#include "catalogue.h"
 
 namespace northbound {
 
 /// The present time, UTC, as "2001-02-03T04:05:06.789Z".
 std::string TimeText();
 
-/// A CSV file with one line per sample: time and counters. It is called "perf-<port>-<operation>.csv.part"
-/// until Finish(), so that nobody takes half a collection for a whole one; without Finish() it stays so.
-/// Threads: one at a time.
+/// A CSV file with one line per sample: time and figures, an empty cell for a figure that is missing. It is
+/// called "perf-<port>-<operation>.csv.part" until Finish(), so that nobody takes half a collection for a
+/// whole one; without Finish() it stays so. Threads: one at a time.
 class PerfFile {
 public:
     /// Writes the line of column names. \p operation is an operation UUID without tags.
     /// \throws ProcessException FILE_NOT_WRITTEN, like the other operations.
-    PerfFile(const std::string& directory, const std::string& port, const std::string& operation);
+    PerfFile(const std::string& directory, const std::string& port, const std::string& operation,
+             const Catalogue& catalogue);
 
     /// The line is in the file when this returns.
-    void Add(const std::string& time, const PortCounters& counters);
+    void Add(const std::string& time, const Figures& figures);
 
     /// Closes the file and gives it its final name, which is returned.
     std::string Finish();

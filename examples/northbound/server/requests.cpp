@@ -16,27 +16,33 @@ constexpr const char* MODULE = "requests";
 
 }  // namespace
 
-InventoryTask::InventoryTask(NS_UTIL::DBAgent& agent, NS_UTIL::AD& descriptor, const Machine& machine,
+InventoryTask::InventoryTask(NS_UTIL::DBAgent& agent, NS_UTIL::AD& descriptor, const Element& element,
                              std::shared_ptr<PortList> pAnswer)
-    : RequestTask(agent, descriptor), m_Machine(machine), m_pAnswer(std::move(pAnswer))
+    : RequestTask(agent, descriptor), m_Element(element), m_pAnswer(std::move(pAnswer))
 {
 }
 
 void InventoryTask::Work()
 {
-    *m_pAnswer = m_Machine.Inventory();
+    std::vector<std::string> names;
+    for (PortFacts& facts : m_Element.m_Machine.Inventory()) {
+        names.push_back(facts.m_Name);
+        m_pAnswer->push_back({std::move(facts), {}});
+    }
+    std::vector<Figures> figures = FigureReader(m_Element.m_Catalogue).Read(names);
+    for (std::size_t i = 0; i < figures.size(); ++i) (*m_pAnswer)[i].m_Figures = std::move(figures[i]);
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "%zu ports read", m_pAnswer->size());
 }
 
-CountersTask::CountersTask(NS_UTIL::DBAgent& agent, NS_UTIL::AD& descriptor, const Machine& machine,
+CountersTask::CountersTask(NS_UTIL::DBAgent& agent, NS_UTIL::AD& descriptor, const Element& element,
                            std::string dn, std::shared_ptr<Reading> pAnswer)
-    : RequestTask(agent, descriptor), m_Machine(machine), m_Dn(std::move(dn)), m_pAnswer(std::move(pAnswer))
+    : RequestTask(agent, descriptor), m_Element(element), m_Dn(std::move(dn)), m_pAnswer(std::move(pAnswer))
 {
 }
 
 void CountersTask::Work()
 {
-    m_pAnswer->m_Counters = m_Machine.Counters(m_Machine.PortOf(m_Dn));
+    m_pAnswer->m_Figures = FigureReader(m_Element.m_Catalogue).Read(m_Element.m_Machine.PortOf(m_Dn));
     m_pAnswer->m_Time = TimeText();
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "counters of %s read", m_Dn.c_str());
 }
@@ -64,24 +70,26 @@ CollectionTask::~CollectionTask()
 void CollectionTask::Work()
 {
     using Clock = std::chrono::steady_clock;
-    PerfFile file(m_Place.m_Directory, m_Plan.m_Port, BareUuid(m_Operation));
+    PerfFile file(m_Place.m_Directory, m_Plan.m_Port, BareUuid(m_Operation), m_Place.m_Element.m_Catalogue);
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "collection of %s begins: %u samples, one in %u ms",
                  m_Plan.m_Dn.c_str(), m_Plan.Samples(), m_Plan.m_nInterval);
     const Clock::time_point start = Clock::now();
-    PortCounters first;
-    PortCounters last;
+    FigureReader reader(m_Place.m_Element.m_Catalogue);
+    Figures first;
+    Figures last;
     for (unsigned int i = 0; i < m_Plan.Samples(); ++i) {
         const std::chrono::milliseconds offset(static_cast<std::chrono::milliseconds::rep>(i) *
                                                m_Plan.m_nInterval);
         if (m_Place.m_Stop.WaitUntil(start + offset)) FailCutShort(i, file.Path());
-        last = m_Place.m_Machine.Counters(m_Plan.m_Port);
+        m_Place.m_Element.m_Machine.Require(m_Plan.m_Port);
+        last = reader.Read(m_Plan.m_Port);
         if (i == 0) first = last;
         file.Add(TimeText(), last);
         m_Place.m_Board.Step(m_Operation);
     }
     m_pAnswer->m_File = file.Finish();
     m_pAnswer->m_nSamples = m_Plan.Samples();
-    m_pAnswer->m_Increase = Increase(first, last);
+    m_pAnswer->m_Increase = Increase(m_Place.m_Element.m_Catalogue, first, last);
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "collection of %s complete: %s", m_Plan.m_Dn.c_str(),
                  m_pAnswer->m_File.c_str());
 }

@@ -7,42 +7,53 @@
 #include <vector>
 
 #include "collectionboard.h"
+#include "figurereader.h"
 #include "machine.h"
 #include "requesttask.h"
 #include "stopsignal.h"
 
 namespace northbound {
 
-using PortList = std::vector<PortFacts>;
+struct PortEntry {
+    PortFacts m_Facts;
+    Figures m_Figures;
+};
+using PortList = std::vector<PortEntry>;
 
-/// All ports with their facts.
+/// The network element, and which of its figures are shown.
+struct Element {
+    Machine m_Machine;
+    Catalogue m_Catalogue;
+};
+
+/// All ports with their facts and figures.
 class InventoryTask : public RequestTask {
 public:
-    InventoryTask(NS_UTIL::DBAgent& agent, NS_UTIL::AD& descriptor, const Machine& machine,
+    InventoryTask(NS_UTIL::DBAgent& agent, NS_UTIL::AD& descriptor, const Element& element,
                   std::shared_ptr<PortList> pAnswer);
 
 private:
     void Work() override;
 
-    const Machine& m_Machine;
+    const Element& m_Element;
     std::shared_ptr<PortList> m_pAnswer;
 };
 
 struct Reading {
     std::string m_Time;
-    PortCounters m_Counters;
+    Figures m_Figures;
 };
 
 /// One port's counters.
 class CountersTask : public RequestTask {
 public:
-    CountersTask(NS_UTIL::DBAgent& agent, NS_UTIL::AD& descriptor, const Machine& machine, std::string dn,
+    CountersTask(NS_UTIL::DBAgent& agent, NS_UTIL::AD& descriptor, const Element& element, std::string dn,
                  std::shared_ptr<Reading> pAnswer);
 
 private:
     void Work() override;
 
-    const Machine& m_Machine;
+    const Element& m_Element;
     std::string m_Dn;
     std::shared_ptr<Reading> m_pAnswer;
 };
@@ -60,12 +71,12 @@ struct CollectionPlan {
 struct CollectionOutcome {
     std::string m_File;
     unsigned int m_nSamples = 0;
-    PortCounters m_Increase;
+    Figures m_Increase;
 };
 
 /// What all collections share. Everything outlives the pools.
 struct CollectionPlace {
-    const Machine& m_Machine;
+    const Element& m_Element;
     CollectionBoard& m_Board;
     StopSignal& m_Stop;
     std::string m_Directory;

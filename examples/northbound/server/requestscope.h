@@ -23,6 +23,7 @@ constexpr Operation PUBLIC_KEY{6, "pubkey"};
 constexpr Operation SECRET{7, "secret"};
 constexpr Operation PACK{8, "pack"};
 constexpr Operation CONFIG{9, "config"};
+constexpr Operation COLUMNS{10, "columns"};
 
 /// While one is alive, the thread serves a request: it has a context of its own with a fresh operation UUID,
 /// which its log lines carry and which the tasks made on it take along.

@@ -53,6 +53,7 @@ Settings ReadSettings(const std::string& configFile)
     settings.m_nListenPort = reader.Number("ListenPort", DEFAULT_PORT, 0, 65535);
     settings.m_CollectionDirectory = reader.Path("CollectionDirectory", "collections");
     settings.m_OutputFile = reader.Path("OutputFile", "nbi-server.out");
+    settings.m_DescriptionFile = reader.Path("DescriptionFile", "descriptions/northbound.xml");
     settings.m_nHugeTaskLimit = reader.Number("HugeTaskLimit", 4, 0, 1000000);
     settings.m_nPerPortLimit = reader.Number("CollectionsPerPort", 3, 0, 1000000);
     return settings;

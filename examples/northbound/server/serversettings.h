@@ -18,14 +18,15 @@ struct Settings {
     int m_nListenPort = 0;  // 0: any free one
     std::string m_CollectionDirectory;
     std::string m_OutputFile;
+    std::string m_DescriptionFile;
     int m_nHugeTaskLimit = 0;
     int m_nPerPortLimit = 0;
 };
 
 /// Reads the host's configuration items ListenAddress, ListenPort, CollectionDirectory, OutputFile,
-/// HugeTaskLimit and CollectionsPerPort; those that are not there have defaults, relative paths start at the
-/// directory of \p configFile. The host must be started.
-/// \throws SettingsError when a value is not what its key wants.
+/// DescriptionFile, HugeTaskLimit and CollectionsPerPort; those that are not there have defaults, relative
+/// paths start at the directory of \p configFile. The host must be started. \throws SettingsError when a
+/// value is not what its key wants.
 Settings ReadSettings(const std::string& configFile);
 
 }  // namespace northbound
