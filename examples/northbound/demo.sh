@@ -223,7 +223,7 @@ tell <<'TEXT'
 Which figures a port has, and from which file of the system each is read, stands in description files (XML). So a counter that nobody thought of takes one line and a restart:
 TEXT
 LINE='<figure name="collisions" file="/sys/class/net/{port}/statistics/collisions" title="Collisions" unit="frames" type="counter"/>'
-printf '%s$ sed -i "s|<end/>|%s<end/>|" descriptions/link.xml%s\n' "$DIM" "$LINE" "$PLAIN"
+printf "%s$ sed -i 's|<end/>|%s<end/>|' descriptions/link.xml%s\n" "$DIM" "$LINE" "$PLAIN"
 sed -i "s|<end/>|$LINE<end/>|" "$WORK/descriptions/link.xml"
 start_server
 client counters "$PORT"
