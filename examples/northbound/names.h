@@ -32,7 +32,8 @@ constexpr unsigned int BAD_CIPHER_TEXT = 0x4E420008U;
 constexpr unsigned int NOT_DECRYPTED = 0x4E420009U;
 /// The program that packs cannot be started.
 constexpr unsigned int CANNOT_PACK = 0x4E42000AU;
-/// The configuration file cannot be edited so that exactly one item changes, or does not load with the change.
+/// The configuration file cannot be edited so that exactly one item changes, or does not load with the
+/// change.
 constexpr unsigned int NOT_CONFIGURED = 0x4E42000BU;
 /// User or password are not right.
 constexpr unsigned int NOT_LOGGED_IN = 0x4E42000CU;

@@ -15,6 +15,7 @@ nbi_test(northbound/json_test.cpp LIBRARIES northbound_client)
 
 # Server and clients as processes.
 set(secrets_test_sources northbound/processmemory.cpp)
+set(upkeep_test_sources northbound/processmemory.cpp)
 foreach(name descriptions_test northbound_test upkeep_test reasons_test secrets_test)
     nbi_test(northbound/${name}.cpp SOURCES northbound/programs.cpp ${${name}_sources}
         LIBRARIES northbound_client TIMEOUT 180)

@@ -8,6 +8,7 @@
 
 #include "besideprogram.h"
 #include "commands.h"
+#include "login.h"
 #include "names.h"
 #include "nbihost/standalone.h"
 #include "nbiutil/errorinfomgr.h"
@@ -24,6 +25,7 @@ struct CommandLine {
     std::string m_ConfigFile;
     std::string m_Language = "en";
     std::string m_User;
+    std::string m_PasswordFile = "-";
     std::string m_Port;
     std::string m_Code;
     CollectOptions m_Collect;
@@ -133,6 +135,32 @@ void AddConfig(CLI::App& app, CommandLine& line)
     });
 }
 
+void AddLogin(CLI::App& app, CommandLine& line)
+{
+    const auto addFile = [&line](CLI::App* pCommand) {
+        pCommand->add_option("FILE", line.m_PasswordFile, "Holds the password; - is standard input")
+            ->capture_default_str();
+    };
+    CLI::App* const pLogin = app.add_subcommand("login", "Log the user in; the password travels encrypted");
+    addFile(pLogin);
+    pLogin->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return LogIn(session, line.m_Manner, line.m_PasswordFile);
+        };
+    });
+    app.add_subcommand("sessions", "List the users that have logged in")->callback([&line] {
+        line.m_Command = [&line](const Session& session) { return ShowSessions(session, line.m_Manner); };
+    });
+    CLI::App* const pItem = app.add_subcommand(
+        "password-item", "Print the line of the server's configuration that lets the user log in");
+    addFile(pItem);
+    pItem->callback([&line] {
+        line.m_CommandWithoutServer = [&line] {
+            return ShowPasswordItem(line.m_Manner, line.m_User, line.m_PasswordFile);
+        };
+    });
+}
+
 void AddStop(CLI::App& app, CommandLine& line)
 {
     app.add_subcommand("stop", "Stop the server in order, and wait until it is gone")->callback([&line] {
@@ -219,6 +247,7 @@ int ClientMain(int nArgs, char** pArgs)
     AddCollect(app, line);
     AddTasks(app, line);
     AddConfig(app, line);
+    AddLogin(app, line);
     AddStop(app, line);
     AddPublicKey(app, line);
     AddSendSecret(app, line);

@@ -130,20 +130,6 @@ struct SecretRoom {
     char m_Bytes[MAX_SECRET + 2];
 };
 
-void ReadSecret(AutoReleaseString& secret, const std::string& path)
-{
-    const Input input(path);
-    const Unseen unseen(input);
-    SecretRoom room;
-    std::size_t nLength = input.Read(room.m_Bytes, sizeof(room.m_Bytes));
-    if (nLength > 0 && room.m_Bytes[nLength - 1] == '\n') --nLength;
-    if (nLength == 0) Refuse(ErrCode::BAD_ARGUMENT, "the secret is empty");
-    if (nLength > MAX_SECRET) {
-        Refuse(ErrCode::BAD_ARGUMENT, "the secret is longer than " + std::to_string(MAX_SECRET) + " bytes");
-    }
-    secret.setBuffer(room.m_Bytes, static_cast<unsigned int>(nLength));
-}
-
 std::string ToHex(const char* pBytes, long nLength)
 {
     constexpr const char* DIGITS = "0123456789abcdef";
@@ -168,6 +154,22 @@ std::string Encrypted(const AutoReleaseString& secret, const Northbound::Bytes& 
     return ToHex(pCipher.get(), nLength);
 }
 
+}  // namespace
+
+void ReadSecret(AutoReleaseString& secret, const std::string& path)
+{
+    const Input input(path);
+    const Unseen unseen(input);
+    SecretRoom room;
+    std::size_t nLength = input.Read(room.m_Bytes, sizeof(room.m_Bytes));
+    if (nLength > 0 && room.m_Bytes[nLength - 1] == '\n') --nLength;
+    if (nLength == 0) Refuse(ErrCode::BAD_ARGUMENT, "the secret is empty");
+    if (nLength > MAX_SECRET) {
+        Refuse(ErrCode::BAD_ARGUMENT, "the secret is longer than " + std::to_string(MAX_SECRET) + " bytes");
+    }
+    secret.setBuffer(room.m_Bytes, static_cast<unsigned int>(nLength));
+}
+
 std::string EncryptedSecret(const Session& session, const std::string& path)
 {
     const Northbound::Bytes_var key = session.Server()->PublicKey(session.Who());
@@ -175,8 +177,6 @@ std::string EncryptedSecret(const Session& session, const std::string& path)
     ReadSecret(secret, path);
     return Encrypted(secret, key.in());
 }
-
-}  // namespace
 
 int ShowPublicKey(const Session& session, const Manner& manner)
 {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "commands.h"
+#include "nbiutil/securebuffer.h"
 
 namespace northbound {
 
@@ -21,5 +22,11 @@ int ShowPublicKey(const Session& session, const Manner& manner);
 /// count. From a terminal it is read without echo, up to the line's end. \throws InputError when the file
 /// cannot be read, Northbound::OperationFailed when it cannot be sent.
 int SendSecret(const Session& session, const Manner& manner, const SecretOptions& options);
+
+/// Reads a secret as SendSecret() does with m_bEncrypt.
+void ReadSecret(NS_UTIL::AutoReleaseString& secret, const std::string& path);
+
+/// The secret in \p path, encrypted with the server's public key, as hexadecimal text.
+std::string EncryptedSecret(const Session& session, const std::string& path);
 
 }  // namespace northbound

@@ -15,6 +15,7 @@
 #include "nbiutil/nbitaskmgr.h"
 #include "nbiutil/processexception.h"
 #include "nbiutil/threadcontextmgr.h"
+#include "peeraddress.h"
 #include "secrettask.h"
 #include "upkeeptasks.h"
 
@@ -148,6 +149,7 @@ auto ManagerServant::Serve(const Operation& operation, const Northbound::Caller&
     const RequestScope scope(operation, user);
     try {
         CheckUser(user);
+        if (operation.m_bNeedsLogin) m_Sessions.CheckAllowed(user);
         nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "request accepted");
         return body();
     } catch (ProcessException& e) {
@@ -245,6 +247,30 @@ CollectionPlan ManagerServant::CheckedPlan(const Northbound::CollectionOrder& wo
                  " ms is shorter than the interval or longer than a day");
     }
     return plan;
+}
+
+void ManagerServant::Login(const Northbound::Caller& who, const char* pCipher)
+{
+    Serve(LOGIN, who, [this, pCipher] {
+        AD descriptor = PendingDescriptor();
+        Carry(new LoginTask(m_Agent, descriptor, m_Sessions, pCipher, PeerAddress()), POOL_SECRETS,
+              descriptor);
+    });
+}
+
+Northbound::UserSessionList* ManagerServant::Sessions(const Northbound::Caller& who)
+{
+    return Serve(SESSIONS, who, [this] {
+        Northbound::UserSessionList_var sessions = new Northbound::UserSessionList;
+        for (const NS_UTIL::UserPara& user : m_Sessions.List()) {
+            const CORBA::ULong nIndex = sessions->length();
+            sessions->length(nIndex + 1);
+            sessions[nIndex].user = user.GetFirstText().c_str();
+            sessions[nIndex].since = user.GetSecondText().c_str();
+            sessions[nIndex].address = user.GetIPAndPort().c_str();
+        }
+        return sessions._retn();
+    });
 }
 
 Northbound::PackResult* ManagerServant::Pack(const Northbound::Caller& who, const Northbound::PackOrder& work)

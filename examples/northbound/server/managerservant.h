@@ -15,6 +15,7 @@
 #include "requestscope.h"
 #include "serversettings.h"
 #include "stopsignal.h"
+#include "usersessions.h"
 
 namespace northbound {
 
@@ -35,6 +36,8 @@ public:
     Northbound::Reading* ReadCounters(const Northbound::Caller& who, const char* pDn) override;
     Northbound::CollectionResult* Collect(const Northbound::Caller& who,
                                           const Northbound::CollectionOrder& work) override;
+    void Login(const Northbound::Caller& who, const char* pCipher) override;
+    Northbound::UserSessionList* Sessions(const Northbound::Caller& who) override;
     Northbound::PackResult* Pack(const Northbound::Caller& who, const Northbound::PackOrder& work) override;
     void SetItem(const Northbound::Caller& who, const char* pKey, const char* pValue) override;
     Northbound::HugeTaskList* HugeTasks(const Northbound::Caller& who) override;
@@ -52,6 +55,7 @@ private:
     const Element m_Element;
     CollectionBoard m_Board;
     const CollectionPlace m_Place;
+    UserSessions m_Sessions;
     Packer m_Packer;
     ConfigEditor& m_Editor;
     NS_UTIL::DBAgent m_Agent;

@@ -8,6 +8,7 @@
 
 #include "names.h"
 #include "nbihost/standalone.h"
+#include "peeraddress.h"
 
 namespace northbound {
 namespace {
@@ -32,7 +33,9 @@ CORBA::ORB_ptr InitOrb(const std::string& address, int nPort)
     const std::string endpoint = "giop:tcp:" + address + ":" + port;
     const char* options[][2] = {{"endPoint", endpoint.c_str()}, {nullptr, nullptr}};
     int nArgs = 0;
-    return CORBA::ORB_init(nArgs, nullptr, "omniORB4", options);
+    CORBA::ORB_ptr orb = CORBA::ORB_init(nArgs, nullptr, "omniORB4", options);
+    NotePeers();
+    return orb;
 }
 
 /// The one adapter whose objects keep the plain key that a corbaloc text names.

@@ -12,6 +12,7 @@ namespace northbound {
 struct Operation {
     int m_nId;
     const char* m_pName;
+    bool m_bNeedsLogin = true;  // where the server wants its users to log in
 };
 
 constexpr Operation INVENTORY{1, "inventory"};
@@ -19,11 +20,13 @@ constexpr Operation COUNTERS{2, "counters"};
 constexpr Operation COLLECT{3, "collect"};
 constexpr Operation TASKS{4, "tasks"};
 constexpr Operation STOP{5, "stop"};
-constexpr Operation PUBLIC_KEY{6, "pubkey"};
+constexpr Operation PUBLIC_KEY{6, "pubkey", false};
 constexpr Operation SECRET{7, "secret"};
 constexpr Operation PACK{8, "pack"};
 constexpr Operation CONFIG{9, "config"};
 constexpr Operation COLUMNS{10, "columns"};
+constexpr Operation LOGIN{11, "login", false};
+constexpr Operation SESSIONS{12, "sessions"};
 
 /// While one is alive, the thread serves a request: it has a context of its own with a fresh operation UUID,
 /// which its log lines carry and which the tasks made on it take along.

@@ -1,11 +1,12 @@
 /// \file
-/// The task that takes in a secret.
+/// The tasks that take in secrets.
 #pragma once
 
 #include <memory>
 #include <string>
 
 #include "requesttask.h"
+#include "usersessions.h"
 
 namespace northbound {
 
@@ -24,6 +25,23 @@ private:
 
     std::string m_Cipher;
     std::shared_ptr<unsigned int> m_pAnswer;
+};
+
+/// Logs the caller in with a password that comes encrypted like a secret. The plain password lives while it
+/// is checked.
+class LoginTask : public RequestTask {
+public:
+    /// \param address "<address>:<port>" of the client
+    LoginTask(NS_UTIL::DBAgent& agent, NS_UTIL::AD& descriptor, UserSessions& sessions, std::string cipher,
+              std::string address);
+
+private:
+    /// \throws ProcessException as SecretTask, and NOT_LOGGED_IN.
+    void Work() override;
+
+    UserSessions& m_Sessions;
+    std::string m_Cipher;
+    std::string m_Address;
 };
 
 }  // namespace northbound
