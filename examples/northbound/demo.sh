@@ -200,7 +200,24 @@ echo "A damaged one:"
 tr 0-9 1-90 <"$WORK/secret.hex" | client send-secret
 expect "it was refused" test $? -eq 1
 
-chapter "10. An orderly stop"
+chapter "10. Collection files are packed"
+tell <<'TEXT'
+Six files lie in the server's work directory: four from the collections before, two from these. The server packs them with tar, three in an archive; afterwards the directory holds what was not packed, and nothing was deleted that is not in a whole archive.
+TEXT
+client collect lo lo --interval 0.1 --duration 0.2 --quiet --pack tar --per-archive 3
+expect "two archives with three files each, and none waits" test \
+    "$(cat "$WORK"/collections/*.tar | wc -c)" -gt 0 -a "$(find "$WORK/collections" -name '*.csv' | wc -l)" -eq 0
+
+chapter "11. The configuration changes while the server runs"
+tell <<'TEXT'
+One item of the server's own file is edited in place; the old file is kept, and comes back when the new one does not load.
+TEXT
+client config set HugeTaskLimit 5
+expect "the file holds the new value" grep -qx 'HugeTaskLimit=5' "$WORK/nbi-server.ini"
+client config set HugeTaskLimit plenty
+expect "a value that makes no sense is refused" grep -qx 'HugeTaskLimit=5' "$WORK/nbi-server.ini"
+
+chapter "12. An orderly stop"
 tell <<'TEXT'
 A collection of an hour is under way when the server gets the order to stop. It is cut short at its next sample; its client learns that it failed, and is not left with half a result that looks whole.
 TEXT
@@ -218,7 +235,7 @@ expect "fritz's client ended with a failure" test $? -eq 1
 CLIENT_PIDS=()
 cat "$WORK/fritz.out"
 
-chapter "11. One counter more is one line more"
+chapter "13. One counter more is one line more"
 tell <<'TEXT'
 Which figures a port has, and from which file of the system each is read, stands in description files (XML). So a counter that nobody thought of takes one line and a restart:
 TEXT

@@ -19,6 +19,7 @@
 
 #include "failure.h"
 #include "names.h"
+#include "nbiutil/selfutilcommon.h"
 
 namespace northbound {
 namespace {
@@ -121,11 +122,11 @@ std::string Machine::DistinguishedName(const std::string& port) const
 
 std::string Machine::PortOf(const std::string& dn) const
 {
-    const std::string prefix = DistinguishedName("");
-    if (dn.compare(0, prefix.size(), prefix) == 0) {
-        std::string port = dn.substr(prefix.size());
-        if (ReadTable().count(port) != 0) return port;
-    }
+    std::map<std::string, std::string> names;
+    NS_UTIL::SelfUtilCommon::Instance()->GetSpliteFDNData(names, dn, ",");
+    const std::string port = names["port"];
+    // Put together again it must be the same text: no other parts, nothing twice, nothing in another order.
+    if (dn == DistinguishedName(port) && ReadTable().count(port) != 0) return port;
     Fail(ErrCode::UNKNOWN_OBJECT, MODULE, "there is no managed object \"" + dn + "\"");
 }
 
