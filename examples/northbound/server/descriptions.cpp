@@ -248,8 +248,9 @@ private:
     {
         Column column = ColumnOf(figure, frame);
         for (const Column& other : m_Draft.m_Columns) {
-            if (other.m_Name == column.m_Name)
+            if (other.m_Name == column.m_Name) {
                 figure.Complain("the name is taken, in table " + Quoted(other.m_Table));
+            }
         }
         if (figure.IsGood()) m_Draft.m_Columns.push_back(std::move(column));
     }
