@@ -112,7 +112,8 @@ private:
                                            {"'", "'"}};
         m_Text += " " + name + "=\"";
         line += " " + name + "=";
-        for (unsigned long nLeft = Dice(12); nLeft > 0; --nLeft) {
+        // Long ones reach over several pieces of a file: what expat puts off is such a tag.
+        for (unsigned long nLeft = Dice(6) == 0 ? 100 + Dice(300) : Dice(12); nLeft > 0; --nLeft) {
             const Piece& piece = PIECES[Dice(std::size(PIECES))];
             m_Text += piece.m_pWritten;
             line += piece.m_pRead;
