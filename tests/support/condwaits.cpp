@@ -2,11 +2,16 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <ctime>
+#include <fstream>
 #include <mutex>
+#include <string>
+#include <utility>
 
 namespace nbitest {
 namespace {
@@ -109,6 +114,34 @@ std::vector<std::int64_t> ShortSlices::Lengths() const
 {
     std::lock_guard<std::mutex> guard(g_LengthsMutex);
     return *g_pLengths;
+}
+
+namespace {
+
+bool IsAsleep(long nThread)
+{
+    std::ifstream stat("/proc/self/task/" + std::to_string(nThread) + "/stat");
+    std::string text;
+    std::getline(stat, text);
+    const std::size_t nEndOfName = text.rfind(')');
+    return nEndOfName != std::string::npos && text.substr(nEndOfName + 1, 2) == " S";
+}
+
+}  // namespace
+
+Sleeper::Sleeper(std::function<void()> use)
+    : m_Thread([this, action = std::move(use)] {
+          m_nThread = syscall(SYS_gettid);
+          action();
+          m_bDone = true;
+      })
+{
+    while (m_nThread == 0 || !(m_bDone || IsAsleep(m_nThread))) std::this_thread::yield();
+}
+
+Sleeper::~Sleeper()
+{
+    if (m_Thread.joinable()) m_Thread.join();
 }
 
 }  // namespace nbitest

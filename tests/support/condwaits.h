@@ -4,9 +4,11 @@
 /// what the system's do unless a test has asked for something else.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <thread>
 #include <vector>
 
 namespace nbitest {
@@ -39,6 +41,24 @@ public:
     std::size_t Count() const;
     /// From the time of day to the deadline, in nanoseconds, one entry per wait.
     std::vector<std::int64_t> Lengths() const;
+};
+
+/// A thread that calls \p use. The constructor returns when it sleeps in the kernel or is done: when it waits
+/// for a lock that the caller holds, say.
+class Sleeper {
+public:
+    explicit Sleeper(std::function<void()> use);
+    ~Sleeper();
+    Sleeper(const Sleeper&) = delete;
+    Sleeper& operator=(const Sleeper&) = delete;
+
+    bool IsDone() const { return m_bDone; }
+    void Join() { m_Thread.join(); }
+
+private:
+    std::atomic<long> m_nThread{0};
+    std::atomic<bool> m_bDone{false};
+    std::thread m_Thread;
 };
 
 }  // namespace nbitest

@@ -1,14 +1,13 @@
 #include "nbiutil/ad.h"
 
 #include <gtest/gtest.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdint>
-#include <fstream>
 #include <functional>
+#include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -37,6 +36,7 @@ using nbitest::NextWait;
 using nbitest::NO_FAILING_LOCKS;
 using nbitest::RecordingHost;
 using nbitest::ShortSlices;
+using nbitest::Sleeper;
 using nbitest::SlotOf;
 using nbitest::WaitUntil;
 
@@ -619,17 +619,17 @@ TEST_F(ADTest, AwakeWakesEveryWaiter)
     for (const Outcome& outcome : waiters.Join()) EXPECT_EQ(outcome.m_nCode, 9u);
 }
 
-TEST_F(ADTest, AwakeWakesWaitersOfBothKinds)
+TEST_F(ADTest, AwakeWakesSleepersOfBothKinds)
 {
     AD ad;
-    std::vector<std::thread> threads;
-    threads.reserve(8);
+    std::list<Sleeper> sleepers;
     for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([mine = ad]() mutable { mine.Wait(); });
-        threads.emplace_back([mine = ad]() mutable { mine.WaitToComplete(); });
+        sleepers.emplace_back([mine = ad]() mutable { mine.Wait(); });
+        sleepers.emplace_back([mine = ad]() mutable { mine.WaitToComplete(); });
     }
+    for (const Sleeper& sleeper : sleepers) EXPECT_FALSE(sleeper.IsDone());
     ad.Awake();
-    for (std::thread& thread : threads) thread.join();
+    for (Sleeper& sleeper : sleepers) sleeper.Join();
 }
 
 TEST_F(ADTest, WaiterLooksAtTheFrameworkBeforeEachSliceOfTenSeconds)
@@ -726,50 +726,23 @@ TEST_F(ADTest, FrameworkThatStopsDuringTheWaitGivesCodeOneToFinishedWork)
     EXPECT_EQ(StoredCode(ad), 1u) << "the finished state does not protect the code from this";
 }
 
-/// Whether a thread of this process sleeps in the kernel.
-bool IsAsleep(long nThread)
-{
-    std::ifstream stat("/proc/self/task/" + std::to_string(nThread) + "/stat");
-    std::string text;
-    std::getline(stat, text);
-    const std::size_t nEndOfName = text.rfind(')');
-    return nEndOfName != std::string::npos && text.substr(nEndOfName + 1, 2) == " S";
-}
-
-/// Starts a thread that calls \p use on a handle of its own, and returns when the thread sleeps or is done.
-/// \param[out] bDone set when \p use has returned
-template <class Use>
-std::thread SleepingIn(AD& ad, std::atomic<bool>& bDone, Use use)
-{
-    std::atomic<long> nThread{0};
-    std::thread thread([&nThread, &bDone, use, mine = ad]() mutable {
-        nThread = syscall(SYS_gettid);
-        use(mine);
-        bDone = true;
-    });
-    EXPECT_TRUE(WaitUntil([&nThread] { return nThread != 0; }));
-    EXPECT_TRUE(WaitUntil([&nThread, &bDone] { return bDone || IsAsleep(nThread); }));
-    return thread;
-}
-
 TEST_F(ADTest, WorkFoundFinishedUnderTheLockMeetsTheStoppingFramework)
 {
     AD ad;
     m_Host.SetState(STOPPING);
-    std::thread late;
-    std::atomic<bool> bDone{false};
+    std::optional<Sleeper> late;
     Outcome outcome;
     {
         // In place of this wait, and so with the descriptor's lock held: another thread finds the work
         // pending, comes to the lock, and gets it when the work is finished.
         const NextWait wait([&] {
-            late = SleepingIn(ad, bDone, [&outcome](AD& mine) { outcome = OutcomeOfWait(mine); });
-            EXPECT_FALSE(bDone);
+            late.emplace([&outcome, mine = ad]() mutable { outcome = OutcomeOfWait(mine); });
+            EXPECT_FALSE(late->IsDone());
             ad.Awake();
         });
         ad.WaitToComplete();
     }
-    late.join();
+    late->Join();
     EXPECT_TRUE(outcome.m_bRaised);
     EXPECT_EQ(outcome.m_nCode, 1u);
     EXPECT_EQ(OutcomeOfWait(ad).m_nCode, 1u);
@@ -779,8 +752,7 @@ TEST_F(ADTest, LockThatWasNotTakenIsNotReleased)
 {
     if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
     AD ad;
-    std::thread other;
-    std::atomic<bool> bDone{false};
+    std::optional<Sleeper> other;
     {
         // With the descriptor's lock held: a setter that cannot take it must not release it either.
         const NextWait wait([&] {
@@ -788,12 +760,12 @@ TEST_F(ADTest, LockThatWasNotTakenIsNotReleased)
                 const FailingLocks failing(LockKind::MUTEX);
                 ad.SetErrorCode(6);
             }
-            other = SleepingIn(ad, bDone, [](AD& mine) { mine.SetErrorInfo("later"); });
-            EXPECT_FALSE(bDone) << "the lock is free";
+            other.emplace([mine = ad]() mutable { mine.SetErrorInfo("later"); });
+            EXPECT_FALSE(other->IsDone()) << "the lock is free";
         });
         ad.WaitToComplete();
     }
-    other.join();
+    other->Join();
     ad.Awake();
     EXPECT_EQ(OutcomeOfWait(ad).m_Message, "ErrCode:6,Detail:later");
 }
@@ -809,17 +781,16 @@ TEST_F(ADTest, ChangeThatComesToTheLockTooLateIsDiscarded)
     for (const std::function<void(AD&)>& change : changes) {
         AD ad;
         ad.SetErrorCode(3);
-        std::thread late;
-        std::atomic<bool> bDone{false};
+        std::optional<Sleeper> late;
         {
             const NextWait wait([&] {
-                late = SleepingIn(ad, bDone, change);
-                EXPECT_FALSE(bDone);
+                late.emplace([&change, mine = ad]() mutable { change(mine); });
+                EXPECT_FALSE(late->IsDone());
                 ad.Awake();
             });
             ad.WaitToComplete();
         }
-        late.join();
+        late->Join();
         EXPECT_EQ(OutcomeOfWait(ad).m_Message, "ErrCode:3,Detail:");
         ad.CallBack();
     }

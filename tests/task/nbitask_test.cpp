@@ -18,6 +18,7 @@
 #include "nbiutil/nbitaskmgr.h"
 #include "nbiutil/processexception.h"
 #include "nbiutil/threadcontextmgr.h"
+#include "support/condwaits.h"
 #include "support/heapwatch.h"
 #include "support/lockfailure.h"
 #include "support/recordinghost.h"
@@ -35,10 +36,12 @@ using nbitest::ExpectDestructorAt;
 using nbitest::FailingLocks;
 using nbitest::LockKind;
 using nbitest::LogLine;
+using nbitest::NextWait;
 using nbitest::NO_FAILING_LOCKS;
 using nbitest::RecordingHost;
 using nbitest::ServeRequest;
 using nbitest::Signal;
+using nbitest::Sleeper;
 using nbitest::SlotOf;
 using nbitest::TestAgent;
 using nbitest::TestTask;
@@ -341,6 +344,39 @@ TEST_F(NBITaskTest, TaskIsFinishedOnlyAfterItsDescriptorIsWokenWithItsCode)
         EXPECT_TRUE(ad.IsFinished());
         EXPECT_EQ(OutcomeOf(ad), bFails ? "ErrCode:7,Detail:info" : "success");
         worker.join();
+    }
+}
+
+TEST_F(NBITaskTest, TaskIsNotFinishedWhileItsDescriptorCannotBeWoken)
+{
+    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
+    struct Case {
+        Action m_Fail;
+        int m_nLocksBeforeTheWakeUp;  // those of the log call, the code and the info
+    };
+    m_Host.RegisterForeignService(true);  // a log call takes one lock, looking the service up
+    const std::vector<Case> cases{{[] {}, 1},
+                                  {[] { throw ProcessException(7, "", "info", "file", "function", 1); }, 3},
+                                  {[] { throw 42; }, 2}};
+    for (const Case& given : cases) {
+        AD ad;
+        std::optional<FailingLocks> failing;
+        TestTask task(ad, [&] {
+            failing.emplace(LockKind::MUTEX, given.m_nLocksBeforeTheWakeUp);
+            given.m_Fail();
+        });
+        std::optional<Sleeper> worker;
+        {
+            const NextWait wait([&] {  // with the descriptor's lock held
+                worker.emplace([&task] { task.Run(); });
+                EXPECT_FALSE(worker->IsDone());
+                EXPECT_EQ(task.GetTaskState(), NBI_TASK_IDLE);
+            });
+            ad.WaitToComplete();
+        }
+        worker->Join();
+        EXPECT_TRUE(ad.IsFinished());
+        EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
     }
 }
 
