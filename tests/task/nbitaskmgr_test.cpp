@@ -161,6 +161,7 @@ TEST_F(NBITaskMgrTest, ThreadsThatAskAtOnceGetOnePool)
     Meeting start(THREADS);
     std::vector<NBITaskMgr*> found(THREADS);
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int i = 0; i < THREADS; ++i) {
         threads.emplace_back([&, i] {
             start.Join();
