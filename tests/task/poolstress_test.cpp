@@ -137,6 +137,7 @@ TEST_F(PoolStressTest, CallersThreadsThatTakeTasksTooLoseNone)
     std::atomic<int> nRuns{0};
     std::atomic<bool> bDone{false};
     std::vector<std::thread> helpers;
+    helpers.reserve(2);
     for (int i = 0; i < 2; ++i) {
         helpers.emplace_back([&] {
             while (!bDone) {

@@ -320,10 +320,10 @@ TEST_F(ShutdownTest, ShutDownMakesNoPool)
     EXPECT_EQ(ids, std::vector<unsigned int>{1});
 }
 
-TEST_F(ShutdownTest, ShutDownJoinsTheWorkersOfPools0And1And2Alone)
+TEST_F(ShutdownTest, ShutDownJoinsTheWorkersOfPools0And1And2)
 {
     UseThreads(2);
-    for (const unsigned int nNumber : {0U, 1U, 2U, 3U}) {
+    for (const unsigned int nNumber : {0U, 1U, 2U}) {
         AD ad;
         TaskPoolMgr::PushTask(TestAgent(), new TestTask(ad), nNumber);
         ad.Wait();
@@ -333,7 +333,24 @@ TEST_F(ShutdownTest, ShutDownJoinsTheWorkersOfPools0And1And2Alone)
         NBITaskMgr* const pPool = NBITaskMgr::GetTaskMgr(nNumber);
         EXPECT_EQ(ACE_Thread_Manager::instance()->num_threads_in_task(pPool), 0);
     }
-    EXPECT_EQ(ACE_Thread_Manager::instance()->num_threads_in_task(NBITaskMgr::GetTaskMgr(3)), 2);
+}
+
+TEST_F(ShutdownTest, ShutDownWaitsForNoOtherPool)
+{
+    UseThreads(1);
+    Held held;
+    AD running;
+    TaskPoolMgr::PushTask(TestAgent(), new TestTask(running, held.Body()), 3);
+    held.m_Started.Wait();
+    AD queued;
+    TaskPoolMgr::PushTask(TestAgent(), new TestTask(queued), 3);
+    NBITaskMgr::GetTaskMgr(0);
+    TaskPoolMgr::ShutDown();
+    EXPECT_FALSE(running.IsFinished());  // nor was it closed
+    EXPECT_FALSE(queued.IsFinished());
+    held.m_GoOn.Set();
+    NBITaskMgr::GetTaskMgr(3)->wait();  // its worker is done with the body and sees the flag
+    EXPECT_TRUE(running.IsFinished());
 }
 
 TEST_F(ShutdownTest, ShutDownLeavesPoolsInTheRegistry)

@@ -43,6 +43,7 @@ protected:
     {
         std::atomic<int> nLeft{nTasks};
         std::vector<std::thread> requesters;
+        requesters.reserve(REQUESTERS);
         for (int i = 0; i < REQUESTERS; ++i) {
             requesters.emplace_back([this, &pool, &nLeft] {
                 ServeRequest("query");

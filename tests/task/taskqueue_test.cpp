@@ -521,9 +521,10 @@ TEST_F(TaskQueueTest, TaskRunWithoutAPoolMayBePushedByItsOwnBody)
 
 TEST_F(TaskQueueTest, StatesSetByManyThreadsKeepEveryTaskAndTheOrder)
 {
-    std::vector<NBITask*> tasks;
-    for (int i = 0; i < 100; ++i) tasks.push_back(Pushed(std::to_string(i)));
-    std::vector<NBITask*> later;
+    constexpr std::size_t TASKS = 100;
+    std::vector<NBITask*> tasks(TASKS);
+    std::vector<NBITask*> later(TASKS);
+    for (NBITask*& pTask : tasks) pTask = Pushed("task");
     std::vector<std::thread> threads;
     for (const unsigned int nSeed : {1U, 2U, 3U}) {
         threads.emplace_back([&tasks, nSeed] {
@@ -534,7 +535,7 @@ TEST_F(TaskQueueTest, StatesSetByManyThreadsKeepEveryTaskAndTheOrder)
             }
         });
     }
-    for (int i = 0; i < 100; ++i) later.push_back(Pushed("later"));
+    for (NBITask*& pTask : later) pTask = Pushed("later");
     for (std::thread& thread : threads) thread.join();
     for (NBITask* const pTask : tasks) pTask->SetTaskState(NBI_TASK_IDLE);
     for (NBITask* const pTask : tasks) EXPECT_EQ(m_Pool.AcquireIdleTask(), pTask);
@@ -561,14 +562,11 @@ TEST_F(TaskQueueTest, TasksFinishedByManyThreadsWhileWorkersSweepAreDeletedOnce)
         busy.Join();
         EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == TASKS; }));
     }
-    std::thread even([&] {
-        for (int i = 0; i < TASKS; i += 2)
-            parked[static_cast<std::size_t>(i)]->SetTaskState(NBI_TASK_FINISHED);
-    });
-    std::thread odd([&] {
-        for (int i = 1; i < TASKS; i += 2)
-            parked[static_cast<std::size_t>(i)]->SetTaskState(NBI_TASK_FINISHED);
-    });
+    const auto finishFrom = [&parked](std::size_t nFirst) {
+        for (std::size_t i = nFirst; i < parked.size(); i += 2) parked[i]->SetTaskState(NBI_TASK_FINISHED);
+    };
+    std::thread even(finishFrom, 0U);
+    std::thread odd(finishFrom, 1U);
     even.join();
     odd.join();
     AD ad;

@@ -490,6 +490,7 @@ TEST_P(WorkTokensThreads, TakersThatNeverComeBackLeaveTheOtherTokensToTheOthers)
         WorkTokens tokens;
         Meeting meeting(TAKERS);
         std::vector<std::thread> takers;
+        takers.reserve(TAKERS);
         for (int i = 0; i < TAKERS; ++i) {
             takers.emplace_back([&] {
                 tokens.Take();
