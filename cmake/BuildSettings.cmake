@@ -21,6 +21,8 @@ endif()
 # symbols come with the program.
 set(NBI_LINK_COMPLETE -Wl,-z,defs)
 if(NBIUTIL_SANITIZE)
+    # Reports need line numbers; more optimisation or debug information only costs build time here.
+    set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1 -DNDEBUG")
     set(NBI_LINK_COMPLETE)
     add_compile_options(-fsanitize=${NBIUTIL_SANITIZE} -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${NBIUTIL_SANITIZE})
