@@ -265,8 +265,9 @@ void NBITaskMgr::SetExitFlag()
 NBITaskMgr* NBITaskMgr::FindStarted(unsigned int nNumber)
 {
     NBITaskMgr* pPool = BucketOf(nNumber).load(std::memory_order_acquire);
-    while (pPool != nullptr && static_cast<unsigned int>(pPool->m_nNumber) != nNumber)
+    while (pPool != nullptr && static_cast<unsigned int>(pPool->m_nNumber) != nNumber) {
         pPool = pPool->m_pNextInBucket;
+    }
     return pPool;
 }
 
@@ -310,8 +311,9 @@ void NBITaskMgr::Destroy()
 
 void TaskPoolMgr::Init(const int& maxHugeTasks)
 {
-    if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance())
+    if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance()) {
         pBook->Init(static_cast<unsigned int>(maxHugeTasks));
+    }
 }
 
 int TaskPoolMgr::GetHugeTaskNum()

@@ -15,6 +15,7 @@ TaskLink& TaskList::Link(const NBITask& task)
 
 NBITask* TaskList::At(TaskLink* pLink) const
 {
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): a deleted task was unlinked before
     return pLink == &m_Head ? nullptr : static_cast<NBITask*>(pLink);
 }
 

@@ -21,6 +21,7 @@ public:
     TaskList& operator=(const TaskList&) = delete;
 
     bool IsEmpty() const { return m_Head.m_pNext == &m_Head; }
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): a deleted task was unlinked before
     NBITask* First() const { return At(m_Head.m_pNext); }
     NBITask* Last() const { return At(m_Head.m_pPrev); }
     NBITask* After(const NBITask& task) const { return At(Link(task).m_pNext); }
