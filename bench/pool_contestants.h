@@ -204,6 +204,7 @@ public:
     {
         auto* const pJob = new Job(body);
         handle = pJob->GetFuture();
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): the block carries the pointer
         m_Task.putq(new ACE_Message_Block(reinterpret_cast<const char*>(pJob), sizeof(Job*)));
     }
 
