@@ -86,9 +86,10 @@ int SearchError(int nDir, const std::string& program)
     int nError = ENOENT;
     for (std::size_t nBegin = 0, nEnd = 0; nEnd != std::string::npos; nBegin = nEnd + 1) {
         nEnd = path.find(':', nBegin);
-        const std::string folder = path.substr(nBegin, nEnd - nBegin);
-        if (folder.size() >= PATH_MAX) continue;
-        nError = ExecError(nDir, folder.empty() ? program : folder + '/' + program, 0);
+        std::string candidate = path.substr(nBegin, nEnd - nBegin);
+        if (candidate.size() >= PATH_MAX) continue;
+        if (!candidate.empty()) candidate += '/';
+        nError = ExecError(nDir, candidate.append(program), 0);
         if (nError == EACCES) {
             bDenied = true;
         } else if (!IsPassedOver(nError)) {

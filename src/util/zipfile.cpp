@@ -165,8 +165,8 @@ int ZipFileInterface::TarFile(const std::string& workDir, Names& in, Names& out,
     for (auto name = in.begin(); nGroups > 0;) {
         ++nMember;
         if (nMember == 1) archive = StemOf(*name) + ".tar";
-        const std::string command =
-            (nMember == 1 ? TAR_CREATE_COMMAND : m_TarAppendCommand) + archive + ' ' + BaseNameOf(*name);
+        std::string command = nMember == 1 ? TAR_CREATE_COMMAND : m_TarAppendCommand;
+        command.append(archive).append(1, ' ').append(BaseNameOf(*name));
         const bool bResult = ExecuteCmd(workDir, command);
         WriteLog(TAR_RESULT, "tarCmdLine = %s,result = %d", command.c_str(), bResult);
         // Deliberate: whatever the result. Callers collect again what is missing in an archive; a file that
@@ -187,13 +187,14 @@ int ZipFileInterface::ArchiveZipFile(std::string& workDir, Names& in, Names& out
 {
     auto first = in.begin();
     for (std::size_t nGroups = GroupsIn(in.size(), perArchive); nGroups > 0; --nGroups) {
-        auto last = first;
-        std::string arguments = ' ' + *last;
-        for (int nMember = 1; nMember < perArchive && std::next(last) != in.end(); ++nMember) {
-            arguments.append(1, ' ').append(*++last);
-        }
         const std::string archive = StemOf(*first);
-        if (ExecuteCmd(workDir, m_ZipCommand + archive + arguments)) {
+        std::string command = m_ZipCommand + archive;
+        command.append(1, ' ').append(*first);
+        auto last = first;
+        for (int nMember = 1; nMember < perArchive && std::next(last) != in.end(); ++nMember) {
+            command.append(1, ' ').append(*++last);
+        }
+        if (ExecuteCmd(workDir, command)) {
             const auto end = std::next(last);
             for (auto name = first; name != end; ++name) DeleteZipped(*name);
             out.push_back(archive + ".zip");

@@ -1,0 +1,2 @@
+nbi_fuzz(fdn)
+nbi_fuzz(configedit)
