@@ -38,11 +38,11 @@ panel() { # panel GROUP ARGUMENT TITLE
 }
 
 {
-    echo "set terminal pngcairo size 1500,480 font 'sans,11'"
+    echo "set terminal pngcairo noenhanced size 1500,480 font 'sans,11'"
     echo "set output '$2'"
     echo "set multiplot layout 1,3"
     echo "set logscale xy"
-    echo "set yrange [50:*]"
+    echo "set yrange [100:*]"
     echo "set ylabel 'ns per task'"
     echo "set key top left"
     echo "set grid"

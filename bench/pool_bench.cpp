@@ -3,7 +3,11 @@
 //
 //   pool_bench --benchmark_repetitions=5 --benchmark_out=pool.json
 //   pool_bench --benchmark_filter=Growth        how cost grows with requesters, workers and queued tasks
+//   pool_bench --memory                         bytes for each idle pool and for each queued task
 #include <benchmark/benchmark.h>
+#include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -189,18 +193,82 @@ private:
         m_Cells;  // nanoseconds per task by cell and contestant
 };
 
+/// glibc's bytes in use; blind to an allocator of a library's own, such as oneTBB's.
+double HeapInUse()
+{
+    const auto info = mallinfo2();
+    return static_cast<double>(info.uordblks + info.hblkhd);
+}
+
+template <class Pool>
+void PrintMemory()
+{
+    constexpr int WORKERS = 20;
+    constexpr std::size_t TASKS_QUEUED = 100000;
+    double nIdle = HeapInUse();
+    Pool idle(WORKERS);
+    nIdle = HeapInUse() - nIdle;
+    Pool pool(1);
+    PushAndWait(pool, 100, 0);
+    std::promise<void> gate;
+    typename Pool::Handle first;
+    pool.Push(Body{0, gate.get_future().share()}, first);
+    const double nBefore = HeapInUse();
+    std::vector<typename Pool::Handle> handles(
+        TASKS_QUEUED);  // its array does not count, what its handles own does
+    for (auto& handle : handles) pool.Push(Body{}, handle);
+    const double nQueued =
+        HeapInUse() - nBefore - static_cast<double>(TASKS_QUEUED * sizeof(typename Pool::Handle));
+    gate.set_value();
+    for (auto& handle : handles) Pool::Wait(handle);
+    Pool::Wait(first);
+    std::printf("%-10s %10.0f bytes of heap for an idle pool of %d workers, %6.0f for a queued task\n",
+                Pool::NAME, nIdle, WORKERS, nQueued / static_cast<double>(TASKS_QUEUED));
+}
+
+/// Each contestant in a process of its own, so that none inherits another's heap.
+template <class Pool>
+void PrintMemoryInChild()
+{
+    const pid_t nChild = fork();
+    if (nChild == 0) {
+        PrintMemory<Pool>();
+        std::fflush(stdout);
+        _exit(0);
+    }
+    int nStatus = 0;
+    waitpid(nChild, &nStatus, 0);
+}
+
+template <class Pool>
+void Run(bool bMemory)
+{
+    if (bMemory) {
+        PrintMemoryInChild<Pool>();
+    } else {
+        RegisterContestant<Pool>();
+    }
+}
+
+void RunAll(bool bMemory)
+{
+    Run<NbiPool>(bMemory);
+#ifdef BENCH_ASIO
+    Run<AsioPool>(bMemory);
+#endif
+#ifdef BENCH_TBB
+    Run<TbbPool>(bMemory);
+#endif
+    Run<AceQueuePool>(bMemory);
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    RegisterContestant<NbiPool>();
-#ifdef BENCH_ASIO
-    RegisterContestant<AsioPool>();
-#endif
-#ifdef BENCH_TBB
-    RegisterContestant<TbbPool>();
-#endif
-    RegisterContestant<AceQueuePool>();
+    const bool bMemory = argc == 2 && std::string(argv[1]) == "--memory";
+    RunAll(bMemory);
+    if (bMemory) return 0;
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     RatioReporter reporter;
