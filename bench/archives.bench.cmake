@@ -1,0 +1,1 @@
+nbi_bench(archives_bench)

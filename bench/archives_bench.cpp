@@ -1,0 +1,173 @@
+// Packing beside the bare commands: TarFile() and GZipFile() against the same commands through ACE_Process,
+// in turn, in one run. The processor time of the children counts, and what the packing adds in its own
+// process is shown per command.
+#include <ace/Process.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <list>
+#include <string>
+#include <vector>
+
+#include "nbiutil/zipfile.h"
+#include "support/recordinghost.h"
+
+namespace {
+
+using NS_UTIL::ZipFileInterface;
+using Names = std::list<std::string>;
+
+constexpr double RATIO_LIMIT = 1.03;
+constexpr double OWN_LIMIT = 20;
+
+/// Processor time in microseconds.
+struct Cpu {
+    double m_nSelf;
+    double m_nChildren;
+    double Total() const { return m_nSelf + m_nChildren; }
+};
+
+double Microseconds(int nWho)
+{
+    rusage usage{};
+    getrusage(nWho, &usage);
+    const auto nSeconds = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec);
+    return nSeconds * 1e6 + static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+}
+
+template <class Work>
+Cpu Measure(const Work& work)
+{
+    const Cpu before{Microseconds(RUSAGE_SELF), Microseconds(RUSAGE_CHILDREN)};
+    work();
+    return {Microseconds(RUSAGE_SELF) - before.m_nSelf, Microseconds(RUSAGE_CHILDREN) - before.m_nChildren};
+}
+
+/// The least that a command costs: the options that the packing uses, a spawn and a wait. TarFile() also
+/// deletes each file, and so does its counterpart.
+void RunBare(const std::string& workDir, const std::string& command)
+{
+    ACE_Process_Options options(true, 1024, 16384, 512, 128);
+    options.working_directory(workDir.c_str());
+    options.command_line("%s", command.c_str());
+    ACE_Process process;
+    if (process.spawn(options) == ACE_INVALID_PID || process.wait() == ACE_INVALID_PID) std::abort();
+}
+
+/// A folder that holds the files to pack, and nothing else, after each Fill().
+class Workshop {
+public:
+    Workshop() : m_Path((std::filesystem::temp_directory_path() / "archives_bench.XXXXXX").string())
+    {
+        if (mkdtemp(m_Path.data()) == nullptr) std::abort();
+    }
+    ~Workshop() { std::filesystem::remove_all(m_Path); }
+    Workshop(const Workshop&) = delete;
+    Workshop& operator=(const Workshop&) = delete;
+
+    Names Fill(int nFiles)
+    {
+        for (const auto& entry : std::filesystem::directory_iterator(m_Path)) {
+            std::filesystem::remove(entry.path());
+        }
+        Names names;
+        for (int i = 0; i < nFiles; ++i) {
+            names.push_back(m_Path + "/perf" + std::to_string(i) + ".csv");
+            std::ofstream(names.back()) << "counter,value\n" << i << ",4711\n";
+        }
+        return names;
+    }
+    const std::string& Path() const { return m_Path; }
+
+private:
+    std::string m_Path;
+};
+
+void TarOurs(Workshop& shop, Names& names)
+{
+    Names out;
+    const auto nFiles = static_cast<long>(names.size());
+    ZipFileInterface::Instance()->TarFile(shop.Path(), names, out, nFiles);
+}
+
+void TarBare(Workshop& shop, Names& names)
+{
+    const std::string archive = names.front().substr(0, names.front().rfind('.')) + ".tar ";
+    const char* pPrefix = "tar -cvf ";
+    for (const std::string& name : names) {
+        RunBare(shop.Path(), pPrefix + archive + name.substr(name.rfind('/') + 1));
+        pPrefix = "tar -uvf ";
+        unlink(name.c_str());
+    }
+}
+
+void GzipOurs(Workshop& shop, Names& names)
+{
+    Names out;
+    bool bTar = false;
+    ZipFileInterface::Instance()->GZipFile(shop.Path(), names, out, bTar);
+}
+
+void GzipBare(Workshop& shop, Names& names)
+{
+    for (const std::string& name : names) RunBare(shop.Path(), "gzip -f -q -N " + name);
+}
+
+double Middle(std::vector<double>& values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+using Pack = void (*)(Workshop&, Names&);
+
+/// The two in turn, the first one changing. The ratio is that of the two minima, so that work of others on
+/// the machine counts little; the time of its own is the middle one of the rounds.
+void Compare(const char* pName, Pack ours, Pack bare, int nFiles, int nRounds)
+{
+    Workshop shop;
+    double nOurs = 1e18;
+    double nBare = 1e18;
+    std::vector<double> ratios;
+    std::vector<double> own;
+    for (int i = 0; i < nRounds; ++i) {
+        std::array<Cpu, 2> spent{};
+        for (int nTurn = 0; nTurn < 2; ++nTurn) {
+            const bool bOurs = nTurn == i % 2;
+            Names names = shop.Fill(nFiles);
+            spent[bOurs ? 0 : 1] = Measure([&] { (bOurs ? ours : bare)(shop, names); });
+        }
+        nOurs = std::min(nOurs, spent[0].Total());
+        nBare = std::min(nBare, spent[1].Total());
+        ratios.push_back(spent[0].Total() / spent[1].Total());
+        own.push_back((spent[0].m_nSelf - spent[1].m_nSelf) / nFiles);
+    }
+    const double nOwn = Middle(own);
+    std::sort(ratios.begin(), ratios.end());
+    std::fprintf(stderr,
+                 "%-8s %4d files %8.0f us %8.0f us a command  ratio %.3f (%.3f-%.3f), limit %.2f; "
+                 "own %.1f us (%.1f-%.1f), limit %.0f\n",
+                 pName, nFiles, nOurs / nFiles, nBare / nFiles, nOurs / nBare, ratios.front(), ratios.back(),
+                 RATIO_LIMIT, nOwn, own.front(), own.back(), OWN_LIMIT);
+}
+
+}  // namespace
+
+int main()
+{
+    nbitest::RecordingHost host;
+    // tar prints each member's name; the figures go to the error output
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) return 1;
+    constexpr std::array<std::array<int, 2>, 3> SIZES{{{10, 101}, {100, 15}, {1000, 5}}};
+    for (const auto& [nFiles, nRounds] : SIZES) Compare("TarFile", TarOurs, TarBare, nFiles, nRounds);
+    for (const auto& [nFiles, nRounds] : SIZES) Compare("GZipFile", GzipOurs, GzipBare, nFiles, nRounds);
+    ZipFileInterface::Destroy();
+    return 0;
+}
