@@ -101,10 +101,9 @@ public:
                                    const std::string& separator) const;
 
     /// Starts a child process. No shell: words are split at blanks, and "..." or '...' holds one word
-    /// together.
-    /// "%" is an ordinary character. The child inherits the environment. Every copy of the command line that
-    /// is made here is wiped afterwards. \param workDir where the child runs and from where a program with a
-    /// relative path is found; empty: the
+    /// together. "%" is an ordinary character. The child inherits the environment. Every copy of the command
+    /// line that is made here is wiped afterwards.
+    /// \param workDir where the child runs and from where a program with a relative path is found; empty: the
     ///                current directory. More than 4,096 characters abort the process.
     /// \param bWait   true: return when the child has ended; its exit status is not looked at. false: the
     ///                child stays with ACE_Process_Manager::instance(), which the host asks to collect it.
@@ -129,7 +128,8 @@ public:
     /// (hard links and access lists are not kept; of a symbolic link the target is replaced). Where no such
     /// sibling can be made, the file is rewritten in place, and put back on a failure.
     /// \return false when the file could not be read, not be opened for writing, or the new text not be
-    ///         stored; the file then holds what it held before. The first and the last cost one log line.
+    ///         stored; the file then holds what it held before, or what the command has made of it. The first
+    ///         and the last cost one log line.
     bool modifyCorbaItemByCfg(const std::string& path, const std::string& key, const std::string& value,
                               const std::string& commandPrefix) const;
 
