@@ -4,8 +4,8 @@
 
 #include <cstddef>
 
-#include "util/lockguard.h"
-#include "util/singleton.h"
+#include "base/lockguard.h"
+#include "base/singleton.h"
 
 namespace NS_UTIL {
 namespace {

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <utility>
 
-#include "util/singleton.h"
+#include "base/singleton.h"
 
 namespace NS_UTIL {
 namespace {

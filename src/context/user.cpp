@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "util/wipe.h"
+#include "base/wipe.h"
 
 namespace NS_UTIL {
 namespace {

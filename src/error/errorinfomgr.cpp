@@ -8,10 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "base/lockguard.h"
+#include "base/singleton.h"
 #include "log/log.h"
 #include "nbihost/cfgfile.h"
-#include "util/lockguard.h"
-#include "util/singleton.h"
 
 namespace NS_UTIL {
 namespace {

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <utility>
 
+#include "base/zeroedarray.h"
 #include "log/log.h"
 #include "nbihost/annexk.h"
-#include "security/zeroedarray.h"
 
 namespace NS_UTIL {
 namespace {

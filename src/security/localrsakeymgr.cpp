@@ -7,15 +7,15 @@
 #include <array>
 #include <cstddef>
 
+#include "base/singleton.h"
+#include "base/wipe.h"
+#include "base/zeroedarray.h"
 #include "log/log.h"
 #include "nbihost/annexk.h"
 #include "nbihost/cipher.h"
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
 #include "security/openssl.h"
-#include "security/zeroedarray.h"
-#include "util/singleton.h"
-#include "util/wipe.h"
 
 namespace NS_UTIL {
 namespace {

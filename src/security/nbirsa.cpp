@@ -6,12 +6,12 @@
 #include <memory>
 #include <utility>
 
+#include "base/zeroedarray.h"
 #include "log/log.h"
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/securebuffer.h"
 #include "security/autoreleasestrex.h"
 #include "security/openssl.h"
-#include "security/zeroedarray.h"
 
 namespace NS_UTIL {
 namespace {

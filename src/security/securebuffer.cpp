@@ -4,8 +4,8 @@
 #include <cstring>
 #include <memory>
 
+#include "base/wipe.h"
 #include "nbihost/annexk.h"
-#include "util/wipe.h"
 
 namespace NS_UTIL {
 namespace {

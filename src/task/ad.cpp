@@ -2,12 +2,12 @@
 
 #include <ace/OS_NS_sys_time.h>
 
+#include "base/lockguard.h"
 #include "nbihost/bundlemgr.h"
 #include "nbiutil/errcode.h"
 #include "task/ad_impl.h"
 #include "task/raise.h"
 #include "task/spin.h"
-#include "util/lockguard.h"
 
 namespace NS_UTIL {
 namespace {

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "base/lockguard.h"
+#include "base/singleton.h"
 #include "context/currentcontext.h"
 #include "log/log.h"
 #include "nbiutil/threadcontextinfo.h"
-#include "util/lockguard.h"
-#include "util/singleton.h"
 
 namespace NS_UTIL {
 namespace {

@@ -1,11 +1,11 @@
 #include "nbiutil/nbitask.h"
 
+#include "base/lockguard.h"
 #include "context/currentcontext.h"
 #include "log/log.h"
 #include "nbiutil/errcode.h"
 #include "nbiutil/processexception.h"
 #include "task/taskqueue.h"
-#include "util/lockguard.h"
 
 namespace NS_UTIL {
 namespace {

@@ -6,9 +6,9 @@
 
 #include <cstdint>
 
+#include "base/lockguard.h"
 #include "nbiutil/nbitask.h"
 #include "task/worktokens.h"
-#include "util/lockguard.h"
 
 namespace NS_UTIL {
 

@@ -11,10 +11,10 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/filehandle.h"
+#include "base/wipe.h"
+#include "base/wipedtext.h"
 #include "nbihost/annexk.h"
-#include "util/filehandle.h"
-#include "util/wipe.h"
-#include "util/wipedtext.h"
 
 namespace NS_UTIL {
 namespace {

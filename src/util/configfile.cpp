@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "util/filehandle.h"
+#include "base/filehandle.h"
 
 namespace NS_UTIL {
 namespace {

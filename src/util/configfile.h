@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "util/wipedtext.h"
+#include "base/wipedtext.h"
 
 namespace NS_UTIL {
 

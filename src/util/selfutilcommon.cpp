@@ -14,12 +14,12 @@
 #include <iterator>
 #include <system_error>
 
+#include "base/singleton.h"
+#include "base/wipedtext.h"
 #include "log/log.h"
 #include "nbihost/corbaconfigitems.h"
 #include "util/commandline.h"
 #include "util/configfile.h"
-#include "util/singleton.h"
-#include "util/wipedtext.h"
 
 namespace NS_UTIL {
 namespace {

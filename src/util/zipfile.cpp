@@ -9,11 +9,11 @@
 #include <cstddef>
 #include <iterator>
 
+#include "base/singleton.h"
+#include "base/wipedtext.h"
 #include "log/log.h"
 #include "nbihost/cfgfile.h"
 #include "util/commandline.h"
-#include "util/singleton.h"
-#include "util/wipedtext.h"
 
 namespace NS_UTIL {
 namespace {

@@ -10,8 +10,8 @@
 #include <tuple>
 #include <utility>
 
-#include "util/lockguard.h"
-#include "util/singleton.h"
+#include "base/lockguard.h"
+#include "base/singleton.h"
 #include "xml/intlist.h"
 #include "xml/staticdescxmlparser.h"
 

@@ -1,6 +1,6 @@
 // Looks for secrets in freed memory. Optimisers drop stores to memory that is about to go, so this means most
 // in the optimised builds.
-#include "util/wipe.h"
+#include "base/wipe.h"
 
 #include <gtest/gtest.h>
 #include <pthread.h>

@@ -6,7 +6,7 @@
 
 #include <atomic>
 
-#include "util/lockguard.h"
+#include "base/lockguard.h"
 
 namespace NS_UTIL {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "util/wipe.h"
+#include "base/wipe.h"
 
 namespace NS_UTIL {
 

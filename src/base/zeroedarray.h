@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <memory>
 
+#include "base/wipe.h"
 #include "nbihost/annexk.h"
-#include "util/wipe.h"
 
 namespace NS_UTIL {
 
