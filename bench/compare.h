@@ -27,8 +27,9 @@ double Time(const Work& work)
 }
 
 /// Runs the two in turn, so that what the machine does to one it does to the other, and prints the ratio of
-/// the two minima of processor time, and between which ratios the middle 80 % of the rounds lay. \param
-/// nCalls how often a round does the job; \param nLimit the ratio that is aimed at
+/// the two minima of processor time, and between which ratios the middle 80 % of the rounds lay.
+/// \param nCalls how often a round does the job
+/// \param nLimit the ratio that is aimed at
 template <class Ours, class Peer>
 void Compare(const char* pName, double nLimit, int nCalls, const Ours& ours, const Peer& peer,
              int nRounds = 3000)

@@ -9,8 +9,8 @@
 #include <new>
 
 #define SI_NO_CONVERSION
-#define SI_IMPLEMENTATION  // its header keeps the templates' bodies behind this; the library beside it needs
-                           // ICU
+// Its header keeps the templates' bodies behind this; the library beside it needs ICU.
+#define SI_IMPLEMENTATION
 #include <SimpleIni.h>
 
 namespace nbihost {

@@ -21,7 +21,8 @@ public:
     /// The file's path, or what the destination is called.
     const std::string& Name() const { return m_Name; }
 
-    /// Tries to report lost lines now. \return those still unreported.
+    /// Tries to report lost lines now.
+    /// \return those still unreported.
     unsigned long ReportLosses();
     unsigned long Losses();
 
@@ -53,7 +54,8 @@ private:
 /// /dev/null, is never replaced.
 class RotatingFileSink : public LineSink {
 public:
-    /// Appends to \p path, making it when needed. \throws std::system_error
+    /// Appends to \p path, making it when needed.
+    /// \throws std::system_error
     RotatingFileSink(const std::string& path, std::uint64_t nRotateBytes, std::uint64_t nKeep);
     ~RotatingFileSink() override;
 

@@ -44,13 +44,14 @@ public:
 
     /// While the framework runs: Wait(), then the code, which can only be 0. Deliberate: once the framework
     /// answers that it is stopping, the stored code at once, finished or not; callers poll with it during a
-    /// shutdown. \throws ProcessException as Wait()
+    /// shutdown.
+    /// \throws ProcessException as Wait()
     virtual unsigned long GetErrorCode();
 
     /// Blocks until finished. Looks at the framework's state every 10 seconds; once that is "stopping", the
-    /// wait ends with code 1, though the work may still be going on. \throws ProcessException when the code
-    /// is not 0: its low 32 bits as the code, file "ad", line 84, message
-    ///         "ErrCode:<code>,Detail:<error info>"
+    /// wait ends with code 1, though the work may still be going on.
+    /// \throws ProcessException when the code is not 0: its low 32 bits as the code, file "ad", line 84,
+    ///         message "ErrCode:<code>,Detail:<error info>"
     virtual void Wait();
 
     /// Blocks until finished or woken. Deliberate: one wait, not a loop; callers get control back at the

@@ -95,8 +95,8 @@ constexpr unsigned short SPLIT_LEADING_TAG = 2;  ///< the text must begin with t
 constexpr unsigned short SPLIT_TRAILING_TAG = 4;  ///< the text must end with the separator, which is skipped
 
 /// Splits \p text at every \p separator and trims the pieces. Without SPLIT_KEEP_EMPTY one separator at
-/// either end of the text is skipped. \param[in,out] pieces what is found is appended; pieces in front of one
-/// that fails the call stay appended.
+/// either end of the text is skipped.
+/// \param[in,out] pieces what is found is appended; pieces in front of one that fails the call stay appended.
 ///                       \p text may be an element of it.
 /// \return false for an empty text, a missing separator that the flags demand, or an empty piece that they
 ///         do not keep.

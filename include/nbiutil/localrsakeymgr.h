@@ -26,10 +26,12 @@ public:
     LocalRsaKeyMgr(const LocalRsaKeyMgr&) = delete;
     LocalRsaKeyMgr& operator=(const LocalRsaKeyMgr&) = delete;
 
-    /// Initialises OpenSSL and makes the key pair, unless there is one. \return as RsaKeyPairGen().
+    /// Initialises OpenSSL and makes the key pair, unless there is one.
+    /// \return as RsaKeyPairGen().
     int Init();
 
-    /// Makes the key pair, unless there is one. \return as CheckLocalRsaKey().
+    /// Makes the key pair, unless there is one.
+    /// \return as CheckLocalRsaKey().
     int RsaKeyPairGen();
 
     /// \return 1 when both keys are there and can be decoded, else 0.

@@ -29,9 +29,11 @@ class NBI_EXPORT DBAgent {
 public:
     DBAgent(const std::string& name, int maxHugeTasks);
 
-    /// Counts one more. \return false, and nothing changes, when the count is at the maximum.
+    /// Counts one more.
+    /// \return false, and nothing changes, when the count is at the maximum.
     bool IncreaseHugeTask();
-    /// Counts one less. \return false, and nothing changes, when the count is 0.
+    /// Counts one less.
+    /// \return false, and nothing changes, when the count is 0.
     bool DecreaseHugeTask();
 
     const std::string& GetAgentName() const { return m_AgentName; }
@@ -61,7 +63,8 @@ class TaskLink {
 class NBI_EXPORT NBITask : private TaskLink {
 public:
     /// Takes a copy of the calling thread's context: interface, user, operation UUID and huge-task
-    /// information. \param bFlag stored for derived classes; the library does not look at it
+    /// information.
+    /// \param bFlag stored for derived classes; the library does not look at it
     NBITask(DBAgent& agent, bool bFlag, AD& ad);
     NBITask(const NBITask&) = delete;
     NBITask& operator=(const NBITask&) = delete;

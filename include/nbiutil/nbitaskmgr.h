@@ -40,23 +40,26 @@ public:
     /// ErrCode::POOL_DESTROYED. Not for use by one of the pool's own workers.
     ~NBITaskMgr() override;
 
-    /// Starts the workers. \return 0, or -1 when not all of them could be started, which is logged. A pool
-    /// that got none tries again at the next push.
+    /// Starts the workers.
+    /// \return 0, or -1 when not all of them could be started, which is logged. A pool that got none tries
+    ///         again at the next push.
     int open(void* pArgs = nullptr) override;
 
     /// Wakes the descriptors of all tasks that are queued or running, as they stand (normally with code 0).
-    /// ACE calls it too, whenever a worker ends. \return 0
+    /// ACE calls it too, whenever a worker ends.
+    /// \return 0
     int close(unsigned long nFlags = 0) override;
 
-    /// A worker's life. \return 0
+    /// A worker's life.
+    /// \return 0
     int svc() override;
 
     /// Queues \p pTask and returns. Null is reported in the log and ignored. After SetExitFlag() of any pool
-    /// the task is deleted and nothing is raised; its descriptor is not woken. \throws ProcessException with
-    /// ErrCode::TASK_NOT_IDLE when the task is not idle, or when a pool owns it already.
-    ///         A task without an owner is deleted then. One that is queued and idle stays queued, once; one
-    ///         that a worker is running is deleted when the worker is done with it; any other is deleted at
-    ///         once.
+    /// the task is deleted and nothing is raised; its descriptor is not woken.
+    /// \throws ProcessException with ErrCode::TASK_NOT_IDLE when the task is not idle, or when a pool owns it
+    ///         already. A task without an owner is deleted then. One that is queued and idle stays queued,
+    ///         once; one that a worker is running is deleted when the worker is done with it; any other is
+    ///         deleted at once.
     void PushTask(NBITask* pTask);
 
     /// A worker's wait for work: deletes finished tasks, waits for a token, and gives the first idle task,
@@ -70,7 +73,8 @@ public:
     /// The pool with this number, made and started if there is none yet. Never null.
     static NBITaskMgr* GetTaskMgr(unsigned int nNumber);
     static bool TaskMgrExisted(unsigned int nNumber);
-    /// Appends the numbers of all pools, ascending. \param[in,out] ids not cleared first
+    /// Appends the numbers of all pools, ascending.
+    /// \param[in,out] ids not cleared first
     static void GetAllTaskMgrId(std::vector<unsigned int>& ids);
     /// Deletes the pool in m_pInstance, if a derived class has put one there.
     static void Destroy();
@@ -112,9 +116,9 @@ public:
     static int GetHugeTaskNum();
 
     /// Pushes \p pTask to the pool \p nNumber. The caller must not touch the task afterwards, whatever
-    /// happens. \throws ProcessException with ErrCode::HUGE_TASK_LIMIT when the pool is 2, the task is huge
-    /// (its mode is not 0)
-    ///         and a limit is reached for the calling thread's request; the task is deleted
+    /// happens.
+    /// \throws ProcessException with ErrCode::HUGE_TASK_LIMIT when the pool is 2, the task is huge (its mode
+    ///         is not 0) and a limit is reached for the calling thread's request; the task is deleted
     /// \throws ProcessException as NBITaskMgr::PushTask()
     static void PushTask(DBAgent& agent, NBITask* pTask, unsigned int nNumber);
 

@@ -58,7 +58,8 @@ public:
     void Register(const TEParserKey& key, TEParserFunc func);
     /// \return how many entries went: 0 or 1.
     std::size_t Remove(const TEParserKey& key);
-    /// Removes every key whose second text is \p second. \return how many entries went.
+    /// Removes every key whose second text is \p second.
+    /// \return how many entries went.
     std::size_t RemoveBySecond(const std::string& second);
     /// The function for \p key, or null. A key that is absent has an entry without a function from then on.
     TEParserFunc Find(const TEParserKey& key);
@@ -88,10 +89,12 @@ public:
     /// - "include": the file that the first attribute names, whatever it is called, is parsed at once. A
     ///   relative path resolves against the working directory, not against the including file. A file that
     ///   fails does not stop the interpretation;
-    /// and ignores the others. \return 0
+    /// and ignores the others.
+    /// \return 0
     virtual int InterpretXMLTag(const XMLTag& tag);
     virtual ~SDXMLInterpreter();
-    /// Calls the function that TEParserFuncRegistry holds for \p key. \return its result, or 0 without one.
+    /// Calls the function that TEParserFuncRegistry holds for \p key.
+    /// \return its result, or 0 without one.
     virtual int AppXMLParseFunc(const TEParserKey& key, const XMLTag& tag, TEParserPara* para);
 };
 
@@ -152,7 +155,8 @@ public:
     int ParseXMLFile(const char* path);
 
     /// Parses a text in memory and hands its document element to the interpreter registered under the file
-    /// name stored last. \return true when the text was parsed and the interpreter answered 0.
+    /// name stored last.
+    /// \return true when the text was parsed and the interpreter answered 0.
     /// \param length bytes at \p data; a length of 0 is refused. When its low 32 bits are negative as a
     /// signed number, \p data is a zero-terminated text.
     bool ParseXMLBuffer(const void* data, unsigned long length);

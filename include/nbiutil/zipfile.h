@@ -34,7 +34,8 @@ public:
     static ZipFileInterface* Instance();
     static void Destroy();
 
-    /// Fills paths and command prefixes; the constructor has done so. \return 1
+    /// Fills paths and command prefixes; the constructor has done so.
+    /// \return 1
     int init();
 
     /// The installation root followed by "/../".

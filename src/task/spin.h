@@ -12,7 +12,8 @@ namespace NS_UTIL {
 /// waited for needs it.
 int YieldsBeforeSleep();
 
-/// Yields until \p done() or until the bound is reached. \return the last answer of done()
+/// Yields until \p done() or until the bound is reached.
+/// \return the last answer of done()
 template <class Done>
 bool YieldUntil(Done done)
 {

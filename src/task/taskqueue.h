@@ -31,7 +31,8 @@ public:
     /// that goes back to idle is inserted.
     void InsertInOrder(NBITask& task);
     static void Unlink(NBITask& task);
-    /// Unlinks the first task. \return null when there is none
+    /// Unlinks the first task.
+    /// \return null when there is none
     NBITask* TakeFirst();
     /// Moves all of \p other behind the tasks that are here.
     void TakeAll(TaskList& other);
@@ -72,14 +73,15 @@ public:
     ACE_Thread_Mutex& Lock() { return m_QueueLock; }
     WorkTokens& Tokens() { return m_Tokens; }
 
-    /// Makes this queue the owner of an idle task and appends it. \return false, and nothing has changed,
-    /// when the task is not idle or has an owner
+    /// Makes this queue the owner of an idle task and appends it.
+    /// \return false, and nothing has changed, when the task is not idle or has an owner
     bool AppendLocked(NBITask& task);
 
     /// The first idle task, which stays where it is; null when there is none.
     NBITask* FirstIdleLocked();
-    /// Hands out the idle task \p task: it becomes busy. \param bHeld its taker is a worker, which brings it
-    /// back \return false, and nothing has changed, when its state was set from outside meanwhile
+    /// Hands out the idle task \p task: it becomes busy.
+    /// \param bHeld its taker is a worker, which brings it back
+    /// \return false, and nothing has changed, when its state was set from outside meanwhile
     bool HandOutLocked(NBITask& task, bool bHeld);
     /// Takes a task back from whoever ran it and files it by its state.
     void TakeBackLocked(NBITask& task);
@@ -93,7 +95,8 @@ public:
     static TaskQueue* OwnerOf(const NBITask& task);
     /// Sets the state of a task that nobody runs, and files it anew.
     void ChangeState(NBITask& task, NBI_TASK_STATE state);
-    /// Marks \p task as being run. \return false when it was marked already
+    /// Marks \p task as being run.
+    /// \return false when it was marked already
     static bool Hold(NBITask& task);
     /// The end of a run that began with Hold(). The task may be gone afterwards.
     static void Release(NBITask& task);

@@ -34,15 +34,16 @@ public:
     WorkTokens(const WorkTokens&) = delete;
     WorkTokens& operator=(const WorkTokens&) = delete;
 
-    /// Adds one token. \return false when there are MAX_TOKENS already
+    /// Adds one token.
+    /// \return false when there are MAX_TOKENS already
     bool Post();
 
     /// Adds \p nCount tokens, as far as there is room, and wakes as many sleepers at once: for posts that are
     /// meant for all workers.
     void PostForAll(std::uint32_t nCount);
 
-    /// Takes a token if there is one; never blocks. \param[out] bWakeNext the caller owes a WakeNext();
-    /// apart, so that a caller can leave its lock first
+    /// Takes a token if there is one; never blocks.
+    /// \param[out] bWakeNext the caller owes a WakeNext(); apart, so that a caller can leave its lock first
     bool TryTake(bool& bWakeNext);
     void WakeNext() { m_Semaphore.release(); }
 

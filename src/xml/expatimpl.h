@@ -23,7 +23,8 @@ public:
     CExpatImpl(const CExpatImpl&) = delete;
     CExpatImpl& operator=(const CExpatImpl&) = delete;
 
-    /// Frees any earlier parser. \return false when expat gives none.
+    /// Frees any earlier parser.
+    /// \return false when expat gives none.
     bool Create()
     {
         Destroy();

@@ -22,7 +22,8 @@ public:
     int ParseFile(const char* pPath);
 
     /// \param nLength bytes at \p pData. When its low 32 bits, read as a signed number, are negative, \p
-    /// pData is a zero-terminated text. \return false, without a line about it, when expat refuses the text.
+    /// pData is a zero-terminated text.
+    /// \return false, without a line about it, when expat refuses the text.
     bool ParseText(const void* pData, unsigned long nLength);
 
     /// The document element; an element without a name when the document has not come so far.

@@ -13,7 +13,8 @@
 
 namespace nbitest {
 
-/// Runs \p body in a child process. \return whether it came to its end with no expectation failed.
+/// Runs \p body in a child process.
+/// \return whether it came to its end with no expectation failed.
 template <class Body>
 bool PassesInChild(Body body)
 {

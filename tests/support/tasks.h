@@ -63,7 +63,8 @@ private:
     int m_nMissing;  // guarded by m_Mutex
 };
 
-/// Waits until \p holds answers true, for at most a minute. \return its last answer
+/// Waits until \p holds answers true, for at most a minute.
+/// \return its last answer
 template <class Condition>
 bool WaitUntil(Condition holds)
 {
@@ -118,7 +119,8 @@ struct HugeFigures {
 };
 
 /// Makes the calling thread serve a new request, with an operation UUID of its own; tasks made from now on
-/// carry it. \return the operation UUID
+/// carry it.
+/// \return the operation UUID
 inline std::string ServeRequest(const std::string& interfaceName, const HugeFigures& figures = {})
 {
     NS_UTIL::ThreadContextInfo info;

@@ -132,7 +132,8 @@ public:
         return text;
     }
 
-    /// What has to hold between any two steps. \return what does not
+    /// What has to hold between any two steps.
+    /// \return what does not
     std::string Broken() const
     {
         const auto nTokens = static_cast<int>(m_Tokens.Count());

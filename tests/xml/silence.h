@@ -18,7 +18,8 @@ public:
     Silence& operator=(const Silence&) = delete;
 
 private:
-    /// Takes \p nTarget. \return where standard output went before
+    /// Takes \p nTarget.
+    /// \return where standard output went before
     static int Redirect(int nTarget)
     {
         std::fflush(stdout);

@@ -9,7 +9,8 @@
 namespace northbound {
 
 /// Logs the session's user in with the password in \p file ("-": standard input), which leaves this process
-/// only encrypted with the server's public key. \throws as SendSecret()
+/// only encrypted with the server's public key.
+/// \throws as SendSecret()
 int LogIn(const Session& session, const Manner& manner, const std::string& file);
 
 int ShowSessions(const Session& session, const Manner& manner);

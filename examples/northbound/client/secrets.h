@@ -19,8 +19,8 @@ int ShowPublicKey(const Session& session, const Manner& manner);
 
 /// Sends what the file contains: an encrypted secret as hexadecimal text, in which blanks and line breaks do
 /// not count; with m_bEncrypt a secret, which is encrypted here. Of that one line break at the end does not
-/// count. From a terminal it is read without echo, up to the line's end. \throws InputError when the file
-/// cannot be read, Northbound::OperationFailed when it cannot be sent.
+/// count. From a terminal it is read without echo, up to the line's end.
+/// \throws InputError when the file cannot be read, Northbound::OperationFailed when it cannot be sent.
 int SendSecret(const Session& session, const Manner& manner, const SecretOptions& options);
 
 /// Reads a secret as SendSecret() does with m_bEncrypt.

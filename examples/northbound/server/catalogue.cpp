@@ -48,7 +48,8 @@ struct ManagerScope {
     ManagerScope& operator=(const ManagerScope&) = delete;
 };
 
-/// Parses the files and hands them to the interpreters. \return the failures of the parser
+/// Parses the files and hands them to the interpreters.
+/// \return the failures of the parser
 std::vector<ParseFailure> Parse(const std::string& mainFile, Draft& draft)
 {
     const ManagerScope manager;

@@ -32,7 +32,8 @@ public:
     ///                    later call. zip groups may be smaller, as many as fit a command. gzip packs each
     ///                    file alone.
     /// \throws ProcessException CANNOT_PACK when the method's program cannot be started; nothing has changed
-    /// then. \throws ProcessException FILE_NOT_WRITTEN when the files cannot get their second names.
+    /// then.
+    /// \throws ProcessException FILE_NOT_WRITTEN when the files cannot get their second names.
     PackOutcome Pack(PackMethod method, std::size_t nPerArchive);
 
 private:

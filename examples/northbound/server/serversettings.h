@@ -25,8 +25,8 @@ struct Settings {
 
 /// Reads the host's configuration items ListenAddress, ListenPort, CollectionDirectory, OutputFile,
 /// DescriptionFile, HugeTaskLimit and CollectionsPerPort; those that are not there have defaults, relative
-/// paths start at the directory of \p configFile. The host must be started. \throws SettingsError when a
-/// value is not what its key wants.
+/// paths start at the directory of \p configFile. The host must be started.
+/// \throws SettingsError when a value is not what its key wants.
 Settings ReadSettings(const std::string& configFile);
 
 }  // namespace northbound

@@ -16,9 +16,9 @@ namespace northbound {
 class UserSessions {
 public:
     /// Checks the password against the host's configuration item "Password_<name>", wipes it, and notes the
-    /// user. A second login of a user replaces the first. \throws ProcessException NOT_LOGGED_IN when there
-    /// is no such item or the password is another; which of the two
-    ///         is not told.
+    /// user. A second login of a user replaces the first.
+    /// \throws ProcessException NOT_LOGGED_IN when there is no such item or the password is another; which of
+    ///         the two is not told.
     void Open(NS_UTIL::UserPara& user);
 
     /// \throws ProcessException NOT_LOGGED_IN when the item RequireLogin is 1 and \p name has not logged in.
