@@ -2,6 +2,7 @@
 /// The exceptions with which a failed operation reaches a waiting caller.
 #pragma once
 
+#include <cstddef>
 #include <exception>
 #include <memory>
 #include <sstream>
@@ -30,6 +31,7 @@ public:
         return *m_pStream;
     }
     std::string Text() const { return m_pStream ? m_pStream->str() : m_Text; }
+    std::size_t Length() const { return m_pStream ? m_pStream->str().size() : m_Text.size(); }
 
 private:
     std::string m_Text;
@@ -63,7 +65,8 @@ public:
           m_File(pFile),
           m_Function(pFunction),
           m_ErrorInfo(errorInfo),
-          m_Message("ErrCode:" + std::to_string(nCode) + ",Detail:" + detail)
+          m_Message("ErrCode:" + std::to_string(nCode) + ",Detail:" + detail),
+          m_nDetailAt(m_Message.Length() - detail.size())
     {
     }
 
@@ -74,7 +77,8 @@ public:
           m_nLine(nLine),
           m_File(pFile),
           m_Function(pFunction),
-          m_Message("ErrCode:" + std::to_string(nCode) + ",Detail:" + detail)
+          m_Message("ErrCode:" + std::to_string(nCode) + ",Detail:" + detail),
+          m_nDetailAt(m_Message.Length() - detail.size())
     {
     }
 
@@ -86,7 +90,8 @@ public:
           m_File(other.GetFile()),
           m_Function(other.GetFunction()),
           m_ErrorInfo(other.GetErrorInfo()),
-          m_Message(other.GetMessage())
+          m_Message(other.GetMessage()),
+          m_nDetailAt(other.m_nDetailAt)
     {
     }
     ProcessException& operator=(const ProcessException&) = delete;
@@ -111,6 +116,15 @@ public:
     std::string GetErrorInfo() const { return m_ErrorInfo.Text(); }
     std::string GetMessage() const { return m_Message.Text(); }
 
+    /// The detail without the code in front of it, whatever the detail itself contains, and with what was
+    /// written behind the message since.
+    /// \return all of the message when the exception was made without a detail
+    std::string GetDetail() const
+    {
+        const std::string message = m_Message.Text();
+        return m_nDetailAt < message.size() ? message.substr(m_nDetailAt) : std::string();
+    }
+
 private:
     unsigned int m_nErrorCode = 0;
     int m_nLine = 0;
@@ -118,6 +132,7 @@ private:
     TextStream m_Function;
     TextStream m_ErrorInfo;
     TextStream m_Message;
+    std::size_t m_nDetailAt = 0;  // where the detail begins in the message
 };
 
 /// The service framework knows no service under the interface that was asked for.

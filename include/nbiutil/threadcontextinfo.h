@@ -75,6 +75,11 @@ public:
     /// A fresh UUID text without tags.
     static std::string GenerateUUID();
 
+    /// GetOperUUID() without the tags that SetOperUUID() puts around a UUID of its own: the name of a request
+    /// where tags are in the way, as in a file's name.
+    /// \return the text as it stands when it does not both begin and end with its tag
+    std::string GetBareOperUUID() const;
+
 private:
     friend class ThreadContextMgr;
 

@@ -3,6 +3,7 @@
 #include <ace/UUID.h>
 
 #include <cstddef>
+#include <string_view>
 
 #include "base/lockguard.h"
 #include "base/singleton.h"
@@ -96,6 +97,17 @@ void ThreadContextInfo::SetOperUUID(const std::string& uuid)
     } else {
         m_OperUUID = uuid;
     }
+}
+
+std::string ThreadContextInfo::GetBareOperUUID() const
+{
+    constexpr std::string_view OPEN = UUID_OPEN_TAG;
+    constexpr std::string_view CLOSE = UUID_CLOSE_TAG;
+    const std::string uuid = GetOperUUID();
+    const bool bTagged = uuid.size() >= OPEN.size() + CLOSE.size() &&
+                         uuid.compare(0, OPEN.size(), OPEN) == 0 &&
+                         uuid.compare(uuid.size() - CLOSE.size(), CLOSE.size(), CLOSE) == 0;
+    return bTagged ? uuid.substr(OPEN.size(), uuid.size() - OPEN.size() - CLOSE.size()) : uuid;
 }
 
 std::string ThreadContextInfo::GenerateUUID()

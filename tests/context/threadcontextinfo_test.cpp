@@ -207,6 +207,28 @@ TEST(ThreadContextInfoTest, UUIDIsReadUpToItsFirstNul)
     EXPECT_EQ(info.GetOperUUID(), "") << "not empty when it was stored, so nothing was generated";
 }
 
+TEST(ThreadContextInfoTest, BareUUIDIsTheOneBetweenTheTags)
+{
+    ThreadContextInfo info;
+    info.SetOperUUID("");
+    const std::string bare = info.GetBareOperUUID();
+    EXPECT_TRUE(IsUUID(bare)) << bare;
+    EXPECT_EQ(info.GetOperUUID(), OPEN_TAG + bare + CLOSE_TAG);
+    info.SetOperUUID("<OpUUID></OpUUID>");
+    EXPECT_EQ(info.GetBareOperUUID(), "");
+}
+
+TEST(ThreadContextInfoTest, BareUUIDWithoutBothTagsIsTheTextAsItStands)
+{
+    EXPECT_EQ(ThreadContextInfo().GetBareOperUUID(), "");
+    for (const char* const pText : {"abc", "<OpUUID>abc", "abc</OpUUID>", "<OpUUID>/OpUUID>",
+                                    "a<OpUUID>b</OpUUID>", "<OpUUID>abc</OpUUID> "}) {
+        ThreadContextInfo info;
+        info.SetOperUUID(pText);
+        EXPECT_EQ(info.GetBareOperUUID(), pText);
+    }
+}
+
 TEST(ThreadContextInfoTest, ComparisonLooksBeyondANul)
 {
     ThreadContextInfo info;

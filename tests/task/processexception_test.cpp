@@ -111,6 +111,38 @@ TEST(ProcessExceptionTest, TextsKeepTheirNuls)
     EXPECT_EQ(exception.ErrorInfoStream().str(), text);
 }
 
+TEST(ProcessExceptionTest, DetailIsTheMessageWithoutItsCode)
+{
+    EXPECT_EQ(ProcessException(5, "detail", "info", "file", "function", 12).GetDetail(), "detail");
+    EXPECT_EQ(ProcessException(5, "", "file", "function", 12).GetDetail(), "");
+    EXPECT_EQ(ProcessException(0x100000005UL, "x", "file", "function", 12).GetDetail(), "x");
+}
+
+TEST(ProcessExceptionTest, DetailMayContainWhatStandsBeforeIt)
+{
+    const std::string detail("ErrCode:1,Detail:\0,Detail:", 26);
+    EXPECT_EQ(ProcessException(5, detail, "file", "function", 12).GetDetail(), detail);
+}
+
+TEST(ProcessExceptionTest, DetailHasWhatWasWrittenBehindTheMessage)
+{
+    ProcessException exception(5, "detail", "info", "file", "function", 12);
+    exception.MessageStream() << " and more";
+    EXPECT_EQ(exception.GetDetail(), "detail and more");
+    ProcessException copy(exception);
+    EXPECT_EQ(copy.GetDetail(), "detail and more");
+    exception.MessageStream().str("short");
+    EXPECT_EQ(exception.GetDetail(), "");
+}
+
+TEST(ProcessExceptionTest, DetailOfOneMadeWithoutIsTheWholeMessage)
+{
+    ProcessException exception;
+    EXPECT_EQ(exception.GetDetail(), "");
+    exception.MessageStream() << "ErrCode:7,Detail:x";
+    EXPECT_EQ(exception.GetDetail(), "ErrCode:7,Detail:x");
+}
+
 TEST(ProcessExceptionTest, CopyTakesANonConstReference)
 {
     static_assert(std::is_constructible_v<ProcessException, ProcessException&>);
