@@ -1,1 +1,0 @@
-nbi_bench(context_bench)

@@ -1,1 +1,0 @@
-nbi_bench(conversions_bench)

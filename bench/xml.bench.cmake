@@ -1,1 +1,0 @@
-nbi_bench(xml_bench)

@@ -1,2 +1,0 @@
-nbi_fuzz(fdn)
-nbi_fuzz(configedit)

@@ -1,1 +1,0 @@
-nbi_test(log/log_test.cpp)

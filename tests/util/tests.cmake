@@ -1,5 +1,0 @@
-nbi_test(util/conversions_test.cpp)
-nbi_test(util/commandline_test.cpp)
-nbi_test(util/configfile_test.cpp)
-nbi_test(util/selfutilcommon_test.cpp LIBRARIES nbi_lockfailure)
-nbi_test(util/zipfile_test.cpp LIBRARIES nbi_lockfailure)

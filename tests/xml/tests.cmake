@@ -1,6 +1,0 @@
-nbi_test(xml/slab_test.cpp)
-nbi_test(xml/xmltag_test.cpp)
-nbi_test(xml/expatimpl_test.cpp)
-nbi_test(xml/staticdescxmlparser_test.cpp SOURCES xml/expatfailure.cpp LIBRARIES nbi_heapwatch ${CMAKE_DL_LIBS})
-nbi_test(xml/intlist_test.cpp)
-nbi_test(xml/sdxmlinterpreter_test.cpp LIBRARIES nbi_lockfailure)
