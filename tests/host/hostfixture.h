@@ -7,11 +7,11 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "support/testdirectory.h"
 
 namespace nbitest {
 
@@ -34,18 +34,11 @@ private:
 /// A folder of its own for each test.
 class HostFixture : public ::testing::Test {
 protected:
-    HostFixture()
-    {
-        std::string path = (std::filesystem::temp_directory_path() / "nbihost.XXXXXX").string();
-        m_Folder = ::mkdtemp(&path[0]);
-    }
-    ~HostFixture() override { std::filesystem::remove_all(m_Folder); }
-
     std::string PathOf(const std::string& name) const { return m_Folder + "/" + name; }
 
     std::string WriteFile(const std::string& name, const std::string& text) const
     {
-        std::ofstream(PathOf(name), std::ios::binary) << text;
+        nbitest::WriteFile(PathOf(name), text);
         return PathOf(name);
     }
 
@@ -56,11 +49,7 @@ protected:
                          "[host]\nroot = " + m_Folder + "\nlog_file = log\nlog_stderr = no\n" + more);
     }
 
-    std::string ReadFile(const std::string& name) const
-    {
-        std::ifstream file(PathOf(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    }
+    std::string ReadFile(const std::string& name) const { return nbitest::ReadFile(PathOf(name)); }
 
     std::vector<std::string> LinesOf(const std::string& name) const
     {
@@ -81,7 +70,8 @@ protected:
         return texts;
     }
 
-    std::string m_Folder;
+    const TestDirectory m_Directory;
+    const std::string m_Folder = m_Directory.Path();
 };
 
 }  // namespace nbitest

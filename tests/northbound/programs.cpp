@@ -6,10 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 extern char** environ;
@@ -130,21 +128,6 @@ std::string Program::StandardError() const
     return ReadFile(m_Error);
 }
 
-TestDirectory::TestDirectory()
-{
-    static std::atomic<int> nCount{0};
-    m_Path = (fs::temp_directory_path() /
-              ("northbound_test." + std::to_string(getpid()) + "." + std::to_string(++nCount)))
-                 .string();
-    fs::create_directories(m_Path);
-}
-
-TestDirectory::~TestDirectory()
-{
-    std::error_code error;
-    fs::remove_all(m_Path, error);
-}
-
 Server::Server(const std::string& items)
 {
     const std::string config = Directory() + "/server.ini";
@@ -177,17 +160,6 @@ Outcome RunClient(const std::vector<std::string>& arguments)
 Outcome RunServer(const std::vector<std::string>& arguments)
 {
     return RunToEnd(SERVER, arguments);
-}
-
-std::string ReadFile(const std::string& path)
-{
-    std::ifstream file(path);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-void WriteFile(const std::string& path, const std::string& text)
-{
-    std::ofstream(path) << text;
 }
 
 }  // namespace northbound

@@ -4,13 +4,19 @@
 
 #include <sys/types.h>
 
-#include <chrono>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "support/eventually.h"
+#include "support/testdirectory.h"
+
 namespace northbound {
+
+using nbitest::Eventually;
+using nbitest::ReadFile;
+using nbitest::TestDirectory;
+using nbitest::WriteFile;
 
 /// One line of the server's log.
 struct LoggedLine {
@@ -49,19 +55,6 @@ private:
     int m_nResult = -1;
 };
 
-/// A directory for one test, made on construction and removed on destruction.
-class TestDirectory {
-public:
-    TestDirectory();
-    ~TestDirectory();
-    TestDirectory(const TestDirectory&) = delete;
-    TestDirectory& operator=(const TestDirectory&) = delete;
-    const std::string& Path() const { return m_Path; }
-
-private:
-    std::string m_Path;
-};
-
 /// nbi-server with a directory of its own, on a free port of the loopback interface.
 class Server {
 public:
@@ -80,18 +73,6 @@ private:
     std::unique_ptr<Program> m_pProgram;
 };
 
-/// Asks every few milliseconds until \p bDone answers true; false after a minute.
-template <class Condition>
-bool Eventually(Condition bDone)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-    while (!bDone()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
 struct Outcome {
     int m_nExitCode;
     std::string m_Output;
@@ -102,8 +83,5 @@ struct Outcome {
 Outcome RunClient(const std::vector<std::string>& arguments);
 /// Runs nbi-server to its end, for command lines with which it does not start.
 Outcome RunServer(const std::vector<std::string>& arguments);
-
-std::string ReadFile(const std::string& path);
-void WriteFile(const std::string& path, const std::string& text);
 
 }  // namespace northbound

@@ -3,17 +3,16 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <utility>
 
 #include "nbiutil/ad.h"
 #include "nbiutil/nbitask.h"
 #include "nbiutil/threadcontextmgr.h"
+#include "support/eventually.h"
 
 namespace nbitest {
 
@@ -63,17 +62,11 @@ private:
     int m_nMissing;  // guarded by m_Mutex
 };
 
-/// Waits until \p holds answers true, for at most a minute.
-/// \return its last answer
+/// The other name of Eventually().
 template <class Condition>
 bool WaitUntil(Condition holds)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > end) return holds();
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+    return Eventually(holds);
 }
 
 /// The agent of every test task. Its maximum of huge tasks is 4.
