@@ -64,32 +64,6 @@ protected:
     static void Set(const ThreadContextInfo& info) { ThreadContextMgr::Instance()->SetThreadContext(info); }
 };
 
-TEST_F(ThreadContextMgrTest, InstanceIsOneObjectUntilDestroy)
-{
-    ThreadContextMgr* const pFirst = ThreadContextMgr::Instance();
-    ASSERT_NE(pFirst, nullptr);
-    EXPECT_EQ(ThreadContextMgr::Instance(), pFirst);
-    OnAnotherThread([pFirst] { EXPECT_EQ(ThreadContextMgr::Instance(), pFirst); });
-}
-
-TEST_F(ThreadContextMgrTest, DestroyWithoutARegistryDoesNothing)
-{
-    ThreadContextMgr::Destroy();
-    ThreadContextMgr::Instance();
-    ThreadContextMgr::Destroy();
-    ThreadContextMgr::Destroy();
-}
-
-TEST_F(ThreadContextMgrTest, InstanceIsNullWhenTheStaticObjectLockFails)
-{
-    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
-    {
-        const FailingLocks failing(LockKind::MUTEX);
-        EXPECT_EQ(ThreadContextMgr::Instance(), nullptr);
-    }
-    EXPECT_NE(ThreadContextMgr::Instance(), nullptr);
-}
-
 TEST_F(ThreadContextMgrTest, DestroyDoesNothingWhenTheStaticObjectLockFails)
 {
     if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;

@@ -16,7 +16,6 @@
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
 #include "support/heapwatch.h"
-#include "support/lockfailure.h"
 #include "support/recordinghost.h"
 #include "support/rsakey.h"
 
@@ -242,24 +241,6 @@ TEST_F(LocalRsaKeyMgrTest, HalfAPairIsCheckedAsOne)
     }
     EXPECT_EQ(m_Manager.CheckLocalRsaKey(), 0);
     EXPECT_EQ(m_Host.Logs(), Lines{Line(237, "[LocalRsaKeyMgr::CheckLocalRsaKey] private key is null")});
-}
-
-TEST_F(LocalRsaKeyMgrTest, DestroyDoesNothingWhenTheStaticObjectLockFails)
-{
-    if (!nbitest::CanFailLocks()) GTEST_SKIP() << nbitest::NO_FAILING_LOCKS;
-    {
-        const nbitest::FailingLocks failing(nbitest::LockKind::MUTEX);
-        LocalRsaKeyMgr::Destroy();
-    }
-    EXPECT_EQ(LocalRsaKeyMgr::Instance(), &m_Manager);
-}
-
-TEST_F(LocalRsaKeyMgrTest, InstanceIsNullWhenTheStaticObjectLockFails)
-{
-    if (!nbitest::CanFailLocks()) GTEST_SKIP() << nbitest::NO_FAILING_LOCKS;
-    LocalRsaKeyMgr::Destroy();
-    const nbitest::FailingLocks failing(nbitest::LockKind::MUTEX);
-    EXPECT_EQ(LocalRsaKeyMgr::Instance(), nullptr);
 }
 
 // DecryptByLocalRsaKey

@@ -67,59 +67,14 @@ protected:
     RecordingHost m_Host;
 };
 
-// The singleton
-
-TEST_F(HugeTaskMgrTest, InstanceIsOneObjectUntilDestroy)
+TEST_F(HugeTaskMgrTest, DestroyForgetsTasksAndLimit)
 {
-    HugeTaskMgr* const pFirst = HugeTaskMgr::Instance();
-    ASSERT_NE(pFirst, nullptr);
-    EXPECT_EQ(HugeTaskMgr::Instance(), pFirst);
     Enter("a", {"1"});
-    pFirst->Init(1);
+    Mgr().Init(1);
     HugeTaskMgr::Destroy();
     EXPECT_EQ(Mgr().GetHTskNum(), 0u);
     EXPECT_TRUE(Copy().empty());
     EXPECT_FALSE(Mgr().IsOverHTaskNum());
-}
-
-TEST_F(HugeTaskMgrTest, DestroyWithoutABookDoesNothing)
-{
-    HugeTaskMgr::Destroy();
-    HugeTaskMgr::Instance();
-    HugeTaskMgr::Destroy();
-    HugeTaskMgr::Destroy();
-}
-
-TEST_F(HugeTaskMgrTest, InstanceIsNullWhenTheStaticObjectLockFails)
-{
-    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
-    {
-        const FailingLocks failing(LockKind::MUTEX);
-        EXPECT_EQ(HugeTaskMgr::Instance(), nullptr);
-    }
-    EXPECT_NE(HugeTaskMgr::Instance(), nullptr);
-}
-
-TEST_F(HugeTaskMgrTest, InstanceNeedsNoLockOnceTheBookIsThere)
-{
-    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
-    HugeTaskMgr* const pFirst = HugeTaskMgr::Instance();
-    const FailingLocks failing(LockKind::MUTEX);
-    EXPECT_EQ(HugeTaskMgr::Instance(), pFirst);
-    EXPECT_EQ(failing.Left(), 1);
-}
-
-TEST_F(HugeTaskMgrTest, DestroyDoesNothingWhenTheStaticObjectLockFails)
-{
-    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
-    HugeTaskMgr* const pFirst = HugeTaskMgr::Instance();
-    Enter("a", {"1"});
-    {
-        const FailingLocks failing(LockKind::MUTEX);
-        HugeTaskMgr::Destroy();
-    }
-    EXPECT_EQ(HugeTaskMgr::Instance(), pFirst);
-    EXPECT_EQ(Mgr().GetHTskNum(), 1u);
 }
 
 // Kinds of requests

@@ -14,7 +14,6 @@
 #include <thread>
 
 #include "support/inchild.h"
-#include "support/lockfailure.h"
 #include "support/recordinghost.h"
 #include "support/tempdir.h"
 
@@ -104,30 +103,6 @@ protected:
     TempDir m_Dir;
     SelfUtilCommon* m_pHelpers = SelfUtilCommon::Instance();
 };
-
-// Singleton
-
-TEST_F(SelfUtilCommonTest, InstanceGivesOneObjectUntilItIsDestroyed)
-{
-    ASSERT_NE(m_pHelpers, nullptr);
-    EXPECT_EQ(SelfUtilCommon::Instance(), m_pHelpers);
-    SelfUtilCommon::Destroy();
-    SelfUtilCommon::Destroy();
-    EXPECT_NE(SelfUtilCommon::Instance(), nullptr);
-}
-
-TEST_F(SelfUtilCommonTest, WithoutTheLockThereIsNoObjectAndNothingIsDestroyed)
-{
-    if (!nbitest::CanFailLocks()) GTEST_SKIP() << nbitest::NO_FAILING_LOCKS;
-    {
-        nbitest::FailingLocks failing(nbitest::LockKind::MUTEX);
-        SelfUtilCommon::Destroy();
-    }
-    EXPECT_EQ(SelfUtilCommon::Instance(), m_pHelpers);
-    SelfUtilCommon::Destroy();
-    nbitest::FailingLocks failing(nbitest::LockKind::MUTEX);
-    EXPECT_EQ(SelfUtilCommon::Instance(), nullptr);
-}
 
 // Schemas
 

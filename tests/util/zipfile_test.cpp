@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "support/inchild.h"
-#include "support/lockfailure.h"
 #include "support/recordinghost.h"
 #include "support/tempdir.h"
 
@@ -117,25 +116,6 @@ protected:
     std::string m_OldPath;
     ZipFileInterface* m_pPacker = ZipFileInterface::Instance();
 };
-
-// The singleton
-
-TEST_F(ZipFileTest, InstanceGivesOneObjectUntilItIsDestroyed)
-{
-    ASSERT_NE(m_pPacker, nullptr);
-    EXPECT_EQ(ZipFileInterface::Instance(), m_pPacker);
-    ZipFileInterface::Destroy();
-    ZipFileInterface::Destroy();
-    EXPECT_NE(ZipFileInterface::Instance(), nullptr);
-}
-
-TEST_F(ZipFileTest, WithoutTheLockThereIsNoObject)
-{
-    if (!nbitest::CanFailLocks()) GTEST_SKIP() << nbitest::NO_FAILING_LOCKS;
-    ZipFileInterface::Destroy();
-    nbitest::FailingLocks failing(nbitest::LockKind::MUTEX);
-    EXPECT_EQ(ZipFileInterface::Instance(), nullptr);
-}
 
 TEST_F(ZipFileTest, PathsAreBuiltOnceFromTheInstallationRoot)
 {

@@ -112,13 +112,9 @@ using SDXMLDispatchTest = SDXMLInterpreterMgrTest;
 using SDXMLReservedElementsTest = SDXMLInterpreterMgrTest;
 using SDXMLIncludeTest = SDXMLInterpreterMgrTest;
 
-TEST_F(SDXMLInterpreterMgrTest, InstanceIsOneUntilItIsDestroyed)
+TEST_F(SDXMLInterpreterMgrTest, DestroyForgetsTheMacros)
 {
-    SDXMLInterpreterMgr* const pFirst = SDXMLInterpreterMgr::Instance();
-    ASSERT_NE(pFirst, nullptr);
-    EXPECT_EQ(SDXMLInterpreterMgr::Instance(), pFirst);
-    pFirst->AddMacorValue("M", 1);
-    SDXMLInterpreterMgr::Destroy();
+    Mgr().AddMacorValue("M", 1);
     SDXMLInterpreterMgr::Destroy();
     EXPECT_EQ(Mgr().ParseInt("M"), 0);
 }
@@ -684,23 +680,6 @@ TEST_F(SDXMLFailedLockTest, RegistryGoesOnWithoutTheLock)
     EXPECT_EQ(registry.RemoveBySecond("lock"), 1U);
 }
 
-TEST(SDXMLFailedStaticLockTest, InstanceIsNullAndDestroyDoesNothing)
-{
-    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
-    SDXMLInterpreterMgr::Destroy();
-    {
-        const FailingLocks failing(LockKind::MUTEX);
-        EXPECT_EQ(SDXMLInterpreterMgr::Instance(), nullptr);
-    }
-    SDXMLInterpreterMgr* const pMgr = SDXMLInterpreterMgr::Instance();
-    {
-        const FailingLocks failing(LockKind::MUTEX);
-        SDXMLInterpreterMgr::Destroy();
-    }
-    EXPECT_EQ(SDXMLInterpreterMgr::Instance(), pMgr);
-    SDXMLInterpreterMgr::Destroy();
-}
-
 TEST(SDXMLFailedStaticLockTest, ReservedElementsAreSkippedWithoutAManager)
 {
     if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
@@ -799,11 +778,6 @@ protected:
     const TEParserKey m_Key{"table", "alarm", "column"};
 };
 
-TEST_F(TEParserFuncRegistryTest, InstanceIsOne)
-{
-    EXPECT_EQ(TEParserFuncRegistry::Instance(), &m_Registry);
-}
-
 TEST_F(TEParserFuncRegistryTest, LaterFunctionReplacesTheEarlier)
 {
     m_Registry.Register(m_Key, &AddChildren);
@@ -882,17 +856,6 @@ TEST_F(SDXMLInterpreterMgrTest, ManyThreadsMayUseRegistryMacrosAndNames)
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(Mgr().ParseInt("SHARED"), ROUNDS - 1);
-}
-
-TEST_F(SDXMLInterpreterMgrTest, ManyThreadsGetOneInstance)
-{
-    SDXMLInterpreterMgr::Destroy();
-    std::vector<SDXMLInterpreterMgr*> found(8);
-    std::vector<std::thread> threads;
-    threads.reserve(found.size());
-    for (auto& pFound : found) threads.emplace_back([&pFound] { pFound = SDXMLInterpreterMgr::Instance(); });
-    for (std::thread& thread : threads) thread.join();
-    for (const SDXMLInterpreterMgr* pFound : found) EXPECT_EQ(pFound, SDXMLInterpreterMgr::Instance());
 }
 
 }  // namespace
