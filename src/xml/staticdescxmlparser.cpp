@@ -3,17 +3,13 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
-#include <memory>
+
+#include "base/filehandle.h"
 
 namespace NS_UTIL {
 namespace {
 
 constexpr int PIECE = 256;  // bytes read at a time; which cut files are accepted depends on it
-
-struct CloseFile {
-    void operator()(std::FILE* pFile) const { std::fclose(pFile); }
-};
-using FilePtr = std::unique_ptr<std::FILE, CloseFile>;
 
 /// A new[] array of the text and its zero, which are \p nSize characters.
 char* CopyOf(const char* pText, std::size_t nSize)
@@ -81,7 +77,7 @@ int StaticDescXMLParser::ParseFile(const char* pPath)
 {
     if (!Create()) return -1;
     m_FileName = pPath;
-    const FilePtr pFile(std::fopen(pPath, "r"));
+    const FileStream pFile = OpenForReading(pPath);
     if (!pFile) {
         std::printf("[ParseFile] Call fopen file name %s error\n", pPath);
         return -1;

@@ -4,12 +4,14 @@
 #include <expat.h>
 
 #include <climits>
+#include <utility>
 
 namespace nbitest {
 namespace {
 
 bool g_bNoParser = false;
 int g_nBuffersLeft = INT_MAX;
+std::function<void()> g_Look;
 
 /// The function of that name that comes next in the program.
 template <class Function>
@@ -40,6 +42,16 @@ NoExpatBuffer::~NoExpatBuffer()
     g_nBuffersLeft = INT_MAX;
 }
 
+WheneverExpatGivesABuffer::WheneverExpatGivesABuffer(std::function<void()> look)
+{
+    g_Look = std::move(look);
+}
+
+WheneverExpatGivesABuffer::~WheneverExpatGivesABuffer()
+{
+    g_Look = nullptr;
+}
+
 }  // namespace nbitest
 
 extern "C" {
@@ -54,6 +66,7 @@ XML_Parser XML_ParserCreate_MM(const XML_Char* pEncoding, const XML_Memory_Handl
 
 void* XML_GetBuffer(XML_Parser pParser, int nLength)
 {
+    if (nbitest::g_Look) nbitest::g_Look();
     if (nbitest::g_nBuffersLeft == 0) return nullptr;
     --nbitest::g_nBuffersLeft;
     return nbitest::Next<decltype(&XML_GetBuffer)>("XML_GetBuffer")(pParser, nLength);

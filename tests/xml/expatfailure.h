@@ -2,6 +2,8 @@
 /// An expat that fails: the test program has some of its functions in front of the library's.
 #pragma once
 
+#include <functional>
+
 namespace nbitest {
 
 /// While it lives, expat gives no parser.
@@ -20,6 +22,15 @@ public:
     ~NoExpatBuffer();
     NoExpatBuffer(const NoExpatBuffer&) = delete;
     NoExpatBuffer& operator=(const NoExpatBuffer&) = delete;
+};
+
+/// While it lives, \p look is called whenever expat is asked for room: in the middle of a file.
+class WheneverExpatGivesABuffer {
+public:
+    explicit WheneverExpatGivesABuffer(std::function<void()> look);
+    ~WheneverExpatGivesABuffer();
+    WheneverExpatGivesABuffer(const WheneverExpatGivesABuffer&) = delete;
+    WheneverExpatGivesABuffer& operator=(const WheneverExpatGivesABuffer&) = delete;
 };
 
 }  // namespace nbitest

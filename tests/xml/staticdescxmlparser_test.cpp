@@ -5,8 +5,10 @@
 
 #include <climits>
 #include <cstring>
+#include <filesystem>
 
 #include "support/heapwatch.h"
+#include "support/inchild.h"
 #include "support/tempdir.h"
 #include "xml/expatfailure.h"
 #include "xml/madedocument.h"
@@ -237,6 +239,33 @@ TEST_F(StaticDescXMLParserTest, FileFailsWhenExpatGivesNoRoomForTheNextPiece)
     const nbitest::NoExpatBuffer noBuffer(1);
     EXPECT_EQ(ParseFile("<r>" + std::string(PIECE, '\n') + "</r>"), -1);
     EXPECT_EQ(m_Output, POST_CREATE + Repeated(CHARACTERS, static_cast<int>(PIECE) - 3));
+}
+
+/// The number under which this process has that file open, or -1.
+int HandleOf(const std::string& path)
+{
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;  // the directory's own
+        if (std::filesystem::read_symlink(entry, gone) == path) return std::stoi(entry.path().filename());
+    }
+    return -1;
+}
+
+TEST_F(StaticDescXMLParserTest, FileIsOpenAboveTheStandardStreamsAndNotForChildren)
+{
+    const std::string path = m_Folder.Add("doc.xml", "<r/>");
+    EXPECT_TRUE(nbitest::PassesInChild([&] {
+        close(STDIN_FILENO);
+        close(STDOUT_FILENO);
+        int nHandle = -1;
+        const nbitest::WheneverExpatGivesABuffer look([&] { nHandle = HandleOf(path); });
+        EXPECT_EQ(m_Parser.ParseFile(path.c_str()), 0);
+        EXPECT_GT(nHandle, STDERR_FILENO);
+    }));
+    int nFlags = 0;
+    const nbitest::WheneverExpatGivesABuffer look([&] { nFlags = fcntl(HandleOf(path), F_GETFD); });
+    EXPECT_EQ(m_Parser.ParseFile(path.c_str()), 0);
+    EXPECT_EQ(nFlags, FD_CLOEXEC);
 }
 
 TEST_F(StaticDescXMLParserTest, RunningOutOfMemoryAnywhereThrowsBadAllocAndLeaksNothing)
