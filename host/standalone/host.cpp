@@ -50,6 +50,12 @@ public:
         return m_Log ? m_Log->LinesLost() : 0;
     }
 
+    std::string ItemsFile() const
+    {
+        std::lock_guard<std::mutex> guard(m_Mutex);
+        return m_Settings->m_ItemsFile.empty() ? m_ConfigFile : m_Settings->m_ItemsFile;
+    }
+
     const std::string m_ConfigFile;
 
 private:
@@ -189,6 +195,11 @@ bool Host::IsStarted() const
 const std::string& Host::ConfigFile() const
 {
     return m_pImpl->m_ConfigFile;
+}
+
+std::string Host::ItemsFile() const
+{
+    return m_pImpl->ItemsFile();
 }
 
 unsigned long Host::LinesLost() const

@@ -84,6 +84,7 @@ const std::map<std::string, Setter>& OwnKeys()
 {
     static const std::map<std::string, Setter> keys{
         {"root", [](Settings& to, const OwnKey& key) { to.m_Root = key.Directory(); }},
+        {"items_file", [](Settings& to, const OwnKey& key) { to.m_ItemsFile = key.Path(); }},
         {"log_file", [](Settings& to, const OwnKey& key) { to.m_Log.m_File = key.Path(); }},
         {"log_rotate_bytes",
          [](Settings& to, const OwnKey& key) { to.m_Log.m_nRotateBytes = key.Number(MAX_ROTATE_BYTES); }},
@@ -109,6 +110,12 @@ void Take(Settings& settings, const std::string& file, const IniEntry& entry)
     settings.m_Items[entry.m_Name] = entry.m_Value;
 }
 
+void TakeItem(Settings& settings, const std::string& file, const IniEntry& entry)
+{
+    if (entry.m_Section == HOST_SECTION) OwnKey(file, entry).Refuse("belongs to the configuration file");
+    Take(settings, file, entry);
+}
+
 std::string ReadConfiguration(const std::string& file)
 {
     std::string text;
@@ -121,6 +128,25 @@ std::string ReadConfiguration(const std::string& file)
                         " is no section, no comment and not \"key = value\"");
     }
     return text;
+}
+
+/// Before the first change there is no file.
+std::string ReadItems(const std::string& file)
+{
+    std::error_code error;
+    return std::filesystem::exists(file, error) || error ? ReadConfiguration(file) : std::string();
+}
+
+/// \return the names that stand in \p text.
+std::set<std::string> TakeAll(Settings& settings, const std::string& file, const std::string& text,
+                              void (*take)(Settings&, const std::string&, const IniEntry&))
+{
+    std::set<std::string> seen;
+    for (const IniEntry& entry : ParseIni(text)) {
+        if (!seen.insert(entry.m_Name).second) OwnKey(file, entry).Refuse("is given twice");
+        take(settings, file, entry);
+    }
+    return seen;
 }
 
 std::mutex g_Mutex;
@@ -144,12 +170,11 @@ bool LogOptions::operator==(const LogOptions& other) const
 std::shared_ptr<const Settings> LoadSettings(const std::string& path)
 {
     auto settings = std::make_shared<Settings>();
-    std::set<std::string> seen;
-    for (const IniEntry& entry : ParseIni(ReadConfiguration(path))) {
-        if (!seen.insert(entry.m_Name).second) OwnKey(path, entry).Refuse("is given twice");
-        Take(*settings, path, entry);
-    }
+    const std::set<std::string> seen = TakeAll(*settings, path, ReadConfiguration(path), Take);
     if (seen.count("root") == 0) throw HostError(path + ": [host] root: is missing");
+    if (!settings->m_ItemsFile.empty()) {
+        TakeAll(*settings, settings->m_ItemsFile, ReadItems(settings->m_ItemsFile), TakeItem);
+    }
     return settings;
 }
 

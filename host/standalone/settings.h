@@ -22,9 +22,11 @@ struct LogOptions {
 struct Settings {
     std::string m_Root;  // without a trailing separator
     LogOptions m_Log;
+    std::string m_ItemsFile;  // "": none
     std::map<std::string, std::string> m_Items;
 };
 
+/// Items of the items file, where there is one, take the place of those of \p path.
 /// \throws HostError naming the file and, where there is one, the key.
 std::shared_ptr<const Settings> LoadSettings(const std::string& path);
 

@@ -1,8 +1,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <memory>
+
 #include "host/hostfixture.h"
 #include "nbihost/cfgfile.h"
+#include "nbihost/corbaconfigitems.h"
 #include "nbihost/standalone.h"
 
 namespace {
@@ -188,6 +191,82 @@ TEST_F(SettingsTest, RelativePathsSurviveAChangeOfTheWorkingDirectory)
     std::filesystem::current_path(before);
     host.Start();
     EXPECT_TRUE(std::filesystem::exists(PathOf("log")));
+}
+
+class ItemsFileTest : public SettingsTest {
+protected:
+    static constexpr const char* ITEMS = "items.ini";
+
+    /// A started host with the items a=1 and b=1 in its configuration, and the items file ITEMS.
+    std::unique_ptr<Host> StartHost() const
+    {
+        auto pHost = std::make_unique<Host>(WriteConfig("items_file=items.ini\n[items]\na=1\nb=1\n"));
+        pHost->Start();
+        return pHost;
+    }
+
+    static std::string Item(const std::string& name)
+    {
+        std::string value = "none";
+        NS_BUNDLEMGR1::CorbaConfigItems::Instance()->GetStrItemInfo(name, value);
+        return value;
+    }
+
+    /// The message with which this items file is refused; "" when it loads.
+    std::string RefusalOfItems(const std::string& text) const
+    {
+        const std::string path = WriteFile(ITEMS, text);
+        try {
+            Host host(WriteConfig("items_file=items.ini\n"));
+        } catch (const HostError& error) {
+            const std::string message = error.what();
+            EXPECT_EQ(message.substr(0, path.size() + 2), path + ": ");
+            return message.substr(path.size() + 2);
+        }
+        return "";
+    }
+};
+
+TEST_F(ItemsFileTest, ItsItemsTakeThePlaceOfThoseOfTheConfiguration)
+{
+    WriteFile(ITEMS, "[items]\nb=2\nc=3\n");
+    const auto pHost = StartHost();
+    EXPECT_EQ(Item("a") + Item("b") + Item("c"), "123");
+}
+
+TEST_F(ItemsFileTest, MayBeMissingAndComeWithAReload)
+{
+    const auto pHost = StartHost();
+    EXPECT_EQ(Item("b"), "1");
+    WriteFile(ITEMS, "[items]\nb=2\n");
+    pHost->Reload();
+    EXPECT_EQ(Item("b"), "2");
+}
+
+TEST_F(ItemsFileTest, HostTellsWhereChangesBelong)
+{
+    EXPECT_EQ(StartHost()->ItemsFile(), PathOf(ITEMS));
+    const std::string path = WriteConfig();
+    EXPECT_EQ(Host(path).ItemsFile(), path);
+}
+
+TEST_F(ItemsFileTest, MistakesAreNamedLikeThoseOfTheConfiguration)
+{
+    EXPECT_EQ(RefusalOfItems("[items]\nb=1\nb=2\n"), "[items] b: is given twice");
+    EXPECT_EQ(RefusalOfItems("b=1\n"), "[] b: stands outside of every section");
+    EXPECT_EQ(RefusalOfItems("[host]\nroot=/tmp\n"), "[host] root: belongs to the configuration file");
+    EXPECT_EQ(RefusalOfItems("[items]\nroot=/tmp\n"), "[items] root: belongs to the section [host]");
+    EXPECT_EQ(RefusalOfItems("nonsense\n"), "line 1 is no section, no comment and not \"key = value\"");
+    EXPECT_EQ(RefusalOf("items_file="), "[host] items_file: is empty");
+}
+
+TEST_F(ItemsFileTest, FileThatIsThereAndCannotBeReadIsRefused)
+{
+    WriteFile(ITEMS, "[items]\nb=2\n");
+    ASSERT_EQ(::chmod(PathOf(ITEMS).c_str(), 0), 0);
+    const std::string path = WriteConfig("items_file=items.ini\n");
+    const nbitest::OrdinaryUser user;
+    EXPECT_THROW(Host host(path), HostError);
 }
 
 }  // namespace

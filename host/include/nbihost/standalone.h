@@ -40,6 +40,9 @@ struct HostHooks {
 ///     [host]
 ///     # Required: what GetTAVOEnvironment() answers, an existing directory.
 ///     root = /opt/nbi/lib
+///     # Items that take the place of those below, for a program that changes items while this file is
+///     # read-only. The file may be missing; it has no section [host]. Without this key there is none.
+///     items_file = /var/lib/nbi/items.ini
 ///     # Without this key there is no log file.
 ///     log_file = /var/log/nbi/nbi.log
 ///     # A line that would make the file longer than this starts a new one; the old ones stay as nbi.log.1
@@ -87,7 +90,7 @@ public:
     /// thread waits until the first is done; a call from within m_OnStop returns at once.
     void Stop() noexcept;
 
-    /// Reads the configuration file again and puts it in force, the log's options included.
+    /// Reads the configuration file and the items file again and puts it in force, the log's options included.
     /// \throws HostError when it does not load; everything is as before then.
     void Reload();
 
@@ -95,6 +98,9 @@ public:
 
     /// The configuration file's path, as given.
     const std::string& ConfigFile() const;
+
+    /// Where an item that the program changes belongs: the key items_file, or the configuration file.
+    std::string ItemsFile() const;
 
     /// Log lines that could not be written since Start() and have not been reported in the log yet.
     unsigned long LinesLost() const;
