@@ -101,15 +101,17 @@ public:
                                    const std::string& separator) const;
 
     /// Starts a child process. No shell: words are split at blanks, and "..." or '...' holds one word
-    /// together. "%" is an ordinary character. The child inherits the environment. Every copy of the command
-    /// line that is made here is wiped afterwards.
+    /// together. "%" is an ordinary character. The child inherits the environment and the standard streams,
+    /// each of these that is closed being the null device, and none of the process's other files. Every copy
+    /// of the command line that is made here is wiped afterwards.
     /// \param workDir where the child runs and from where a program with a relative path is found; empty: the
     ///                current directory. More than 4,096 characters abort the process.
+    /// \param command at most MAX_COMMAND_LENGTH characters and MAX_COMMAND_WORDS words (zipfile.h)
     /// \param bWait   true: return when the child has ended; its exit status is not looked at. false: the
     ///                child stays with ACE_Process_Manager::instance(), which the host asks to collect it.
-    /// \return false, after one log line, when the child could not be started: an empty command, one of over
-    ///         1,023 characters or 127 words, a program or a directory that is not there or not allowed, or
-    ///         no process left.
+    /// \return false, after one log line with the reason, when the child could not be started: a command that
+    ///         is empty or too long, a program, loader or directory that is not there or not allowed, an
+    ///         environment that is too large, or no process left.
     bool StartProcess(const std::string& workDir, const std::string& command, bool bWait) const;
 
     /// Sets one item of a configuration file: every line that contains \p key anywhere, comments and longer

@@ -12,12 +12,14 @@
 #include <cstddef>
 #include <cstdlib>
 #include <iterator>
+#include <memory>
 #include <system_error>
 
 #include "base/singleton.h"
 #include "base/wipedtext.h"
 #include "log/log.h"
 #include "nbihost/corbaconfigitems.h"
+#include "util/childprocess.h"
 #include "util/commandline.h"
 #include "util/configfile.h"
 
@@ -54,7 +56,10 @@ void EnterPair(Texts& values, const std::string& piece)
 /// False, with errno, when there is no child. The manager owns the process object.
 bool Launch(ChildOptions& options)
 {
-    return ACE_Process_Manager::instance()->spawn(options) != ACE_INVALID_PID;
+    auto pChild = std::make_unique<Child<ACE_Managed_Process>>(Streams::INHERITED);
+    if (ACE_Process_Manager::instance()->spawn(pChild.get(), options) == ACE_INVALID_PID) return false;
+    pChild.release();
+    return true;
 }
 
 /// Waits for this one child. When somebody else has collected it, which the host may do at any time, nobody
@@ -74,7 +79,7 @@ void WaitFor(pid_t nChild)
 /// that collects any child of the manager would delete it while we wait in it.
 bool Run(ChildOptions& options)
 {
-    ACE_Process child;
+    Child<ACE_Process> child(Streams::INHERITED);
     const pid_t nChild = ACE_Process_Manager::instance()->spawn(&child, options);
     if (nChild == ACE_INVALID_PID) return false;
     WaitFor(nChild);
@@ -251,7 +256,7 @@ bool SelfUtilCommon::StartProcess(const std::string& workDir, const std::string&
     // Deliberate: before any other check. A caller with such a directory has lost its way, and going on would
     // run its command somewhere else.
     if (!options.SetWorkingDirectory(workDir)) std::abort();
-    errno = StartError(workDir, command);
+    errno = CommandError(workDir, command);
     if (errno == 0) {
         options.SetCommand(command);
         if (bWait ? Run(options) : Launch(options)) return true;

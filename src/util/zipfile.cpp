@@ -13,6 +13,7 @@
 #include "base/wipedtext.h"
 #include "log/log.h"
 #include "nbihost/cfgfile.h"
+#include "util/childprocess.h"
 #include "util/commandline.h"
 
 namespace NS_UTIL {
@@ -64,7 +65,7 @@ int Prepare(ChildOptions& options, const std::string& workDir, const std::string
     WipedText command;
     if (!ReplaceDoublePercents(cmdLine, command.m_Text)) return EINVAL;
     options.SetCommand(command.m_Text);
-    return StartError(workDir, command.m_Text);
+    return CommandError(workDir, command.m_Text);
 }
 
 /// By its own id: the host waits for children of its own.
@@ -121,7 +122,7 @@ int ZipFileInterface::init()
 bool ZipFileInterface::ExecuteCmd(const std::string& workDir, const std::string& cmdLine)
 {
     ChildOptions options;
-    ACE_Process process;
+    Child<ACE_Process> process(Streams::GUARDED);
     errno = Prepare(options, workDir, cmdLine);
     if (errno != 0 || process.spawn(options) == ACE_INVALID_PID) {
         const int nError = errno;

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "support/inchild.h"
-#include "support/tempdir.h"
+#include "support/testdirectory.h"
 
 namespace NS_UTIL {
 namespace {
@@ -18,7 +18,7 @@ using nbitest::LimitFileSize;
 using nbitest::NOT_ROOT;
 using nbitest::PassesAsNobody;
 using nbitest::PassesInChild;
-using nbitest::TempDir;
+using nbitest::TestDirectory;
 
 std::string Edited(const std::string& text, const std::string& key, const std::string& value)
 {
@@ -162,7 +162,7 @@ protected:
     }
     std::set<std::string> Only(const std::string& name) { return {name}; }
 
-    TempDir m_Dir;
+    TestDirectory m_Dir;
 };
 
 TEST_F(ConfigFileTest, TextIsReadByteForByte)
