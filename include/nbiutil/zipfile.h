@@ -107,6 +107,8 @@ private:
     ZipFileInterface();
     ~ZipFileInterface() = default;
 
+    bool Compress(const std::string& workDir, const std::string& name);
+
     static std::atomic<ZipFileInterface*> m_pInstance;
 
     std::string m_BasePath;

@@ -40,6 +40,57 @@ std::string BaseNameOf(const std::string& name)
     return nSlash == std::string::npos ? name : name.substr(nSlash + 1);
 }
 
+/// A name as a command can hold it. A file called "-T" is a file, not an option.
+std::string FileWord(const std::string& name)
+{
+    return name.substr(0, 1) == "-" ? "./" + name : name;
+}
+
+/// tar takes what stands in front of the first ":" for another machine, unless a "/" comes before it.
+std::string ArchiveWord(const std::string& name)
+{
+    const std::size_t nMark = name.find_first_of(":/");
+    return nMark != std::string::npos && name[nMark] == ':' ? "./" + name : FileWord(name);
+}
+
+/// zip adds ".zip" to an archive's name only where its last component has no ".".
+std::string ZipArchiveWord(const std::string& stem)
+{
+    const std::string last = BaseNameOf(stem);
+    const bool bZipAdds = !last.empty() && last.find('.') == std::string::npos;
+    return ArchiveWord(bZipAdds ? stem : stem + ".zip");
+}
+
+/// A program's words and the names behind them. With an empty name among them it is not to be run: gzip would
+/// read its input, and zip would take the first file for the archive.
+class Command {
+public:
+    explicit Command(const std::string& prefix) : m_Text(prefix) {}
+
+    void Add(const std::string& word)
+    {
+        if (m_nWords++ > 0) m_Text += ' ';
+        m_Text += word;
+        if (word.find_first_not_of(' ') == std::string::npos) Refuse();
+    }
+    void Refuse() { m_bRunnable = false; }
+    const std::string& Text() const { return m_Text; }
+    /// The text, or an empty one, which cannot be started.
+    std::string Runnable() const { return m_bRunnable ? m_Text : std::string(); }
+
+private:
+    std::string m_Text;
+    int m_nWords = 0;
+    bool m_bRunnable = true;
+};
+
+/// A group that holds its own archive would be packed into that file and deleted with it.
+void AddZipped(Command& command, const std::string& name, const std::string& archive)
+{
+    command.Add(FileWord(name));
+    if (name == archive) command.Refuse();
+}
+
 /// Full groups in \p nNames names; none when the size of a group makes no sense.
 std::size_t GroupsIn(std::size_t nNames, long nPerGroup)
 {
@@ -135,11 +186,18 @@ bool ZipFileInterface::ExecuteCmd(const std::string& workDir, const std::string&
     return true;
 }
 
+bool ZipFileInterface::Compress(const std::string& workDir, const std::string& name)
+{
+    Command command(m_GzipCommand);
+    command.Add(FileWord(name));
+    return ExecuteCmd(workDir, command.Runnable());
+}
+
 int ZipFileInterface::ZipFile(const std::string& workDir, const Names& in, Names& out)
 {
     Names made;  // the caller may hand in one list twice
     for (const std::string& name : in) {
-        if (ExecuteCmd(workDir, m_GzipCommand + name)) made.push_back(name + ".gz");
+        if (Compress(workDir, name)) made.push_back(name + ".gz");
     }
     out.splice(out.end(), made);
     return 1;
@@ -152,7 +210,7 @@ int ZipFileInterface::GZipFile(const std::string& workDir, Names& in, Names& out
     const char* const pEnding = isTar ? ".tar.gz" : ".gz";
     Names made;
     for (const std::string& name : in) {
-        if (ExecuteCmd(workDir, m_GzipCommand + name)) made.push_back(StemOf(name) + pEnding);
+        if (Compress(workDir, name)) made.push_back(StemOf(name) + pEnding);
     }
     out.splice(out.end(), made);
     return 1;
@@ -166,10 +224,11 @@ int ZipFileInterface::TarFile(const std::string& workDir, Names& in, Names& out,
     for (auto name = in.begin(); nGroups > 0;) {
         ++nMember;
         if (nMember == 1) archive = StemOf(*name) + ".tar";
-        std::string command = nMember == 1 ? TAR_CREATE_COMMAND : m_TarAppendCommand;
-        command.append(archive).append(1, ' ').append(BaseNameOf(*name));
-        const bool bResult = ExecuteCmd(workDir, command);
-        WriteLog(TAR_RESULT, "tarCmdLine = %s,result = %d", command.c_str(), bResult);
+        Command command(nMember == 1 ? TAR_CREATE_COMMAND : m_TarAppendCommand);
+        command.Add(ArchiveWord(archive));
+        command.Add(FileWord(BaseNameOf(*name)));
+        const bool bResult = ExecuteCmd(workDir, command.Runnable());
+        WriteLog(TAR_RESULT, "tarCmdLine = %s,result = %d", command.Text().c_str(), bResult);
         // Deliberate: whatever the result. Callers collect again what is missing in an archive; a file that
         // stays would be packed twice.
         DeleteTarred(*name);
@@ -188,17 +247,19 @@ int ZipFileInterface::ArchiveZipFile(std::string& workDir, Names& in, Names& out
 {
     auto first = in.begin();
     for (std::size_t nGroups = GroupsIn(in.size(), perArchive); nGroups > 0; --nGroups) {
-        const std::string archive = StemOf(*first);
-        std::string command = m_ZipCommand + archive;
-        command.append(1, ' ').append(*first);
+        const std::string stem = StemOf(*first);
+        const std::string archive = stem + ".zip";
+        Command command(m_ZipCommand);
+        command.Add(ZipArchiveWord(stem));
         auto last = first;
+        AddZipped(command, *first, archive);
         for (int nMember = 1; nMember < perArchive && std::next(last) != in.end(); ++nMember) {
-            command.append(1, ' ').append(*++last);
+            AddZipped(command, *++last, archive);
         }
-        if (ExecuteCmd(workDir, command)) {
+        if (ExecuteCmd(workDir, command.Runnable())) {
             const auto end = std::next(last);
             for (auto name = first; name != end; ++name) DeleteZipped(*name);
-            out.push_back(archive + ".zip");
+            out.push_back(archive);
             first = in.erase(in.begin(), end);
         } else {
             // Deliberate: the next group begins with the last name of this one. Callers count on the number
