@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -12,6 +13,10 @@
 #include "nbiutil/export.h"
 
 namespace NS_UTIL {
+
+/// What an edit of a configuration file holds of it (SelfUtilCommon::modifyCorbaItemByCfg()).
+constexpr std::size_t MAX_CONFIG_LINES = 1024;
+constexpr std::size_t MAX_CONFIG_LINE_LENGTH = 1023;  ///< characters, without the line end
 
 /// Helper for object schemas. Threads: as the schema allows.
 class NBI_EXPORT SchemaUtil {
@@ -118,20 +123,28 @@ public:
     /// keys included, becomes "key=value", or "-key value" for the keys "SSLVersion" and
     /// "SSLPrivateKeyPasswd". An empty key is contained in every line.
     ///
-    /// Only files of up to 1,024 lines of up to 1,023 characters come through whole: lines behind the 1,024th
-    /// are dropped (and with them the line end of the 1,024th); a longer line is cut, and everything behind
-    /// it becomes empty lines, 1,024 in all.
+    /// Only files of up to MAX_CONFIG_LINES lines of up to MAX_CONFIG_LINE_LENGTH characters come through
+    /// whole: lines behind the last of these are dropped (and with them its line end); a longer line is cut,
+    /// and everything behind it becomes empty lines, MAX_CONFIG_LINES in all.
     ///
     /// Between reading and writing \p commandPrefix, directly followed by \p path, is run through
     /// StartProcess() in the current directory and sees the old file; when it cannot be started, a log line
     /// says so and the file is written all the same.
     ///
-    /// The new text is stored completely or not at all: a sibling with the file's owner and mode replaces it
-    /// (hard links and access lists are not kept; of a symbolic link the target is replaced). Where no such
-    /// sibling can be made, the file is rewritten in place, and put back on a failure.
-    /// \return false when the file could not be read, not be opened for writing, or the new text not be
-    ///         stored; the file then holds what it held before, or what the command has made of it. The first
-    ///         and the last cost one log line.
+    /// The new text is stored completely or not at all: a draft with the file's owner and mode, called like the
+    /// file with ".nbi-draft." and six characters behind, replaces it (hard links and access lists are not
+    /// kept; of a symbolic link the target is replaced). A process that is killed on the way leaves the old
+    /// file and perhaps its draft, with all that stands in the new text; the next edit of the file removes
+    /// every draft of it that no process holds.
+    ///
+    /// Beware: where no draft can be made with this owner and mode or put in the file's place, the file is
+    /// rewritten in place. It is put back on a failure, but a process that is killed in the middle leaves the
+    /// head of the new text in front of the rest of the old one.
+    /// \return true when the new text, and its name, are on the disk. false when the file could not be read,
+    ///         not be opened for writing, or the new text not be stored; the file then holds what it held
+    ///         before, or what the command has made of it, except after a failed sync of its folder: then it
+    ///         holds the new text, which a power cut may take back. The first and the last of the three cost
+    ///         one log line.
     bool modifyCorbaItemByCfg(const std::string& path, const std::string& key, const std::string& value,
                               const std::string& commandPrefix) const;
 

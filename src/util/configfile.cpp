@@ -6,16 +6,15 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <vector>
 
 #include "base/filehandle.h"
+#include "util/draft.h"
 
 namespace NS_UTIL {
 namespace {
 
-constexpr mode_t PERMISSION_BITS = 07777;
 constexpr mode_t OWNER_ALONE = 0600;
 
 /// Bytes behind these belong to no line that is held.
@@ -33,17 +32,6 @@ bool ReadInto(int nFile, std::string& text)
         nHeld += static_cast<std::size_t>(nRead);
     }
     text.resize(nHeld);
-    return true;
-}
-
-bool WriteAll(int nFile, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t nWritten = write(nFile, text.data(), text.size());
-        if (nWritten < 0 && errno == EINTR) continue;
-        if (nWritten < 0) return false;
-        text.remove_prefix(static_cast<std::size_t>(nWritten));
-    }
     return true;
 }
 
@@ -84,45 +72,6 @@ void JoinLines(const std::vector<std::string_view>& lines, std::string& text)
     }
 }
 
-/// A new file beside another one. Removed when it goes, unless it has taken the other one's place.
-class Sibling {
-public:
-    explicit Sibling(const std::string& target)
-        : m_Target(target), m_Path(target + ".XXXXXX"), m_File(mkostemp(m_Path.data(), O_CLOEXEC))
-    {
-    }
-    ~Sibling()
-    {
-        if (m_File.IsOpen() && !m_bInPlace) unlink(m_Path.c_str());
-    }
-    Sibling(const Sibling&) = delete;
-    Sibling& operator=(const Sibling&) = delete;
-
-    /// False when there is no sibling, or none with this owner and mode.
-    bool Resembles(const struct stat& wanted)
-    {
-        struct stat status;
-        return m_File.IsOpen() && fchown(m_File.Get(), wanted.st_uid, wanted.st_gid) == 0 &&
-               fchmod(m_File.Get(), wanted.st_mode & PERMISSION_BITS) == 0 &&
-               fstat(m_File.Get(), &status) == 0 && status.st_uid == wanted.st_uid &&
-               status.st_gid == wanted.st_gid && status.st_mode == wanted.st_mode;
-    }
-
-    bool Store(const std::string& text) { return WriteAll(m_File.Get(), text) && fsync(m_File.Get()) == 0; }
-
-    bool TakePlace()
-    {
-        m_bInPlace = std::rename(m_Path.c_str(), m_Target.c_str()) == 0;
-        return m_bInPlace;
-    }
-
-private:
-    std::string m_Target;
-    std::string m_Path;
-    FileHandle m_File;
-    bool m_bInPlace = false;
-};
-
 bool Overwrite(int nFile, const std::string& text)
 {
     return lseek(nFile, 0, SEEK_SET) == 0 && WriteAll(nFile, text) &&
@@ -131,7 +80,7 @@ bool Overwrite(int nFile, const std::string& text)
 
 bool ReadWhole(const std::string& path, const struct stat& status, std::string& text)
 {
-    const FileHandle file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const FileHandle file(OpenFile(path.c_str(), O_RDONLY));
     if (!file.IsOpen()) return false;
     text.resize(static_cast<std::size_t>(status.st_size));
     return ReadInto(file.Get(), text);
@@ -152,10 +101,11 @@ bool Replace(int nFile, const std::string& path, const struct stat& status, cons
 {
     std::array<char, PATH_MAX> target;
     if (realpath(path.c_str(), target.data()) != nullptr) {
-        Sibling sibling(target.data());
-        if (sibling.Resembles(status)) {
-            if (!sibling.Store(text)) return false;
-            if (sibling.TakePlace()) return true;  // refused where the file is a mount point
+        RemoveAbandonedDrafts(target.data());
+        Draft draft(target.data());
+        if (draft.Resembles(status)) {
+            if (!draft.Store(text)) return false;
+            if (draft.TakePlace()) return draft.SyncFolder();
         }
     }
     return RewriteInPlace(nFile, path, status, text);
@@ -165,7 +115,7 @@ bool Replace(int nFile, const std::string& path, const struct stat& status, cons
 
 bool ReadConfigText(const std::string& path, WipedText& text)
 {
-    const FileHandle file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const FileHandle file(OpenFile(path.c_str(), O_RDONLY));
     if (!file.IsOpen()) return false;
     text.m_Text.resize(MAX_CONFIG_TEXT);
     return ReadInto(file.Get(), text.m_Text);
@@ -185,7 +135,7 @@ void EditConfigText(std::string_view text, const std::string& key, const std::st
 
 StoreResult StoreConfigText(const std::string& path, const std::string& text)
 {
-    const FileHandle file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, OWNER_ALONE));
+    const FileHandle file(OpenFile(path.c_str(), O_WRONLY | O_CREAT, OWNER_ALONE));
     struct stat status;
     if (!file.IsOpen() || fstat(file.Get(), &status) != 0) return StoreResult::NOT_OPENED;
     const bool bStored = S_ISREG(status.st_mode) ? Replace(file.Get(), path, status, text)

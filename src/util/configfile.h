@@ -2,18 +2,13 @@
 /// The two halves of an edit of a configuration file: the text as an edit sees it, and its replacement.
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "base/wipedtext.h"
+#include "nbiutil/selfutilcommon.h"  // the limits
 
 namespace NS_UTIL {
-
-/// What an edit holds of a file. Lines behind the last one are dropped. Of a longer line the head is held,
-/// and all lines behind it are held as empty ones.
-constexpr std::size_t MAX_CONFIG_LINES = 1024;
-constexpr std::size_t MAX_CONFIG_LINE_LENGTH = 1023;
 
 /// Reads as much of a file as an edit can hold.
 /// \return false when the file cannot be opened or read.
@@ -27,12 +22,14 @@ void EditConfigText(std::string_view text, const std::string& key, const std::st
 enum class StoreResult {
     STORED,
     NOT_OPENED,  // the file could not be opened for writing
-    NOT_STORED,  // it could; it holds what it held before, and errno says why
+    NOT_STORED,  // it could; errno says why. It holds what it held before, or, when only its folder was not
+                 // synced, the new text
 };
 
-/// Makes \p text the content of the file, a link's target being the file. A sibling with the file's owner and
+/// Makes \p text the content of the file, a link's target being the file. A draft with the file's owner and
 /// mode takes its place by rename; where there can be none, the file is rewritten in place, and its old text
-/// put back from memory on a failure. A file that is not there is made, for its owner alone.
+/// put back from memory on a failure. A kill leaves one of the two texts, in place a mixture. A file that is
+/// not there is made, for its owner alone.
 StoreResult StoreConfigText(const std::string& path, const std::string& text);
 
 }  // namespace NS_UTIL
