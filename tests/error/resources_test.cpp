@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "names.h"
 #include "nbihost/cfgfile.h"
 #include "nbihost/standalone.h"
 #include "nbiutil/errcode.h"
 #include "nbiutil/errorinfomgr.h"
+#include "shared/names.h"
 #include "support/tempdir.h"
 
 namespace NS_UTIL {

@@ -16,6 +16,7 @@
 #include "nbihost/corbaconfigitems.h"
 #include "nbihost/logservice.h"
 #include "nbihost/objectschema.h"
+#include "nbihost/standalone.h"
 #include "nbihost/trim.h"
 #include "nbiutil/processexception.h"
 #include "support/annexkfaults.h"
@@ -472,3 +473,16 @@ int tavoAESCipher::decryptEx(const std::string& cipher, std::string& plain, unsi
     }
     return nbitest::BytesOf(cipher, plain) ? 0 : 1;
 }
+
+namespace nbihost {
+
+/// The program's own lines are recorded like the library's.
+void Log(LogLevel level, const char* pModule, const char* pFormat, ...)
+{
+    std::va_list args;
+    va_start(args, pFormat);
+    nbitest::Log().LogV(pModule, "", 0, level, pFormat, args);
+    va_end(args);
+}
+
+}  // namespace nbihost

@@ -1,19 +1,21 @@
 /// \file
 /// nbi-client: the command line in front of commands.h.
 #include <CLI/CLI.hpp>
+#include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
 
-#include "besideprogram.h"
-#include "commands.h"
-#include "login.h"
-#include "names.h"
+#include "client/commands/commands.h"
+#include "client/commands/login.h"
+#include "client/commands/secrets.h"
+#include "client/view/reasons.h"
 #include "nbihost/standalone.h"
 #include "nbiutil/errorinfomgr.h"
-#include "reasons.h"
-#include "secrets.h"
+#include "shared/besideprogram.h"
+#include "shared/names.h"
 
 namespace northbound {
 namespace {
@@ -21,7 +23,9 @@ namespace {
 constexpr double DAY = 86400;  // seconds
 
 struct CommandLine {
-    Manner m_Manner;
+    OutputOptions m_Output;
+    std::string m_Server;
+    double m_Timeout = 30;  // seconds
     std::string m_ConfigFile;
     std::string m_Language = "en";
     std::string m_User;
@@ -44,9 +48,9 @@ std::string DefaultUser()
 
 void AddGeneral(CLI::App& app, CommandLine& line)
 {
-    line.m_Manner.m_Server = std::string(DEFAULT_ADDRESS) + ":" + std::to_string(DEFAULT_PORT);
+    line.m_Server = std::string(DEFAULT_ADDRESS) + ":" + std::to_string(DEFAULT_PORT);
     line.m_User = DefaultUser();
-    app.add_option("-s,--server", line.m_Manner.m_Server, "Server, as <host>:<port>")->capture_default_str();
+    app.add_option("-s,--server", line.m_Server, "Server, as <host>:<port>")->capture_default_str();
     app.add_option("-u,--user", line.m_User, "On whose behalf; the server's log says it")
         ->capture_default_str();
     line.m_ConfigFile = BesideProgram("nbi-client.ini");
@@ -54,8 +58,8 @@ void AddGeneral(CLI::App& app, CommandLine& line)
     app.add_option("-l,--lang", line.m_Language, "Language of the reasons of failures")
         ->capture_default_str()
         ->check(CLI::IsMember({"en", "zh"}));
-    app.add_flag("--json", line.m_Manner.m_bJson, "Print JSON, failures included");
-    app.add_option("-t,--timeout", line.m_Manner.m_Timeout,
+    app.add_flag("--json", line.m_Output.m_bJson, "Print JSON, failures included");
+    app.add_option("-t,--timeout", line.m_Timeout,
                    "Seconds to wait for an answer, beside what a collection lasts")
         ->capture_default_str()
         ->check(CLI::Range(0.1, DAY));
@@ -64,7 +68,7 @@ void AddGeneral(CLI::App& app, CommandLine& line)
 void AddInventory(CLI::App& app, CommandLine& line)
 {
     app.add_subcommand("inventory", "List the machine's network interfaces")->callback([&line] {
-        line.m_Command = [&line](const Session& session) { return ShowInventory(session, line.m_Manner); };
+        line.m_Command = [&line](const Session& session) { return ShowInventory(session, line.m_Output); };
     });
 }
 
@@ -74,7 +78,7 @@ void AddCounters(CLI::App& app, CommandLine& line)
     pCommand->add_option("PORT", line.m_Port, "\"eth0\" or \"ne=<host>,port=eth0\"")->required();
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
-            return ShowCounters(session, line.m_Manner, line.m_Port);
+            return ShowCounters(session, line.m_Output, line.m_Port);
         };
     });
 }
@@ -103,7 +107,7 @@ void AddCollect(CLI::App& app, CommandLine& line)
     pCommand->add_flag("-q,--quiet", line.m_Collect.m_bQuiet, "No progress display");
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
-            return RunCollections(session, line.m_Manner, line.m_Collect);
+            return RunCollections(session, line.m_Output, line.m_Collect);
         };
     });
 }
@@ -115,7 +119,7 @@ void AddTasks(CLI::App& app, CommandLine& line)
     pCommand->add_option("--at-least", line.m_Tasks.m_nAtLeast, "Wait until there are so many");
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
-            return ShowTasks(session, line.m_Manner, line.m_Tasks);
+            return ShowTasks(session, line.m_Output, line.m_Tasks);
         };
     });
 }
@@ -130,7 +134,7 @@ void AddConfig(CLI::App& app, CommandLine& line)
     pSet->add_option("VALUE", line.m_Config.m_Value, "Its new value")->required();
     pSet->callback([&line] {
         line.m_Command = [&line](const Session& session) {
-            return SetItem(session, line.m_Manner, line.m_Config);
+            return SetItem(session, line.m_Output, line.m_Config);
         };
     });
 }
@@ -145,18 +149,18 @@ void AddLogin(CLI::App& app, CommandLine& line)
     addFile(pLogin);
     pLogin->callback([&line] {
         line.m_Command = [&line](const Session& session) {
-            return LogIn(session, line.m_Manner, line.m_PasswordFile);
+            return LogIn(session, line.m_Output, line.m_PasswordFile);
         };
     });
     app.add_subcommand("sessions", "List the users that have logged in")->callback([&line] {
-        line.m_Command = [&line](const Session& session) { return ShowSessions(session, line.m_Manner); };
+        line.m_Command = [&line](const Session& session) { return ShowSessions(session, line.m_Output); };
     });
     CLI::App* const pItem = app.add_subcommand(
         "password-item", "Print the line of the server's configuration that lets the user log in");
     addFile(pItem);
     pItem->callback([&line] {
         line.m_CommandWithoutServer = [&line] {
-            return ShowPasswordItem(line.m_Manner, line.m_User, line.m_PasswordFile);
+            return ShowPasswordItem(line.m_Output, line.m_User, line.m_PasswordFile);
         };
     });
 }
@@ -164,14 +168,14 @@ void AddLogin(CLI::App& app, CommandLine& line)
 void AddStop(CLI::App& app, CommandLine& line)
 {
     app.add_subcommand("stop", "Stop the server in order, and wait until it is gone")->callback([&line] {
-        line.m_Command = [&line](const Session& session) { return StopServer(session, line.m_Manner); };
+        line.m_Command = [&line](const Session& session) { return StopServer(session, line.m_Output); };
     });
 }
 
 void AddPublicKey(CLI::App& app, CommandLine& line)
 {
     app.add_subcommand("pubkey", "Print the server's public key as PEM, for secrets")->callback([&line] {
-        line.m_Command = [&line](const Session& session) { return ShowPublicKey(session, line.m_Manner); };
+        line.m_Command = [&line](const Session& session) { return ShowPublicKey(session, line.m_Output); };
     });
 }
 
@@ -187,7 +191,7 @@ void AddSendSecret(CLI::App& app, CommandLine& line)
                        "FILE holds the secret itself; encrypt it here");
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
-            return SendSecret(session, line.m_Manner, line.m_Secret);
+            return SendSecret(session, line.m_Output, line.m_Secret);
         };
     });
 }
@@ -202,22 +206,26 @@ void AddReason(CLI::App& app, CommandLine& line)
             return ParseCode(text) ? "" : "\"" + text + "\" is no code of 32 bits, decimal or after 0x";
         });
     pCommand->callback([&line] {
-        line.m_CommandWithoutServer = [&line] { return ShowReason(line.m_Manner, *ParseCode(line.m_Code)); };
+        line.m_CommandWithoutServer = [&line] { return ShowReason(line.m_Output, *ParseCode(line.m_Code)); };
     });
+}
+
+std::chrono::milliseconds Milliseconds(double seconds)
+{
+    return std::chrono::milliseconds(std::llround(seconds * 1000));
 }
 
 int AskServer(const CommandLine& line)
 {
     try {
-        const Session session(line.m_Manner.m_Server, line.m_User);
-        Session::LimitAnswerTime(static_cast<unsigned int>(line.m_Manner.m_Timeout * 1000));
+        const Session session(line.m_Server, line.m_User, Milliseconds(line.m_Timeout));
         return line.m_Command(session);
     } catch (const InputError& e) {
-        return ReportInputError(line.m_Manner, e);
+        return ReportInputError(line.m_Output, e);
     } catch (const Northbound::OperationFailed& e) {
-        return ReportRefusal(line.m_Manner, e);
+        return ReportRefusal(line.m_Output, e);
     } catch (const CORBA::SystemException& e) {
-        return ReportNoServer(line.m_Manner, e);
+        return ReportNoServer(line.m_Output, line.m_Server, e);
     }
 }
 

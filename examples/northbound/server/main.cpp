@@ -17,16 +17,18 @@
 #include <stdexcept>
 #include <utility>
 
-#include "besideprogram.h"
-#include "catalogue.h"
-#include "managerservant.h"
 #include "nbihost/standalone.h"
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbitaskmgr.h"
-#include "orbendpoint.h"
-#include "serversettings.h"
-#include "serving.h"
-#include "stopsignal.h"
+#include "server/corba/managerservant.h"
+#include "server/corba/orbendpoint.h"
+#include "server/figures/catalogue.h"
+#include "server/operations/service.h"
+#include "server/serving/logprefix.h"
+#include "server/serving/stopsignal.h"
+#include "server/upkeep/configeditor.h"
+#include "server/upkeep/serversettings.h"
+#include "shared/besideprogram.h"
 
 namespace northbound {
 namespace {
@@ -127,10 +129,11 @@ void Announce(const CommandLine& line, const std::string& address)
 void Run(const CommandLine& line)
 {
     StopSignal stop;
-    std::unique_ptr<ManagerServant> pServant;
+    std::unique_ptr<Service> pService;
+    std::shared_ptr<PortableServer::ServantBase> pServant;
     std::unique_ptr<OrbEndpoint> pEndpoint;
     nbihost::HostHooks hooks;
-    hooks.m_LogPrefix = Serving::AppendPrefix;
+    hooks.m_LogPrefix = LogPrefix::Append;
     hooks.m_OnStop = [&stop, &pEndpoint] {
         stop.Raise();  // running collections end at their next sample, so that the pools need not wait
         NS_UTIL::TaskPoolMgr::ShutDown();
@@ -148,8 +151,9 @@ void Run(const CommandLine& line)
         host.Reload();
         NS_UTIL::TaskPoolMgr::Init(SettingsOf(line).m_nHugeTaskLimit);
     });
-    pServant = std::make_unique<ManagerServant>(settings, std::move(catalogue), editor, stop,
-                                                [] { kill(getpid(), SIGTERM); });
+    pService = std::make_unique<Service>(settings, std::move(catalogue), editor, stop,
+                                         [] { kill(getpid(), SIGTERM); });
+    pServant = MakeManagerServant(*pService);
     pEndpoint = std::make_unique<OrbEndpoint>(settings.m_ListenAddress, settings.m_nListenPort, *pServant);
     Announce(line, settings.m_ListenAddress + ":" + std::to_string(pEndpoint->Port()));
     WaitForStopOrder();

@@ -1,0 +1,30 @@
+#include <iostream>
+
+#include "client/commands/commands.h"
+#include "client/commands/report.h"
+#include "client/commands/waiting.h"
+#include "client/view/json.h"
+#include "client/view/table.h"
+
+namespace northbound {
+
+int SetItem(const Session& session, const OutputOptions& output, const ConfigOptions& options)
+{
+    session.Server()->SetItem(session.Who(), options.m_Key.c_str(), options.m_Value.c_str());
+    std::cout << (output.m_bJson ? JsonObject().Text("set", options.m_Key).Done()
+                                 : Printable(options.m_Key) + " is set, and the configuration is in force")
+              << '\n';
+    return EXIT_DONE;
+}
+
+int StopServer(const Session& session, const OutputOptions& output)
+{
+    session.Server()->Stop(session.Who());
+    if (!WaitFor(session, [&session] { return session.IsGone(); })) {
+        return ReportTooLate(output, "the server has the order to stop, but is still there");
+    }
+    std::cout << (output.m_bJson ? "{\"stopped\":true}" : "the server has stopped") << '\n';
+    return EXIT_DONE;
+}
+
+}  // namespace northbound

@@ -1,0 +1,151 @@
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+#include <list>
+#include <thread>
+
+#include "client/commands/commands.h"
+#include "client/commands/waiting.h"
+#include "client/corba/collections.h"
+#include "client/view/format.h"
+#include "client/view/json.h"
+#include "client/view/progressview.h"
+#include "client/view/table.h"
+
+namespace northbound {
+namespace {
+
+unsigned int Milliseconds(double seconds)
+{
+    return static_cast<unsigned int>(std::lround(seconds * 1000));
+}
+
+using Collections = std::list<Collection>;
+
+bool AllOver(const Collections& collections)
+{
+    return std::all_of(collections.begin(), collections.end(),
+                       [](const Collection& c) { return c.IsOver(); });
+}
+
+void ShowProgressUntilOver(const Session& session, const Collections& collections)
+{
+    ProgressView view;
+    while (!AllOver(collections)) {
+        const Northbound::HugeTaskList_var tasks = session.Server()->HugeTasks(session.Who());
+        view.Show(tasks);
+        std::this_thread::sleep_for(POLL);
+    }
+    view.Show(Northbound::HugeTaskList());
+}
+
+std::string OutcomeJson(const Collection& collection)
+{
+    JsonObject outcome;
+    outcome.Text("dn", collection.Work().dn.in());
+    if (collection.Result() != nullptr) outcome.Raw("result", ToJson(*collection.Result()));
+    if (collection.Refusal() != nullptr) outcome.Raw("refusal", ToJson(*collection.Refusal()));
+    if (collection.NoServer() != nullptr) outcome.Text("noServer", collection.NoServer()->_name());
+    return outcome.Done();
+}
+
+void PrintOutcome(const Collection& collection)
+{
+    const std::string dn = Printable(collection.Work().dn.in());
+    if (const Northbound::CollectionResult* const pResult = collection.Result()) {
+        std::cout << dn << ": " << pResult->samples << " samples; " << ToText(pResult->increase)
+                  << "\n  file      " << Printable(pResult->file.in()) << "\n  operation "
+                  << Printable(pResult->operation.in()) << '\n';
+    } else if (collection.Refusal() != nullptr) {
+        std::cerr << "nbi-client: " << dn << ": " << ToText(*collection.Refusal()) << '\n';
+    } else {
+        std::cerr << "nbi-client: " << dn << ": no answer (" << collection.NoServer()->_name() << ")\n";
+    }
+}
+
+int ExitCodeOf(const Collections& collections)
+{
+    int nExitCode = EXIT_DONE;
+    for (const Collection& collection : collections) {
+        if (collection.NoServer() != nullptr) return EXIT_NO_SERVER;
+        if (collection.Refusal() != nullptr) nExitCode = EXIT_REFUSED;
+    }
+    return nExitCode;
+}
+
+bool HasResult(const Collections& collections)
+{
+    return std::any_of(collections.begin(), collections.end(),
+                       [](const Collection& c) { return c.Result() != nullptr; });
+}
+
+Northbound::PackResult* Pack(const Session& session, const CollectOptions& options)
+{
+    Northbound::PackOrder work;
+    work.method = options.m_PackMethod.c_str();
+    work.perArchive =
+        options.m_nPerArchive > 0 ? options.m_nPerArchive : static_cast<CORBA::ULong>(options.m_Ports.size());
+    return session.Server()->Pack(session.Who(), work);
+}
+
+void PrintPacked(const Northbound::PackResult& packed)
+{
+    for (CORBA::ULong i = 0; i < packed.archives.length(); ++i) {
+        std::cout << "packed into " << Printable(packed.archives[i].in()) << '\n';
+    }
+    std::cout << packed.waiting << " files wait for a later packing\n";
+}
+
+std::string PackedJson(const Northbound::PackResult& packed)
+{
+    std::vector<std::string> archives;
+    for (CORBA::ULong i = 0; i < packed.archives.length(); ++i) {
+        archives.push_back(JsonText(packed.archives[i].in()));
+    }
+    return JsonObject().Raw("archives", JsonArray(archives)).Number("waiting", packed.waiting).Done();
+}
+
+/// With \p pPacked the JSON is an object of the outcomes and of what was packed, else the outcomes alone.
+void PrintOutcomes(const Collections& collections, const OutputOptions& output,
+                   const Northbound::PackResult* pPacked)
+{
+    if (!output.m_bJson) {
+        for (const Collection& collection : collections) PrintOutcome(collection);
+        if (pPacked != nullptr) PrintPacked(*pPacked);
+        return;
+    }
+    std::vector<std::string> items;
+    for (const Collection& collection : collections) items.push_back(OutcomeJson(collection));
+    const std::string outcomes = JsonArray(items);
+    std::cout << (pPacked == nullptr
+                      ? outcomes
+                      : JsonObject().Raw("collections", outcomes).Raw("packed", PackedJson(*pPacked)).Done())
+              << '\n';
+}
+
+}  // namespace
+
+int RunCollections(const Session& session, const OutputOptions& output, const CollectOptions& options)
+{
+    std::vector<Northbound::CollectionOrder> orders;
+    for (const std::string& dn : session.DnsOf(options.m_Ports)) {
+        orders.emplace_back();
+        orders.back().dn = dn.c_str();
+        orders.back().interval = Milliseconds(options.m_Interval);
+        orders.back().duration = Milliseconds(options.m_Duration);
+    }
+    Collections collections;
+    for (const auto& work : orders)
+        collections.emplace_back(session, work, static_cast<unsigned int>(session.Timeout().count()));
+    if (!output.m_bJson && !options.m_bQuiet) ShowProgressUntilOver(session, collections);
+    while (!AllOver(collections)) std::this_thread::sleep_for(POLL);
+    if (options.m_PackMethod.empty() || !HasResult(collections)) {
+        PrintOutcomes(collections, output, nullptr);
+    } else {
+        const Northbound::PackResult_var packed = Pack(session, options);
+        PrintOutcomes(collections, output, packed.operator->());
+    }
+    return ExitCodeOf(collections);
+}
+
+}  // namespace northbound

@@ -1,0 +1,53 @@
+/// \file
+/// What each subcommand of the client does. The results are exit codes; Northbound::OperationFailed and
+/// CORBA::SystemException go through.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "client/commands/report.h"
+#include "client/corba/session.h"
+
+namespace northbound {
+
+struct CollectOptions {
+    std::vector<std::string> m_Ports;
+    double m_Interval = 1;   // seconds
+    double m_Duration = 10;  // seconds
+    bool m_bQuiet = false;
+    std::string m_PackMethod;        // "": not at all
+    unsigned int m_nPerArchive = 0;  // 0: as many as there are ports
+};
+
+struct ConfigOptions {
+    std::string m_Key;
+    std::string m_Value;
+};
+
+struct TasksOptions {
+    bool m_bWatch = false;
+    unsigned int m_nAtLeast = 0;
+};
+
+int ShowInventory(const Session& session, const OutputOptions& output);
+int ShowCounters(const Session& session, const OutputOptions& output, const std::string& port);
+
+/// One collection per port, side by side, with a progress display while they run; then the packing of the
+/// files, if it is asked for and a collection has made one.
+int RunCollections(const Session& session, const OutputOptions& output, const CollectOptions& options);
+
+/// Changes an item of the server's configuration file.
+int SetItem(const Session& session, const OutputOptions& output, const ConfigOptions& options);
+
+/// The running huge tasks, once there are m_nAtLeast of them; EXIT_REFUSED when that takes longer than the
+/// timeout. With m_bWatch: their progress until none is left.
+int ShowTasks(const Session& session, const OutputOptions& output, const TasksOptions& options);
+
+/// Returns once the server is gone; EXIT_REFUSED when that takes longer than the timeout.
+int StopServer(const Session& session, const OutputOptions& output);
+
+/// The reason of \p nCode from the catalogue; EXIT_REFUSED when it has none. Needs no server.
+int ShowReason(const OutputOptions& output, unsigned int nCode);
+
+}  // namespace northbound

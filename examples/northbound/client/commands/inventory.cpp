@@ -1,0 +1,36 @@
+#include <iostream>
+
+#include "client/commands/commands.h"
+#include "client/view/format.h"
+#include "client/view/json.h"
+
+namespace northbound {
+
+int ShowInventory(const Session& session, const OutputOptions& output)
+{
+    const Northbound::PortList_var ports = session.Server()->Inventory(session.Who());
+    const Northbound::ColumnList_var columns = session.Server()->Columns(session.Who());
+    if (output.m_bJson) {
+        std::cout << JsonObject().Raw("ports", ToJson(ports.in())).Raw("figures", ToJson(columns.in())).Done()
+                  << '\n';
+    } else {
+        Print(ports.in(), columns.in());
+        std::cout << '\n';
+        Print(columns.in());
+    }
+    return EXIT_DONE;
+}
+
+int ShowCounters(const Session& session, const OutputOptions& output, const std::string& port)
+{
+    const std::string dn = session.DnsOf({port}).front();
+    const Northbound::Reading_var reading = session.Server()->ReadCounters(session.Who(), dn.c_str());
+    if (output.m_bJson) {
+        std::cout << ToJson(reading.in()) << '\n';
+    } else {
+        Print(reading.in());
+    }
+    return EXIT_DONE;
+}
+
+}  // namespace northbound

@@ -1,0 +1,99 @@
+#include "server/corba/managerservant.h"
+
+#include <utility>
+#include <variant>
+
+#include "northbound.hh"
+#include "server/corba/orbinternals.h"
+#include "server/corba/translation.h"
+#include "server/operations/service.h"
+
+namespace northbound {
+namespace {
+
+/// One method per operation: the request as a plain struct, the answer translated back.
+class ManagerServant final : public POA_Northbound::Manager {
+public:
+    explicit ManagerServant(Service& service) : m_Service(service) {}
+
+    Northbound::PortList* Inventory(const Northbound::Caller& who) override
+    {
+        return ToIdl(Ask<northbound::Inventory>(who, {}));
+    }
+
+    Northbound::ColumnList* Columns(const Northbound::Caller& who) override
+    {
+        return ToIdl(Ask<northbound::Columns>(who, {}));
+    }
+
+    Northbound::Reading* ReadCounters(const Northbound::Caller& who, const char* pDn) override
+    {
+        return ToIdl(Ask<northbound::ReadCounters>(who, {pDn}));
+    }
+
+    Northbound::CollectionResult* Collect(const Northbound::Caller& who,
+                                          const Northbound::CollectionOrder& work) override
+    {
+        return ToIdl(Ask<northbound::Collect>(who, {work.dn.in(), work.interval, work.duration}));
+    }
+
+    Northbound::PackResult* Pack(const Northbound::Caller& who, const Northbound::PackOrder& work) override
+    {
+        return ToIdl(Ask<northbound::Pack>(who, {work.method.in(), work.perArchive}));
+    }
+
+    void SetItem(const Northbound::Caller& who, const char* pKey, const char* pValue) override
+    {
+        Ask<northbound::SetItem>(who, {pKey, pValue});
+    }
+
+    Northbound::HugeTaskList* HugeTasks(const Northbound::Caller& who) override
+    {
+        return ToIdl(Ask<northbound::HugeTasks>(who, {}));
+    }
+
+    Northbound::Bytes* PublicKey(const Northbound::Caller& who) override
+    {
+        return ToIdl(Ask<northbound::PublicKey>(who, {}));
+    }
+
+    CORBA::ULong SendSecret(const Northbound::Caller& who, const char* pCipher) override
+    {
+        return Ask<northbound::SendSecret>(who, {pCipher}).m_nBytes;
+    }
+
+    void Login(const Northbound::Caller& who, const char* pCipher) override
+    {
+        Ask<northbound::Login>(who, {pCipher});
+    }
+
+    Northbound::UserSessionList* Sessions(const Northbound::Caller& who) override
+    {
+        return ToIdl(Ask<northbound::Sessions>(who, {}));
+    }
+
+    void Stop(const Northbound::Caller& who) override { Ask<northbound::Stop>(who, {}); }
+
+private:
+    /// \throws Northbound::OperationFailed
+    template <class Operation>
+    typename Operation::Result Ask(const Northbound::Caller& who, typename Operation::Request request)
+    {
+        auto outcome = m_Service.Ask<Operation>({who.user.in(), PeerAddress()}, std::move(request));
+        if (const Failure* const pFailure = std::get_if<Failure>(&outcome)) {
+            throw Northbound::OperationFailed(pFailure->m_nCode, pFailure->m_Detail.c_str());
+        }
+        return std::get<typename Operation::Result>(std::move(outcome));
+    }
+
+    Service& m_Service;
+};
+
+}  // namespace
+
+std::shared_ptr<PortableServer::ServantBase> MakeManagerServant(Service& service)
+{
+    return std::make_shared<ManagerServant>(service);
+}
+
+}  // namespace northbound

@@ -1,0 +1,139 @@
+#include "server/corba/translation.h"
+
+#include <algorithm>
+
+namespace northbound {
+namespace {
+
+/// Makes \p list as long as \p items and fills it in, one by one.
+template <class List, class Items, class Fill>
+void FillEach(List& list, const Items& items, Fill fill)
+{
+    list.length(static_cast<CORBA::ULong>(items.size()));
+    CORBA::ULong nIndex = 0;
+    for (const auto& item : items) fill(list[nIndex++], item);
+}
+
+template <class Texts>
+void FillIn(Northbound::TextList& list, const Texts& texts)
+{
+    FillEach(list, texts, [](auto&& element, const std::string& text) { element = text.c_str(); });
+}
+
+void FillIn(Northbound::FigureList& list, const NamedFigures& figures)
+{
+    FillEach(list, figures, [](Northbound::Figure& figure, const NamedFigure& from) {
+        figure.name = from.m_Name.c_str();
+        figure.unit = from.m_Unit.c_str();
+        figure.known = from.m_Value.has_value();
+        figure.value = from.m_Value.value_or(0);
+    });
+}
+
+void FillIn(Northbound::Port& port, const Inventory::Port& from)
+{
+    port.dn = from.m_Dn.c_str();
+    port.name = from.m_Facts.m_Name.c_str();
+    port.state = from.m_Facts.m_State.c_str();
+    port.hardwareAddress = from.m_Facts.m_HardwareAddress.c_str();
+    FillIn(port.addresses, from.m_Facts.m_Addresses);
+    port.mtu = from.m_Facts.m_nMtu;
+    port.speed = from.m_Facts.m_nSpeed;
+    FillIn(port.counting, from.m_Figures);
+}
+
+void FillIn(Northbound::Column& column, const Column& from)
+{
+    column.table = from.m_Table.c_str();
+    column.name = from.m_Name.c_str();
+    column.title = from.m_Title.c_str();
+    column.unit = from.m_Unit.c_str();
+    column.type = from.m_bCounter ? "counter" : "gauge";
+    column.direction = from.m_Direction.c_str();
+    column.brief = from.m_bBrief;
+}
+
+void FillIn(Northbound::HugeTask& task, const RunningCollection& from)
+{
+    task.operation = from.m_Operation.c_str();
+    task.list = from.m_List.c_str();
+    task.dn = from.m_Progress.m_Dn.c_str();
+    task.user = from.m_Progress.m_User.c_str();
+    task.samplesTaken = from.m_Progress.m_nTaken;
+    task.samplesPlanned = from.m_Progress.m_nPlanned;
+}
+
+void FillIn(Northbound::UserSession& session, const Sessions::Session& from)
+{
+    session.user = from.m_User.c_str();
+    session.since = from.m_Since.c_str();
+    session.address = from.m_Address.c_str();
+}
+
+/// A list of the interface with an element for each item.
+template <class List, class Items>
+List* ListOf(const Items& items)
+{
+    typename List::_var_type list = new List;
+    FillEach(list.inout(), items, [](auto& element, const auto& item) { FillIn(element, item); });
+    return list._retn();
+}
+
+}  // namespace
+
+Northbound::PortList* ToIdl(const Inventory::Result& result)
+{
+    return ListOf<Northbound::PortList>(result.m_Ports);
+}
+
+Northbound::ColumnList* ToIdl(const Columns::Result& result)
+{
+    return ListOf<Northbound::ColumnList>(result.m_Columns);
+}
+
+Northbound::Reading* ToIdl(const ReadCounters::Result& result)
+{
+    Northbound::Reading_var reading = new Northbound::Reading;
+    reading->dn = result.m_Dn.c_str();
+    reading->takenAt = result.m_TakenAt.c_str();
+    FillIn(reading->counting, result.m_Figures);
+    return reading._retn();
+}
+
+Northbound::CollectionResult* ToIdl(const Collect::Result& result)
+{
+    Northbound::CollectionResult_var collection = new Northbound::CollectionResult;
+    collection->operation = result.m_Operation.c_str();
+    collection->file = result.m_File.c_str();
+    collection->samples = result.m_nSamples;
+    FillIn(collection->increase, result.m_Increase);
+    return collection._retn();
+}
+
+Northbound::HugeTaskList* ToIdl(const HugeTasks::Result& result)
+{
+    return ListOf<Northbound::HugeTaskList>(result.m_Tasks);
+}
+
+Northbound::Bytes* ToIdl(const PublicKey::Result& result)
+{
+    Northbound::Bytes_var key = new Northbound::Bytes;
+    key->length(static_cast<CORBA::ULong>(result.m_Der.size()));
+    std::copy(result.m_Der.begin(), result.m_Der.end(), key->get_buffer());
+    return key._retn();
+}
+
+Northbound::UserSessionList* ToIdl(const Sessions::Result& result)
+{
+    return ListOf<Northbound::UserSessionList>(result.m_Sessions);
+}
+
+Northbound::PackResult* ToIdl(const Pack::Result& result)
+{
+    Northbound::PackResult_var packed = new Northbound::PackResult;
+    FillIn(packed->archives, result.m_Archives);
+    packed->waiting = static_cast<CORBA::ULong>(result.m_nWaiting);
+    return packed._retn();
+}
+
+}  // namespace northbound

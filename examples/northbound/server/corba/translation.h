@@ -1,0 +1,20 @@
+/// \file
+/// The operations' plain structs as the interface's own.
+#pragma once
+
+#include "northbound.hh"
+#include "server/operations/service.h"
+
+namespace northbound {
+
+/// The caller owns what these return, as the skeletons want it.
+Northbound::PortList* ToIdl(const Inventory::Result& result);
+Northbound::ColumnList* ToIdl(const Columns::Result& result);
+Northbound::Reading* ToIdl(const ReadCounters::Result& result);
+Northbound::CollectionResult* ToIdl(const Collect::Result& result);
+Northbound::HugeTaskList* ToIdl(const HugeTasks::Result& result);
+Northbound::Bytes* ToIdl(const PublicKey::Result& result);
+Northbound::UserSessionList* ToIdl(const Sessions::Result& result);
+Northbound::PackResult* ToIdl(const Pack::Result& result);
+
+}  // namespace northbound

@@ -1,0 +1,175 @@
+#include "server/figures/machine.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <unistd.h>
+
+#include <bitset>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "nbiutil/selfutilcommon.h"
+#include "server/serving/failure.h"
+#include "shared/names.h"
+
+namespace northbound {
+namespace {
+
+constexpr const char* MODULE = "machine";
+
+std::string HostName()
+{
+    char name[HOST_NAME_MAX + 1] = {};
+    if (gethostname(name, sizeof(name) - 1) != 0 || name[0] == '\0') return "localhost";
+    return name;
+}
+
+/// What getifaddrs() tells about one interface.
+struct Link {
+    bool m_bUp = false;
+    std::vector<std::string> m_Addresses;
+};
+
+template <class Address>
+int PrefixLength(const Address& mask)
+{
+    unsigned char bytes[sizeof(Address)];
+    std::memcpy(bytes, &mask, sizeof(bytes));
+    std::size_t nBits = 0;
+    for (const unsigned char byte : bytes) nBits += std::bitset<CHAR_BIT>(byte).count();
+    return static_cast<int>(nBits);
+}
+
+/// "192.0.2.1/24", or "" for an address that is no internet address.
+std::string AddressText(const sockaddr* pAddress, const sockaddr* pMask)
+{
+    if (pAddress == nullptr) return "";
+    char text[INET6_ADDRSTRLEN] = {};
+    int nPrefix = 0;
+    if (pAddress->sa_family == AF_INET) {
+        sockaddr_in address{};
+        sockaddr_in mask{};
+        std::memcpy(&address, pAddress, sizeof(address));
+        if (pMask != nullptr) std::memcpy(&mask, pMask, sizeof(mask));
+        inet_ntop(AF_INET, &address.sin_addr, text, sizeof(text));
+        nPrefix = PrefixLength(mask.sin_addr);
+    } else if (pAddress->sa_family == AF_INET6) {
+        sockaddr_in6 address{};
+        sockaddr_in6 mask{};
+        std::memcpy(&address, pAddress, sizeof(address));
+        if (pMask != nullptr) std::memcpy(&mask, pMask, sizeof(mask));
+        inet_ntop(AF_INET6, &address.sin6_addr, text, sizeof(text));
+        nPrefix = PrefixLength(mask.sin6_addr);
+    } else {
+        return "";
+    }
+    return std::string(text) + "/" + std::to_string(nPrefix);
+}
+
+std::map<std::string, Link> ReadLinks()
+{
+    ifaddrs* pFirst = nullptr;
+    if (getifaddrs(&pFirst) != 0) {
+        ThrowFailure(ErrCode::NO_FIGURES, MODULE,
+                     std::string("the addresses cannot be read: ") + std::strerror(errno));
+    }
+    const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(pFirst, freeifaddrs);
+    std::map<std::string, Link> links;
+    for (const ifaddrs* p = pFirst; p != nullptr; p = p->ifa_next) {
+        Link& link = links[p->ifa_name];
+        link.m_bUp = (p->ifa_flags & IFF_UP) != 0 && (p->ifa_flags & IFF_RUNNING) != 0;
+        const std::string text = AddressText(p->ifa_addr, p->ifa_netmask);
+        if (!text.empty()) link.m_Addresses.push_back(text);
+    }
+    return links;
+}
+
+/// Loopback and tunnels call their state "unknown"; their flags know better.
+std::string StateOf(const std::string& operState, const Link& link)
+{
+    if (!operState.empty() && operState != "unknown") return operState;
+    return link.m_bUp ? "up" : "down";
+}
+
+int ToNumber(const std::string& text, int nFallback)
+{
+    char* pEnd = nullptr;
+    const long nValue = std::strtol(text.c_str(), &pEnd, 10);
+    if (pEnd == text.c_str() || nValue < INT_MIN || nValue > INT_MAX) return nFallback;
+    return static_cast<int>(nValue);
+}
+
+}  // namespace
+
+Machine::Machine(std::string procNetDev, std::string sysClassNet)
+    : m_ProcNetDev(std::move(procNetDev)), m_SysClassNet(std::move(sysClassNet)), m_HostName(HostName())
+{
+}
+
+std::string Machine::DistinguishedName(const std::string& port) const
+{
+    return "ne=" + m_HostName + ",port=" + port;
+}
+
+std::string Machine::PortOf(const std::string& dn) const
+{
+    std::map<std::string, std::string> names;
+    NS_UTIL::SelfUtilCommon::Instance()->GetSpliteFDNData(names, dn, ",");
+    const std::string port = names["port"];
+    // Put together again it must be the same text: no other parts, nothing twice, nothing in another order.
+    if (dn == DistinguishedName(port) && ReadTable().count(port) != 0) return port;
+    ThrowFailure(ErrCode::UNKNOWN_OBJECT, MODULE, "there is no managed object \"" + dn + "\"");
+}
+
+std::vector<PortFacts> Machine::Inventory() const
+{
+    std::map<std::string, Link> links = ReadLinks();
+    std::vector<PortFacts> ports;
+    for (const auto& [name, cells] : ReadTable()) {
+        PortFacts port;
+        port.m_Name = name;
+        port.m_State = StateOf(Attribute(name, "operstate"), links[name]);
+        port.m_HardwareAddress = Attribute(name, "address");
+        port.m_Addresses = links[name].m_Addresses;
+        port.m_nMtu = static_cast<unsigned int>(ToNumber(Attribute(name, "mtu"), 0));
+        port.m_nSpeed = ToNumber(Attribute(name, "speed"), -1);
+        ports.push_back(std::move(port));
+    }
+    return ports;
+}
+
+void Machine::Require(const std::string& port) const
+{
+    if (ReadTable().count(port) != 0) return;
+    ThrowFailure(ErrCode::UNKNOWN_OBJECT, MODULE,
+                 "there is no managed object \"" + DistinguishedName(port) + "\"");
+}
+
+KernelTable Machine::ReadTable() const
+{
+    std::optional<KernelTable> table = ReadKernelTable(m_ProcNetDev);
+    if (!table) {
+        ThrowFailure(ErrCode::NO_FIGURES, MODULE, m_ProcNetDev + " cannot be read: " + std::strerror(errno));
+    }
+    return std::move(*table);
+}
+
+/// One line of what the kernel tells about a port beside its counters; "" where it tells nothing.
+std::string Machine::Attribute(const std::string& port, const char* pName) const
+{
+    std::ifstream file(m_SysClassNet + "/" + port + "/" + pName);
+    std::string text;
+    std::getline(file, text);
+    return text;
+}
+
+}  // namespace northbound

@@ -1,0 +1,50 @@
+#include "server/operations/administer.h"
+
+#include "server/serving/failure.h"
+#include "server/serving/usersessions.h"
+#include "server/upkeep/configeditor.h"
+#include "server/upkeep/packer.h"
+#include "shared/names.h"
+
+namespace northbound {
+namespace {
+
+constexpr const char* MODULE = "administer";
+
+PackMethod ToMethod(const std::string& method)
+{
+    if (method == "gzip") return PackMethod::GZIP;
+    if (method == "tar") return PackMethod::TAR;
+    if (method == "zip") return PackMethod::ZIP;
+    ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE,
+                 "\"" + method + "\" is no method of packing: gzip, tar and zip are");
+}
+
+}  // namespace
+
+Sessions::Result Sessions::Run(const Request& /*request*/, const Caller& /*caller*/) const
+{
+    Result result;
+    for (const NS_UTIL::UserPara& user : m_Sessions.List()) {
+        result.m_Sessions.push_back({user.GetFirstText(), user.GetSecondText(), user.GetIPAndPort()});
+    }
+    return result;
+}
+
+Pack::Result Pack::Run(const Request& request, const Caller& /*caller*/) const
+{
+    const PackMethod method = ToMethod(request.m_Method);
+    if (request.m_nPerArchive == 0) {
+        ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE, "an archive holds at least one file");
+    }
+    PackOutcome outcome = m_Packer.Pack(method, request.m_nPerArchive);
+    return {std::move(outcome.m_Archives), outcome.m_nWaiting};
+}
+
+SetItem::Result SetItem::Run(const Request& request, const Caller& /*caller*/) const
+{
+    m_Editor.Set(request.m_Key, request.m_Value);
+    return {};
+}
+
+}  // namespace northbound

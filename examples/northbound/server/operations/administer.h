@@ -1,0 +1,109 @@
+/// \file
+/// What administrators ask for: who is logged in, the configuration, the packing of files, and the stop.
+#pragma once
+
+#include <functional>
+#include <list>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "server/serving/caller.h"
+#include "server/serving/profile.h"
+
+namespace northbound {
+
+class ConfigEditor;
+class Packer;
+class UserSessions;
+
+/// Who has logged in.
+class Sessions {
+public:
+    static constexpr Profile PROFILE{12, "sessions", Place::REQUEST_THREAD};
+
+    struct Request {};
+    struct Session {
+        std::string m_User;
+        std::string m_Since;    // see TimeText()
+        std::string m_Address;  // "<address>:<port>" of the client
+    };
+    struct Result {
+        std::vector<Session> m_Sessions;  // by name
+    };
+
+    explicit Sessions(const UserSessions& sessions) : m_Sessions(sessions) {}
+
+    Result Run(const Request& request, const Caller& caller) const;
+
+private:
+    const UserSessions& m_Sessions;
+};
+
+/// Packs the files of the collections that are over.
+class Pack {
+public:
+    static constexpr Profile PROFILE{8, "pack", Place::POOL_0};
+
+    struct Request {
+        std::string m_Method;  // "gzip", "tar" or "zip"
+        unsigned int m_nPerArchive =
+            0;  // files in one archive of tar or zip; a rest waits for a later packing
+    };
+    struct Result {
+        std::list<std::string> m_Archives;  // full paths
+        std::size_t m_nWaiting = 0;         // collection files that are not packed yet
+    };
+
+    explicit Pack(Packer& packer) : m_Packer(packer) {}
+
+    /// \throws ProcessException BAD_ARGUMENT, CANNOT_PACK, FILE_NOT_WRITTEN
+    Result Run(const Request& request, const Caller& caller) const;
+
+private:
+    Packer& m_Packer;
+};
+
+/// Changes one item of the configuration file and has the file read again. The log tells the key, never the
+/// value.
+class SetItem {
+public:
+    static constexpr Profile PROFILE{9, "config", Place::POOL_0};
+
+    struct Request {
+        std::string m_Key;
+        std::string m_Value;
+    };
+    struct Result {};
+
+    explicit SetItem(ConfigEditor& editor) : m_Editor(editor) {}
+
+    /// \throws ProcessException BAD_ARGUMENT, NOT_CONFIGURED
+    Result Run(const Request& request, const Caller& caller) const;
+
+private:
+    ConfigEditor& m_Editor;
+};
+
+/// Answers at once; the server then ends in order.
+class Stop {
+public:
+    static constexpr Profile PROFILE{5, "stop", Place::REQUEST_THREAD};
+
+    struct Request {};
+    struct Result {};
+
+    /// \param requestStop starts the server's end and returns at once
+    explicit Stop(std::function<void()> requestStop) : m_RequestStop(std::move(requestStop)) {}
+
+    Result Run(const Request& /*request*/, const Caller& /*caller*/) const
+    {
+        m_RequestStop();
+        return {};
+    }
+
+private:
+    std::function<void()> m_RequestStop;
+};
+
+}  // namespace northbound

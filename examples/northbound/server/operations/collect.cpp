@@ -1,0 +1,40 @@
+#include "server/operations/collect.h"
+
+#include "server/serving/failure.h"
+#include "shared/names.h"
+
+namespace northbound {
+namespace {
+
+constexpr const char* MODULE = "collect";
+
+constexpr unsigned int MIN_INTERVAL = 10;                   // milliseconds
+constexpr unsigned int MAX_DURATION = 24U * 3600U * 1000U;  // milliseconds
+
+}  // namespace
+
+Collect::Result Collect::Run(const Request& request, const Caller& /*caller*/) const
+{
+    const CollectionOutcome outcome = m_Book.Collect(CheckedPlan(request));
+    return {outcome.m_Operation, outcome.m_File, outcome.m_nSamples,
+            Named(m_Element.m_Catalogue, outcome.m_Increase)};
+}
+
+/// Before the limits are asked: nothing that does not exist is ever counted under them.
+CollectionPlan Collect::CheckedPlan(const Request& request) const
+{
+    const std::string port = m_Element.m_Machine.PortOf(request.m_Dn);
+    if (request.m_nInterval < MIN_INTERVAL) {
+        ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE,
+                     "an interval of " + std::to_string(request.m_nInterval) + " ms is below " +
+                         std::to_string(MIN_INTERVAL) + " ms");
+    }
+    if (request.m_nDuration < request.m_nInterval || request.m_nDuration > MAX_DURATION) {
+        ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE,
+                     "a duration of " + std::to_string(request.m_nDuration) +
+                         " ms is shorter than the interval or longer than a day");
+    }
+    return {request.m_Dn, port, request.m_nInterval, request.m_nDuration};
+}
+
+}  // namespace northbound

@@ -1,0 +1,62 @@
+/// \file
+/// Performance collections: ordering one, and the list of those that run.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "server/operations/collectionbook.h"
+#include "server/serving/caller.h"
+#include "server/serving/profile.h"
+
+namespace northbound {
+
+/// Samples a port's counters into a file; answers when that is over. The work is done where the book has it
+/// done.
+class Collect {
+public:
+    static constexpr Profile PROFILE{3, "collect", Place::REQUEST_THREAD};
+
+    struct Request {
+        std::string m_Dn;
+        unsigned int m_nInterval = 0;  // milliseconds between two samples
+        unsigned int m_nDuration = 0;  // milliseconds from the first sample to the last
+    };
+    struct Result {
+        std::string m_Operation;  // operation UUID without tags
+        std::string m_File;
+        unsigned int m_nSamples = 0;
+        NamedFigures m_Increase;
+    };
+
+    Collect(const Element& element, CollectionBook& book) : m_Element(element), m_Book(book) {}
+
+    /// \throws ProcessException UNKNOWN_OBJECT, BAD_ARGUMENT, NO_FIGURES, and what the book throws
+    Result Run(const Request& request, const Caller& caller) const;
+
+private:
+    CollectionPlan CheckedPlan(const Request& request) const;
+
+    const Element& m_Element;
+    CollectionBook& m_Book;
+};
+
+/// The collections that run, and how far they are.
+class HugeTasks {
+public:
+    static constexpr Profile PROFILE{4, "tasks", Place::REQUEST_THREAD};
+
+    struct Request {};
+    struct Result {
+        std::vector<RunningCollection> m_Tasks;
+    };
+
+    explicit HugeTasks(const CollectionBook& book) : m_Book(book) {}
+
+    Result Run(const Request& /*request*/, const Caller& /*caller*/) const { return {m_Book.Running()}; }
+
+private:
+    const CollectionBook& m_Book;
+};
+
+}  // namespace northbound

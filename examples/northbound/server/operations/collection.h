@@ -1,0 +1,45 @@
+/// \file
+/// One performance collection: a port's counters, sampled into a file.
+#pragma once
+
+#include <string>
+
+#include "server/figures/element.h"
+#include "server/operations/collectionboard.h"
+#include "server/serving/stopsignal.h"
+
+namespace northbound {
+
+/// What a collection is to do. Samples are taken at 0, interval, 2 * interval, ... up to the duration.
+struct CollectionPlan {
+    std::string m_Dn;
+    std::string m_Port;
+    unsigned int m_nInterval = 0;  // milliseconds
+    unsigned int m_nDuration = 0;  // milliseconds
+
+    unsigned int Samples() const { return m_nDuration / m_nInterval + 1; }
+};
+
+struct CollectionOutcome {
+    std::string m_Operation;  // operation UUID without tags
+    std::string m_File;
+    unsigned int m_nSamples = 0;
+    Figures m_Increase;
+};
+
+/// What all collections share. Everything outlives the pools.
+struct CollectionEnvironment {
+    const Element& m_Element;
+    CollectionBoard& m_Board;
+    StopSignal& m_Stop;
+    std::string m_Directory;
+};
+
+/// Samples the port's counters into a CSV file until the plan is fulfilled. Looks for the stop at each sample.
+/// \param operation operation UUID without tags; its entry on the board tells how far the collection is
+/// \throws ProcessException CUT_SHORT at the stop, and the file keeps its ".part" name; FILE_NOT_WRITTEN,
+///         UNKNOWN_OBJECT when the port has gone, NO_FIGURES
+CollectionOutcome TakeSamples(const CollectionEnvironment& environment, const CollectionPlan& plan,
+                              const std::string& operation);
+
+}  // namespace northbound

@@ -1,0 +1,44 @@
+/// \file
+/// The file that a performance collection writes.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "server/figures/catalogue.h"
+
+namespace northbound {
+
+/// A CSV file with one line per sample: time and figures, an empty cell for a figure that is missing. It is
+/// called "perf-<port>-<operation>.csv.part" until Finish(), so that nobody takes half a collection for a
+/// whole one; without Finish() it stays so. Threads: one at a time.
+class PerfFile {
+public:
+    /// Writes the line of column names. \p operation is an operation UUID without tags.
+    /// \throws ProcessException FILE_NOT_WRITTEN, like the other operations.
+    PerfFile(const std::string& directory, const std::string& port, const std::string& operation,
+             const Catalogue& catalogue);
+
+    /// The line is in the file when this returns.
+    void Add(const std::string& time, const Figures& figures);
+
+    /// Closes the file and gives it its final name, which is returned.
+    std::string Finish();
+
+    /// Where the file is now.
+    const std::string& Path() const { return m_Path; }
+
+private:
+    [[noreturn]] void FailToWrite() const;
+    void Check(bool bWritten) const;
+
+    struct Closer {
+        void operator()(std::FILE* pFile) const { std::fclose(pFile); }
+    };
+    std::string m_FinalPath;
+    std::string m_Path;
+    std::unique_ptr<std::FILE, Closer> m_pFile;
+};
+
+}  // namespace northbound

@@ -1,0 +1,35 @@
+/// \file
+/// One port's counters.
+#pragma once
+
+#include <string>
+
+#include "server/figures/element.h"
+#include "server/serving/caller.h"
+#include "server/serving/profile.h"
+
+namespace northbound {
+
+class ReadCounters {
+public:
+    static constexpr Profile PROFILE{2, "counters", Place::POOL_1};
+
+    struct Request {
+        std::string m_Dn;
+    };
+    struct Result {
+        std::string m_Dn;
+        std::string m_TakenAt;  // see TimeText()
+        NamedFigures m_Figures;
+    };
+
+    explicit ReadCounters(const Element& element) : m_Element(element) {}
+
+    /// \throws ProcessException UNKNOWN_OBJECT, NO_FIGURES
+    Result Run(const Request& request, const Caller& caller) const;
+
+private:
+    const Element& m_Element;
+};
+
+}  // namespace northbound

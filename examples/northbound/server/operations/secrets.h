@@ -1,0 +1,64 @@
+/// \file
+/// The server's public key, and what comes encrypted with it.
+#pragma once
+
+#include <string>
+
+#include "server/serving/caller.h"
+#include "server/serving/profile.h"
+
+namespace northbound {
+
+class UserSessions;
+
+/// The server's public RSA key. Another one each time the server starts.
+class PublicKey {
+public:
+    static constexpr Profile PROFILE{6, "pubkey", Place::REQUEST_THREAD, false};
+
+    struct Request {};
+    struct Result {
+        std::string m_Der;  // PKCS#1 structure
+    };
+
+    Result Run(const Request& request, const Caller& caller) const;
+};
+
+/// Decrypts a secret with the private key of this process. The plain secret lives while Run() works, in
+/// buffers that are wiped, and nothing of it but its length gets into an answer or the log.
+class SendSecret {
+public:
+    static constexpr Profile PROFILE{7, "secret", Place::POOL_1};
+
+    struct Request {
+        std::string m_Cipher;  // OAEP with SHA-1, as hexadecimal text
+    };
+    struct Result {
+        unsigned int m_nBytes = 0;  // of the secret
+    };
+
+    /// \throws ProcessException BAD_CIPHER_TEXT, NOT_DECRYPTED, or BAD_ARGUMENT for an empty secret
+    Result Run(const Request& request, const Caller& caller) const;
+};
+
+/// Logs the caller in with a password that comes encrypted like a secret. The plain password lives while it
+/// is checked.
+class Login {
+public:
+    static constexpr Profile PROFILE{11, "login", Place::POOL_1, false};
+
+    struct Request {
+        std::string m_Cipher;
+    };
+    struct Result {};
+
+    explicit Login(UserSessions& sessions) : m_Sessions(sessions) {}
+
+    /// \throws ProcessException as SendSecret, and NOT_LOGGED_IN
+    Result Run(const Request& request, const Caller& caller) const;
+
+private:
+    UserSessions& m_Sessions;
+};
+
+}  // namespace northbound

@@ -1,0 +1,51 @@
+/// \file
+/// All that the server can do.
+#pragma once
+
+#include <functional>
+#include <tuple>
+#include <utility>
+
+#include "server/operations/administer.h"
+#include "server/operations/collect.h"
+#include "server/operations/inventory.h"
+#include "server/operations/localcollectionbook.h"
+#include "server/operations/readcounters.h"
+#include "server/operations/secrets.h"
+#include "server/serving/dispatcher.h"
+#include "server/serving/usersessions.h"
+#include "server/upkeep/packer.h"
+#include "server/upkeep/serversettings.h"
+
+namespace northbound {
+
+/// The operations and what they work on. A front end asks, and translates what it gets:
+///     const Outcome<ReadCounters::Result> outcome = service.Ask<ReadCounters>(caller, {dn});
+/// Threads: any number of request threads. Outlives the front ends and the pools.
+class Service {
+public:
+    using Operations = std::tuple<Inventory, Columns, ReadCounters, Collect, HugeTasks, Stop, PublicKey,
+                                  SendSecret, Login, Sessions, Pack, SetItem>;
+
+    /// \param catalogue   which figures the ports have
+    /// \param requestStop starts the server's end and returns at once
+    Service(const Settings& settings, Catalogue catalogue, ConfigEditor& editor, StopSignal& stop,
+            std::function<void()> requestStop);
+
+    template <class Operation>
+    Outcome<typename Operation::Result> Ask(const Caller& caller, typename Operation::Request request)
+    {
+        return m_Dispatcher.Ask(std::get<Operation>(m_Operations), caller, std::move(request));
+    }
+
+private:
+    const Element m_Element;
+    UserSessions m_Sessions;
+    Dispatcher m_Dispatcher;
+    CollectionBoard m_Board;
+    LocalCollectionBook m_Book;
+    Packer m_Packer;
+    Operations m_Operations;
+};
+
+}  // namespace northbound

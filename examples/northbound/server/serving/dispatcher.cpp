@@ -1,0 +1,45 @@
+#include "server/serving/dispatcher.h"
+
+#include "nbihost/standalone.h"
+#include "server/serving/usersessions.h"
+#include "shared/names.h"
+
+namespace northbound {
+namespace {
+
+constexpr const char* MODULE = "dispatcher";
+
+void CheckUser(const std::string& user)
+{
+    if (user.size() <= RequestScope::MAX_USER) return;
+    ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE,
+                 "the user's name is longer than " + std::to_string(RequestScope::MAX_USER) + " characters");
+}
+
+}  // namespace
+
+Dispatcher::Dispatcher(const UserSessions& sessions, int nHugeTaskLimit)
+    : m_Sessions(sessions), m_Agent("northbound", nHugeTaskLimit)
+{
+}
+
+void Dispatcher::Admit(const Profile& operation, const Caller& caller) const
+{
+    CheckUser(caller.m_User);
+    if (operation.m_bNeedsLogin) m_Sessions.CheckAllowed(caller.m_User);
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "request accepted");
+}
+
+Failure Dispatcher::Refused(unsigned int nCode, const std::string& detail)
+{
+    nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "the request fails with code 0x%08X: %s", nCode,
+                 detail.c_str());
+    return {nCode, detail};
+}
+
+Failure Dispatcher::Unforeseen(const std::exception& cause)
+{
+    return Refused(ErrCode::INTERNAL, cause.what());
+}
+
+}  // namespace northbound

@@ -1,0 +1,74 @@
+/// \file
+/// What every request passes, whichever front end it comes through.
+#pragma once
+
+#include <exception>
+#include <utility>
+
+#include "nbiutil/nbitask.h"
+#include "nbiutil/processexception.h"
+#include "server/serving/caller.h"
+#include "server/serving/failure.h"
+#include "server/serving/requestscope.h"
+#include "server/serving/runinpool.h"
+
+namespace northbound {
+
+class UserSessions;
+
+/// Gives a request its context, checks who asks, has the operation carried out where it belongs, and turns
+/// whatever goes wrong into a Failure, which it logs.
+///
+/// An operation is any object with
+///     static constexpr Profile PROFILE;
+///     struct Request; struct Result;
+///     Result Run(const Request&, const Caller&);  // throws ProcessException, see ThrowFailure()
+/// Threads: any number of request threads. Dispatcher and operations outlive the pools.
+class Dispatcher {
+public:
+    /// \param nHugeTaskLimit for a log line of the pools
+    Dispatcher(const UserSessions& sessions, int nHugeTaskLimit);
+
+    template <class Operation>
+    Outcome<typename Operation::Result> Ask(Operation& operation, const Caller& caller,
+                                            typename Operation::Request request)
+    {
+        const RequestScope scope(Operation::PROFILE, caller.m_User);
+        try {
+            Admit(Operation::PROFILE, caller);
+            return CarryOut(operation, caller, std::move(request));
+        } catch (const NS_UTIL::ProcessException& e) {
+            return Refused(e.GetErrorCode(), e.GetDetail());
+        } catch (const std::exception& e) {
+            return Unforeseen(e);
+        }
+    }
+
+    /// On whose behalf the server's tasks run.
+    NS_UTIL::DBAgent& Agent() { return m_Agent; }
+
+private:
+    template <class Operation>
+    typename Operation::Result CarryOut(Operation& operation, const Caller& caller,
+                                        typename Operation::Request request)
+    {
+        constexpr Place PLACE = Operation::PROFILE.m_Place;
+        if constexpr (PLACE == Place::REQUEST_THREAD) {
+            return operation.Run(request, caller);
+        } else {
+            return ResultFromPool(m_Agent, PLACE == Place::POOL_0 ? 0 : 1,
+                                  [&operation, caller, request = std::move(request)] {
+                                      return operation.Run(request, caller);
+                                  });
+        }
+    }
+
+    void Admit(const Profile& operation, const Caller& caller) const;
+    static Failure Refused(unsigned int nCode, const std::string& detail);
+    static Failure Unforeseen(const std::exception& cause);
+
+    const UserSessions& m_Sessions;
+    NS_UTIL::DBAgent m_Agent;
+};
+
+}  // namespace northbound

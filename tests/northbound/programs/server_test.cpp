@@ -1,0 +1,101 @@
+// nbi-server at its start: command line, configuration, where it listens and prints.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "northbound/programs/requests.h"
+
+namespace northbound {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(ServerTest, ServersStandardOutputGoesToAFileOfItsOwn)
+{
+    Server server("OutputFile = server.out\n");
+    EXPECT_TRUE(fs::exists(server.Directory() + "/server.out"));
+    StopInOrder(server);
+    EXPECT_EQ(server.Process().StandardOutput(), "");
+}
+
+TEST(ServerTest, ServerListensOnLoopbackUnlessAskedOtherwise)
+{
+    const Server server;
+    EXPECT_TRUE(StartsWith(server.Address(), "127.0.0.1:")) << server.Address();
+}
+
+/// Command lines and configurations with which the server does not start.
+class ServerInputTest : public ::testing::Test {
+protected:
+    Outcome StartWith(const std::string& config) const
+    {
+        WriteFile(ConfigPath(), config);
+        return RunServer({"--config", ConfigPath()});
+    }
+    std::string ConfigPath() const { return m_Directory.Path() + "/bad.ini"; }
+
+    static bool Names(const Outcome& outcome, const std::string& text)
+    {
+        return outcome.m_Error.find(text) != std::string::npos;
+    }
+
+    const TestDirectory m_Directory;
+    const std::string m_Head =
+        "[host]\nroot = .\nlog_file = log\nlog_stderr = no\n[server]\nListenPort = 0\n";
+};
+
+TEST_F(ServerInputTest, ConfigurationThatIsNotThereIsNamed)
+{
+    const Outcome outcome = RunServer({"--config", ConfigPath()});
+    EXPECT_EQ(outcome.m_nExitCode, 2);
+    EXPECT_TRUE(Names(outcome, ConfigPath())) << outcome.m_Error;
+}
+
+TEST_F(ServerInputTest, ValueOutOfRangeIsNamedWithItsKey)
+{
+    const Outcome outcome = StartWith(m_Head + "HugeTaskLimit = many\n");
+    EXPECT_EQ(outcome.m_nExitCode, 2);
+    EXPECT_TRUE(Names(outcome, "HugeTaskLimit: \"many\"")) << outcome.m_Error;
+}
+
+TEST_F(ServerInputTest, CollectionDirectoryThatCannotBeMadeIsNamed)
+{
+    const Outcome outcome = StartWith(m_Head + "CollectionDirectory = bad.ini/below\n");
+    EXPECT_EQ(outcome.m_nExitCode, 2);
+    EXPECT_TRUE(Names(outcome, "bad.ini/below")) << outcome.m_Error;
+}
+
+TEST_F(ServerInputTest, OutputFileThatCannotBeWrittenIsNamed)
+{
+    const Outcome outcome = StartWith(m_Head + "OutputFile = nowhere/out\n");
+    EXPECT_EQ(outcome.m_nExitCode, 2);
+    EXPECT_TRUE(Names(outcome, "nowhere/out")) << outcome.m_Error;
+}
+
+TEST_F(ServerInputTest, PortInUseHasAnExitCodeOfItsOwn)
+{
+    const Server other;
+    const std::string port = other.Address().substr(other.Address().find(':') + 1);
+    WriteFile(ConfigPath(), m_Head);
+    const Outcome outcome = RunServer({"--config", ConfigPath(), "--port", port});
+    EXPECT_EQ(outcome.m_nExitCode, 3);
+    EXPECT_TRUE(Names(outcome, "cannot listen on 127.0.0.1:" + port)) << outcome.m_Error;
+}
+
+TEST_F(ServerInputTest, CommandLineThatMakesNoSenseIsRefused)
+{
+    EXPECT_EQ(RunServer({"--port", "65536"}).m_nExitCode, 2);
+    EXPECT_EQ(RunServer({"--unknown"}).m_nExitCode, 2);
+}
+
+TEST_F(ServerInputTest, HelpNamesTheOptionsAndTheExitCodes)
+{
+    const Outcome outcome = RunServer({"--help"});
+    EXPECT_EQ(outcome.m_nExitCode, 0);
+    EXPECT_NE(outcome.m_Output.find("--ready-file"), std::string::npos);
+    EXPECT_NE(outcome.m_Output.find("Exit codes"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace northbound

@@ -1,0 +1,192 @@
+// Packing and configuration, through the programs.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "northbound/programs/processmemory.h"
+#include "northbound/programs/programs.h"
+
+namespace northbound {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+
+class UpkeepTest : public ::testing::Test {
+protected:
+    Outcome Ask(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), {"--server", m_Server.Address()});
+        return RunClient(arguments);
+    }
+
+    /// Collections of \p nPorts files, of the shortest kind.
+    Outcome Collect(std::size_t nPorts, const std::vector<std::string>& options)
+    {
+        std::vector<std::string> arguments{"collect", "--quiet", "--interval", "0.01", "--duration", "0.01"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        arguments.insert(arguments.end(), nPorts, "lo");
+        return Ask(arguments);
+    }
+
+    std::string CollectionDirectory() const { return m_Server.Directory() + "/collections"; }
+
+    std::multiset<std::string> Endings() const
+    {
+        std::multiset<std::string> endings;
+        for (const fs::directory_entry& entry : fs::directory_iterator(CollectionDirectory())) {
+            endings.insert(entry.path().extension().string());
+        }
+        return endings;
+    }
+
+    std::string ConfigFile() const { return m_Server.Directory() + "/server.ini"; }
+
+    Server m_Server{"HugeTaskLimit=9\nCollectionsPerPort=9\n"};
+};
+
+TEST_F(UpkeepTest, ArchivesThatAreThereAreNamedInTheAnswer)
+{
+    const Outcome outcome = Collect(2, {"--pack", "tar"});
+    ASSERT_EQ(outcome.m_nExitCode, 0) << outcome.m_Error;
+    EXPECT_THAT(outcome.m_Output, HasSubstr("packed into " + CollectionDirectory() + "/perf-lo-"));
+    EXPECT_THAT(outcome.m_Output, HasSubstr("0 files wait for a later packing"));
+    EXPECT_EQ(Endings(), (std::multiset<std::string>{".tar"}));
+}
+
+TEST_F(UpkeepTest, FilesThatMakeNoFullGroupWaitForTheNextPacking)
+{
+    EXPECT_THAT(Collect(3, {"--pack", "zip", "--per-archive", "2"}).m_Output,
+                HasSubstr("1 files wait for a later packing"));
+    EXPECT_EQ(Endings(), (std::multiset<std::string>{".csv", ".zip"}));
+    EXPECT_THAT(Collect(1, {"--pack", "zip", "--per-archive", "2"}).m_Output,
+                HasSubstr("0 files wait for a later packing"));
+    EXPECT_EQ(Endings(), (std::multiset<std::string>{".zip", ".zip"}));
+}
+
+TEST_F(UpkeepTest, GzipPacksEachFileByItself)
+{
+    const Outcome outcome = Collect(2, {"--pack", "gzip"});
+    EXPECT_EQ(outcome.m_nExitCode, 0) << outcome.m_Error;
+    EXPECT_THAT(outcome.m_Output, HasSubstr(".csv.gz\n"));
+    EXPECT_EQ(Endings(), (std::multiset<std::string>{".gz", ".gz"}));
+}
+
+TEST_F(UpkeepTest, PackedCollectionsAreOneJsonValue)
+{
+    const Outcome outcome = Collect(1, {"--pack", "tar"});
+    EXPECT_EQ(outcome.m_nExitCode, 0);
+    const Outcome json = RunClient({"--server", m_Server.Address(), "--json", "collect", "lo", "--interval",
+                                    "0.01", "--duration", "0.01", "--pack", "tar"});
+    EXPECT_THAT(json.m_Output, ::testing::StartsWith("{\"collections\":[{\"dn\":"));
+    EXPECT_THAT(json.m_Output, EndsWith(".tar\"],\"waiting\":0}}\n"));
+}
+
+TEST_F(UpkeepTest, MethodThatIsNoneIsRefusedByTheClient)
+{
+    EXPECT_EQ(Collect(1, {"--pack", "rar"}).m_nExitCode, 2);
+}
+
+TEST_F(UpkeepTest, ItemIsSetAndInForceAtOnce)
+{
+    const Outcome outcome = Ask({"config", "set", "HugeTaskLimit", "0"});
+    ASSERT_EQ(outcome.m_nExitCode, 0) << outcome.m_Error;
+    EXPECT_THAT(ReadFile(ConfigFile()), HasSubstr("\nHugeTaskLimit=0\n"));
+    const Outcome refused = Collect(1, {});
+    EXPECT_EQ(refused.m_nExitCode, 1);
+    EXPECT_THAT(refused.m_Error, HasSubstr("0x4118000A"));
+}
+
+TEST_F(UpkeepTest, ValueThatDoesNotLoadLeavesTheOldFileInForce)
+{
+    const std::string before = ReadFile(ConfigFile());
+    const Outcome outcome = Ask({"config", "set", "HugeTaskLimit", "many"});
+    EXPECT_EQ(outcome.m_nExitCode, 1);
+    EXPECT_THAT(outcome.m_Error, HasSubstr("\"many\" is not a whole number from 0 to 1000000"));
+    EXPECT_EQ(ReadFile(ConfigFile()), before);
+    EXPECT_EQ(Collect(1, {}).m_nExitCode, 0);
+}
+
+TEST_F(UpkeepTest, KeyThatIsNotThereIsRefused)
+{
+    const Outcome outcome = Ask({"config", "set", "NoSuchItem", "1"});
+    EXPECT_EQ(outcome.m_nExitCode, 1);
+    EXPECT_THAT(outcome.m_Error, HasSubstr("there is no NoSuchItem in "));
+}
+
+TEST_F(UpkeepTest, ValueIsNeverLogged)
+{
+    Ask({"config", "set", "OutputFile", "a-value-nobody-else-uses.out"});
+    for (const LoggedLine& line : m_Server.Log())
+        EXPECT_FALSE(line.Has("a-value-nobody-else-uses")) << line.m_Text;
+}
+
+/// A server that wants its users to log in, and knows one of them.
+class LoginTest : public ::testing::Test {
+protected:
+    LoginTest() { WriteFile(m_File, "open sesame\n"); }
+
+    static std::string PasswordItem()
+    {
+        TestDirectory folder;
+        WriteFile(folder.Path() + "/password", "open sesame\n");
+        return RunClient({"--user", "anna", "password-item", folder.Path() + "/password"}).m_Output;
+    }
+
+    Outcome Ask(const std::string& user, std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), {"--server", m_Server.Address(), "--user", user});
+        return RunClient(arguments);
+    }
+
+    TestDirectory m_Folder;
+    const std::string m_File = m_Folder.Path() + "/password";
+    Server m_Server{"RequireLogin=1\n" + PasswordItem()};
+};
+
+TEST_F(LoginTest, WithoutALoginRequestsAreRefused)
+{
+    const Outcome outcome = Ask("anna", {"inventory"});
+    EXPECT_EQ(outcome.m_nExitCode, 1);
+    EXPECT_THAT(outcome.m_Error, HasSubstr("0x4E42000C: log in first"));
+}
+
+TEST_F(LoginTest, UserWithTheRightPasswordIsServedAndListed)
+{
+    const Outcome login = Ask("anna", {"login", m_File});
+    ASSERT_EQ(login.m_nExitCode, 0) << login.m_Error;
+    EXPECT_EQ(login.m_Output, "anna is logged in\n");
+    EXPECT_EQ(Ask("anna", {"inventory"}).m_nExitCode, 0);
+    EXPECT_THAT(Ask("anna", {"sessions"}).m_Output, HasSubstr("\nanna"));
+    EXPECT_THAT(Ask("anna", {"--json", "sessions"}).m_Output, HasSubstr("\"address\":\"127.0.0.1:"));
+    EXPECT_EQ(Ask("bert", {"inventory"}).m_nExitCode, 1);
+}
+
+TEST_F(LoginTest, WrongPasswordAndUnknownUserGetTheSameAnswer)
+{
+    WriteFile(m_File, "open barley");
+    const Outcome wrong = Ask("anna", {"login", m_File});
+    EXPECT_EQ(wrong.m_nExitCode, 1);
+    EXPECT_THAT(wrong.m_Error,
+                HasSubstr("0x4E42000C: the server does not know this user with this password"));
+    EXPECT_EQ(Ask("bert", {"login", m_File}).m_Error, wrong.m_Error);
+}
+
+TEST_F(LoginTest, PasswordIsNeitherInTheLogNorInTheServersMemory)
+{
+    const std::string password = "a password of more than fifteen characters";
+    WriteFile(m_File, password);
+    Ask("anna", {"login", m_File});
+    for (const LoggedLine& line : m_Server.Log()) EXPECT_FALSE(line.Has(password)) << line.m_Text;
+    const ProcessMemory memory(m_Server.Process().Id());
+    if (!memory.IsReadable()) GTEST_SKIP() << "the system keeps the server's memory from this test";
+    EXPECT_EQ(memory.Count(password), 0u);
+}
+
+}  // namespace
+}  // namespace northbound

@@ -1,0 +1,83 @@
+#include "server/serving/requestscope.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "nbiutil/threadcontextmgr.h"
+#include "support/recordinghost.h"
+
+namespace northbound {
+namespace {
+
+constexpr Profile COLLECTING{3, "collect", Place::REQUEST_THREAD};
+constexpr Profile LISTING{4, "tasks", Place::REQUEST_THREAD};
+
+std::string Prefix()
+{
+    std::string line;
+    LogPrefix::Append(line);
+    return line;
+}
+
+class RequestScopeTest : public ::testing::Test {
+protected:
+    nbitest::RecordingHost m_Host;
+};
+
+TEST_F(RequestScopeTest, ScopeGivesItsThreadThePrefixOfItsRequest)
+{
+    EXPECT_EQ(Prefix(), "");
+    {
+        const RequestScope scope(COLLECTING, "alice");
+        const auto context = NS_UTIL::ThreadContextMgr::Instance()->GetThreadContext();
+        EXPECT_EQ(Prefix(), context.GetOperUUID() + " [3 collect] alice ");
+        EXPECT_EQ(context.GetTskMode(), 0);
+        EXPECT_LT(context.GetTskNum(), 0);
+    }
+    EXPECT_EQ(Prefix(), "");
+}
+
+TEST_F(RequestScopeTest, EachScopeHasAnOperationUuidOfItsOwn)
+{
+    std::string first;
+    {
+        const RequestScope scope(LISTING, "alice");
+        first = Prefix();
+    }
+    const RequestScope scope(LISTING, "alice");
+    EXPECT_NE(Prefix(), first);
+}
+
+TEST_F(RequestScopeTest, UserCannotFakeAPrefixOrALine)
+{
+    const RequestScope scope(LISTING, "a b\nc\x7F");
+    const std::string prefix = Prefix();
+    EXPECT_EQ(prefix.substr(prefix.find(']')), "] a?b?c? ");
+}
+
+TEST_F(RequestScopeTest, EmptyUserIsADashAndALongOneIsCut)
+{
+    {
+        const RequestScope scope(LISTING, "");
+        EXPECT_EQ(Prefix().substr(Prefix().find(']')), "] - ");
+    }
+    const RequestScope scope(LISTING, std::string(1000, 'x'));
+    EXPECT_EQ(Prefix().substr(Prefix().find(']')), "] " + std::string(RequestScope::MAX_USER, 'x') + " ");
+}
+
+TEST_F(RequestScopeTest, HugeRequestCarriesLimitTypeModeAndManager)
+{
+    const RequestScope scope(COLLECTING, "alice");
+    MarkAsHuge("ne=h,port=lo", 3);
+    const auto context = NS_UTIL::ThreadContextMgr::Instance()->GetThreadContext();
+    EXPECT_EQ(context.GetTskNum(), 3);
+    EXPECT_EQ(context.GetTskType(), -1);
+    EXPECT_EQ(context.GetTskMode(), 1);
+    EXPECT_EQ(context.GetTskInfo(), "ne=h,port=lo 3 collect");
+    EXPECT_EQ(context.GetUserInfo(), "alice");
+    EXPECT_EQ(Prefix(), context.GetOperUUID() + " [3 collect] alice ");
+}
+
+}  // namespace
+}  // namespace northbound

@@ -1,0 +1,78 @@
+#include "server/upkeep/serversettings.h"
+
+#include <gtest/gtest.h>
+
+#include "shared/names.h"
+#include "support/recordinghost.h"
+
+namespace northbound {
+namespace {
+
+class ServerSettingsTest : public ::testing::Test {
+protected:
+    void SetNumber(const std::string& key, int nValue)
+    {
+        m_Host.SetStr(key, std::to_string(nValue));
+        m_Host.SetInt(key, nValue);
+    }
+
+    nbitest::RecordingHost m_Host;
+};
+
+TEST_F(ServerSettingsTest, EmptyConfigurationServesOnLoopbackBesideTheFile)
+{
+    const Settings settings = ReadSettings("/etc/nbi/server.ini");
+    EXPECT_EQ(settings.m_ListenAddress, "127.0.0.1");
+    EXPECT_EQ(settings.m_nListenPort, DEFAULT_PORT);
+    EXPECT_EQ(settings.m_CollectionDirectory, "/etc/nbi/collections");
+    EXPECT_EQ(settings.m_OutputFile, "/etc/nbi/nbi-server.out");
+    EXPECT_EQ(settings.m_DescriptionFile, "/etc/nbi/descriptions/northbound.xml");
+    EXPECT_EQ(settings.m_nHugeTaskLimit, 4);
+    EXPECT_EQ(settings.m_nPerPortLimit, 3);
+}
+
+TEST_F(ServerSettingsTest, ItemsAreTaken)
+{
+    SetNumber("ListenPort", 0);
+    SetNumber("HugeTaskLimit", 0);
+    SetNumber("CollectionsPerPort", 9);
+    m_Host.SetStr("ListenAddress", "192.0.2.1");
+    m_Host.SetStr("CollectionDirectory", "../data");
+    m_Host.SetStr("OutputFile", "/var/log/out");
+    m_Host.SetStr("DescriptionFile", "described.xml");
+    const Settings settings = ReadSettings("/etc/nbi/server.ini");
+    EXPECT_EQ(settings.m_nListenPort, 0);
+    EXPECT_EQ(settings.m_nHugeTaskLimit, 0);
+    EXPECT_EQ(settings.m_nPerPortLimit, 9);
+    EXPECT_EQ(settings.m_ListenAddress, "192.0.2.1");
+    EXPECT_EQ(settings.m_CollectionDirectory, "/etc/data");
+    EXPECT_EQ(settings.m_OutputFile, "/var/log/out");
+    EXPECT_EQ(settings.m_DescriptionFile, "/etc/nbi/described.xml");
+}
+
+TEST_F(ServerSettingsTest, ValueOutOfRangeIsRefusedWithFileAndKey)
+{
+    SetNumber("ListenPort", 65536);
+    try {
+        ReadSettings("/etc/nbi/server.ini");
+        FAIL();
+    } catch (const SettingsError& e) {
+        EXPECT_STREQ(e.what(),
+                     "/etc/nbi/server.ini: ListenPort: \"65536\" is not a whole number from 0 to 65535");
+    }
+}
+
+TEST_F(ServerSettingsTest, ValueThatIsNoNumberIsRefused)
+{
+    m_Host.SetStr("HugeTaskLimit", "four");
+    EXPECT_THROW(ReadSettings("/etc/nbi/server.ini"), SettingsError);
+}
+
+TEST_F(ServerSettingsTest, EmptyTextIsRefused)
+{
+    m_Host.SetStr("ListenAddress", "");
+    EXPECT_THROW(ReadSettings("/etc/nbi/server.ini"), SettingsError);
+}
+
+}  // namespace
+}  // namespace northbound
