@@ -65,10 +65,12 @@ void AddGeneral(CLI::App& app, CommandLine& line)
         ->check(CLI::Range(0.1, DAY));
 }
 
-void AddInventory(CLI::App& app, CommandLine& line)
+/// A subcommand without options of its own.
+void AddPlain(CLI::App& app, CommandLine& line, const char* pName, const char* pHelp,
+              int (*command)(const Session&, const OutputOptions&))
 {
-    app.add_subcommand("inventory", "List the machine's network interfaces")->callback([&line] {
-        line.m_Command = [&line](const Session& session) { return ShowInventory(session, line.m_Output); };
+    app.add_subcommand(pName, pHelp)->callback([&line, command] {
+        line.m_Command = [&line, command](const Session& session) { return command(session, line.m_Output); };
     });
 }
 
@@ -139,43 +141,32 @@ void AddConfig(CLI::App& app, CommandLine& line)
     });
 }
 
+void AddPasswordFile(CLI::App& command, CommandLine& line)
+{
+    command.add_option("FILE", line.m_PasswordFile, "Holds the password; - is standard input")
+        ->capture_default_str();
+}
+
 void AddLogin(CLI::App& app, CommandLine& line)
 {
-    const auto addFile = [&line](CLI::App* pCommand) {
-        pCommand->add_option("FILE", line.m_PasswordFile, "Holds the password; - is standard input")
-            ->capture_default_str();
-    };
-    CLI::App* const pLogin = app.add_subcommand("login", "Log the user in; the password travels encrypted");
-    addFile(pLogin);
-    pLogin->callback([&line] {
+    CLI::App* const pCommand = app.add_subcommand("login", "Log the user in; the password travels encrypted");
+    AddPasswordFile(*pCommand, line);
+    pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
             return LogIn(session, line.m_Output, line.m_PasswordFile);
         };
     });
-    app.add_subcommand("sessions", "List the users that have logged in")->callback([&line] {
-        line.m_Command = [&line](const Session& session) { return ShowSessions(session, line.m_Output); };
-    });
-    CLI::App* const pItem = app.add_subcommand(
+}
+
+void AddPasswordItem(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand(
         "password-item", "Print the line of the server's configuration that lets the user log in");
-    addFile(pItem);
-    pItem->callback([&line] {
+    AddPasswordFile(*pCommand, line);
+    pCommand->callback([&line] {
         line.m_CommandWithoutServer = [&line] {
             return ShowPasswordItem(line.m_Output, line.m_User, line.m_PasswordFile);
         };
-    });
-}
-
-void AddStop(CLI::App& app, CommandLine& line)
-{
-    app.add_subcommand("stop", "Stop the server in order, and wait until it is gone")->callback([&line] {
-        line.m_Command = [&line](const Session& session) { return StopServer(session, line.m_Output); };
-    });
-}
-
-void AddPublicKey(CLI::App& app, CommandLine& line)
-{
-    app.add_subcommand("pubkey", "Print the server's public key as PEM, for secrets")->callback([&line] {
-        line.m_Command = [&line](const Session& session) { return ShowPublicKey(session, line.m_Output); };
     });
 }
 
@@ -250,14 +241,16 @@ int ClientMain(int nArgs, char** pArgs)
     CLI::App app("Asks the northbound server about its machine.", "nbi-client");
     app.fallthrough();  // before the subcommands, which inherit it: general options may stand behind them
     AddGeneral(app, line);
-    AddInventory(app, line);
+    AddPlain(app, line, "inventory", "List the machine's network interfaces", ShowInventory);
     AddCounters(app, line);
     AddCollect(app, line);
     AddTasks(app, line);
     AddConfig(app, line);
     AddLogin(app, line);
-    AddStop(app, line);
-    AddPublicKey(app, line);
+    AddPlain(app, line, "sessions", "List the users that have logged in", ShowSessions);
+    AddPasswordItem(app, line);
+    AddPlain(app, line, "stop", "Stop the server in order, and wait until it is gone", StopServer);
+    AddPlain(app, line, "pubkey", "Print the server's public key as PEM, for secrets", ShowPublicKey);
     AddSendSecret(app, line);
     AddReason(app, line);
     app.require_subcommand(1);

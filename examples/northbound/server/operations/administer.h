@@ -8,8 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "server/serving/caller.h"
-#include "server/serving/profile.h"
+#include "server/serving/operation.h"
 
 namespace northbound {
 

@@ -6,8 +6,7 @@
 #include <vector>
 
 #include "server/operations/collectionbook.h"
-#include "server/serving/caller.h"
-#include "server/serving/profile.h"
+#include "server/serving/operation.h"
 
 namespace northbound {
 

@@ -5,8 +5,7 @@
 #include <string>
 
 #include "server/figures/element.h"
-#include "server/serving/caller.h"
-#include "server/serving/profile.h"
+#include "server/serving/operation.h"
 
 namespace northbound {
 

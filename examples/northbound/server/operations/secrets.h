@@ -4,8 +4,7 @@
 
 #include <string>
 
-#include "server/serving/caller.h"
-#include "server/serving/profile.h"
+#include "server/serving/operation.h"
 
 namespace northbound {
 

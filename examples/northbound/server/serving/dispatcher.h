@@ -7,8 +7,7 @@
 
 #include "nbiutil/nbitask.h"
 #include "nbiutil/processexception.h"
-#include "server/serving/caller.h"
-#include "server/serving/failure.h"
+#include "server/serving/operation.h"
 #include "server/serving/requestscope.h"
 #include "server/serving/runinpool.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "server/serving/logprefix.h"
-#include "server/serving/profile.h"
+#include "server/serving/operation.h"
 
 namespace northbound {
 
