@@ -17,7 +17,9 @@
 #include <vector>
 
 #include "nbiutil/zipfile.h"
+#include "rounds.h"
 #include "support/recordinghost.h"
+#include "support/testdirectory.h"
 
 namespace {
 
@@ -64,30 +66,20 @@ void RunBare(const std::string& workDir, const std::string& command)
 /// A folder that holds the files to pack, and nothing else, after each Fill().
 class Workshop {
 public:
-    Workshop() : m_Path((std::filesystem::temp_directory_path() / "archives_bench.XXXXXX").string())
-    {
-        if (mkdtemp(m_Path.data()) == nullptr) std::abort();
-    }
-    ~Workshop() { std::filesystem::remove_all(m_Path); }
-    Workshop(const Workshop&) = delete;
-    Workshop& operator=(const Workshop&) = delete;
-
     Names Fill(int nFiles)
     {
-        for (const auto& entry : std::filesystem::directory_iterator(m_Path)) {
-            std::filesystem::remove(entry.path());
-        }
+        for (const std::string& name : m_Directory.Names()) std::filesystem::remove(m_Directory / name);
         Names names;
         for (int i = 0; i < nFiles; ++i) {
-            names.push_back(m_Path + "/perf" + std::to_string(i) + ".csv");
+            names.push_back(m_Directory / ("perf" + std::to_string(i) + ".csv"));
             std::ofstream(names.back()) << "counter,value\n" << i << ",4711\n";
         }
         return names;
     }
-    const std::string& Path() const { return m_Path; }
+    const std::string& Path() const { return m_Directory.Path(); }
 
 private:
-    std::string m_Path;
+    nbitest::TestDirectory m_Directory;
 };
 
 void TarOurs(Workshop& shop, Names& names)
@@ -130,8 +122,9 @@ using Pack = void (*)(Workshop&, Names&);
 
 /// The two in turn, the first one changing. The ratio is that of the two minima, so that work of others on
 /// the machine counts little; the time of its own is the middle one of the rounds.
-void Compare(const char* pName, Pack ours, Pack bare, int nFiles, int nRounds)
+void Compare(const char* pName, Pack ours, Pack bare, int nFiles, int nUsualRounds)
 {
+    const int nRounds = nbibench::Rounds(nUsualRounds);
     Workshop shop;
     double nOurs = 1e18;
     double nBare = 1e18;

@@ -8,6 +8,8 @@
 #include <limits>
 #include <vector>
 
+#include "rounds.h"
+
 namespace nbibench {
 
 /// Processor time of the calling thread.
@@ -32,8 +34,9 @@ double Time(const Work& work)
 /// \param nLimit the ratio that is aimed at
 template <class Ours, class Peer>
 void Compare(const char* pName, double nLimit, int nCalls, const Ours& ours, const Peer& peer,
-             int nRounds = 3000)
+             int nUsualRounds = 3000)
 {
+    const int nRounds = Rounds(nUsualRounds);
     double nOurs = std::numeric_limits<double>::max();
     double nPeer = nOurs;
     std::vector<double> ratios;

@@ -125,11 +125,11 @@ void CompareRsa(unsigned int nBits)
 
 void MeasureKeyPair()
 {
-    constexpr int PAIRS = 20;
+    const int nPairs = nbibench::Rounds(20);
     constexpr double NANOSECONDS_PER_MS = 1e6;
     double nLeast = std::numeric_limits<double>::max();
     double nMost = 0;
-    for (int i = 0; i < PAIRS; ++i) {
+    for (int i = 0; i < nPairs; ++i) {
         LocalRsaKeyMgr::Destroy();
         g_nGenerating = 0;
         const double nAll = Time([] { LocalRsaKeyMgr::Instance()->Init(); });
@@ -174,12 +174,12 @@ void InsertAll(Map& map, const Pairs& pairs)
 /// Both sides get the pairs from the host; what that alone costs is taken off.
 void CompareEntering(const char* pName, nbitest::RecordingHost& host, bool bShuffled)
 {
-    constexpr int ROUNDS = 40;
+    const int nRounds = nbibench::Rounds(40);
     host.SetCfgFile(FILE_NAME, ManyPairs(bShuffled));
     double nReading = std::numeric_limits<double>::max();
     double nOurs = nReading;
     double nPeer = nReading;
-    for (int i = 0; i < ROUNDS; ++i) {
+    for (int i = 0; i < nRounds; ++i) {
         nReading = std::min(nReading, Time([] { ReadPairs(); }));
         ErrorInfoMgr* const pCatalogue = ErrorInfoMgr::Instance();
         nOurs = std::min(nOurs, Time([&] { pCatalogue->ReadErrorInfoFrmCfg(FILE_NAME); }));
@@ -215,6 +215,7 @@ double LookUpTime(int nReaders, const LookUp& lookUp)
     constexpr int CALLS = 50000;
     const auto start = std::chrono::steady_clock::now();
     std::vector<std::thread> readers;
+    readers.reserve(static_cast<std::size_t>(nReaders));
     for (int nReader = 0; nReader < nReaders; ++nReader) {
         readers.emplace_back([&lookUp, nReader] {
             std::minstd_rand random(static_cast<unsigned int>(nReader) + 1);
@@ -236,13 +237,13 @@ double Median(std::vector<double> values)
 
 void CompareLookUps()
 {
-    constexpr int ROUNDS = 21;
+    const int nRounds = nbibench::Rounds(21);
     ErrorInfoMgr* const pCatalogue = ErrorInfoMgr::Instance();
     pCatalogue->ReadErrorInfoFrmCfg(FILE_NAME);
     LockedMap map;
     for (const int nReaders : {1, 2, 8}) {
         std::vector<double> ours, peer;
-        for (int i = 0; i < ROUNDS; ++i) {
+        for (int i = 0; i < nRounds; ++i) {
             ours.push_back(LookUpTime(nReaders, [&](std::string& reason, unsigned long nCode) {
                 pCatalogue->GetErrReasonByErrCode(reason, nCode);
             }));

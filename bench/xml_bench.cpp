@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "nbiutil/sdxmlinterpreter.h"
+#include "rounds.h"
 
 namespace {
 
@@ -102,13 +103,14 @@ double LeastTimeInChild(int nRounds, const Work& work)
 }
 
 /// The least time of each, taken in turn, so that what the machine does to one it does to the others.
-std::vector<double> LeastTimes(int nRounds, const std::vector<Work>& works)
+std::vector<double> LeastTimes(int nUsualRounds, const std::vector<Work>& works)
 {
-    constexpr int TURNS = 4;
+    const int nTurns = nbibench::Rounds(4);
     std::vector<double> least(works.size(), std::numeric_limits<double>::max());
-    for (int i = 0; i < TURNS; ++i) {
+    for (int i = 0; i < nTurns; ++i) {
         for (std::size_t nWork = 0; nWork < works.size(); ++nWork) {
-            least[nWork] = std::min(least[nWork], LeastTimeInChild(nRounds, works[nWork]));
+            least[nWork] =
+                std::min(least[nWork], LeastTimeInChild(nbibench::Rounds(nUsualRounds), works[nWork]));
         }
     }
     return least;
