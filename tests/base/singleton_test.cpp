@@ -1,11 +1,16 @@
 #include "base/singleton.h"
 
+#include <cxxabi.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <typeinfo>
 #include <vector>
 
 #include "nbiutil/nbiutil.h"
@@ -20,6 +25,18 @@ using nbitest::FailingLocks;
 using nbitest::LockKind;
 using nbitest::NO_FAILING_LOCKS;
 using nbitest::RecordingHost;
+
+/// "SingletonTest/ErrorInfoMgr" in place of "SingletonTest/1".
+struct ClassName {
+    template <class Class>
+    static std::string GetName(int /*nIndex*/)
+    {
+        const std::unique_ptr<char, decltype(&std::free)> full(
+            abi::__cxa_demangle(typeid(Class).name(), nullptr, nullptr, nullptr), &std::free);
+        const std::string name = full.get();
+        return name.substr(name.rfind(':') + 1);
+    }
+};
 
 /// What eight threads get that ask at the same moment.
 template <class Ask>
@@ -51,7 +68,7 @@ protected:
 using Singletons =
     ::testing::Types<ACE_UUID_Generator, ErrorInfoMgr, HugeTaskMgr, LocalRsaKeyMgr, SDXMLInterpreterMgr,
                      SelfUtilCommon, TEParserFuncRegistry, ThreadContextMgr, ZipFileInterface>;
-TYPED_TEST_SUITE(SingletonTest, Singletons);
+TYPED_TEST_SUITE(SingletonTest, Singletons, ClassName);
 
 TYPED_TEST(SingletonTest, InstanceIsNullWhenTheStaticObjectLockFails)
 {
@@ -89,7 +106,7 @@ protected:
 };
 using Destroyable = ::testing::Types<ACE_UUID_Generator, ErrorInfoMgr, HugeTaskMgr, LocalRsaKeyMgr,
                                      SDXMLInterpreterMgr, SelfUtilCommon, ThreadContextMgr, ZipFileInterface>;
-TYPED_TEST_SUITE(DestroyTest, Destroyable);
+TYPED_TEST_SUITE(DestroyTest, Destroyable, ClassName);
 
 TYPED_TEST(DestroyTest, WithoutAnObjectNothingHappens)
 {
