@@ -54,11 +54,11 @@ require_packages() {
 
 # configure PRESET [cmake arguments]; says something only when it fails.
 configure() {
-    local preset=$1 log
+    local preset=$1 log generator
     shift
     # A folder that was configured by hand keeps its generator.
-    [ -f "$PROJECT_DIR/build/$preset/CMakeCache.txt" ] || set -- -G Ninja "$@"
-    log=$(cd "$PROJECT_DIR" && cmake --preset "$preset" "$@" 2>&1 </dev/null) || {
+    generator=$(sed -n 's/^CMAKE_GENERATOR:INTERNAL=//p' "$PROJECT_DIR/build/$preset/CMakeCache.txt" 2>/dev/null)
+    log=$(cd "$PROJECT_DIR" && cmake --preset "$preset" ${generator:+-G "$generator"} "$@" 2>&1 </dev/null) || {
         printf '%s\n' "$log"
         return 1
     }
@@ -69,6 +69,20 @@ build() {
     local preset=$1
     shift
     cmake --build "$PROJECT_DIR/build/$preset" --parallel "$JOBS" ${1:+--target "$@"}
+}
+
+# build_shown PRESET [target...]: the same with a line per tenth of the way, and all that is no step of the build.
+build_shown() {
+    local line tenth=0 step='^\[([0-9]+)/([0-9]+)\]'
+    build "$@" 2>&1 </dev/null | while IFS= read -r line; do
+        if ! [[ $line =~ $step ]]; then
+            [ "$line" = "ninja: no work to do." ] || printf '%s\n' "$line"
+        elif [ $((BASH_REMATCH[1] * 10 / BASH_REMATCH[2])) -gt "$tenth" ]; then
+            tenth=$((BASH_REMATCH[1] * 10 / BASH_REMATCH[2]))
+            say "$1: $((tenth * 10)) % built"
+        fi
+    done
+    return "${PIPESTATUS[0]}"
 }
 
 PASSED=0
@@ -93,10 +107,11 @@ check() {
     fi
 }
 
-# run_tests PRESET: runs its whole suite, shows what did not pass, and counts.
+# run_tests PRESET [ctest arguments]: runs its suite, shows what did not pass, and counts.
 run_tests() {
-    local log="$PROJECT_DIR/build/$1/ctest.log" failed total skipped
-    ctest --test-dir "$PROJECT_DIR/build/$1" --parallel "$JOBS" --output-on-failure </dev/null 2>&1 |
+    local folder="$PROJECT_DIR/build/$1" log="$PROJECT_DIR/build/$1/ctest.log" failed total skipped
+    shift
+    ctest --test-dir "$folder" --parallel "$JOBS" --output-on-failure "$@" </dev/null 2>&1 |
         tee "$log" | grep -vE '^ +Start +[0-9]+: |  Passed +[0-9.]+ sec$'
     # "98% tests passed, 2 tests failed out of 130"; skipped ones are among the passed.
     read -r failed total < <(sed -nE 's/.* ([0-9]+) tests? failed out of ([0-9]+).*/\1 \2/p' "$log" | tail -n 1)
@@ -112,13 +127,64 @@ run_tests() {
 # suite PRESET: configures, builds and tests it. What does not build counts as one failure.
 suite() {
     say "$1: build"
-    if ! configure "$1" || ! build "$1"; then
+    if ! configure "$1" || ! build_shown "$1"; then
         say "FAILED: $1 does not build"
         count 0 1
         return
     fi
     say "$1: tests"
     run_tests "$1"
+}
+
+build_fuzzers() { configure fuzz -DNBIUTIL_TESTS=OFF && build_shown fuzz fuzzers; }
+
+# fuzz_target PROGRAM SECONDS: starts from the target's corpus; shows its output when it found something.
+fuzz_target() {
+    local name scratch status folder="$PROJECT_DIR/build/fuzz"
+    name=$(basename "$1" _fuzz)
+    scratch=$(mktemp -d)
+    "$1" -max_total_time="$2" -timeout=20 -rss_limit_mb=2048 -artifact_prefix="$folder/" \
+        "$scratch" "$PROJECT_DIR/tests/fuzz/corpus/$name" >"$folder/$name.log" 2>&1 </dev/null
+    status=$?
+    rm -rf "$scratch"
+    [ $status -eq 0 ] || tail -n 60 "$folder/$name.log"
+    return $status
+}
+
+# bench_once PROGRAM: one round of each measurement, to see that it runs.
+bench_once() {
+    local log status=0 arguments=()
+    log=$(mktemp)
+    [ "$(basename "$1")" != pool_bench ] || arguments=(--benchmark_min_time=0.001)
+    NBI_BENCH_ONCE=yes "$1" "${arguments[@]}" >"$log" 2>&1 </dev/null || status=$?
+    # A benchmark that measures nothing has not run.
+    grep -q '[0-9]' "$log" || status=1
+    [ $status -eq 0 ] || tail -n 60 "$log"
+    rm -f "$log"
+    return $status
+}
+
+STEPS=()
+
+# step NAME COMMAND...: runs it and notes how long it took.
+step() {
+    local name=$1 begin=$SECONDS status=0
+    shift
+    "$@" || status=$?
+    STEPS+=("$((SECONDS - begin)) $name")
+    return $status
+}
+
+# Each step's share of the time, the longest first.
+shares() {
+    printf '%s\n' "${STEPS[@]}" | sort -rn | awk '
+        { seconds[NR] = $1; all += $1; sub(/^[0-9]+ /, ""); name[NR] = $0 }
+        END {
+            printf "== %d:%02d minutes\n", all / 60, all % 60
+            for (i = 1; i <= NR; ++i) {
+                printf "%3.0f %%  %3d:%02d  %s\n", all ? 100 * seconds[i] / all : 0, seconds[i] / 60, seconds[i] % 60, name[i]
+            }
+        }'
 }
 
 # The last line of every run. The status is 0 when something ran and nothing failed.

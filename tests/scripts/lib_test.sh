@@ -55,6 +55,17 @@ expect "a failure" "$(run_lib 'count 2 1 4; summary')" $'2 passed, 1 failed, 4 s
 expect "checks count" "$(run_lib 'check one true; check two false; summary')" \
     $'== one\n== two\n== FAILED: two\n1 passed, 1 failed\nstatus 1'
 
+# Seconds are set, not spent; a second may pass in between.
+spend() { printf 'step %s eval "SECONDS=$((SECONDS + %s))"; ' "$1" "$2"; }
+expect "shares of the time" "$(run_lib "$(spend short 100000) $(spend long 300000) shares" |
+    sed -E 's/ +[0-9]+:[0-9]+ +/ /; s/^== .*minutes/minutes/')" $'minutes\n 75 % long\n 25 % short\nstatus 0'
+expect "a step's status is its command's" "$(run_lib 'step a false || echo failed; shares >/dev/null')" $'failed\nstatus 0'
+
+stub cmake 'printf "[1/40] a\n[4/40] b\nb.cpp:1: warning\n[9/40] c\n[39/40] d\n[40/40] e\n"; exit "${CMAKE_STATUS:-0}"'
+expect "a build shows tenths and what is no step" "$(run_lib 'build_shown dev')" \
+    $'== dev: 10 % built\nb.cpp:1: warning\n== dev: 20 % built\n== dev: 90 % built\n== dev: 100 % built\nstatus 0'
+expect "a failed build fails" "$(CMAKE_STATUS=3 run_lib 'build_shown dev' | tail -n 1)" "status 3"
+
 stub ctest 'cat "$(dirname "$0")/ctest.txt"'
 tests() { run_lib "PROJECT_DIR=$STUBS; mkdir -p $STUBS/build/x; run_tests x >/dev/null; summary"; }
 cat >"$STUBS/ctest.txt" <<'END'
