@@ -127,7 +127,7 @@ run_tests() {
 # suite PRESET: configures, builds and tests it. What does not build counts as one failure.
 suite() {
     say "$1: build"
-    if ! configure "$1" || ! build_shown "$1"; then
+    if ! configure "$1" -DNBIUTIL_TESTS=ON -DNBIUTIL_EXAMPLES=ON || ! build_shown "$1"; then
         say "FAILED: $1 does not build"
         count 0 1
         return

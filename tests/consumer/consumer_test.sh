@@ -20,13 +20,14 @@ readme() {
     block cmake >"$1/CMakeLists.txt"
 }
 
-# says_hello FOLDER PROGRAM: the program runs in the folder and does what README.md says.
+# says_hello FOLDER SAID: it ran in the folder, said this and did what README.md says.
 says_hello() {
-    local said
-    said=$(cd "$1" && "$2")
-    [ "$said" = "hello from a worker" ] || { echo "said: $said"; exit 1; }
+    [ "$2" = "hello from a worker" ] || { echo "said: $2"; exit 1; }
     [ -f "$1/hello.log" ] || { echo "no log file"; exit 1; }
 }
+
+# printed COMMAND PREFIX: the line of README.md that begins with the command, for a library installed there.
+printed() { sed -n "/^$1 /s|/opt/nbiutil|$2|gp" "$source/README.md"; }
 
 # marks HEADER...: the classes and functions that carry the export mark.
 marks() {
@@ -47,21 +48,45 @@ cmake)
     readme "$work/cmake"
     "$CMAKE" -S "$work/cmake" -B "$work/cmake/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_STANDARD=17
     "$CMAKE" --build "$work/cmake/build"
-    says_hello "$work/cmake" ./build/hello
+    says_hello "$work/cmake" "$(cd "$work/cmake" && ./build/hello)"
+    # Elsewhere there is no configuration: one line and the exit code say so, nothing is aborted.
+    mkdir -p "$work/elsewhere"
+    cd "$work/elsewhere"
+    status=0
+    "$work/cmake/build/hello" >said 2>&1 || status=$?
+    [ $status -eq 1 ] && [ "$(wc -l <said)" -eq 1 ] && grep -q '^hello.ini: ' said || { cat said; exit 1; }
     ;;
 pkgconfig)
     readme "$work/pkgconfig"
     # Moved, to see that nothing points back to where it was installed.
     rm -rf "$work/moved"
     cp -a "$prefix" "$work/moved"
-    PKG_CONFIG_PATH=$work/moved/$(realpath --relative-to="$prefix" "$(libdir)")/pkgconfig
-    export PKG_CONFIG_PATH
-    # shellcheck disable=SC2046
-    "$CXX" -std=c++17 -Wall -Wextra -Werror "$work/pkgconfig/main.cpp" -o "$work/pkgconfig/hello" \
-        $(pkg-config --cflags --libs nbiutil nbihost-standalone)
-    LD_LIBRARY_PATH=$(pkg-config --variable=libdir nbiutil)
-    export LD_LIBRARY_PATH
-    says_hello "$work/pkgconfig" ./hello
+    line=$(printed c++ "$work/moved")
+    says_hello "$work/pkgconfig" "$(cd "$work/pkgconfig" && bash -c "$line")"
+    ;;
+pages)
+    # Every C++ block of the guide compiles, after the lines of a comment "compiled after" in front of it.
+    rm -rf "$work/pages"
+    mkdir -p "$work/pages"
+    find "$source/README.md" "$source/docs" -name '*.md' -exec awk -v to="$work/pages" '
+        FNR == 1 { inside = 0; before = "" }
+        $0 == "<!-- compiled after" { collecting = 1; before = ""; next }
+        collecting && $0 == "-->" { collecting = 0; next }
+        collecting { before = before $0 "\n"; next }
+        $0 == "```cpp" {
+            inside = 1
+            out = to "/block" ++n ".cpp"
+            printf "// %s:%d\n%s", FILENAME, FNR, before >out
+            before = ""
+            next
+        }
+        /^ *```/ { inside = 0 }
+        inside { print >out }' {} +
+    ls "$work/pages/block1.cpp"
+    for block in "$work/pages"/*.cpp; do
+        "$CXX" -std=c++17 -fsyntax-only -Wall -Wextra -Werror -I"$prefix/include" -I"$source/examples/northbound" \
+            "$block" || { head -n 1 "$block"; exit 1; }
+    done
     ;;
 symbols)
     library=$(libdir)/libnbiutil.so

@@ -69,6 +69,11 @@ file examples/northbound/names.h string
 file src/log/log.cpp ../../examples/northbound/names.h
 expect "the library or a host uses the example:"
 rm "$SAMPLE/src/log/log.cpp"
+
+file examples/northbound/server/corba/servant.h string
+file examples/northbound/server/operations/list.cpp server/corba/servant.h
+expect "what the server does knows a front end:"
+rm "$SAMPLE/examples/northbound/server/operations/list.cpp"
 expect ""
 
 "$SCRIPT" check "$1" || failures=$((failures + 1))
