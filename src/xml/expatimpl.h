@@ -9,6 +9,8 @@
 #include <exception>
 #include <utility>
 
+#include "xml/expatswitches.h"
+
 namespace NSTE_util {
 
 /// \tparam Handler the deriving class. It has OnPostCreate(), which installs the callbacks it wants, and for
@@ -30,6 +32,10 @@ public:
         Destroy();
         m_pParser = XML_ParserCreate_MM(nullptr, nullptr, nullptr);
         if (m_pParser == nullptr) return false;
+        // Some releases put a token off that was incomplete until much more of it has come, and forget it when
+        // nobody says that the end is reached.
+        m_bPutsOff = &XML_SetReparseDeferralEnabled != nullptr &&
+                     XML_SetReparseDeferralEnabled(m_pParser, XML_FALSE) == XML_FALSE;
         auto* pHandler = static_cast<Handler*>(this);
         pHandler->OnPostCreate();
         XML_SetUserData(m_pParser, pHandler);
@@ -66,18 +72,27 @@ public:
         return Finished(XML_Parse(m_pParser, pText, nLength, bFinal ? XML_TRUE : XML_FALSE));
     }
 
-    /// Parses what expat holds back: since 2.6, and in patched older releases, it puts off a token that was
-    /// incomplete until much more of it has come, and forgets it when nobody says that the end is reached.
-    /// Only for the end: switched off from the start, long tokens would cost quadratic time.
-    bool ParseDeferred()
+    /// Parses what expat has put off although it was told not to. Only for the end: it looks at everything when
+    /// it hears of the end, and what the end cuts off is no error here.
+    bool ParsePutOff()
     {
-#ifdef NBI_EXPAT_DEFERS
-        XML_SetReparseDeferralEnabled(m_pParser, XML_FALSE);
-        return ParseBuffer(0, false);
-#else
-        return true;
-#endif
+        if (!m_bPutsOff || ParseBuffer(0, true)) return true;
+        switch (XML_GetErrorCode(m_pParser)) {
+            case XML_ERROR_NO_ELEMENTS:
+            case XML_ERROR_UNCLOSED_TOKEN:
+            case XML_ERROR_UNCLOSED_CDATA_SECTION:
+            case XML_ERROR_PARTIAL_CHAR:
+                return true;
+            default:
+                return false;
+        }
     }
+
+    /// Where in the document the token begins that is at hand, or that was incomplete when the last piece
+    /// ended; -1 when expat does not know.
+    XML_Index GetCurrentByteIndex() const { return XML_GetCurrentByteIndex(m_pParser); }
+    /// The length of the token at hand.
+    int GetCurrentByteCount() const { return XML_GetCurrentByteCount(m_pParser); }
 
     XML_Error GetErrorCode()
     {
@@ -113,10 +128,7 @@ public:
 
 protected:
     CExpatImpl() = default;
-    ~CExpatImpl()
-    {
-        Destroy();
-    }
+    ~CExpatImpl() { Destroy(); }
 
 private:
     template <class Call>
@@ -141,6 +153,7 @@ private:
     }
 
     XML_Parser m_pParser = nullptr;
+    bool m_bPutsOff = false;  // whatever it was told
     std::exception_ptr m_Thrown;
 };
 

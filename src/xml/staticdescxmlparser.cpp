@@ -3,13 +3,28 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <iterator>
+#include <string_view>
 
 #include "base/filehandle.h"
 
 namespace NS_UTIL {
 namespace {
 
-constexpr int PIECE = 256;  // bytes read at a time; which cut files are accepted depends on it
+constexpr std::size_t PIECE = 256;  // bytes read at a time; which cut files are accepted depends on it
+constexpr std::size_t LONG_TOKEN = 4 * PIECE;
+constexpr std::size_t MOST_ROOM =
+    64 << 20;  // expat's buffer doubles and ends at 1 GiB: tokens get most of it
+
+/// True for the begin of a character, and of what may become "]]>": expat leaves both to the next piece.
+/// \param text character data, as much of it as its first piece has
+bool IsIncomplete(std::string_view text)
+{
+    constexpr unsigned char LEADS[] = {0xC0, 0xE0, 0xF0};  // of two bytes, of three, of four
+    const auto nLead = static_cast<unsigned char>(text.front());
+    const auto nFollowing = std::upper_bound(std::begin(LEADS), std::end(LEADS), nLead) - std::begin(LEADS);
+    return text.size() <= static_cast<std::size_t>(nFollowing) || text == "]" || text == "]]";
+}
 
 /// A new[] array of the text and its zero, which are \p nSize characters.
 char* CopyOf(const char* pText, std::size_t nSize)
@@ -68,9 +83,28 @@ void StaticDescXMLParser::OnEndElement(const XML_Char* /*pName*/)
     m_Open.pop_back();
 }
 
-void StaticDescXMLParser::OnCharacterData(const XML_Char* /*pText*/, int /*nLength*/)
+void StaticDescXMLParser::OnCharacterData(const XML_Char* pText, int nLength)
 {
-    std::printf("in [OnXMLCharacterData]\nout [OnXMLCharacterData]\n");
+    for (int nRuns = RunsIn(pText, nLength); nRuns > 0; --nRuns) {
+        std::printf("in [OnXMLCharacterData]\nout [OnXMLCharacterData]\n");
+    }
+}
+
+/// A run ends where its piece ends. Where expat has several pieces at once it gives the run whole, and this
+/// says how many it is. Only in UTF-8, where a run is as long as its text and a reference is not.
+int StaticDescXMLParser::RunsIn(const char* pText, int nLength) const
+{
+    if (m_nRoom <= PIECE || nLength != GetCurrentByteCount()) return 1;
+    const auto nStart = static_cast<std::size_t>(GetCurrentByteIndex());
+    const std::size_t nInFirst = PIECE - nStart % PIECE;
+    const auto nBytes = static_cast<std::size_t>(nLength);
+    if (nBytes < nInFirst) return 1;
+    const std::size_t nEnds = 1 + (nBytes - nInFirst) / PIECE;
+    const bool bEndsWithPiece = (nBytes - nInFirst) % PIECE == 0;
+    int nRuns = 1 + static_cast<int>(nEnds);
+    if (IsIncomplete({pText, nInFirst})) --nRuns;
+    if (bEndsWithPiece && pText[nBytes - 1] != ']') --nRuns;
+    return nRuns;
 }
 
 int StaticDescXMLParser::ParseFile(const char* pPath)
@@ -84,20 +118,45 @@ int StaticDescXMLParser::ParseFile(const char* pPath)
     }
     const bool bParsed = ParsePieces(pFile.get());
     m_FileName.clear();
+    m_nRoom = 0;
     return bParsed ? 0 : -1;
 }
 
 bool StaticDescXMLParser::ParsePieces(std::FILE* pFile)
 {
-    bool bFinal = false;
+    m_nGiven = m_nParsed = 0;
+    bool bEnd = false;
     while (std::feof(pFile) == 0) {
-        void* const pBuffer = GetBuffer(PIECE);
+        m_nRoom = NextRoom();
+        auto* const pBuffer = static_cast<char*>(GetBuffer(static_cast<int>(m_nRoom)));
         if (pBuffer == nullptr) return false;
-        const std::size_t nRead = std::fread(pBuffer, 1, PIECE, pFile);
-        bFinal = nRead == 0;
-        if (!OrPrintError(ParseBuffer(static_cast<int>(nRead), bFinal))) return false;
+        std::size_t nRead = 0;
+        std::size_t nPiece = PIECE;
+        for (; nRead < m_nRoom && nPiece == PIECE; nRead += nPiece) {
+            nPiece = std::fread(pBuffer + nRead, 1, PIECE, pFile);
+        }
+        bEnd = nPiece == 0;
+        if (!OrPrintError(HandOver(nRead, bEnd))) return false;
     }
-    return bFinal || OrPrintError(ParseDeferred());
+    return bEnd || OrPrintError(ParsePutOff());
+}
+
+/// One piece, as long as expat gets on. It looks at an incomplete token from the start each time, so a token of
+/// which several pieces have not brought the end is given as much again as expat has of it.
+std::size_t StaticDescXMLParser::NextRoom() const
+{
+    const std::size_t nIncomplete = m_nGiven - m_nParsed;
+    return nIncomplete < LONG_TOKEN ? PIECE : std::min(nIncomplete / PIECE * PIECE, MOST_ROOM);
+}
+
+/// \param bEnd the last piece brought nothing
+bool StaticDescXMLParser::HandOver(std::size_t nBytes, bool bEnd)
+{
+    m_nGiven += nBytes;
+    if (nBytes > 0 && !ParseBuffer(static_cast<int>(nBytes), false)) return false;
+    const XML_Index nToken = GetCurrentByteIndex();
+    if (nToken >= 0) m_nParsed = static_cast<std::size_t>(nToken);
+    return !bEnd || ParseBuffer(0, true);
 }
 
 bool StaticDescXMLParser::OrPrintError(bool bParsed)

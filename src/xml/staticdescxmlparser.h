@@ -2,6 +2,7 @@
 /// Reads one static-description document into a tree.
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -41,11 +42,17 @@ public:
 private:
     XMLTag& AddTag();
     bool ParsePieces(std::FILE* pFile);
+    std::size_t NextRoom() const;
+    bool HandOver(std::size_t nBytes, bool bEnd);
+    int RunsIn(const char* pText, int nLength) const;
     bool OrPrintError(bool bParsed);
 
     XMLTag m_Root;
     std::vector<XMLTag*> m_Open;  // elements that are open, the innermost last
     std::string m_FileName;       // for error lines; empty when no file is being parsed
+    std::size_t m_nRoom = 0;      // what expat is given at once; 0 when no file is being parsed
+    std::size_t m_nGiven = 0;     // bytes of the file that expat has
+    std::size_t m_nParsed = 0;    // of them, those before the token that is incomplete
 };
 
 }  // namespace NS_UTIL

@@ -67,7 +67,7 @@ TEST(CExpatImplTest, PiecesThroughTheBufferGiveTheSameEvents)
         std::memcpy(pBuffer, piece.data(), piece.size());
         EXPECT_TRUE(handler.ParseBuffer(static_cast<int>(piece.size()), false));
     }
-    EXPECT_TRUE(handler.ParseDeferred());
+    EXPECT_TRUE(handler.ParsePutOff());
     EXPECT_EQ(handler.m_Events, (Events{"created", "<a", "<b", ">b", ">a"}));
 }
 
