@@ -2,12 +2,14 @@
 
 #include <ace/OS_NS_sys_time.h>
 
+#include <utility>
+
 #include "base/lockguard.h"
 #include "nbihost/bundlemgr.h"
 #include "nbiutil/errcode.h"
 #include "task/ad_impl.h"
 #include "task/raise.h"
-#include "task/spin.h"
+#include "task/yieldgate.h"
 
 namespace NS_UTIL {
 namespace {
@@ -21,6 +23,11 @@ bool IsFrameworkStopping()
 {
     return NS_BUNDLEMGR1::BundleMgr::Instance()->GetState() == NS_BUNDLEMGR1::FRAMEWORK_STOPPING;
 }
+
+YieldGate g_Gate;  // of all waiters
+
+/// The calling thread's last wait ended with a slow yield.
+__attribute__((tls_model("initial-exec"))) thread_local bool t_bSlowYield = false;
 
 ACE_Time_Value EndOfSlice()
 {
@@ -60,7 +67,7 @@ unsigned long AD_Impl::GetErrorCode()
 
 void AD_Impl::Wait()
 {
-    if (!YieldUntil([this] { return AD_Impl::IsFinished(); })) {
+    if (!FinishesSoon()) {
         RecursiveGuard guard(m_Mutex);
         if (!AD_Impl::IsFinished()) WaitInSlicesLocked();
         // Deliberate: a stopping framework gives code 1 whatever the work has recorded; callers tell by it
@@ -68,6 +75,21 @@ void AD_Impl::Wait()
         if (IsFrameworkStopping()) m_nErrorCode.store(ErrCode::FRAMEWORK_STOPPED, std::memory_order_release);
     }
     RaiseOnFailure();
+}
+
+/// Yields for a while where that is cheap. A slow yield is judged by the thread's next wait: where that
+/// answer is there already, the thread collects the answers of many tasks, and the yield was the time in which
+/// they ran. Otherwise it may have kept this thread from an answer that had long been there.
+bool AD_Impl::FinishesSoon() const
+{
+    const bool bSlowBefore = std::exchange(t_bSlowYield, false);
+    if (AD_Impl::IsFinished()) return true;
+    if (bSlowBefore) g_Gate.Close();
+    Yields yields(g_Gate);
+    while (yields.Next() && !AD_Impl::IsFinished()) {
+    }
+    t_bSlowYield = yields.WereSlow();
+    return AD_Impl::IsFinished();
 }
 
 void AD_Impl::WaitInSlicesLocked()

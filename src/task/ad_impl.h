@@ -43,6 +43,7 @@ public:
 private:
     template <class Change>
     void ChangeWhilePending(Change change);
+    bool FinishesSoon() const;
     void WaitInSlicesLocked();
     void RaiseOnFailure();
 

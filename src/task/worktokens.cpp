@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "task/spin.h"
+#include "task/yieldgate.h"
 
 namespace NS_UTIL {
 namespace {
+
+YieldGate g_Gate;  // of all pools' workers
 
 /// A signal handler that returns is no wake-up.
 void AcquireUninterrupted(ACE_Semaphore& semaphore)
@@ -96,14 +98,23 @@ WorkTokens::Taker WorkTokens::TakeOrStay(Word leave, bool bMayYield)
     return taker;
 }
 
+bool WorkTokens::YieldForToken() const
+{
+    Yields yields(g_Gate);
+    while (Count() == 0 && yields.Next()) {
+    }
+    if (Count() == 0) return false;
+    if (yields.WereSlow()) g_Gate.Close();  // the token had to wait, since nobody is woken meanwhile
+    return true;
+}
+
 void WorkTokens::Take()
 {
-    const bool bMayYield = YieldsBeforeSleep() > 0;
+    const bool bMayYield = g_Gate.IsOpen();
     Taker taker = TakeOrStay(0, bMayYield);
     while (taker != Taker::HAS_TOKEN) {
         if (taker == Taker::YIELDS) {
-            const bool bTokenSeen = YieldUntil([this] { return Count() > 0; });
-            taker = TakeOrStay(YIELDING, bTokenSeen);
+            taker = TakeOrStay(YIELDING, YieldForToken());
         } else {
             AcquireUninterrupted(m_Semaphore);
             taker = TakeOrStay(SLEEPER + WAKEUP, bMayYield);

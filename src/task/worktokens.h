@@ -14,7 +14,8 @@ namespace NS_UTIL {
 /// Why: a wake-up is a system call, and with many sleepers one for every token costs most of a pool's
 /// throughput. So a post wakes somebody only if nobody is on the way already; whoever takes a token and sees
 /// more of them wakes the next sleeper before it goes to work. And one idle worker at a time yields for a few
-/// microseconds before it sleeps: a token that arrives meanwhile costs no system call at all.
+/// microseconds before it sleeps, where that is cheap (yieldgate.h): a token that arrives meanwhile costs no
+/// system call at all.
 ///
 /// Why no token is lost: tokens, sleepers, wake-ups under way and the yielding worker stand in one atomic
 /// word, and every step changes it as a whole. The steps keep this true: if there is a token and a sleeper,
@@ -72,6 +73,7 @@ private:
     template <class Step>
     bool Change(Step step);
     Taker TakeOrStay(Word leave, bool bMayYield);
+    bool YieldForToken() const;
 
     std::atomic<Word> m_Word{0};
     ACE_Semaphore m_Semaphore;  // sleepers sleep here; its count is that of the wake-ups under way
