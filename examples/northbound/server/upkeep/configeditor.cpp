@@ -21,8 +21,8 @@ namespace fs = std::filesystem;
 constexpr const char* MODULE = "configeditor";
 
 // What the library's edit carries over whole.
-constexpr std::size_t MAX_LINES = 1024;
-constexpr std::size_t MAX_LINE_LENGTH = 1023;
+using NS_UTIL::MAX_CONFIG_LINE_LENGTH;
+using NS_UTIL::MAX_CONFIG_LINES;
 
 [[noreturn]] void Refuse(const std::string& detail)
 {
@@ -43,7 +43,7 @@ void CheckItem(const std::string& key, const std::string& value)
     if (value.find_first_of(std::string("\r\n\0", 3)) != std::string::npos) {
         ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE, "the value of " + key + " has more than one line");
     }
-    if (key.size() + 1 + value.size() > MAX_LINE_LENGTH) {
+    if (key.size() + 1 + value.size() > MAX_CONFIG_LINE_LENGTH) {
         ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE, "the value of " + key + " is too long for a line");
     }
 }
@@ -90,13 +90,14 @@ void ConfigEditor::CheckFile(const std::string& key) const
     std::size_t nFound = 0;
     for (std::string line; std::getline(file, line);) {
         ++nLines;
-        if (line.size() > MAX_LINE_LENGTH) {
+        if (line.size() > MAX_CONFIG_LINE_LENGTH) {
             Refuse("line " + std::to_string(nLines) + " of " + m_ConfigFile + " is longer than " +
-                   std::to_string(MAX_LINE_LENGTH) + " characters");
+                   std::to_string(MAX_CONFIG_LINE_LENGTH) + " characters");
         }
         if (line.find(key) != std::string::npos) ++nFound;
     }
-    if (nLines > MAX_LINES) Refuse(m_ConfigFile + " has more than " + std::to_string(MAX_LINES) + " lines");
+    if (nLines > MAX_CONFIG_LINES)
+        Refuse(m_ConfigFile + " has more than " + std::to_string(MAX_CONFIG_LINES) + " lines");
     if (nFound == 0) Refuse("there is no " + key + " in " + m_ConfigFile);
     if (nFound > 1) Refuse(std::to_string(nFound) + " lines of " + m_ConfigFile + " hold the text " + key);
 }

@@ -23,9 +23,8 @@ using Names = std::list<std::string>;
 
 constexpr const char* MODULE = "packer";
 
-// What one command holds: characters and words, program and archive included.
-constexpr std::size_t MAX_COMMAND_LENGTH = 1023;
-constexpr std::size_t MAX_COMMAND_WORDS = 127;
+using NS_UTIL::MAX_COMMAND_LENGTH;
+using NS_UTIL::MAX_COMMAND_WORDS;
 
 constexpr std::size_t MAX_GROUP = 1000000;
 
