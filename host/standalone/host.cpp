@@ -56,6 +56,16 @@ public:
         return m_Settings->m_ItemsFile.empty() ? m_ConfigFile : m_Settings->m_ItemsFile;
     }
 
+    std::vector<ConfigItem> Items() const
+    {
+        std::lock_guard<std::mutex> guard(m_Mutex);
+        std::vector<ConfigItem> items;
+        for (const auto& [name, value] : m_Settings->m_Items) {
+            items.push_back({name, value, m_Settings->m_ItemOrigins.at(name)});
+        }
+        return items;
+    }
+
     const std::string m_ConfigFile;
 
 private:
@@ -195,6 +205,11 @@ bool Host::IsStarted() const
 const std::string& Host::ConfigFile() const
 {
     return m_pImpl->m_ConfigFile;
+}
+
+std::vector<ConfigItem> Host::Items() const
+{
+    return m_pImpl->Items();
 }
 
 std::string Host::ItemsFile() const

@@ -108,6 +108,7 @@ void Take(Settings& settings, const std::string& file, const IniEntry& entry)
     }
     if (own != OwnKeys().end()) key.Refuse("belongs to the section [host]");
     settings.m_Items[entry.m_Name] = entry.m_Value;
+    settings.m_ItemOrigins[entry.m_Name] = file;
 }
 
 void TakeItem(Settings& settings, const std::string& file, const IniEntry& entry)

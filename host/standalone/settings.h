@@ -24,6 +24,7 @@ struct Settings {
     LogOptions m_Log;
     std::string m_ItemsFile;  // "": none
     std::map<std::string, std::string> m_Items;
+    std::map<std::string, std::string> m_ItemOrigins;  // item to the file that it stands in
 };
 
 /// Items of the items file, where there is one, take the place of those of \p path.

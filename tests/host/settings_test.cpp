@@ -250,6 +250,19 @@ TEST_F(ItemsFileTest, HostTellsWhereChangesBelong)
     EXPECT_EQ(Host(path).ItemsFile(), path);
 }
 
+TEST_F(ItemsFileTest, HostTellsEachItemWithTheFileThatItStandsIn)
+{
+    WriteFile(ITEMS, "[items]\nb=2\nc=3\n");
+    const auto pHost = StartHost();
+    std::string all;
+    for (const nbihost::ConfigItem& item : pHost->Items()) {
+        const bool bOfItems = item.m_File == PathOf(ITEMS);
+        EXPECT_TRUE(bOfItems || item.m_File == pHost->ConfigFile()) << item.m_File;
+        all += item.m_Name + item.m_Value + (bOfItems ? "i " : "c ");
+    }
+    EXPECT_EQ(all, "a1c b2i c3i ");
+}
+
 TEST_F(ItemsFileTest, MistakesAreNamedLikeThoseOfTheConfiguration)
 {
     EXPECT_EQ(RefusalOfItems("[items]\nb=1\nb=2\n"), "[items] b: is given twice");

@@ -27,6 +27,7 @@
 #include "server/serving/logprefix.h"
 #include "server/serving/stopsignal.h"
 #include "server/upkeep/configeditor.h"
+#include "server/upkeep/items.h"
 #include "server/upkeep/serversettings.h"
 #include "shared/besideprogram.h"
 
@@ -79,6 +80,15 @@ void MakeCollectionDirectory(const std::string& path)
     if (error || access(path.c_str(), W_OK | X_OK) != 0) {
         throw SettingsError("CollectionDirectory: " + path +
                             " cannot be written: " + (error ? error.message() : std::strerror(errno)));
+    }
+}
+
+/// The host takes any item, since it cannot know which ones its program reads.
+void WarnOfItems(const nbihost::Host& host)
+{
+    for (const std::string& warning : ItemWarnings(host.Items())) {
+        nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "%s", warning.c_str());
+        std::cerr << MODULE << ": " << warning << '\n';
     }
 }
 
@@ -142,6 +152,7 @@ void Run(const CommandLine& line)
     nbihost::Host host(line.m_ConfigFile, hooks);
     host.Start();
     const Settings settings = SettingsOf(line);
+    WarnOfItems(host);
     MakeCollectionDirectory(settings.m_CollectionDirectory);
     RedirectOutput(settings.m_OutputFile);
     MakeKeyPair();

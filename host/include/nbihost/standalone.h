@@ -7,6 +7,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "nbihost/api.h"
 
@@ -33,6 +34,13 @@ struct HostHooks {
     /// Shuts the program's own work down, the pools included. Called once per start, by Stop(), while the
     /// framework's state is FRAMEWORK_STOPPING and log lines are still written. What it throws is logged.
     std::function<void()> m_OnStop;
+};
+
+/// One configuration item, as it is written.
+struct ConfigItem {
+    std::string m_Name;
+    std::string m_Value;
+    std::string m_File;  ///< where it stands: the configuration file, or the items file
 };
 
 /// The host of this process, set up from a configuration file:
@@ -101,6 +109,9 @@ public:
 
     /// Where an item that the program changes belongs: the key items_file, or the configuration file.
     std::string ItemsFile() const;
+
+    /// All configuration items, by name, for a program that knows which there should be.
+    std::vector<ConfigItem> Items() const;
 
     /// Log lines that could not be written since Start() and have not been reported in the log yet.
     unsigned long LinesLost() const;

@@ -1,8 +1,10 @@
 // nbi-server at its start: command line, configuration, where it listens and prints.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "northbound/programs/requests.h"
 
@@ -57,6 +59,23 @@ TEST_F(ServerInputTest, ValueOutOfRangeIsNamedWithItsKey)
     const Outcome outcome = StartWith(m_Head + "HugeTaskLimit = many\n");
     EXPECT_EQ(outcome.m_nExitCode, 2);
     EXPECT_TRUE(Names(outcome, "HugeTaskLimit: \"many\"")) << outcome.m_Error;
+}
+
+TEST_F(ServerInputTest, ItemsThatDoNothingAreToldAtTheStart)
+{
+    Server server("TaskMgrMaxThreadNum = 5000\nHugTaskLimit = 4\n");
+    StopInOrder(server);
+    const std::string file = server.Directory() + "/server.ini: ";
+    for (const std::string& warning : {file + "HugTaskLimit: this server has no such item; it is ignored",
+                                       file + "TaskMgrMaxThreadNum: \"5000\" is not a whole number from 1 to "
+                                              "999; each pool has 20 workers"}) {
+        const std::string errors = server.Process().StandardError();
+        EXPECT_NE(errors.find("nbi-server: " + warning + "\n"), std::string::npos) << errors;
+        const std::vector<LoggedLine> log = server.Log();
+        EXPECT_EQ(std::count_if(log.begin(), log.end(),
+                                [&](const LoggedLine& line) { return line.Has("nbi-server " + warning); }),
+                  1);
+    }
 }
 
 TEST_F(ServerInputTest, CollectionDirectoryThatCannotBeMadeIsNamed)

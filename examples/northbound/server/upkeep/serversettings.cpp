@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "nbihost/corbaconfigitems.h"
+#include "server/upkeep/items.h"
 #include "shared/names.h"
 
 namespace northbound {
@@ -22,15 +23,17 @@ public:
         return value;
     }
 
-    int Number(const char* pKey, int nFallback, int nLowest, int nHighest) const
+    int Number(const char* pKey, int nFallback) const
     {
         std::string text;
         if (!CorbaConfigItems::Instance()->GetStrItemInfo(pKey, text)) return nFallback;
+        const std::string fault = FaultOf(*FindItem(pKey), text);
+        if (!fault.empty()) {
+            throw SettingsError(m_ConfigFile + ": " + pKey + ": \"" + text + "\" is not " + fault);
+        }
         int nValue = 0;
-        const bool bNumber = CorbaConfigItems::Instance()->GetIntItemInfo(pKey, nValue);
-        if (bNumber && nValue >= nLowest && nValue <= nHighest) return nValue;
-        throw SettingsError(m_ConfigFile + ": " + pKey + ": \"" + text + "\" is not a whole number from " +
-                            std::to_string(nLowest) + " to " + std::to_string(nHighest));
+        CorbaConfigItems::Instance()->GetIntItemInfo(pKey, nValue);
+        return nValue;
     }
 
     std::string Path(const char* pKey, const char* pFallback) const
@@ -50,12 +53,12 @@ Settings ReadSettings(const std::string& configFile)
     const ItemReader reader(configFile);
     Settings settings;
     settings.m_ListenAddress = reader.Text("ListenAddress", DEFAULT_ADDRESS);
-    settings.m_nListenPort = reader.Number("ListenPort", DEFAULT_PORT, 0, 65535);
+    settings.m_nListenPort = reader.Number("ListenPort", DEFAULT_PORT);
     settings.m_CollectionDirectory = reader.Path("CollectionDirectory", "collections");
     settings.m_OutputFile = reader.Path("OutputFile", "nbi-server.out");
     settings.m_DescriptionFile = reader.Path("DescriptionFile", "descriptions/northbound.xml");
-    settings.m_nHugeTaskLimit = reader.Number("HugeTaskLimit", 4, 0, 1000000);
-    settings.m_nPerPortLimit = reader.Number("CollectionsPerPort", 3, 0, 1000000);
+    settings.m_nHugeTaskLimit = reader.Number("HugeTaskLimit", 4);
+    settings.m_nPerPortLimit = reader.Number("CollectionsPerPort", 3);
     return settings;
 }
 

@@ -1,0 +1,99 @@
+#include "server/upkeep/items.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+
+namespace northbound {
+namespace {
+
+using Kind = Item::Kind;
+
+constexpr std::size_t DIGEST_DIGITS = 64;
+
+constexpr Item ITEMS[] = {
+    {"ListenAddress", Kind::TEXT},
+    {"ListenPort", Kind::NUMBER, 0, 65535},
+    {"CollectionDirectory", Kind::TEXT},
+    {"OutputFile", Kind::TEXT},
+    {"DescriptionFile", Kind::TEXT},
+    {"HugeTaskLimit", Kind::NUMBER, 0, 1000000},
+    {"CollectionsPerPort", Kind::NUMBER, 0, 1000000},
+    {"TaskMgrMaxThreadNum", Kind::NUMBER, 1, 999, "each pool has 20 workers"},
+    {"RequireLogin", Kind::SWITCH, 0, 1, "nobody has to log in"},
+    {"Password_", Kind::DIGEST, 0, 0, "this user cannot log in"},
+};
+
+bool IsPrefix(const std::string& name)
+{
+    return name.back() == '_';
+}
+
+bool IsNamed(const Item& item, const std::string& name)
+{
+    const std::string known = item.m_pName;
+    if (!IsPrefix(known)) return name == known;
+    return name.size() > known.size() && name.compare(0, known.size(), known) == 0;
+}
+
+bool IsNumberBetween(const std::string& text, int nLowest, int nHighest)
+{
+    int nValue = 0;
+    const auto [pStop, error] = std::from_chars(text.data(), text.data() + text.size(), nValue);
+    return error == std::errc() && pStop == text.data() + text.size() && nValue >= nLowest &&
+           nValue <= nHighest;
+}
+
+bool IsDigest(const std::string& text)
+{
+    return text.size() == DIGEST_DIGITS && text.find_first_not_of("0123456789ABCDEF") == std::string::npos;
+}
+
+std::string WarningOf(const nbihost::ConfigItem& entry)
+{
+    const std::string place = entry.m_File + ": " + entry.m_Name + ": ";
+    const Item* const pItem = FindItem(entry.m_Name);
+    if (pItem == nullptr) return place + "this server has no such item; it is ignored";
+    const std::string fault = FaultOf(*pItem, entry.m_Value);
+    if (fault.empty() || pItem->m_pOtherwise == nullptr) return "";
+    const std::string shown = pItem->m_Kind == Kind::DIGEST ? "the value" : "\"" + entry.m_Value + "\"";
+    return place + shown + " is not " + fault + "; " + pItem->m_pOtherwise;
+}
+
+}  // namespace
+
+const Item* FindItem(const std::string& name)
+{
+    const auto* const pFound = std::find_if(std::begin(ITEMS), std::end(ITEMS),
+                                            [&name](const Item& item) { return IsNamed(item, name); });
+    return pFound == std::end(ITEMS) ? nullptr : pFound;
+}
+
+std::string FaultOf(const Item& item, const std::string& value)
+{
+    switch (item.m_Kind) {
+        case Kind::TEXT:
+            return value.empty() ? "a text" : "";
+        case Kind::NUMBER:
+            if (IsNumberBetween(value, item.m_nLowest, item.m_nHighest)) return "";
+            return "a whole number from " + std::to_string(item.m_nLowest) + " to " +
+                   std::to_string(item.m_nHighest);
+        case Kind::SWITCH:
+            return IsNumberBetween(value, 0, 1) ? "" : "0 or 1";
+        case Kind::DIGEST:
+            return IsDigest(value) ? "" : "what \"nbi-client password-item\" prints";
+    }
+    return "";
+}
+
+std::vector<std::string> ItemWarnings(const std::vector<nbihost::ConfigItem>& items)
+{
+    std::vector<std::string> warnings;
+    for (const nbihost::ConfigItem& item : items) {
+        std::string warning = WarningOf(item);
+        if (!warning.empty()) warnings.push_back(std::move(warning));
+    }
+    return warnings;
+}
+
+}  // namespace northbound
