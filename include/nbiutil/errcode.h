@@ -1,6 +1,10 @@
 /// \file
-/// The error codes that the library itself records or raises. Every other code that a caller meets comes from
-/// a task body or from the host. The resource files of the example hold a reason text for each.
+/// The error codes that the library itself records or raises, each with who sees it. Every other code
+/// that a caller meets comes from a task body or from the host. 0 is success everywhere.
+///
+/// The numbers are part of the interface: they travel to other processes, and log searches and reason files
+/// use them. A code keeps its number, and a number is not used again. The resource files of the example
+/// hold a reason text for each.
 #pragma once
 
 namespace NS_UTIL::ErrCode {

@@ -1,5 +1,6 @@
 /// \file
-/// The whole library.
+/// The whole library in one include, for programs and for trying things out. Headers and larger
+/// sources include what they use: this costs the compiler about as much as all the others together.
 #pragma once
 
 #include "nbiutil/ad.h"

@@ -16,23 +16,31 @@ class UUID_Generator;
 
 namespace NS_UTIL {
 
-/// The huge-task information of a request.
+/// The huge-task information of a request: whether it is a long-running one, and which limit it counts
+/// against.
+/// Ownership: a plain value. Threads: one at a time. Errors: none; no value is checked.
 struct TskInfo {
-    int m_nTskNum = 0;   ///< limit of concurrent huge tasks of the request's kind; negative: no huge task
-    int m_nTskMode = 0;  ///< 0: ordinary task; otherwise huge (long-running)
-    int m_nTskType = 0;  ///< -1: synchronous huge task; 0: asynchronous huge task
-    std::string m_TskMgr;
+    int m_nTskNum = 0;     ///< limit of concurrent huge tasks of the request's kind; negative: no huge task
+    int m_nTskMode = 0;    ///< 0: ordinary task; otherwise huge (long-running)
+    int m_nTskType = 0;    ///< -1: synchronous huge task; 0: asynchronous huge task
+    std::string m_TskMgr;  ///< with the interface name the key of huge-task accounting
 };
 
 /// The record of one request: the thread, the interface (operation) being served, the user, the operation
-/// UUID that ties its log lines and tasks together, and its huge-task information. Threads: a record belongs
-/// to one thread at a time; it has no lock.
+/// UUID that ties its log lines and tasks together, and its huge-task information.
+///
+/// Ownership: a plain value; copies share nothing.
+/// Threads: a record belongs to one thread at a time; it has no lock.
+/// Errors: none; no value is checked. Without a UUID generator (see ACE_UUID_Generator::Instance()) a fresh
+/// UUID is the empty text.
 class NBI_EXPORT ThreadContextInfo {
 public:
     /// Everything 0 or empty; the operation UUID too, until SetOperUUID() gives one.
     ThreadContextInfo() = default;
 
-    /// Copies every value; \p operUUID is stored as it stands, even when empty.
+    /// Copies every value.
+    /// \param operUUID stored as it stands, even when empty
+    /// \param tskInfo  only read
     ThreadContextInfo(const int& threadId, const std::string& interfaceName, const std::string& userInfo,
                       const std::string& operUUID, TskInfo& tskInfo);
 
@@ -66,13 +74,16 @@ public:
     void SetUserInfo(const std::string& userInfo) { m_UserInfo = userInfo; }
 
     /// Mind the order: type before mode.
+    /// \param tskNum  see TskInfo::m_nTskNum; likewise the others
     void SetHugeTskInfo(const int& tskNum, const int& tskType, const int& tskMode, const std::string& tskMgr);
 
-    /// Stores \p uuid as it stands (who brings a UUID brings the tags too, or none). An empty text stores a
-    /// fresh UUID between "<OpUUID>" and "</OpUUID>".
+    /// Stores an operation UUID.
+    /// \param uuid stored as it stands: who brings a UUID brings the tags too, or none. An empty text
+    ///             stores a fresh UUID between "<OpUUID>" and "</OpUUID>".
     void SetOperUUID(const std::string& uuid);
 
-    /// A fresh UUID text without tags.
+    /// Makes a UUID; no record is touched. Threads: any.
+    /// \return a fresh UUID text without tags; empty without a generator
     static std::string GenerateUUID();
 
     /// GetOperUUID() without the tags that SetOperUUID() puts around a UUID of its own: the name of a request
@@ -94,16 +105,19 @@ private:
 };
 
 /// The process-wide source of operation UUIDs.
-/// Ownership: one per process, from the first Instance() to Destroy(); callers never delete it.
-/// Threads: any.
+///
+/// Ownership: one per process, from the first Instance() to Destroy(); callers never delete it. No thread
+/// may be using it while it is destroyed.
+/// Threads: any; they take turns at m_Mutex.
+/// Errors: nothing is thrown or reported. If the mutex cannot be taken, the UUID is made without it.
 class NBI_EXPORT ACE_UUID_Generator {
 public:
     /// Null only when there is no generator yet and the static-object lock cannot be taken.
     static ACE_UUID_Generator* Instance();
     static void Destroy();
 
-    /// A fresh time-based UUID (version 1): 36 characters, lower-case hexadecimal digits in groups of 8, 4,
-    /// 4, 4 and 12, joined by hyphens.
+    /// Makes a time-based UUID (version 1).
+    /// \return 36 characters, lower-case hexadecimal digits in groups of 8, 4, 4, 4 and 12, joined by hyphens
     std::string generate_uuid();
 
 private:

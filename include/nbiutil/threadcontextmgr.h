@@ -10,27 +10,35 @@
 
 namespace NS_UTIL {
 
-/// Registry of the threads' context records: any code on a thread can ask whom it is working for. A record
-/// comes into being with its thread's first access and goes with its thread. Callers get and hand over copies
-/// only. Ownership: one registry per process, from the first Instance() to Destroy(); the records of threads
-/// that are still running are out of reach afterwards, and are deleted when their threads end. Threads: any;
-/// each sees its own record alone, without a lock.
+/// Registry of the threads' context records: any code on a thread can ask whom it is working for.
+///
+/// Ownership: one registry per process, from the first Instance() to Destroy(); callers never delete it,
+/// and no thread may be using it while it is destroyed. A record comes into being with its thread's first
+/// access and goes with its thread; callers get and hand over copies only. Records of threads that run on
+/// after Destroy() are out of reach and are deleted when their threads end.
+/// Threads: any; each sees its own record alone, without a lock.
+/// Errors: nothing is thrown or returned. A thread for which there is no storage has no record: setting
+/// does nothing, and one line about each attempt goes to ACE's log when the system refuses the storage.
 class NBI_EXPORT ThreadContextMgr {
 public:
     /// Null only when there is no registry yet and the static-object lock cannot be taken.
     static ThreadContextMgr* Instance();
     static void Destroy();
 
-    /// A copy of the calling thread's record. While the stored operation UUID is empty, each copy carries a
-    /// fresh one of its own. Without storage for a record: a default record.
+    /// The calling thread's record.
+    /// \return a copy; while the stored operation UUID is empty, each copy carries a fresh one of its own.
+    ///         Without storage a default record.
     ThreadContextInfo GetThreadContext();
 
-    /// Overwrites the calling thread's record. An empty operation UUID is replaced by a fresh one.
+    /// Overwrites the calling thread's record.
+    /// \param info copied; an empty operation UUID is replaced by a fresh one, and one with a NUL character
+    ///             ends there
     void SetThreadContext(const ThreadContextInfo& info);
 
-    /// Installs a fresh record for a request: interface name "<id>" or "<id> <name>", this thread's own
-    /// identifier (the low 32 bits of pthread_self()), no user, a fresh operation UUID, no huge-task
-    /// information.
+    /// Installs a fresh record for a request: this thread's own identifier (the low 32 bits of
+    /// pthread_self()), no user, a fresh operation UUID, no huge-task information.
+    /// \param id   begins the interface name, which is "<id>" or "<id> <name>"
+    /// \param name may be empty
     void SetThreadContext(const int& id, const std::string& name);
 
 private:

@@ -47,7 +47,8 @@ public:
 
     explicit Yields(YieldGate& gate);
 
-    /// Gives up the processor once. \return false, and nothing is done, when there are no more
+    /// Gives up the processor once.
+    /// \return false, and nothing is done, when there are no more
     bool Next();
     bool WereSlow() const { return m_bSlow; }
 
