@@ -103,7 +103,10 @@ public:
 /// dispatched under the file name stored last, which may be another thread's.
 /// Ownership: the manager deletes the interpreters that are registered when it is cleared or destroyed, each
 /// once.
-/// Locks: none is held while a file is parsed, an interpreter runs or an interpreter is deleted.
+/// Clear() and Destroy() are for moments when no thread parses: they delete an interpreter also while it runs.
+/// Locks: the manager's own is held neither while a file is parsed, nor while an interpreter runs or is deleted.
+/// Destroy() deletes under the process-wide static-object lock, which every first Instance() takes: a destructor
+/// may use the singletons, and must not wait for another thread that may do so.
 class NBI_EXPORT SDXMLInterpreterMgr {
 public:
     /// Null only when there is no manager yet and the static-object lock cannot be taken.
@@ -149,8 +152,9 @@ public:
 
     /// Parses a file, stores its name and hands its document element to the interpreter registered for it.
     /// \return 0 when the file was parsed, whatever its interpreter answered and even if there was none; -1
-    /// when it could not be parsed, or is being parsed already by this thread (it includes itself), with a
-    /// line on standard output. Deliberate: a file cut off in the middle is parsed up to the cut, unless its
+    /// when it could not be parsed, is being parsed already by this thread (it includes itself), or would be
+    /// the 65th that this thread has begun and not finished, with a line on standard output. Entities that
+    /// make a hundred times of a file, and more than 64 KiB, are an error of the file. Deliberate: a file cut off in the middle is parsed up to the cut, unless its
     /// length is a multiple of 256 bytes; see StaticDescXMLParser.
     int ParseXMLFile(const char* path);
 

@@ -13,6 +13,11 @@
 
 namespace NSTE_util {
 
+/// Bytes, read from the document and from its entities together, from which on entities may not make a hundred
+/// times of a document. Every run of text costs a line or two of output: at expat's own 8 MiB, some hundred bytes
+/// of entities fill a disk.
+constexpr unsigned long long ENTITY_THRESHOLD = 65536;
+
 /// \tparam Handler the deriving class. It has OnPostCreate(), which installs the callbacks it wants, and for
 /// those OnStartElement(name, attributes), OnEndElement(name), OnCharacterData(text, length).
 ///
@@ -36,6 +41,9 @@ public:
         // nobody says that the end is reached.
         m_bPutsOff = &XML_SetReparseDeferralEnabled != nullptr &&
                      XML_SetReparseDeferralEnabled(m_pParser, XML_FALSE) == XML_FALSE;
+        if (&XML_SetBillionLaughsAttackProtectionActivationThreshold != nullptr) {
+            XML_SetBillionLaughsAttackProtectionActivationThreshold(m_pParser, ENTITY_THRESHOLD);
+        }
         auto* pHandler = static_cast<Handler*>(this);
         pHandler->OnPostCreate();
         XML_SetUserData(m_pParser, pHandler);

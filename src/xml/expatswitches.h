@@ -12,6 +12,10 @@
 extern "C" {
 /// \return false when expat goes on putting off what was incomplete once
 XML_Bool XMLCALL XML_SetReparseDeferralEnabled(XML_Parser parser, XML_Bool enabled) NBI_MAY_BE_MISSING;
+
+/// How much entities may yield before their growth is limited. expat.h hides it where it was built without.
+XML_Bool XMLCALL XML_SetBillionLaughsAttackProtectionActivationThreshold(
+    XML_Parser parser, unsigned long long activationThresholdBytes) NBI_MAY_BE_MISSING;
 }
 
 #undef NBI_MAY_BE_MISSING

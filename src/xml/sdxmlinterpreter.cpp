@@ -18,6 +18,9 @@
 namespace NS_UTIL {
 namespace {
 
+// Each takes some of the thread's stack, the interpreter's own included.
+constexpr int MOST_NESTED_FILES = 64;
+
 constexpr char MACRO_TAG[] = "macro_desc";
 constexpr char INCLUDE_TAG[] = "include";
 constexpr char ROOT_TAG[] = "root";
@@ -40,13 +43,17 @@ const char* Shown(const char* pText)
 class ActiveFile {
 public:
     /// \param nDevice, nInode what the file is known by, whatever path led to it
-    ActiveFile(dev_t nDevice, ino_t nInode) : m_nDevice(nDevice), m_nInode(nInode), m_pOuter(m_pInnermost)
+    ActiveFile(dev_t nDevice, ino_t nInode)
+        : m_nDevice(nDevice), m_nInode(nInode), m_nDepth(Depth() + 1), m_pOuter(m_pInnermost)
     {
         m_pInnermost = this;
     }
     ~ActiveFile() { m_pInnermost = m_pOuter; }
     ActiveFile(const ActiveFile&) = delete;
     ActiveFile& operator=(const ActiveFile&) = delete;
+
+    /// How many there are.
+    static int Depth() { return m_pInnermost == nullptr ? 0 : m_pInnermost->m_nDepth; }
 
     static bool Contains(dev_t nDevice, ino_t nInode)
     {
@@ -61,6 +68,7 @@ private:
     static thread_local const ActiveFile* m_pInnermost;
     const dev_t m_nDevice;
     const ino_t m_nInode;
+    const int m_nDepth;
     const ActiveFile* const m_pOuter;
 };
 thread_local const ActiveFile* ActiveFile::m_pInnermost = nullptr;
@@ -297,6 +305,10 @@ std::string SDXMLInterpreterMgr::getFileName()
 int SDXMLInterpreterMgr::ParseXMLFile(const char* path)
 {
     const char* const pPath = Shown(path);
+    if (ActiveFile::Depth() == MOST_NESTED_FILES) {
+        std::printf("[ParseXMLFile] includes nested too deep: %s\n", pPath);
+        return -1;
+    }
     struct stat status = {};
     const bool bThere = stat(pPath, &status) == 0;
     if (bThere && ActiveFile::Contains(status.st_dev, status.st_ino)) {

@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <utility>
 
 #ifndef __has_feature
 #define __has_feature(feature) 0
@@ -25,6 +26,7 @@ struct Orders {
 
 // Plain data, ready before any constructor has run: the first lock is taken long before main.
 thread_local Orders t_Orders[3];
+thread_local const std::function<void()>* t_pBefore[3];
 
 Orders& OrdersFor(LockKind kind)
 {
@@ -50,6 +52,7 @@ template <class Lock>
 int Acquire(LockKind kind, const char* pName, std::atomic<int (*)(Lock*)>& next, Lock* pLock)
 {
     int nError = 0;
+    if (const auto* pWork = std::exchange(t_pBefore[static_cast<int>(kind)], nullptr)) (*pWork)();
     if (TakeFailure(kind, nError)) return nError;
     auto* pNext = next.load(std::memory_order_relaxed);
     if (pNext == nullptr) {
@@ -84,6 +87,17 @@ FailingLocks::~FailingLocks()
 int FailingLocks::Left() const
 {
     return OrdersFor(m_Kind).m_nFail;
+}
+
+BeforeNextLock::BeforeNextLock(LockKind kind, std::function<void()> work)
+    : m_Kind(kind), m_Work(std::move(work))
+{
+    t_pBefore[static_cast<int>(m_Kind)] = &m_Work;
+}
+
+BeforeNextLock::~BeforeNextLock()
+{
+    t_pBefore[static_cast<int>(m_Kind)] = nullptr;
 }
 
 }  // namespace nbitest

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cerrno>
+#include <functional>
 
 namespace nbitest {
 
@@ -30,6 +31,19 @@ public:
 
 private:
     LockKind m_Kind;
+};
+
+/// While it lives, the next acquisition of \p kind by this thread does \p work before it.
+class BeforeNextLock {
+public:
+    BeforeNextLock(LockKind kind, std::function<void()> work);
+    ~BeforeNextLock();
+    BeforeNextLock(const BeforeNextLock&) = delete;
+    BeforeNextLock& operator=(const BeforeNextLock&) = delete;
+
+private:
+    LockKind m_Kind;
+    const std::function<void()> m_Work;
 };
 
 }  // namespace nbitest

@@ -117,6 +117,15 @@ TEST(XMLTagNewTest, IsMadeWithIdentifierMinusOneAndNothingBelow)
     EXPECT_EQ(tag.m_pChildren, nullptr);
 }
 
+TEST(XMLTagNewTest, NullChildIsNothingToDelete)
+{
+    XMLTag root;
+    AddChild(root, "before");
+    root.m_pChildren->push_back(nullptr);
+    AddChild(AddChild(root, "after"), "below");
+    EXPECT_EQ(root.m_pChildren->size(), 3U);
+}
+
 TEST(XMLTagNewTest, HasOneOwnerAndCannotBeCopied)
 {
     EXPECT_FALSE(std::is_copy_constructible_v<XMLTag>);
