@@ -88,6 +88,34 @@ pages)
             "$block" || { head -n 1 "$block"; exit 1; }
     done
     ;;
+programs)
+    # Moved, and its configuration is read-only: what the programs need they find beside themselves.
+    rm -rf "$work/programs"
+    cp -a "$prefix" "$work/programs"
+    chmod -R a-w "$work/programs/etc"
+    trap 'chmod -R u+w "$work/programs"; kill "$server" 2>/dev/null || true' EXIT
+    config=$work/programs/etc/nbiutil/nbi-server.ini
+    before=$(cat "$config")
+    "$work/programs/sbin/nbi-server" --port 0 --ready-file "$work/programs/ready" &
+    server=$!
+    for _ in $(seq 300); do
+        [ ! -e "$work/programs/ready" ] || break
+        kill -0 $server || exit 1
+        sleep 0.1
+    done
+    client() { "$work/programs/bin/nbi-client" --server "$(cat "$work/programs/ready")" "$@"; }
+    client inventory | grep -q 'Received'
+    client collect lo --interval 0.1 --duration 0.2 --quiet
+    client config set HugeTaskLimit 5
+    client stop
+    wait "$server"
+    [ "$(cat "$config")" = "$before" ] || { echo "the configuration has changed"; exit 1; }
+    grep -qx 'HugeTaskLimit=5' "$work/programs/var/lib/nbiutil/items.ini"
+    [ -n "$(find "$work/programs/var/lib/nbiutil/collections" -name '*.csv')" ]
+    [ -s "$work/programs/var/log/nbiutil/nbi-server.log" ]
+    # The client has nothing but its own installation, and the reasons in both languages.
+    [ "$(client --lang en reason 0x4E420001)" != "$(client --lang zh reason 0x4E420001)" ]
+    ;;
 symbols)
     library=$(libdir)/libnbiutil.so
     host=$(libdir)/libnbihost_standalone.so

@@ -5,7 +5,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -20,6 +19,7 @@
 #include "nbihost/standalone.h"
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbitaskmgr.h"
+#include "server/commandline.h"
 #include "server/corba/managerservant.h"
 #include "server/corba/orbendpoint.h"
 #include "server/figures/catalogue.h"
@@ -29,21 +29,11 @@
 #include "server/upkeep/configeditor.h"
 #include "server/upkeep/items.h"
 #include "server/upkeep/serversettings.h"
-#include "shared/besideprogram.h"
 
 namespace northbound {
 namespace {
 
 constexpr const char* MODULE = "nbi-server";
-
-enum ExitCode { EXIT_ORDERLY = 0, EXIT_UNFORESEEN = 1, EXIT_BAD_INPUT = 2, EXIT_NO_ENDPOINT = 3 };
-
-struct CommandLine {
-    std::string m_ConfigFile;
-    std::string m_ReadyFile;
-    std::optional<std::string> m_ListenAddress;
-    std::optional<int> m_ListenPort;
-};
 
 /// The signals that stop the server. Blocked in every thread; WaitForStopOrder() takes them.
 sigset_t StopSignals()
@@ -201,24 +191,7 @@ int RunReporting(const CommandLine& line)
 int ServerMain(int nArgs, char** pArgs)
 {
     CommandLine line;
-    line.m_ConfigFile = BesideProgram("nbi-server.ini");
-    CLI::App app(
-        "Northbound server of this machine: inventory, counters and performance collections over CORBA.",
-        MODULE);
-    app.add_option("-c,--config", line.m_ConfigFile, "Configuration file")->capture_default_str();
-    app.add_option("--listen", line.m_ListenAddress, "Address to serve on (ListenAddress; 127.0.0.1)");
-    app.add_option("--port", line.m_ListenPort, "Port to serve on, 0 for any free one (ListenPort; 12809)")
-        ->check(CLI::Range(0, 65535));
-    app.add_option("--ready-file", line.m_ReadyFile,
-                   "Written with \"<address>:<port>\" once requests are served");
-    app.footer(
-        "Exit codes: 0 stopped in order, 1 unforeseen failure, 2 bad command line or configuration,\n"
-        "3 cannot listen on the address.");
-    try {
-        app.parse(nArgs, pArgs);
-    } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? EXIT_ORDERLY : EXIT_BAD_INPUT;
-    }
+    if (const std::optional<int> exitCode = Parse(nArgs, pArgs, line)) return *exitCode;
     const sigset_t signals = StopSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread is started: they all inherit it
     return RunReporting(line);

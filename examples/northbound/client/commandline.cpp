@@ -1,0 +1,220 @@
+#include "client/commandline.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+
+#include "client/commands/login.h"
+#include "client/commands/secrets.h"
+#include "client/view/reasons.h"
+#include "shared/configfile.h"
+#include "shared/names.h"
+#include "shared/version.h"
+
+namespace northbound {
+namespace {
+
+constexpr double DAY = 86400;  // seconds
+
+std::string DefaultUser()
+{
+    const char* const pUser = std::getenv("USER");
+    return pUser == nullptr ? "-" : pUser;
+}
+
+void AddGeneral(CLI::App& app, CommandLine& line)
+{
+    line.m_Server = std::string(DEFAULT_ADDRESS) + ":" + std::to_string(DEFAULT_PORT);
+    line.m_User = DefaultUser();
+    app.add_option("-s,--server", line.m_Server, "Server, as <host>:<port>")->capture_default_str();
+    app.set_version_flag("--version", VersionText("nbi-client"),
+                         "Print version, commit and how it was built");
+    app.add_option("-u,--user", line.m_User, "On whose behalf; the server's log says it (your login name)");
+    line.m_ConfigFile = ConfigFile("nbi-client.ini");
+    app.add_option("-c,--config", line.m_ConfigFile,
+                   "Configuration file (nbi-client.ini beside the program, then in /etc/nbiutil)")
+        ->type_name("FILE");
+    app.add_option("-l,--lang", line.m_Language, "Language of the reasons of failures")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"en", "zh"}));
+    app.add_flag("--json", line.m_Output.m_bJson, "Print JSON, failures included");
+    app.add_option("-t,--timeout", line.m_Timeout,
+                   "Seconds to wait for an answer, beside what a collection lasts")
+        ->capture_default_str()
+        ->check(CLI::Range(0.1, DAY));
+}
+
+/// A subcommand without options of its own.
+void AddPlain(CLI::App& app, CommandLine& line, const char* pName, const char* pHelp,
+              int (*command)(const Session&, const OutputOptions&))
+{
+    app.add_subcommand(pName, pHelp)->callback([&line, command] {
+        line.m_Command = [&line, command](const Session& session) { return command(session, line.m_Output); };
+    });
+}
+
+void AddCounters(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand("counters", "Show one interface's counters");
+    pCommand->add_option("PORT", line.m_Port, "\"eth0\" or \"ne=<host>,port=eth0\"")->required();
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return ShowCounters(session, line.m_Output, line.m_Port);
+        };
+    });
+}
+
+void AddCollect(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand =
+        app.add_subcommand("collect", "Sample interfaces' counters into files on the server, side by side");
+    pCommand->add_option("PORT", line.m_Collect.m_Ports, "As for counters; one collection for each")
+        ->required();
+    pCommand->add_option("-i,--interval", line.m_Collect.m_Interval, "Seconds between two samples")
+        ->capture_default_str()
+        ->check(CLI::Range(0.0, DAY));
+    pCommand
+        ->add_option("-d,--duration", line.m_Collect.m_Duration, "Seconds from the first sample to the last")
+        ->capture_default_str()
+        ->check(CLI::Range(0.0, DAY));
+    pCommand
+        ->add_option("-p,--pack", line.m_Collect.m_PackMethod,
+                     "Pack the files that wait on the server afterwards")
+        ->check(CLI::IsMember({"gzip", "tar", "zip"}));
+    pCommand
+        ->add_option("--per-archive", line.m_Collect.m_nPerArchive,
+                     "Files in one tar or zip archive; a rest waits (as many as there are PORTs)")
+        ->check(CLI::Range(1, 1000000));
+    pCommand->add_flag("-q,--quiet", line.m_Collect.m_bQuiet, "No progress display");
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return RunCollections(session, line.m_Output, line.m_Collect);
+        };
+    });
+}
+
+void AddTasks(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand("tasks", "List the running huge tasks");
+    pCommand->add_flag("-w,--watch", line.m_Tasks.m_bWatch, "Show their progress until none is left");
+    pCommand->add_option("--at-least", line.m_Tasks.m_nAtLeast, "Wait until there are so many");
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return ShowTasks(session, line.m_Output, line.m_Tasks);
+        };
+    });
+}
+
+void AddConfig(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand("config", "Look after the server's configuration");
+    pCommand->require_subcommand(1);
+    CLI::App* const pSet =
+        pCommand->add_subcommand("set", "Change an item that stands in the configuration file");
+    pSet->add_option("KEY", line.m_Config.m_Key, "The item's name")->required();
+    pSet->add_option("VALUE", line.m_Config.m_Value, "Its new value")->required();
+    pSet->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return SetItem(session, line.m_Output, line.m_Config);
+        };
+    });
+}
+
+void AddPasswordFile(CLI::App& command, CommandLine& line)
+{
+    command.add_option("FILE", line.m_PasswordFile, "Holds the password; - is standard input")
+        ->capture_default_str();
+}
+
+void AddLogin(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand("login", "Log the user in; the password travels encrypted");
+    AddPasswordFile(*pCommand, line);
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return LogIn(session, line.m_Output, line.m_PasswordFile);
+        };
+    });
+}
+
+void AddPasswordItem(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand(
+        "password-item", "Print the line of the server's configuration that lets the user log in");
+    AddPasswordFile(*pCommand, line);
+    pCommand->callback([&line] {
+        line.m_CommandWithoutServer = [&line] {
+            return ShowPasswordItem(line.m_Output, line.m_User, line.m_PasswordFile);
+        };
+    });
+}
+
+void AddSendSecret(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand(
+        "send-secret", "Send a secret that was encrypted with the server's public key (OAEP, SHA-1)");
+    pCommand
+        ->add_option("FILE", line.m_Secret.m_File,
+                     "Hexadecimal text of the encrypted secret; - is standard input")
+        ->capture_default_str();
+    pCommand->add_flag("-e,--encrypt", line.m_Secret.m_bEncrypt,
+                       "FILE holds the secret itself; encrypt it here");
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return SendSecret(session, line.m_Output, line.m_Secret);
+        };
+    });
+}
+
+void AddReason(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand =
+        app.add_subcommand("reason", "Tell what a failure's code means, without a server");
+    pCommand->add_option("CODE", line.m_Code, "Decimal, or hexadecimal after 0x")
+        ->required()
+        ->check([](const std::string& text) {
+            return ParseCode(text) ? "" : "\"" + text + "\" is no code of 32 bits, decimal or after 0x";
+        });
+    pCommand->callback([&line] {
+        line.m_CommandWithoutServer = [&line] { return ShowReason(line.m_Output, *ParseCode(line.m_Code)); };
+    });
+}
+
+}  // namespace
+
+void Describe(CLI::App& app, CommandLine& line)
+{
+    app.name("nbi-client");
+    app.description("Asks the northbound server about its machine");
+    app.fallthrough();  // before the subcommands, which inherit it: general options may stand behind them
+    AddGeneral(app, line);
+    AddPlain(app, line, "inventory", "List the machine's network interfaces", ShowInventory);
+    AddCounters(app, line);
+    AddCollect(app, line);
+    AddTasks(app, line);
+    AddConfig(app, line);
+    AddLogin(app, line);
+    AddPlain(app, line, "sessions", "List the users that have logged in", ShowSessions);
+    AddPasswordItem(app, line);
+    AddPlain(app, line, "stop", "Stop the server in order, and wait until it is gone", StopServer);
+    AddPlain(app, line, "pubkey", "Print the server's public key as PEM, for secrets", ShowPublicKey);
+    AddSendSecret(app, line);
+    AddReason(app, line);
+    app.require_subcommand(1);
+    app.footer(
+        "Exit codes: 0 done, 1 refused, not in time or no such reason, 2 bad command line or\n"
+        "configuration, 3 no answer from a server.");
+}
+
+std::optional<int> Parse(int nArgs, char** pArgs, CommandLine& line)
+{
+    CLI::App app;
+    Describe(app, line);
+    try {
+        app.parse(nArgs, pArgs);
+        return std::nullopt;
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? EXIT_DONE : EXIT_BAD_USAGE;
+    }
+}
+
+}  // namespace northbound

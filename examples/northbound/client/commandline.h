@@ -1,0 +1,44 @@
+/// \file
+/// The command line of the client.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "client/commands/commands.h"
+#include "client/commands/secrets.h"
+
+namespace CLI {
+class App;
+}
+
+namespace northbound {
+
+/// What it asks for.
+struct CommandLine {
+    OutputOptions m_Output;
+    std::string m_Server;
+    double m_Timeout = 30;  // seconds
+    std::string m_ConfigFile;
+    std::string m_Language = "en";
+    std::string m_User;
+    std::string m_PasswordFile = "-";
+    std::string m_Port;
+    std::string m_Code;
+    CollectOptions m_Collect;
+    ConfigOptions m_Config;
+    TasksOptions m_Tasks;
+    SecretOptions m_Secret;
+    std::function<int(const Session&)> m_Command;
+    std::function<int()> m_CommandWithoutServer;  // in place of the other
+};
+
+/// The one description of options and commands: --help, manual page and completions come from it.
+/// \p line must live as long as \p app.
+void Describe(CLI::App& app, CommandLine& line);
+
+/// \return the exit code when nothing is left to do: after --help or --version, or for a bad command line.
+std::optional<int> Parse(int nArgs, char** pArgs, CommandLine& line);
+
+}  // namespace northbound

@@ -1,0 +1,44 @@
+#include "server/commandline.h"
+
+#include <CLI/CLI.hpp>
+
+#include "shared/configfile.h"
+#include "shared/version.h"
+
+namespace northbound {
+
+void Describe(CLI::App& app, CommandLine& line)
+{
+    app.name("nbi-server");
+    app.description(
+        "Northbound server of this machine: inventory, counters and performance collections over CORBA");
+    app.set_version_flag("--version", VersionText("nbi-server"),
+                         "Print version, commit and how it was built");
+    line.m_ConfigFile = ConfigFile("nbi-server.ini");
+    app.add_option("-c,--config", line.m_ConfigFile,
+                   "Configuration file (nbi-server.ini beside the program, then in /etc/nbiutil)")
+        ->type_name("FILE");
+    app.add_option("--listen", line.m_ListenAddress, "Address to serve on (ListenAddress; 127.0.0.1)");
+    app.add_option("--port", line.m_ListenPort, "Port to serve on, 0 for any free one (ListenPort; 12809)")
+        ->check(CLI::Range(0, 65535));
+    app.add_option("--ready-file", line.m_ReadyFile,
+                   "Written with \"<address>:<port>\" once requests are served")
+        ->type_name("FILE");
+    app.footer(
+        "Exit codes: 0 stopped in order, 1 unforeseen failure, 2 bad command line or configuration,\n"
+        "3 cannot listen on the address.");
+}
+
+std::optional<int> Parse(int nArgs, char** pArgs, CommandLine& line)
+{
+    CLI::App app;
+    Describe(app, line);
+    try {
+        app.parse(nArgs, pArgs);
+        return std::nullopt;
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? EXIT_ORDERLY : EXIT_BAD_INPUT;
+    }
+}
+
+}  // namespace northbound

@@ -1,0 +1,13 @@
+#include "shared/version.h"
+
+#include "buildinfo.h"
+
+namespace northbound {
+
+std::string VersionText(const std::string& program)
+{
+    return program + ' ' + nbibuild::VERSION + " (commit " + nbibuild::COMMIT + ")\nbuilt with " +
+           nbibuild::OPTIONS;
+}
+
+}  // namespace northbound
