@@ -148,7 +148,7 @@ void Run(const CommandLine& line)
     MakeKeyPair();
     Catalogue catalogue = LoadDescriptions(settings.m_DescriptionFile);
     NS_UTIL::TaskPoolMgr::Init(settings.m_nHugeTaskLimit);
-    ConfigEditor editor(line.m_ConfigFile, [&host, &line] {
+    ConfigEditor editor(line.m_ConfigFile, host.ItemsFile(), [&host, &line] {
         host.Reload();
         NS_UTIL::TaskPoolMgr::Init(SettingsOf(line).m_nHugeTaskLimit);
     });

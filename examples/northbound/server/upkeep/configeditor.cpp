@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -48,12 +49,45 @@ void CheckItem(const std::string& key, const std::string& value)
     }
 }
 
+std::string Trimmed(const std::string& text)
+{
+    constexpr const char* BLANKS = " \t\r";
+    const std::size_t nFirst = text.find_first_not_of(BLANKS);
+    return nFirst == std::string::npos ? "" : text.substr(nFirst, text.find_last_not_of(BLANKS) + 1 - nFirst);
+}
+
+/// What the file at \p path sets \p key to.
+std::optional<std::string> ValueIn(const std::string& path, const std::string& key)
+{
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        const std::size_t nEquals = line.find('=');
+        if (nEquals != std::string::npos && Trimmed(line.substr(0, nEquals)) == key) {
+            return Trimmed(line.substr(nEquals + 1));
+        }
+    }
+    return std::nullopt;
+}
+
+/// In one step, so that a server that is killed meanwhile leaves the old text or the new one.
+void Store(const std::string& path, const std::string& text)
+{
+    const std::string draft = path + ".part";
+    std::ofstream file(draft, std::ios::binary | std::ios::trunc);
+    file << text << std::flush;
+    std::error_code error;
+    if (file) fs::rename(draft, path, error);
+    if (!file || error) Refuse(path + " cannot be written");
+}
+
 }  // namespace
 
-ConfigEditor::ConfigEditor(std::string configFile, std::function<void()> reload)
-    : m_ConfigFile(fs::canonical(configFile).string()),  // a link stays a link
-      m_BackupFolder(m_ConfigFile + ".d"),
-      m_BackupFile(m_BackupFolder + "/" + fs::path(m_ConfigFile).filename().string()),
+ConfigEditor::ConfigEditor(std::string configFile, std::string changedFile, std::function<void()> reload)
+    : m_ConfigFile(std::move(configFile)),
+      m_ChangedFile(fs::weakly_canonical(changedFile).string()),  // a link stays a link
+      m_BackupFolder(m_ChangedFile + ".d"),
+      m_BackupFile(m_BackupFolder + "/" + fs::path(m_ChangedFile).filename().string()),
+      m_bApart(m_ChangedFile != fs::weakly_canonical(m_ConfigFile)),
       m_Reload(std::move(reload))
 {
 }
@@ -62,15 +96,39 @@ void ConfigEditor::Set(const std::string& key, const std::string& value)
 {
     CheckItem(key, value);
     const std::lock_guard<std::mutex> guard(m_Mutex);
+    const std::string before = TextOf(m_ChangedFile);
+    const bool bAdopted = m_bApart && !ValueIn(m_ChangedFile, key);
+    if (bAdopted) Adopt(key, before);
+    try {
+        Edit(key, value, before);
+    } catch (...) {
+        if (bAdopted) Store(m_ChangedFile, before);
+        throw;
+    }
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "%s set in %s", key.c_str(), m_ChangedFile.c_str());
+}
+
+/// The item as it stands in the configuration becomes a line of the file of changes: nothing is in force that
+/// was not before, and the edit finds its line.
+void ConfigEditor::Adopt(const std::string& key, const std::string& before) const
+{
+    const std::optional<std::string> value = ValueIn(m_ConfigFile, key);
+    if (!value) Refuse("there is no " + key + " in " + m_ConfigFile);
+    std::string text = before.empty() ? "[items]" : before;
+    if (text.back() != '\n') text += '\n';
+    Store(m_ChangedFile, text + key + '=' + *value + '\n');
+}
+
+void ConfigEditor::Edit(const std::string& key, const std::string& value, const std::string& before)
+{
     CheckFile(key);
-    const std::string before = TextOf(m_ConfigFile);
     std::error_code error;
     fs::create_directory(m_BackupFolder, error);
     fs::remove(m_BackupFile, error);
     // The command runs between reading and writing: it copies the file as it was.
     const std::string copy = "cp -p -t " + m_BackupFolder + " ";
-    if (!NS_UTIL::SelfUtilCommon::Instance()->modifyCorbaItemByCfg(m_ConfigFile, key, value, copy)) {
-        Refuse(m_ConfigFile + " cannot be written");
+    if (!NS_UTIL::SelfUtilCommon::Instance()->modifyCorbaItemByCfg(m_ChangedFile, key, value, copy)) {
+        Refuse(m_ChangedFile + " cannot be written");
     }
     try {
         if (!fs::exists(m_BackupFile)) throw std::runtime_error("no copy could be made in " + m_BackupFolder);
@@ -79,27 +137,26 @@ void ConfigEditor::Set(const std::string& key, const std::string& value)
         PutBack(before);
         Refuse(std::string(e.what()) + "; the configuration is as it was");
     }
-    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "%s set in %s", key.c_str(), m_ConfigFile.c_str());
 }
 
 void ConfigEditor::CheckFile(const std::string& key) const
 {
-    std::ifstream file(m_ConfigFile);
-    if (!file) Refuse(m_ConfigFile + " cannot be read");
+    std::ifstream file(m_ChangedFile);
+    if (!file) Refuse(m_ChangedFile + " cannot be read");
     std::size_t nLines = 0;
     std::size_t nFound = 0;
     for (std::string line; std::getline(file, line);) {
         ++nLines;
         if (line.size() > MAX_CONFIG_LINE_LENGTH) {
-            Refuse("line " + std::to_string(nLines) + " of " + m_ConfigFile + " is longer than " +
+            Refuse("line " + std::to_string(nLines) + " of " + m_ChangedFile + " is longer than " +
                    std::to_string(MAX_CONFIG_LINE_LENGTH) + " characters");
         }
         if (line.find(key) != std::string::npos) ++nFound;
     }
     if (nLines > MAX_CONFIG_LINES)
-        Refuse(m_ConfigFile + " has more than " + std::to_string(MAX_CONFIG_LINES) + " lines");
-    if (nFound == 0) Refuse("there is no " + key + " in " + m_ConfigFile);
-    if (nFound > 1) Refuse(std::to_string(nFound) + " lines of " + m_ConfigFile + " hold the text " + key);
+        Refuse(m_ChangedFile + " has more than " + std::to_string(MAX_CONFIG_LINES) + " lines");
+    if (nFound == 0) Refuse("there is no " + key + " in " + m_ChangedFile);
+    if (nFound > 1) Refuse(std::to_string(nFound) + " lines of " + m_ChangedFile + " hold the text " + key);
 }
 
 /// The copy takes the file's place in one step, and is in force again. Without a copy the text is written
@@ -107,8 +164,8 @@ void ConfigEditor::CheckFile(const std::string& key) const
 void ConfigEditor::PutBack(const std::string& before) const
 {
     std::error_code error;
-    fs::rename(m_BackupFile, m_ConfigFile, error);
-    if (error) std::ofstream(m_ConfigFile, std::ios::binary) << before;
+    fs::rename(m_BackupFile, m_ChangedFile, error);
+    if (error) std::ofstream(m_ChangedFile, std::ios::binary) << before;
     m_Reload();
 }
 

@@ -25,7 +25,7 @@ protected:
     std::string RefusalOf(const std::string& key, const std::string& value,
                           unsigned int nCode = ErrCode::NOT_CONFIGURED)
     {
-        ConfigEditor editor(m_File, [this] { Reload(); });
+        ConfigEditor editor(m_File, m_Changed, [this] { Reload(); });
         try {
             editor.Set(key, value);
             return "";
@@ -37,12 +37,13 @@ protected:
 
     void Reload()
     {
-        m_Loaded = ReadFile(m_File);
+        m_Loaded = ReadFile(m_Changed);
         if (m_Loaded.find("bad") != std::string::npos) throw std::runtime_error("a bad value");
     }
 
     nbitest::TempDir m_Dir;
     const std::string m_File = m_Dir / "server.ini";
+    std::string m_Changed = m_File;
     std::string m_Loaded;
 };
 
@@ -113,10 +114,62 @@ TEST_F(ConfigEditorTest, LinkStaysALink)
 {
     const std::string link = m_Dir / "link.ini";
     fs::create_symlink(m_File, link);
-    ConfigEditor editor(link, [this] { Reload(); });
+    ConfigEditor editor(link, link, [this] { Reload(); });
     editor.Set("ListenPort", "1");
     EXPECT_TRUE(fs::is_symlink(link));
     EXPECT_EQ(ReadFile(m_File), "[server]\nListenPort=1\nOutputFile=out\n");
+}
+
+/// The configuration is read-only for the server; changes have a file of their own.
+class ConfigEditorApartTest : public ConfigEditorTest {
+protected:
+    ConfigEditorApartTest() { m_Changed = m_Dir / "items.ini"; }
+
+    void TearDown() override { EXPECT_EQ(ReadFile(m_File), m_Before); }
+
+    const std::string m_Before = ReadFile(m_File);
+};
+
+TEST_F(ConfigEditorApartTest, FirstChangeMakesTheFile)
+{
+    EXPECT_EQ(RefusalOf("ListenPort", "1"), "");
+    EXPECT_EQ(m_Loaded, "[items]\nListenPort=1\n");
+}
+
+TEST_F(ConfigEditorApartTest, LaterChangesReplaceAndAdd)
+{
+    EXPECT_EQ(RefusalOf("ListenPort", "1"), "");
+    EXPECT_EQ(RefusalOf("ListenPort", "2"), "");
+    EXPECT_EQ(RefusalOf("OutputFile", "elsewhere"), "");
+    EXPECT_EQ(m_Loaded, "[items]\nListenPort=2\nOutputFile=elsewhere\n");
+}
+
+TEST_F(ConfigEditorApartTest, CopyHoldsWhatWasInForce)
+{
+    EXPECT_EQ(RefusalOf("ListenPort", "1"), "");
+    EXPECT_EQ(ReadFile(m_Changed + ".d/items.ini"), "[items]\nListenPort=12809\n");
+}
+
+TEST_F(ConfigEditorApartTest, ItemThatTheConfigurationDoesNotHaveIsRefused)
+{
+    EXPECT_EQ(RefusalOf("Missing", "1"), "there is no Missing in " + m_File);
+    EXPECT_EQ(RefusalOf("Listen", "1"), "there is no Listen in " + m_File);
+    EXPECT_FALSE(fs::exists(m_Changed));
+}
+
+TEST_F(ConfigEditorApartTest, RefusedChangeLeavesNoLine)
+{
+    EXPECT_EQ(RefusalOf("ListenPort", "bad"), "a bad value; the configuration is as it was");
+    EXPECT_EQ(ReadFile(m_Changed), "");
+    EXPECT_EQ(RefusalOf("ListenPort", "1"), "");
+    EXPECT_EQ(RefusalOf("OutputFile", "bad"), "a bad value; the configuration is as it was");
+    EXPECT_EQ(ReadFile(m_Changed), "[items]\nListenPort=1\n");
+}
+
+TEST_F(ConfigEditorApartTest, FolderThatIsMissingIsTold)
+{
+    m_Changed = m_Dir / "none/items.ini";
+    EXPECT_EQ(RefusalOf("ListenPort", "1"), m_Changed + " cannot be written");
 }
 
 TEST_F(ConfigEditorTest, WhatIsNoItemIsRefused)
