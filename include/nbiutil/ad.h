@@ -28,7 +28,10 @@ protected:
 /// SetErrorCode(), then SetErrorInfo() if there is a text, then Awake(); what comes after Awake() is
 /// discarded.
 ///
-/// Threads: any for the shared state; one handle object belongs to one thread at a time.
+/// Threads: any for the shared state. One handle object belongs to one thread at a time, with one exception: a
+/// waiter that sees the descriptor finished may destroy the handle whose Awake() another thread is still in.
+/// Memory: what the worker wrote before Awake() is visible after the waiter's Wait() has returned.
+/// Time: waits are measured in real time; setting the clock neither lengthens nor shortens them.
 class NBI_EXPORT AD {
 public:
     /// A new, pending descriptor: code 0 (success), no text.

@@ -96,8 +96,9 @@ private:
     bool IsStopping() const;
     bool IsHugePool() const;
 
-    static std::map<unsigned int, NBITaskMgr*> m_AllTaskMgrs;  // guarded by m_GetTaskMgrMutex
-    static ACE_Thread_Mutex m_GetTaskMgrMutex;
+    // Never destroyed: a body may still run, and ask for a pool, after main() has returned.
+    static std::map<unsigned int, NBITaskMgr*>& m_AllTaskMgrs;  // guarded by m_GetTaskMgrMutex
+    static ACE_Thread_Mutex& m_GetTaskMgrMutex;
     static std::atomic<bool> m_bExit;
 
     int m_nThreadNum;

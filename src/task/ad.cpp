@@ -1,6 +1,7 @@
 #include "nbiutil/ad.h"
 
-#include <ace/OS_NS_sys_time.h>
+#include <ace/Condition_Attributes.h>
+#include <ace/Monotonic_Time_Policy.h>
 
 #include <utility>
 
@@ -29,14 +30,35 @@ YieldGate g_Gate;  // of all waiters
 /// The calling thread's last wait ended with a slow yield.
 __attribute__((tls_model("initial-exec"))) thread_local bool t_bSlowYield = false;
 
+/// Slices are real time: a waiter looks at the framework after ten seconds, also when somebody sets the clock.
+using SliceClock = ACE_Monotonic_Time_Policy;
+
+/// Never destroyed: descriptors are made until the process has ended.
+const ACE_Condition_Attributes& ConditionAttributes()
+{
+    static const auto* const pAttributes = new ACE_Condition_Attributes_T<SliceClock>;
+    return *pAttributes;
+}
+
 ACE_Time_Value EndOfSlice()
 {
-    return ACE_OS::gettimeofday() + ACE_Time_Value(SLICE_SECONDS);
+    return SliceClock()() + ACE_Time_Value(SLICE_SECONDS);
 }
 
 }  // namespace
 
+AD_Impl::AD_Impl() : m_Condition(m_Mutex, ConditionAttributes())
+{
+}
+
 AD_Impl::~AD_Impl() = default;
+
+bool AD_Impl::DropReference()
+{
+    if (m_nReferences.fetch_sub(1, std::memory_order_acq_rel) != 1) return false;
+    const RecursiveGuard lastUse(m_Mutex);
+    return true;
+}
 
 bool AD_Impl::IsFinished() const
 {

@@ -19,7 +19,7 @@ class Functor;
 /// operations is part of the interface.
 class AD_Impl {
 public:
-    AD_Impl() : m_Condition(m_Mutex) {}
+    AD_Impl();
     AD_Impl(const AD_Impl&) = delete;
     AD_Impl& operator=(const AD_Impl&) = delete;
 
@@ -37,8 +37,10 @@ public:
 
     /// The handles count themselves in and out. The count alone would not need the mutex, so it goes without.
     void AddReference() { m_nReferences.fetch_add(1, std::memory_order_relaxed); }
+    /// The last handle takes the mutex and leaves it again: a waiter sees "finished" without the mutex, and may
+    /// drop the very handle whose Awake() another thread is still in.
     /// \return true when the last handle has gone: the caller deletes.
-    bool DropReference() { return m_nReferences.fetch_sub(1, std::memory_order_acq_rel) == 1; }
+    bool DropReference();
 
 private:
     template <class Change>

@@ -66,8 +66,8 @@ std::atomic<NBITaskMgr*>& BucketOf(unsigned int nNumber)
 
 }  // namespace
 
-std::map<unsigned int, NBITaskMgr*> NBITaskMgr::m_AllTaskMgrs;
-ACE_Thread_Mutex NBITaskMgr::m_GetTaskMgrMutex;
+std::map<unsigned int, NBITaskMgr*>& NBITaskMgr::m_AllTaskMgrs = *new std::map<unsigned int, NBITaskMgr*>;
+ACE_Thread_Mutex& NBITaskMgr::m_GetTaskMgrMutex = *new ACE_Thread_Mutex;
 std::atomic<bool> NBITaskMgr::m_bExit{false};
 NBITaskMgr* NBITaskMgr::m_pInstance = nullptr;
 

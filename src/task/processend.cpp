@@ -9,14 +9,35 @@
 namespace NS_UTIL {
 namespace {
 
-std::atomic<int> g_nOnTheirWay{0};
-std::atomic<pid_t> g_nProcess{0};  // the process whose workers are counted
+/// How many workers are on their way, and in which process: one word, since a child of fork() starts from zero
+/// while several of its threads may be about to count.
+struct Count {
+    pid_t m_nProcess;
+    int m_nWorkers;
+};
+std::atomic<Count> g_OnTheirWay{Count{0, 0}};
+
+int WorkersOnTheirWay(pid_t nProcess)
+{
+    const Count count = g_OnTheirWay.load(std::memory_order_acquire);
+    return count.m_nProcess == nProcess ? count.m_nWorkers : 0;
+}
+
+void Add(int nWorkers)
+{
+    const pid_t nProcess = ACE_OS::getpid();
+    Count before = g_OnTheirWay.load(std::memory_order_relaxed);
+    Count after{};
+    do {
+        after = {nProcess, (before.m_nProcess == nProcess ? before.m_nWorkers : 0) + nWorkers};
+    } while (!g_OnTheirWay.compare_exchange_weak(before, after, std::memory_order_acq_rel));
+}
 
 void WaitForWorkersOnTheirWay()
 {
-    if (g_nProcess.load(std::memory_order_acquire) != ACE_OS::getpid()) return;
     constexpr int MILLISECONDS = 1000;
-    for (int i = 0; i < MILLISECONDS && g_nOnTheirWay.load(std::memory_order_acquire) > 0; ++i) {
+    const pid_t nProcess = ACE_OS::getpid();
+    for (int i = 0; i < MILLISECONDS && WorkersOnTheirWay(nProcess) > 0; ++i) {
         ACE_OS::sleep(ACE_Time_Value(0, 1000));
     }
 }
@@ -28,19 +49,17 @@ void ProcessEnd::ExpectWorkers(int nWorkers)
     // Registered after ACE was loaded, and so called before ACE takes itself down.
     static const int nRegistered = std::atexit(WaitForWorkersOnTheirWay);
     static_cast<void>(nRegistered);
-    const pid_t nProcess = ACE_OS::getpid();
-    if (g_nProcess.exchange(nProcess, std::memory_order_acq_rel) != nProcess) g_nOnTheirWay.store(0);
-    g_nOnTheirWay.fetch_add(nWorkers, std::memory_order_acq_rel);
+    Add(nWorkers);
 }
 
 void ProcessEnd::ForgetWorkers(int nWorkers)
 {
-    g_nOnTheirWay.fetch_sub(nWorkers, std::memory_order_acq_rel);
+    Add(-nWorkers);
 }
 
 void ProcessEnd::WorkerArrives()
 {
-    g_nOnTheirWay.fetch_sub(1, std::memory_order_acq_rel);
+    Add(-1);
 }
 
 }  // namespace NS_UTIL

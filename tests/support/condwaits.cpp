@@ -22,11 +22,16 @@ constexpr std::int64_t SHORT_SLICE = NANOSECONDS / 100;
 using Action = std::function<void()>;
 using TimedWait = int (*)(pthread_cond_t*, pthread_mutex_t*, const timespec*);
 using Wait = int (*)(pthread_cond_t*, pthread_mutex_t*);
+using Wake = int (*)(pthread_cond_t*);
 
 // Plain data: threads wait on conditions before and after everything else in this program.
 thread_local Action* t_pInstead = nullptr;
-thread_local std::int64_t t_nTimeOfDay = 0;  // the last answer that no wait has followed yet; 0: none
+thread_local int t_nInsteadResult = 0;
+thread_local std::function<bool()>* t_pFirst = nullptr;
+thread_local std::int64_t t_nNow = 0;  // the last monotonic time that no wait has followed yet; 0: none
+std::atomic<int> g_nClockIsOff{0};     // seconds
 std::atomic<bool> g_bShortSlices{false};
+std::atomic<bool> g_bAllSlept{true};
 std::mutex g_LengthsMutex;
 std::vector<std::int64_t>* g_pLengths = nullptr;  // guarded by g_LengthsMutex
 
@@ -35,20 +40,19 @@ std::int64_t NanosecondsOf(const timespec& time)
     return time.tv_sec * NANOSECONDS + time.tv_nsec;
 }
 
-timespec SystemTime()
+std::int64_t MonotonicTime()
 {
     timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return now;
+    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &now);
+    return NanosecondsOf(now);
 }
 
-timespec EndOfShortSlice()
+timespec TimeOf(std::int64_t nNanoseconds)
 {
-    const std::int64_t nEnd = NanosecondsOf(SystemTime()) + SHORT_SLICE;
-    timespec end{};
-    end.tv_sec = nEnd / NANOSECONDS;
-    end.tv_nsec = nEnd % NANOSECONDS;
-    return end;
+    timespec time{};
+    time.tv_sec = nNanoseconds / NANOSECONDS;
+    time.tv_nsec = nNanoseconds % NANOSECONDS;
+    return time;
 }
 
 void KeepLength(std::int64_t nLength)
@@ -75,8 +79,9 @@ Function Next(const char* pName)
 
 }  // namespace
 
-NextWait::NextWait(std::function<void()> instead) : m_Instead(std::move(instead))
+NextWait::NextWait(std::function<void()> instead, int nResult) : m_Instead(std::move(instead))
 {
+    t_nInsteadResult = nResult;
     t_pInstead = &m_Instead;
 }
 
@@ -90,9 +95,30 @@ bool NextWait::IsOver() const
     return t_pInstead == nullptr;
 }
 
+NextBroadcast::NextBroadcast(std::function<bool()> first) : m_First(std::move(first))
+{
+    t_pFirst = &m_First;
+}
+
+NextBroadcast::~NextBroadcast()
+{
+    t_pFirst = nullptr;
+}
+
+SetClock::SetClock(int nSeconds)
+{
+    g_nClockIsOff = nSeconds;
+}
+
+SetClock::~SetClock()
+{
+    g_nClockIsOff = 0;
+}
+
 ShortSlices::ShortSlices()
 {
     std::lock_guard<std::mutex> guard(g_LengthsMutex);
+    g_bAllSlept = true;
     g_pLengths = new std::vector<std::int64_t>;
     g_bShortSlices = true;
 }
@@ -114,6 +140,11 @@ std::vector<std::int64_t> ShortSlices::Lengths() const
 {
     std::lock_guard<std::mutex> guard(g_LengthsMutex);
     return *g_pLengths;
+}
+
+bool ShortSlices::AllSlept() const
+{
+    return g_bAllSlept;
 }
 
 namespace {
@@ -156,7 +187,7 @@ __attribute__((visibility("default"))) int pthread_cond_wait(pthread_cond_t* pCo
                                                              pthread_mutex_t* pMutex)
 {
     static const auto pNext = Next<Wait>("pthread_cond_wait");
-    return TakeInstead() ? 0 : pNext(pCondition, pMutex);
+    return TakeInstead() ? t_nInsteadResult : pNext(pCondition, pMutex);
 }
 
 __attribute__((visibility("default"))) int pthread_cond_timedwait(pthread_cond_t* pCondition,
@@ -164,21 +195,38 @@ __attribute__((visibility("default"))) int pthread_cond_timedwait(pthread_cond_t
                                                                   const timespec* pUntil)
 {
     static const auto pNext = Next<TimedWait>("pthread_cond_timedwait");
-    if (TakeInstead()) return 0;
-    const std::int64_t nTimeOfDay = t_nTimeOfDay;
-    t_nTimeOfDay = 0;
-    if (!g_bShortSlices || nTimeOfDay == 0) return pNext(pCondition, pMutex, pUntil);
-    KeepLength(NanosecondsOf(*pUntil) - nTimeOfDay);
-    const timespec end = EndOfShortSlice();
-    return pNext(pCondition, pMutex, &end);
+    if (TakeInstead()) return t_nInsteadResult;
+    const std::int64_t nNow = std::exchange(t_nNow, 0);
+    if (!g_bShortSlices || nNow == 0) return pNext(pCondition, pMutex, pUntil);
+    KeepLength(NanosecondsOf(*pUntil) - nNow);
+    const std::int64_t nEnd = MonotonicTime() + SHORT_SLICE;
+    const timespec end = TimeOf(nEnd);
+    const int nResult = pNext(pCondition, pMutex, &end);
+    if (nResult != 0 && MonotonicTime() < nEnd) g_bAllSlept = false;
+    return nResult;
+}
+
+__attribute__((visibility("default"))) int pthread_cond_broadcast(pthread_cond_t* pCondition)
+{
+    static const auto pNext = Next<Wake>("pthread_cond_broadcast");
+    std::function<bool()>* const pFirst = std::exchange(t_pFirst, nullptr);
+    return pFirst == nullptr || (*pFirst)() ? pNext(pCondition) : 0;
+}
+
+__attribute__((visibility("default"))) int clock_gettime(clockid_t nClock, timespec* pTime) noexcept
+{
+    const long nResult = syscall(SYS_clock_gettime, nClock, pTime);
+    if (nClock == CLOCK_REALTIME) pTime->tv_sec += g_nClockIsOff;
+    if (nClock == CLOCK_MONOTONIC) t_nNow = NanosecondsOf(*pTime) / 1000 * 1000;  // as ACE keeps time
+    return static_cast<int>(nResult);
 }
 
 __attribute__((visibility("default"))) int gettimeofday(timeval* pTime, void*) noexcept
 {
-    const timespec now = SystemTime();
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
     pTime->tv_sec = now.tv_sec;
     pTime->tv_usec = now.tv_nsec / 1000;
-    t_nTimeOfDay = pTime->tv_sec * NANOSECONDS + pTime->tv_usec * 1000;
     return 0;
 }
 

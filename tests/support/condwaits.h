@@ -1,7 +1,7 @@
 /// \file
 /// Condition variables that wake when a test says so. A test program that is built with support/condwaits.cpp
-/// has its own pthread_cond_wait, pthread_cond_timedwait and gettimeofday in front of the system's; they do
-/// what the system's do unless a test has asked for something else.
+/// has its own pthread_cond_wait, pthread_cond_timedwait, pthread_cond_broadcast, clock_gettime and gettimeofday
+/// in front of the system's; they do what the system's do unless a test has asked for something else.
 #pragma once
 
 #include <atomic>
@@ -14,10 +14,11 @@
 namespace nbitest {
 
 /// While it lives, the next condition wait of this thread, timed or not, calls \p instead in its place, with
-/// the lock held, and then returns as if it had been woken. One at a time per thread.
+/// the lock held, and then returns \p nResult: 0 as if it had been woken, or ETIMEDOUT. One at a time per
+/// thread.
 class NextWait {
 public:
-    explicit NextWait(std::function<void()> instead);
+    explicit NextWait(std::function<void()> instead, int nResult = 0);
     ~NextWait();
     NextWait(const NextWait&) = delete;
     NextWait& operator=(const NextWait&) = delete;
@@ -29,8 +30,30 @@ private:
     std::function<void()> m_Instead;
 };
 
-/// While it lives, each timed condition wait of any thread that has just asked for the time of day ends after
-/// some milliseconds, and the length that was asked for is kept. One at a time.
+/// While it lives, the next broadcast of this thread calls \p first, with the lock held, and wakes when that
+/// answers true. One at a time per thread.
+class NextBroadcast {
+public:
+    explicit NextBroadcast(std::function<bool()> first);
+    ~NextBroadcast();
+    NextBroadcast(const NextBroadcast&) = delete;
+    NextBroadcast& operator=(const NextBroadcast&) = delete;
+
+private:
+    std::function<bool()> m_First;
+};
+
+/// While it lives, the process sees a time of day that many seconds away from the system's. One at a time.
+class SetClock {
+public:
+    explicit SetClock(int nSeconds);
+    ~SetClock();
+    SetClock(const SetClock&) = delete;
+    SetClock& operator=(const SetClock&) = delete;
+};
+
+/// While it lives, each timed condition wait of any thread that has just asked for the monotonic time ends after
+/// some milliseconds of that time, and the length that was asked for is kept. One at a time.
 class ShortSlices {
 public:
     ShortSlices();
@@ -39,8 +62,11 @@ public:
     ShortSlices& operator=(const ShortSlices&) = delete;
 
     std::size_t Count() const;
-    /// From the time of day to the deadline, in nanoseconds, one entry per wait.
+    /// From the last monotonic time to the deadline, in nanoseconds, one entry per wait.
     std::vector<std::int64_t> Lengths() const;
+    /// Whether each of these waits slept for its milliseconds: a deadline on another clock would be over, or
+    /// far away.
+    bool AllSlept() const;
 };
 
 /// A thread that calls \p use. The constructor returns when it sleeps in the kernel or is done: when it waits
