@@ -166,23 +166,36 @@ bench_once() {
 
 STEPS=()
 
+# Sets CPU to the seconds of processor time that all children so far have used. Not for $(...), whose children are others.
+read_cpu() {
+    local file
+    file=$(mktemp)
+    times >"$file"
+    CPU=$(awk -F '[ms ]+' 'NR == 2 { printf "%d", $1 * 60 + $2 + $3 * 60 + $4 }' "$file")
+    rm -f "$file"
+}
+
 # step NAME COMMAND...: runs it and notes how long it took.
 step() {
-    local name=$1 begin=$SECONDS status=0
+    local name=$1 begin=$SECONDS cpu status=0
     shift
+    read_cpu
+    cpu=$CPU
     "$@" || status=$?
-    STEPS+=("$((SECONDS - begin)) $name")
+    read_cpu
+    STEPS+=("$((SECONDS - begin)) $((CPU - cpu)) $name")
     return $status
 }
 
-# Each step's share of the time, the longest first.
+# Each step's share of the time, the longest first; behind the minutes those of processor time.
 shares() {
     printf '%s\n' "${STEPS[@]}" | sort -rn | awk '
-        { seconds[NR] = $1; all += $1; sub(/^[0-9]+ /, ""); name[NR] = $0 }
+        { seconds[NR] = $1; cpu[NR] = $2; all += $1; cpus += $2; sub(/^[0-9]+ [0-9]+ /, ""); name[NR] = $0 }
+        function minutes(n) { return sprintf("%d:%02d", n / 60, n % 60) }
         END {
-            printf "== %d:%02d minutes\n", all / 60, all % 60
+            printf "== %s minutes, %s of processor time\n", minutes(all), minutes(cpus)
             for (i = 1; i <= NR; ++i) {
-                printf "%3.0f %%  %3d:%02d  %s\n", all ? 100 * seconds[i] / all : 0, seconds[i] / 60, seconds[i] % 60, name[i]
+                printf "%3.0f %% %6s %6s  %s\n", all ? 100 * seconds[i] / all : 0, minutes(seconds[i]), minutes(cpu[i]), name[i]
             }
         }'
 }

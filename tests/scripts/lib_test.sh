@@ -58,7 +58,7 @@ expect "checks count" "$(run_lib 'check one true; check two false; summary')" \
 # Seconds are set, not spent; a second may pass in between.
 spend() { printf 'step %s eval "SECONDS=$((SECONDS + %s))"; ' "$1" "$2"; }
 expect "shares of the time" "$(run_lib "$(spend short 100000) $(spend long 300000) shares" |
-    sed -E 's/ +[0-9]+:[0-9]+ +/ /; s/^== .*minutes/minutes/')" $'minutes\n 75 % long\n 25 % short\nstatus 0'
+    sed -E 's/ +[0-9]+:[0-9]+ +[0-9]+:[0-9]+ +/ /; s/^== .*minutes.*/minutes/')" $'minutes\n 75 % long\n 25 % short\nstatus 0'
 expect "a step's status is its command's" "$(run_lib 'step a false || echo failed; shares >/dev/null')" $'failed\nstatus 0'
 
 stub cmake 'printf "[1/40] a\n[4/40] b\nb.cpp:1: warning\n[9/40] c\n[39/40] d\n[40/40] e\n"; exit "${CMAKE_STATUS:-0}"'
