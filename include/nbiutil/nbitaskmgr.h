@@ -37,7 +37,8 @@ public:
     NBITaskMgr& operator=(const NBITaskMgr&) = delete;
 
     /// Ends the workers (each after the task in its hands) and fails every task still queued with
-    /// ErrCode::POOL_DESTROYED. Not for use by one of the pool's own workers.
+    /// ErrCode::POOL_DESTROYED, whatever states the tasks' destructors set meanwhile. Not for use by one of
+    /// the pool's own workers, nor while a caller's thread is in AcquireIdleTask().
     ~NBITaskMgr() override;
 
     /// Starts the workers.
@@ -55,7 +56,9 @@ public:
     int svc() override;
 
     /// Queues \p pTask and returns. Null is reported in the log and ignored. After SetExitFlag() of any pool
-    /// the task is deleted and nothing is raised; its descriptor is not woken.
+    /// the task is deleted and nothing is raised; its descriptor is not woken. While this pool alone is being
+    /// destroyed, which a body that still runs may meet, the same; but the descriptor gets
+    /// ErrCode::POOL_DESTROYED and is woken.
     /// \throws ProcessException with ErrCode::TASK_NOT_IDLE when the task is not idle, or when a pool owns it
     ///         already. A task without an owner is deleted then. One that is queued and idle stays queued,
     ///         once; one that a worker is running is deleted when the worker is done with it; any other is

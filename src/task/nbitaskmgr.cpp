@@ -84,9 +84,14 @@ NBITaskMgr::NBITaskMgr(int nNumber)
 
 NBITaskMgr::~NBITaskMgr()
 {
-    m_bStopping.store(true, std::memory_order_release);
+    {
+        MutexGuard guard(m_pQueue->Lock());
+        m_bStopping.store(true, std::memory_order_release);
+        m_pQueue->FailIdleLocked();
+    }
     m_pQueue->Tokens().PostForAll(static_cast<unsigned int>(m_nThreadNum) + 1);
     wait();
+    m_pQueue->DeleteAllFailed();
 }
 
 int NBITaskMgr::open(void*)
@@ -189,6 +194,9 @@ void NBITaskMgr::PushTask(NBITask* pTask)
     if (TaskQueue::OwnerOf(*pTask) != nullptr) {
         TaskQueue::PushedAgain(*pTask);
     } else {
+        // Deliberate: after the exit flag the descriptor stays unwoken; who waits relies on the framework's
+        // stop. A pool that alone goes away has no such signal behind it.
+        if (bStopping && !m_bExit.load(std::memory_order_acquire)) TaskQueue::Fail(*pTask);
         delete pTask;
     }
     if (bStopping) return;
@@ -235,6 +243,7 @@ NBITask* NBITaskMgr::Acquire(Hands hands, NBITask* pReturned)
 
 NBITask* NBITaskMgr::TakeIdleLocked(Hands hands, bool& bDeferred)
 {
+    if (m_bStopping.load(std::memory_order_relaxed)) return nullptr;  // the idle ones have failed already
     while (NBITask* const pTask = m_pQueue->FirstIdleLocked()) {
         if (IsHugePool() && !MayStartLocked(*pTask)) {
             bDeferred = true;

@@ -80,16 +80,32 @@ void DeleteAll(TaskList& tasks)
     while (NBITask* const pTask = tasks.TakeFirst()) delete pTask;
 }
 
-TaskQueue::~TaskQueue()
+void TaskQueue::Fail(NBITask& task)
+{
+    task.m_Descriptor.SetErrorCode(ErrCode::POOL_DESTROYED);
+    task.Awake();
+}
+
+void TaskQueue::FailIdleLocked()
+{
+    for (NBITask* pTask = m_Idle.First(); pTask != nullptr; pTask = m_Idle.After(*pTask)) Fail(*pTask);
+}
+
+/// One task at a time: a destructor may change the states of other tasks, which files them anew, also out of
+/// the list that is being emptied here.
+void TaskQueue::DeleteAllFailed()
 {
     TaskList all;
-    all.TakeAll(m_Idle);
-    all.TakeAll(m_Finished);
-    all.TakeAll(m_Others);
-    all.SortInOrder();
-    while (NBITask* const pTask = all.TakeFirst()) {
-        pTask->m_Descriptor.SetErrorCode(ErrCode::POOL_DESTROYED);
-        pTask->Awake();
+    const auto takeFirst = [this, &all] {
+        MutexGuard guard(m_QueueLock);
+        if (all.IsEmpty()) {
+            for (TaskList* const pList : {&m_Idle, &m_Finished, &m_Others}) all.TakeAll(*pList);
+            all.SortInOrder();
+        }
+        return all.TakeFirst();
+    };
+    while (NBITask* const pTask = takeFirst()) {
+        Fail(*pTask);
         delete pTask;
     }
 }

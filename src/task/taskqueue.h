@@ -67,8 +67,6 @@ public:
     explicit TaskQueue(bool bHugePool) : m_bHugePool(bHugePool) {}
     TaskQueue(const TaskQueue&) = delete;
     TaskQueue& operator=(const TaskQueue&) = delete;
-    /// Deletes every task, after it has failed its descriptor with ErrCode::POOL_DESTROYED.
-    ~TaskQueue();
 
     ACE_Thread_Mutex& Lock() { return m_QueueLock; }
     WorkTokens& Tokens() { return m_Tokens; }
@@ -90,6 +88,15 @@ public:
     void SweepFinishedLocked(TaskList& finished);
     /// Wakes the descriptor of every task that is not finished.
     void WakeAllLocked();
+
+    /// The pool goes away: fails the tasks that wait, which stay where they are. A body that waits for one of
+    /// them, and whose worker is waited for, goes on.
+    void FailIdleLocked();
+    /// Fails and deletes every task, in the order of pushing, and those too that destructors file anew
+    /// meanwhile.
+    void DeleteAllFailed();
+    /// Fails a task: its descriptor gets ErrCode::POOL_DESTROYED and is woken.
+    static void Fail(NBITask& task);
 
     /// What NBITask needs of the queue that owns it
     static TaskQueue* OwnerOf(const NBITask& task);

@@ -21,6 +21,7 @@ namespace nbitest {
 
 constexpr const char* NOT_IDLE_MESSAGE = "ErrCode:1092091920,Detail:Task state is not idle,cann't Handle!";
 constexpr const char* NOT_IDLE_LOGGED = "[NBITaskMgr::PushTask] CALL GetTaskState Task is busy";
+constexpr unsigned int PRESET = 4711;  // a code that a caller gives its descriptor before the push
 constexpr const char* NOTHING_IDLE_LOGGED = "Acquire Idle Task error!!";
 
 /// What a ProcessException says, in a form that can be compared and kept.
@@ -61,6 +62,19 @@ inline void ExpectNotIdle(const Raised& raised)
     EXPECT_EQ(raised.m_nLine, 175);
     EXPECT_EQ(raised.m_Message, NOT_IDLE_MESSAGE);
 }
+
+/// A body that says when it runs and goes on when it is told to.
+struct Held {
+    Signal m_Started;
+    Signal m_GoOn;
+    Action Body()
+    {
+        return [this] {
+            m_Started.Set();
+            m_GoOn.Wait();
+        };
+    }
+};
 
 /// The code that waiting on a finished descriptor raises; 0 for success.
 inline unsigned int CodeOf(NS_UTIL::AD& ad)
