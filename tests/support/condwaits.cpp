@@ -147,34 +147,6 @@ bool ShortSlices::AllSlept() const
     return g_bAllSlept;
 }
 
-namespace {
-
-bool IsAsleep(long nThread)
-{
-    std::ifstream stat("/proc/self/task/" + std::to_string(nThread) + "/stat");
-    std::string text;
-    std::getline(stat, text);
-    const std::size_t nEndOfName = text.rfind(')');
-    return nEndOfName != std::string::npos && text.substr(nEndOfName + 1, 2) == " S";
-}
-
-}  // namespace
-
-Sleeper::Sleeper(std::function<void()> use)
-    : m_Thread([this, action = std::move(use)] {
-          m_nThread = syscall(SYS_gettid);
-          action();
-          m_bDone = true;
-      })
-{
-    while (m_nThread == 0 || !(m_bDone || IsAsleep(m_nThread))) std::this_thread::yield();
-}
-
-Sleeper::~Sleeper()
-{
-    if (m_Thread.joinable()) m_Thread.join();
-}
-
 }  // namespace nbitest
 
 using namespace nbitest;  // NOLINT: the names below are the system's, outside every namespace

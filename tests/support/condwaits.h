@@ -4,12 +4,12 @@
 /// in front of the system's; they do what the system's do unless a test has asked for something else.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <thread>
 #include <vector>
+
+#include "support/sleeper.h"
 
 namespace nbitest {
 
@@ -67,24 +67,6 @@ public:
     /// Whether each of these waits slept for its milliseconds: a deadline on another clock would be over, or
     /// far away.
     bool AllSlept() const;
-};
-
-/// A thread that calls \p use. The constructor returns when it sleeps in the kernel or is done: when it waits
-/// for a lock that the caller holds, say.
-class Sleeper {
-public:
-    explicit Sleeper(std::function<void()> use);
-    ~Sleeper();
-    Sleeper(const Sleeper&) = delete;
-    Sleeper& operator=(const Sleeper&) = delete;
-
-    bool IsDone() const { return m_bDone; }
-    void Join() { m_Thread.join(); }
-
-private:
-    std::atomic<long> m_nThread{0};
-    std::atomic<bool> m_bDone{false};
-    std::thread m_Thread;
 };
 
 }  // namespace nbitest

@@ -5,8 +5,8 @@
 
 #include "nbiutil/ad.h"
 #include "nbiutil/processexception.h"
-#include "support/condwaits.h"
 #include "support/recordinghost.h"
+#include "support/sleeper.h"
 #include "support/yields.h"
 #include "task/worktokens.h"
 
