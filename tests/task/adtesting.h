@@ -45,6 +45,9 @@ inline Outcome OutcomeOfWait(NS_UTIL::AD& ad)
 
 class ADTest : public ::testing::Test {
 protected:
+    /// What all descriptors share is made with the first, and stays.
+    ADTest() { const NS_UTIL::AD first; }
+
     /// The stored code, which only a stopping framework gives without a wait.
     unsigned long StoredCode(NS_UTIL::AD& ad)
     {
