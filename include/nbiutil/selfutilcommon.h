@@ -77,7 +77,7 @@ public:
     std::string GetValByTag(const std::string& source, const std::string& startTag, const std::string& endTag,
                             const int& offset) const;
 
-    /// Resolves a host name, IPv4 only.
+    /// Resolves a host name, IPv4 only. An empty name, and one with a zero byte in it, is refused.
     /// \param[out] address dotted text of the first address; untouched on failure
     bool ParserNmsHostName(const std::string& hostName, std::string& address) const;
 
@@ -90,7 +90,8 @@ public:
 
     /// Replaces \p from by \p to, left to right. After each replacement the search goes on at the previous
     /// search start plus the length of \p to, which is not the place behind the replacement: replacing "a" by
-    /// "aa" in "xa" gives "xaaa". An empty \p from changes nothing.
+    /// "aa" in "xa" gives "xaaa". An empty \p from changes nothing. \p from and \p to count as they are at the
+    /// call, also when one of them is \p subject itself. The time is linear in the subject and the result.
     /// \return always true
     bool replaceStr(std::string& subject, const std::string& from, const std::string& to) const;
 

@@ -22,6 +22,7 @@
 #include "util/childprocess.h"
 #include "util/commandline.h"
 #include "util/configfile.h"
+#include "util/replacetext.h"
 
 namespace NS_UTIL {
 namespace {
@@ -186,7 +187,7 @@ std::string SelfUtilCommon::GetValByTag(const std::string& source, const std::st
 
 bool SelfUtilCommon::ParserNmsHostName(const std::string& hostName, std::string& address) const
 {
-    if (hostName.empty()) return false;
+    if (hostName.empty() || hostName.find('\0') != std::string::npos) return false;
     std::array<char, RESOLVER_BUFFER> buffer{};
     hostent entry{};
     hostent* pFound = nullptr;
@@ -218,14 +219,7 @@ std::string SelfUtilCommon::getEnvValue(const std::string& name) const
 
 bool SelfUtilCommon::replaceStr(std::string& subject, const std::string& from, const std::string& to) const
 {
-    if (from.empty()) return true;
-    std::size_t nSearch = 0;
-    for (std::size_t nFound; (nFound = subject.find(from, nSearch)) != std::string::npos;) {
-        subject.replace(nFound, from.size(), to);
-        // Deliberate: counted from the previous search start, not from the place of the replacement. Stored
-        // texts were made this way, and their readers expect what it gives.
-        nSearch += to.size();
-    }
+    if (!from.empty()) subject = ReplaceFromStart(subject, from, to);
     return true;
 }
 

@@ -448,6 +448,13 @@ TEST_F(ParserNmsHostNameTest, EmptyNameIsNotLookedUp)
     EXPECT_EQ(g_Resolver.m_nCalls, 0);
 }
 
+TEST_F(ParserNmsHostNameTest, NameWithAZeroByteIsNotLookedUp)
+{
+    EXPECT_EQ(Resolve(std::string("localhost\0.evil", 15)), "old");
+    EXPECT_EQ(Resolve(std::string("server\0", 7)), "old");
+    EXPECT_EQ(g_Resolver.m_nCalls, 0);
+}
+
 TEST_F(ParserNmsHostNameTest, FailingCallIsNotRepeatedWithALargerBuffer)
 {
     g_Resolver.m_nResult = ERANGE;
