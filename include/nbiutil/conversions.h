@@ -46,7 +46,9 @@ NBI_EXPORT std::string Int2Str(int nValue);
 NBI_EXPORT std::string Uint2Str(unsigned int nValue);
 
 /// Seconds by which local time lags behind UTC at \p nTime (seconds since the epoch): -28800 eight hours east
-/// of Greenwich. Daylight saving counts as TZ has it. 0 for a time whose year does not fit a calendar.
+/// of Greenwich. Daylight saving counts as TZ has it. 0 for a time whose year does not fit a calendar. Within
+/// a day of the first and the last year that do, one of the two clock faces may not be readable as local time;
+/// mktime()'s -1 then counts as a time, and the result means nothing.
 NBI_EXPORT long DiffLocalUtcTime(long nTime);
 
 /// Whether every byte is one of 0 to 9.

@@ -330,6 +330,13 @@ TEST(DiffLocalUtcTimeTest, TimeWithoutACalendarYearGivesZero)
     EXPECT_EQ(DiffIn("CST-8", LONG_MIN), 0);
 }
 
+TEST(DiffLocalUtcTimeTest, AtTheEndOfTheCalendarMktimesFailureCountsAsATime)
+{
+    constexpr long LAST_SECOND = 67768036191676799;  // of the year 2147485547
+    EXPECT_EQ(DiffIn("EST5", LAST_SECOND), -1 - LAST_SECOND);
+    EXPECT_EQ(DiffIn("EST5", LAST_SECOND - 86400), 18000);
+}
+
 // ------------------------------------------------------------------ quotes, tags, secrets
 
 std::string Escaped(std::string text)
