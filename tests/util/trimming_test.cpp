@@ -1,0 +1,103 @@
+// Trimming without the host's copy, beside a host that trims more than most.
+#include "util/trimming.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "nbiutil/conversions.h"
+
+namespace {
+
+int g_nCalls = 0;
+
+/// Takes off blanks at both ends, "<" in front and ">" behind, and the no-break space, which is two bytes.
+std::string TrimMuch(std::string text)
+{
+    const std::string noBreakSpace = "\xC2\xA0";
+    for (std::size_t nBefore = text.size() + 1; text.size() < nBefore;) {
+        nBefore = text.size();
+        text.erase(0, std::min(text.find_first_not_of(" <"), text.size()));
+        text.erase(text.find_last_not_of(" >") + 1);
+        if (text.compare(0, 2, noBreakSpace) == 0) text.erase(0, 2);
+        if (text.size() >= 2 && text.compare(text.size() - 2, 2, noBreakSpace) == 0)
+            text.resize(text.size() - 2);
+    }
+    return text;
+}
+
+}  // namespace
+
+/// In front of the host's Trim() (see --wrap in this test's link options).
+std::string HostTrim(const std::string& text) __asm__(
+    "__wrap__ZN13NS_BUNDLEMGR14TrimERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
+std::string HostTrim(const std::string& text)
+{
+    ++g_nCalls;
+    return TrimMuch(text);
+}
+
+namespace NS_UTIL {
+namespace {
+
+std::string Trimmed(const std::string& text)
+{
+    return WhiteSpace::OfHost().Trim(text, [](const auto& trimmed) { return std::string(trimmed); });
+}
+
+TEST(WhiteSpaceTest, IsWhatTheHostTakesOffAtEachEnd)
+{
+    EXPECT_EQ(Trimmed("  < a b > "), "a b");
+    EXPECT_EQ(Trimmed(">a<"), ">a<");
+    EXPECT_EQ(Trimmed("\ta\n"), "\ta\n");
+    EXPECT_EQ(Trimmed("   "), "");
+    EXPECT_EQ(Trimmed(""), "");
+}
+
+TEST(WhiteSpaceTest, HostIsAskedOnceForAsciiTexts)
+{
+    Trimmed(" a ");
+    const int nBefore = g_nCalls;
+    for (const char* pText : {" a ", "b", "", "  ", " x\xC2\xA0y ", "\t"}) Trimmed(pText);
+    EXPECT_EQ(g_nCalls, nBefore);
+}
+
+TEST(WhiteSpaceTest, ByteBeyondAsciiAtAnEndGoesToTheHost)
+{
+    EXPECT_EQ(Trimmed(" \xC2\xA0 a"), "a");
+    EXPECT_EQ(Trimmed("a \xC2\xA0 "), "a");
+    EXPECT_EQ(Trimmed(" \xC2\xA0\xC2\xA0 "), "");
+    EXPECT_EQ(Trimmed(" \xC3\xA9 "), "\xC3\xA9");
+}
+
+TEST(WhiteSpaceTest, AgreesWithTheHostOnAHundredThousandTexts)
+{
+    std::mt19937 random(1);
+    const std::string bytes = " <>\xC2\xA0\tab";
+    std::uniform_int_distribution<std::size_t> byte(0, bytes.size() - 1);
+    std::uniform_int_distribution<std::size_t> length(0, 8);
+    for (int i = 0; i < 100000; ++i) {
+        std::string text(length(random), ' ');
+        for (char& character : text) character = bytes[byte(random)];
+        ASSERT_EQ(Trimmed(text), TrimMuch(text)) << text;
+    }
+}
+
+TEST(WhiteSpaceTest, ReadersTrimAsTheHostDoes)
+{
+    EXPECT_EQ(Str2Int("< \xC2\xA0"
+                      "42>"),
+              42);
+    EXPECT_EQ(Str2Int("42\t"), -1);
+    std::vector<std::string> pieces;
+    EXPECT_TRUE(
+        SplitStringByTag("<a>, \xC2\xA0"
+                         "b ,\tc",
+                         pieces, ',', 0));
+    EXPECT_EQ(pieces, (std::vector<std::string>{"a", "b", "\tc"}));
+    EXPECT_FALSE(SplitStringByTag("a,\xC2\xA0,b", pieces, ',', 0));
+}
+
+}  // namespace
+}  // namespace NS_UTIL
