@@ -18,31 +18,41 @@ namespace NS_UTIL {
 constexpr std::size_t MAX_CONFIG_LINES = 1024;
 constexpr std::size_t MAX_CONFIG_LINE_LENGTH = 1023;  ///< characters, without the line end
 
-/// Helper for object schemas. Threads: as the schema allows.
+/// A helper for the objects of the host's domain model.
+/// Ownership: nothing is kept; the schema stays the caller's.
+/// Threads: as the schema allows.
+/// Errors: none of its own.
 class NBI_EXPORT SchemaUtil {
 public:
     /// Marks the attribute \p name dirty when \p nMask is not -1 and shares a bit with \p nFlag.
     static void GetSchemaByOperMask(int nMask, int nFlag, const std::string& name, ObjectSchema_T& schema);
 };
 
-/// Helpers for separated texts. Threads: any. Nothing is thrown on bad input.
+/// Helpers for separated texts.
+/// Ownership: nothing is kept; results belong to the caller.
+/// Threads: any, on outputs of their own.
+/// Errors: the results stated; nothing is thrown on bad input, and nothing is logged.
 class NBI_EXPORT Parser {
 public:
     /// Splits \p item at its first character that is any one of \p separators.
-    /// \param[out] name,value the texts before and behind it; untouched without a separator
-    /// \return false without a separator.
+    /// \param[out] name  the text before it; untouched without a separator
+    /// \param[out] value the text behind it; untouched without a separator
+    /// \return false without a separator
     static bool ParseItemNVByTag(const std::string& item, std::string& name, std::string& value,
                                  std::string separators);
 
-    /// Appends the pieces of \p source between the occurrences of the whole \p separator, untrimmed, empty
-    /// ones and the one behind the last separator included. An empty separator means one piece.
+    /// Splits \p source at each occurrence of the whole \p separator. An empty separator means one piece.
+    /// \param[in,out] pieces gets the pieces appended, untrimmed, empty ones and the one behind the last
+    ///                       separator included; \p source may be an element of it
     static void SplitStrByTag(const std::string& source, const std::string& separator,
                               std::vector<std::string>& pieces);
 };
 
-/// The helpers themselves. They keep nothing between calls.
+/// The helpers of services. They keep nothing between calls.
 /// Ownership: one object per process, from the first Instance() to Destroy(); callers never delete it.
-/// Threads: any, modifyCorbaItemByCfg() on one file at a time.
+/// Threads: any, on outputs of their own, and modifyCorbaItemByCfg() on one file at a time. StartProcess() and
+/// modifyCorbaItemByCfg() block until the command has ended, and ParserNmsHostName() until the resolver has
+/// answered.
 /// Errors: the results stated; nothing is thrown on bad input. Only StartProcess() and modifyCorbaItemByCfg()
 /// write log lines.
 class NBI_EXPORT SelfUtilCommon {
@@ -51,41 +61,52 @@ public:
     static SelfUtilCommon* Instance();
     static void Destroy();
 
-    /// \param[out] value the text under \p nKey; without one it stays as it was
+    /// Looks a text up by its key.
+    /// \param[out] value the text; without one it stays as it was
     void GetDataFromMap(const std::map<int, std::string>& texts, int nKey, std::string& value) const;
     void GetDataFromMap(const std::map<std::string, std::string>& texts, const std::string& key,
                         std::string& value) const;
 
+    /// Looks a number up by its name.
     /// \param[out] nValue the decimal number at the head of the text under \p name, 0 when there is none; the
     ///                    low 32 bits of what strtol() gives
-    /// \return false when there is no such name; \p nValue is then as it was.
+    /// \return false when there is no such name; \p nValue is then as it was
     bool GetIntegerValueByName(const std::map<std::string, std::string>& texts, const std::string& name,
                                int& nValue) const;
 
-    /// The host's configuration item as a text.
+    /// Reads the host's configuration item as a text.
+    /// \param[out] value the text; as it was when the host has no such item
+    /// \return what the host answers: false when it has no such item
     bool GetSupportCfgItem(const std::string& name, std::string& value) const;
 
-    /// True when the host's configuration item is the number 1; any other number counts as off.
+    /// Reads the host's configuration item as a switch.
+    /// \return true when it is the number 1; any other number, and a missing item, counts as off
     bool IsSupportCfgItem(std::string name) const;
 
-    /// A copy in upper case.
+    /// Changes the case byte by byte, as the C locale in force classifies the bytes.
+    /// \return the text in upper case
     std::string upperStr(const std::string& text) const;
 
-    /// The text from \p offset characters behind the start of the first start tag to the first end tag, both
-    /// looked up from the beginning: the length of the start tag as offset gives the enclosed text. Empty
-    /// when a tag is missing, or when the range is empty, inverted or begins in front of the text.
+    /// Cuts a text out from between the first start tag and the first end tag, both looked up from the
+    /// beginning.
+    /// \param offset characters behind the start of the start tag: its length gives the enclosed text
+    /// \return the text; empty when a tag is missing, or when the range is empty, inverted or begins in front
+    ///         of the text
     std::string GetValByTag(const std::string& source, const std::string& startTag, const std::string& endTag,
                             const int& offset) const;
 
     /// Resolves a host name, IPv4 only. An empty name, and one with a zero byte in it, is refused.
     /// \param[out] address dotted text of the first address; untouched on failure
+    /// \return false when the resolver has no IPv4 address, or needs more than 4,096 bytes for its answer
     bool ParserNmsHostName(const std::string& hostName, std::string& address) const;
 
-    /// True when \p path holds nothing but A-Z, a-z, 0-9, "-", "." and "/"; so also for an empty one. An
-    /// underscore or a blank gives false.
+    /// Tells whether a path is of plain characters. An underscore or a blank is none.
+    /// \param path stays as it is
+    /// \return true when it holds nothing but A-Z, a-z, 0-9, "-", "." and "/"; so also for an empty one
     bool filePathEnvCheck(std::string& path) const;
 
-    /// The environment variable's value, or an empty text.
+    /// Reads the environment; no other thread may change it meanwhile.
+    /// \return the variable's value, or an empty text
     std::string getEnvValue(const std::string& name) const;
 
     /// Replaces \p from by \p to, left to right. After each replacement the search goes on at the previous
@@ -95,10 +116,11 @@ public:
     /// \return always true
     bool replaceStr(std::string& subject, const std::string& from, const std::string& to) const;
 
-    /// Enters the pieces of a list name=value, separator, name=value, ... into \p values; the last one of a
-    /// name wins, a piece without "=" is skipped, and what the map held stays. The next piece begins one
-    /// character behind the start of a separator: of a longer separator the rest stays at the head of that
-    /// piece. An empty separator means one piece.
+    /// Enters the pieces of a list name=value, separator, name=value, ... into a map; the last one of a name
+    /// wins, and a piece without "=" is skipped. The next piece begins one character behind the start of a
+    /// separator: of a longer separator the rest stays at the head of that piece. An empty separator means
+    /// one piece.
+    /// \param[in,out] values keeps what it holds under other names; \p list may be one of its texts
     void GetSpliteFDNData(std::map<std::string, std::string>& values, const std::string& list,
                           std::string separator) const;
 
@@ -118,7 +140,7 @@ public:
     /// \return false, after one log line with the reason, when the child could not be started: a command that
     ///         is empty or too long, a program, loader or directory that is not there or not allowed, an
     ///         environment that is too large, or no process left.
-    bool StartProcess(const std::string& workDir, const std::string& command, bool bWait) const;
+    [[nodiscard]] bool StartProcess(const std::string& workDir, const std::string& command, bool bWait) const;
 
     /// Sets one item of a configuration file: every line that contains \p key anywhere, comments and longer
     /// keys included, becomes "key=value", or "-key value" for the keys "SSLVersion" and

@@ -134,8 +134,10 @@ TEST_F(StartProcessTest, FailedSpawnCouldNotBeStarted)
 TEST_F(StartProcessTest, WorkingDirectoryOfOver4096CharactersAborts)
 {
     const std::string tooLong = m_Dir.Path() + std::string(4097 - m_Dir.Path().size(), '/');
-    EXPECT_EXIT(m_pHelpers->StartProcess(tooLong, "true", true), testing::KilledBySignal(SIGABRT), "");
-    EXPECT_EXIT(m_pHelpers->StartProcess(tooLong, "", false), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(static_cast<void>(m_pHelpers->StartProcess(tooLong, "true", true)),
+                testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(static_cast<void>(m_pHelpers->StartProcess(tooLong, "", false)),
+                testing::KilledBySignal(SIGABRT), "");
 }
 
 TEST_F(StartProcessTest, WorkingDirectoryOf4096CharactersIsLeftToTheSystem)
