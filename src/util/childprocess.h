@@ -1,7 +1,7 @@
 /// \file
 /// Child processes as ACE manages them, started by posix_spawn().
 ///
-/// ACE's own spawn() forks: it copies the page tables of the whole server (some 40 ms for each GB it holds)
+/// ACE's own spawn() forks: it copies the page tables of the whole server (tenths of a second for each GB)
 /// for a child that throws them away at once, and it does not tell when that child finds no program. Callers
 /// delete the files that a command has packed, so they have to be told. posix_spawn() takes the same time in
 /// a server of any size and gives the error number that the kernel gave the child, whatever the reason: a
