@@ -147,10 +147,9 @@ void Run(const CommandLine& line)
     RedirectOutput(settings.m_OutputFile);
     MakeKeyPair();
     Catalogue catalogue = LoadDescriptions(settings.m_DescriptionFile);
-    NS_UTIL::TaskPoolMgr::Init(settings.m_nHugeTaskLimit);
-    ConfigEditor editor(line.m_ConfigFile, host.ItemsFile(), [&host, &line] {
+    ConfigEditor editor(line.m_ConfigFile, host.ItemsFile(), [&host, &line, &pService] {
         host.Reload();
-        NS_UTIL::TaskPoolMgr::Init(SettingsOf(line).m_nHugeTaskLimit);
+        pService->Apply(SettingsOf(line));
     });
     pService = std::make_unique<Service>(settings, std::move(catalogue), editor, stop,
                                          [] { kill(getpid(), SIGTERM); });

@@ -22,13 +22,20 @@ using NS_UTIL::ThreadContextInfo;
 constexpr const char* MODULE = "collectionbook";
 constexpr unsigned int HUGE_POOL = 2;
 
+[[noreturn]] void ThrowRefused()
+{
+    ThrowFailure(NS_UTIL::ErrCode::HUGE_TASK_LIMIT, MODULE,
+                 "as many collections are running as may, on the whole or at this port");
+}
+
 /// A collection's entry on the board, which goes with its task.
 class BoardEntry {
 public:
+    /// \throws ProcessException HUGE_TASK_LIMIT
     BoardEntry(CollectionBoard& board, std::string operation, const CollectionProgress& progress)
         : m_Board(board), m_Operation(std::move(operation))
     {
-        m_Board.Enter(m_Operation, progress);
+        if (!m_Board.Enter(m_Operation, progress)) ThrowRefused();
     }
     ~BoardEntry() { m_Board.Leave(m_Operation); }
     BoardEntry(const BoardEntry&) = delete;
@@ -41,13 +48,24 @@ private:
     const std::string m_Operation;
 };
 
-std::shared_ptr<const BoardEntry> EntryFor(CollectionBoard& board, const CollectionPlan& plan)
-{
-    const ThreadContextInfo request = NS_UTIL::ThreadContextMgr::Instance()->GetThreadContext();
-    return std::make_shared<const BoardEntry>(
-        board, request.GetBareOperUUID(),
-        CollectionProgress{plan.m_Dn, request.GetUserInfo(), 0, plan.Samples()});
-}
+/// At its end the collection's place is free: whoever has the answer may order the next one.
+class Departure {
+public:
+    Departure(const CollectionEnvironment& environment, const std::string& operation)
+        : m_Environment(environment), m_Operation(operation)
+    {
+    }
+    ~Departure()
+    {
+        if (!m_Environment.m_Stop.IsRaised()) m_Environment.m_Board.AwaitLeave(m_Operation);
+    }
+    Departure(const Departure&) = delete;
+    Departure& operator=(const Departure&) = delete;
+
+private:
+    const CollectionEnvironment& m_Environment;
+    const std::string& m_Operation;
+};
 
 /// The book tells operation UUIDs with their tags.
 std::string Bare(const std::string& operation)
@@ -57,31 +75,28 @@ std::string Bare(const std::string& operation)
     return info.GetBareOperUUID();
 }
 
-/// The library's refusal has no detail.
-[[noreturn]] void ThrowRefused()
-{
-    ThrowFailure(NS_UTIL::ErrCode::HUGE_TASK_LIMIT, MODULE,
-                 "as many collections are running as may, on the whole or at this port");
-}
-
 }  // namespace
 
-LocalCollectionBook::LocalCollectionBook(NS_UTIL::DBAgent& agent, CollectionEnvironment environment,
-                                         int nPerPortLimit)
-    : m_Agent(agent), m_Environment(std::move(environment)), m_nPerPortLimit(nPerPortLimit)
+LocalCollectionBook::LocalCollectionBook(NS_UTIL::DBAgent& agent, CollectionEnvironment environment)
+    : m_Agent(agent), m_Environment(std::move(environment))
 {
 }
 
 CollectionOutcome LocalCollectionBook::Collect(const CollectionPlan& plan)
 {
-    MarkAsHuge(plan.m_Dn, m_nPerPortLimit);
-    const std::shared_ptr<const BoardEntry> pEntry = EntryFor(m_Environment.m_Board, plan);
+    CollectionBoard& board = m_Environment.m_Board;
+    MarkAsHuge(plan.m_Dn, board.Limits().m_nPerPort);
+    const ThreadContextInfo request = NS_UTIL::ThreadContextMgr::Instance()->GetThreadContext();
+    const std::string operation = request.GetBareOperUUID();
+    auto pEntry = std::make_shared<const BoardEntry>(
+        board, operation, CollectionProgress{plan.m_Dn, request.GetUserInfo(), 0, plan.Samples()});
+    const Departure departure(m_Environment, operation);
     try {
-        return ResultFromPool(m_Agent, HUGE_POOL, [this, plan, pEntry] {
+        return ResultFromPool(m_Agent, HUGE_POOL, [this, plan, pEntry = std::move(pEntry)] {
             return TakeSamples(m_Environment, plan, pEntry->Operation());
         });
     } catch (const NS_UTIL::ProcessException& e) {
-        if (e.GetErrorCode() == NS_UTIL::ErrCode::HUGE_TASK_LIMIT) ThrowRefused();
+        if (e.GetErrorCode() == NS_UTIL::ErrCode::HUGE_TASK_LIMIT) ThrowRefused();  // with a detail
         throw;
     }
 }

@@ -12,12 +12,12 @@ class DBAgent;
 
 namespace northbound {
 
-/// Runs collections in pool 2, under the limits of the library's book of huge tasks.
+/// Runs collections in pool 2. The board keeps the limits to the number; those of the library's book of huge
+/// tasks, which are the same, stand behind it.
 class LocalCollectionBook final : public CollectionBook {
 public:
-    /// \param agent          on whose behalf the tasks run
-    /// \param nPerPortLimit  collections of one port that may run; one more still begins, and 0 sets no limit
-    LocalCollectionBook(NS_UTIL::DBAgent& agent, CollectionEnvironment environment, int nPerPortLimit);
+    /// \param agent on whose behalf the tasks run
+    LocalCollectionBook(NS_UTIL::DBAgent& agent, CollectionEnvironment environment);
 
     CollectionOutcome Collect(const CollectionPlan& plan) override;
     std::vector<RunningCollection> Running() const override;
@@ -25,7 +25,6 @@ public:
 private:
     NS_UTIL::DBAgent& m_Agent;
     const CollectionEnvironment m_Environment;
-    const int m_nPerPortLimit;
 };
 
 }  // namespace northbound

@@ -32,6 +32,9 @@ public:
     Service(const Settings& settings, Catalogue catalogue, ConfigEditor& editor, StopSignal& stop,
             std::function<void()> requestStop);
 
+    /// Puts the limits of \p settings in force; everything else in them is for the next start.
+    void Apply(const Settings& settings);
+
     template <class Operation>
     Outcome<typename Operation::Result> Ask(const Caller& caller, typename Operation::Request request)
     {

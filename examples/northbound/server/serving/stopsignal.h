@@ -20,6 +20,12 @@ public:
         m_Condition.notify_all();
     }
 
+    bool IsRaised() const
+    {
+        std::lock_guard<std::mutex> guard(m_Mutex);
+        return m_bRaised;
+    }
+
     /// Sleeps until \p when or until the signal is raised.
     /// \return whether it is.
     bool WaitUntil(std::chrono::steady_clock::time_point when)
@@ -29,7 +35,7 @@ public:
     }
 
 private:
-    std::mutex m_Mutex;
+    mutable std::mutex m_Mutex;
     std::condition_variable m_Condition;
     bool m_bRaised = false;  // guarded by m_Mutex
 };

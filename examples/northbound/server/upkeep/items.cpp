@@ -17,6 +17,7 @@ constexpr Item ITEMS[] = {
     {"CollectionDirectory", Kind::TEXT},
     {"OutputFile", Kind::TEXT},
     {"DescriptionFile", Kind::TEXT},
+    {"ElementRoot", Kind::TEXT},
     {"HugeTaskLimit", Kind::NUMBER, 0, 1000000},
     {"CollectionsPerPort", Kind::NUMBER, 0, 1000000},
     {"TaskMgrMaxThreadNum", Kind::NUMBER, 1, 999, "each pool has 20 workers"},

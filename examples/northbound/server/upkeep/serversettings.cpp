@@ -57,6 +57,7 @@ Settings ReadSettings(const std::string& configFile)
     settings.m_CollectionDirectory = reader.Path("CollectionDirectory", "collections");
     settings.m_OutputFile = reader.Path("OutputFile", "nbi-server.out");
     settings.m_DescriptionFile = reader.Path("DescriptionFile", "descriptions/northbound.xml");
+    settings.m_ElementRoot = reader.Path("ElementRoot", "/");
     settings.m_nHugeTaskLimit = reader.Number("HugeTaskLimit", 4);
     settings.m_nPerPortLimit = reader.Number("CollectionsPerPort", 3);
     return settings;

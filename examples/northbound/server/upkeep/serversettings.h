@@ -19,12 +19,13 @@ struct Settings {
     std::string m_CollectionDirectory;
     std::string m_OutputFile;
     std::string m_DescriptionFile;
+    std::string m_ElementRoot;  // the folder whose proc/net/dev and sys/class/net are the network element's
     int m_nHugeTaskLimit = 0;
     int m_nPerPortLimit = 0;
 };
 
 /// Reads the host's configuration items ListenAddress, ListenPort, CollectionDirectory, OutputFile,
-/// DescriptionFile, HugeTaskLimit and CollectionsPerPort; those that are not there have defaults, relative
+/// DescriptionFile, ElementRoot, HugeTaskLimit and CollectionsPerPort; those that are not there have defaults, relative
 /// paths start at the directory of \p configFile. The host must be started.
 /// \throws SettingsError when a value is not what its key wants.
 Settings ReadSettings(const std::string& configFile);

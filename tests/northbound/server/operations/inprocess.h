@@ -37,8 +37,10 @@ public:
         const Settings settings = ReadSettings(ConfigFile());
         std::filesystem::create_directory(settings.m_CollectionDirectory);
         NS_UTIL::LocalRsaKeyMgr::Instance()->Init();
-        NS_UTIL::TaskPoolMgr::Init(settings.m_nHugeTaskLimit);
-        m_pEditor = std::make_unique<ConfigEditor>(ConfigFile(), [this] { m_pHost->Reload(); });
+        m_pEditor = std::make_unique<ConfigEditor>(ConfigFile(), m_pHost->ItemsFile(), [this] {
+            m_pHost->Reload();
+            m_pService->Apply(ReadSettings(ConfigFile()));
+        });
         m_pService = std::make_unique<Service>(settings, CatalogueOfOneCounter(), *m_pEditor, m_Stop,
                                                [this] { m_bStopRequested = true; });
     }

@@ -27,6 +27,7 @@ TEST_F(ServerSettingsTest, EmptyConfigurationServesOnLoopbackBesideTheFile)
     EXPECT_EQ(settings.m_CollectionDirectory, "/etc/nbi/collections");
     EXPECT_EQ(settings.m_OutputFile, "/etc/nbi/nbi-server.out");
     EXPECT_EQ(settings.m_DescriptionFile, "/etc/nbi/descriptions/northbound.xml");
+    EXPECT_EQ(settings.m_ElementRoot, "/");
     EXPECT_EQ(settings.m_nHugeTaskLimit, 4);
     EXPECT_EQ(settings.m_nPerPortLimit, 3);
 }
@@ -40,6 +41,7 @@ TEST_F(ServerSettingsTest, ItemsAreTaken)
     m_Host.SetStr("CollectionDirectory", "../data");
     m_Host.SetStr("OutputFile", "/var/log/out");
     m_Host.SetStr("DescriptionFile", "described.xml");
+    m_Host.SetStr("ElementRoot", "tree");
     const Settings settings = ReadSettings("/etc/nbi/server.ini");
     EXPECT_EQ(settings.m_nListenPort, 0);
     EXPECT_EQ(settings.m_nHugeTaskLimit, 0);
@@ -48,6 +50,7 @@ TEST_F(ServerSettingsTest, ItemsAreTaken)
     EXPECT_EQ(settings.m_CollectionDirectory, "/etc/data");
     EXPECT_EQ(settings.m_OutputFile, "/var/log/out");
     EXPECT_EQ(settings.m_DescriptionFile, "/etc/nbi/described.xml");
+    EXPECT_EQ(settings.m_ElementRoot, "/etc/nbi/tree");
 }
 
 TEST_F(ServerSettingsTest, ValueOutOfRangeIsRefusedWithFileAndKey)
