@@ -53,7 +53,7 @@ struct State {
 };
 
 std::mutex g_Mutex;
-State g_State;  // guarded by g_Mutex
+State& g_State = *new State;  // guarded by g_Mutex; never destroyed: workers may log while the process ends
 std::atomic<int> g_nFrameworkState{0};
 std::atomic<std::size_t> g_nStateQueries{0};
 std::atomic<bool> g_bKeepLogs{true};
