@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <iostream>
 #include <list>
 #include <thread>
@@ -28,15 +29,40 @@ bool AllOver(const Collections& collections)
                        [](const Collection& c) { return c.IsOver(); });
 }
 
-void ShowProgressUntilOver(const Session& session, const Collections& collections)
+/// Looks at the server until all collections are over: with \p pView for their progress, else whether it is there.
+/// \throws CORBA::SystemException when the server does not answer, and their answers do not come either
+void WaitUntilOver(const Session& session, const Collections& collections, ProgressView* pView)
 {
-    ProgressView view;
-    while (!AllOver(collections)) {
-        const Northbound::HugeTaskList_var tasks = session.Server()->HugeTasks(session.Who());
-        view.Show(tasks);
-        std::this_thread::sleep_for(POLL);
+    try {
+        for (; !AllOver(collections); std::this_thread::sleep_for(POLL)) {
+            if (pView == nullptr) {
+                session.Ping();
+            } else {
+                const Northbound::HugeTaskList_var tasks = session.Server()->HugeTasks(session.Who());
+                pView->Show(tasks);
+            }
+        }
+    } catch (const CORBA::TIMEOUT&) {
+        throw;
+    } catch (const CORBA::SystemException&) {
+        // Of a server that stops, the answers under way still come.
+        if (!WaitFor(session, [&collections] { return AllOver(collections); })) throw;
     }
+}
+
+void ShowUntilOver(const Session& session, const Collections& collections, bool bShow)
+{
+    if (!bShow) return WaitUntilOver(session, collections, nullptr);
+    ProgressView view;
+    WaitUntilOver(session, collections, &view);
     view.Show(Northbound::HugeTaskList());
+}
+
+/// The ORB cannot call off what other threads wait for, so the process ends around them.
+[[noreturn]] void EndWithCallsUnderWay(int nExitCode)
+{
+    std::cout << std::flush;
+    std::_Exit(nExitCode);
 }
 
 std::string OutcomeJson(const Collection& collection)
@@ -137,8 +163,11 @@ int RunCollections(const Session& session, const OutputOptions& output, const Co
     Collections collections;
     for (const auto& work : orders)
         collections.emplace_back(session, work, static_cast<unsigned int>(session.Timeout().count()));
-    if (!output.m_bJson && !options.m_bQuiet) ShowProgressUntilOver(session, collections);
-    while (!AllOver(collections)) std::this_thread::sleep_for(POLL);
+    try {
+        ShowUntilOver(session, collections, !output.m_bJson && !options.m_bQuiet);
+    } catch (const CORBA::SystemException& e) {
+        EndWithCallsUnderWay(ReportNoServer(output, session.Address(), e));
+    }
     if (options.m_PackMethod.empty() || !HasResult(collections)) {
         PrintOutcomes(collections, output, nullptr);
     } else {

@@ -11,12 +11,15 @@
 namespace northbound {
 
 Session::Session(const std::string& server, const std::string& user, std::chrono::milliseconds timeout)
-    : m_Timeout(timeout)
+    : m_Address(server), m_Timeout(timeout)
 {
     // By default five connections carry all requests, and a sixth collection would wait for one of the first
-    // five. Trace level 0: failures are reported in the client's own words.
-    const char* options[][2] = {
-        {"maxGIOPConnectionPerServer", "1000"}, {"traceLevel", "0"}, {nullptr, nullptr}};
+    // five. Time limits of threads count only where the ORB is told to look for them. Trace level 0: failures are
+    // reported in the client's own words.
+    const char* options[][2] = {{"maxGIOPConnectionPerServer", "1000"},
+                                {"supportPerThreadTimeOut", "1"},
+                                {"traceLevel", "0"},
+                                {nullptr, nullptr}};
     int nArgs = 0;
     m_Orb = CORBA::ORB_init(nArgs, nullptr, "omniORB4", options);
     const std::string location = "corbaloc:iiop:" + server + "/" + OBJECT_KEY;
@@ -50,6 +53,11 @@ std::vector<std::string> Session::DnsOf(const std::vector<std::string>& ports) c
         result.push_back(found == dns.end() ? port : found->second);
     }
     return result;
+}
+
+void Session::Ping() const
+{
+    static_cast<void>(m_Manager->_non_existent());
 }
 
 bool Session::IsGone() const

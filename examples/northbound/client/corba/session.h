@@ -28,7 +28,12 @@ public:
     Northbound::Manager_ptr Server() const { return m_Manager.in(); }
     const Northbound::Caller& Who() const { return m_Who; }
 
+    const std::string& Address() const { return m_Address; }
     std::chrono::milliseconds Timeout() const { return m_Timeout; }
+
+    /// Returns when the server answers.
+    /// \throws CORBA::SystemException when it does not, CORBA::TIMEOUT when it takes longer than the timeout
+    void Ping() const;
 
     /// Whether the server has stopped. One that is stopping turns requests away, but is still there.
     bool IsGone() const;
@@ -47,6 +52,7 @@ private:
     CORBA::ORB_var m_Orb;
     Northbound::Manager_var m_Manager;
     Northbound::Caller m_Who;
+    const std::string m_Address;
     const std::chrono::milliseconds m_Timeout;
 };
 
