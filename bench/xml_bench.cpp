@@ -1,7 +1,7 @@
 // Reading description files, beside two peers in the same run: bare expat with empty handlers, which is the
-// floor, and the plainest tree that holds the same (an object from new per element and attribute, std::list,
-// three std::string for an attribute's texts). Every line gives the ratio of the minima of CPU time. What the
-// three arrays of each attribute cost alone, which no tree that holds them can go below, stands beside them.
+// floor, and a tree that holds the same as a user would write it (elements in a std::list, attributes in a
+// std::vector, three std::string for an attribute's texts). Every line gives the ratio of the minima of CPU
+// time. What three arrays of their own for each attribute cost, and nothing else, stands beside them.
 #include <expat.h>
 #include <fcntl.h>
 #include <malloc.h>
@@ -136,47 +136,33 @@ void Report(const std::string& what, double nOurs, double nPeer, const char* pUn
 // The peers
 
 struct PlainItem {
-    int m_nId = -1;
+    int m_nId;
     std::string m_Name;
     std::string m_Value;
     std::string m_PrintValue;
 };
 
 struct PlainTag {
-    PlainTag() = default;
-    ~PlainTag()
-    {
-        for (const PlainItem* pItem : m_Items) delete pItem;
-        for (const PlainTag* pChild : m_Children) delete pChild;
-    }
-    PlainTag(const PlainTag&) = delete;
-    PlainTag& operator=(const PlainTag&) = delete;
-
     int m_nId = -1;
     std::string m_Name;
     std::string m_Text;
-    std::list<PlainItem*> m_Items;
-    std::list<PlainTag*> m_Children;
+    std::vector<PlainItem> m_Items;
+    std::list<PlainTag> m_Children;
 };
 
-/// Builds the plain tree, holding the open elements in a list too.
 struct PlainBuilder {
     static void XMLCALL Start(void* pUser, const XML_Char* pName, const XML_Char** ppAttributes)
     {
         auto& builder = *static_cast<PlainBuilder*>(pUser);
-        PlainTag* pTag = &builder.m_Root;
-        if (!builder.m_Open.empty()) {
-            pTag = new PlainTag;
-            builder.m_Open.back()->m_Children.push_back(pTag);
-        }
-        pTag->m_Name = pName;
-        builder.m_Open.push_back(pTag);
+        PlainTag& tag =
+            builder.m_Open.empty() ? builder.m_Root : builder.m_Open.back()->m_Children.emplace_back();
+        tag.m_Name = pName;
+        builder.m_Open.push_back(&tag);
+        std::size_t nTexts = 0;
+        while (ppAttributes[nTexts] != nullptr) ++nTexts;
+        tag.m_Items.reserve(nTexts / 2);
         for (; *ppAttributes != nullptr; ppAttributes += 2) {
-            auto* const pItem = new PlainItem;
-            pItem->m_Name = ppAttributes[0];
-            pItem->m_Value = ppAttributes[1];
-            pItem->m_PrintValue = ppAttributes[1];
-            pTag->m_Items.push_back(pItem);
+            tag.m_Items.push_back({-1, ppAttributes[0], ppAttributes[1], ppAttributes[1]});
         }
     }
     static void XMLCALL End(void* pUser, const XML_Char*)
@@ -185,10 +171,10 @@ struct PlainBuilder {
     }
 
     PlainTag m_Root;
-    std::list<PlainTag*> m_Open;
+    std::vector<PlainTag*> m_Open;
 };
 
-/// Makes the required arrays and remembers them, nothing else.
+/// Makes three arrays for each attribute and remembers them, nothing else.
 struct ArraysAlone {
     static void XMLCALL Start(void* pUser, const XML_Char*, const XML_Char** ppAttributes)
     {
@@ -259,7 +245,7 @@ void PlainTree(const std::string& path)
     Feed(path, &builder, &PlainBuilder::Start, &PlainBuilder::End);
 }
 
-void RequiredArrays(const std::string& path)
+void ThreeArrays(const std::string& path)
 {
     static ArraysAlone arrays;  // keeps the room for its pointers from round to round
     Feed(path, &arrays, &ArraysAlone::Start, &NoEnd);
@@ -340,11 +326,11 @@ void CompareTime(const Document& document, const std::string& label, int nRounds
     const std::string& path = document.m_Path;
     const std::vector<double> times =
         LeastTimes(nRounds, {[&] { Ours(path); }, [&] { BareExpat(path); }, [&] { PlainTree(path); },
-                             [&] { RequiredArrays(path); }});
+                             [&] { ThreeArrays(path); }});
     Report("ParseXMLFile, " + label + ": ours, bare expat", times[0] * 1e3, times[1] * 1e3, "ms", 1.7);
     Report("ParseXMLFile, " + label + ": ours, plain tree", times[0] * 1e3, times[2] * 1e3, "ms", 0.8);
     std::fprintf(g_pReport, "%-62s %9.3f           ms  ratio %.2f to bare expat, %.2f to the plain tree\n",
-                 ("  bare expat and the required arrays alone, " + label).c_str(), times[3] * 1e3,
+                 ("  bare expat and three arrays an attribute, " + label).c_str(), times[3] * 1e3,
                  times[3] / times[1], times[3] / times[2]);
 }
 

@@ -10,41 +10,35 @@
 
 namespace NS_UTIL {
 
-/// One attribute of an element. Owns its three zero-terminated arrays, each allocated with new[]; the
-/// destructor releases them, and any of them may be null.
+/// One attribute of an element. Owns its three zero-terminated arrays; any of them may be null. An array that is
+/// put into an item comes from new[], and the destructor releases it. Those of an item from Make(), which the
+/// parser's are, lie in the item's own block: leave them to the item, also when another array takes their place.
 struct NBI_EXPORT XMLItem final {
     XMLItem() = default;
     ~XMLItem();
     XMLItem(const XMLItem&) = delete;
     XMLItem& operator=(const XMLItem&) = delete;
-    /// See XMLTag::operator new.
-    static void* operator new(std::size_t nSize);
-    static void operator delete(void* pItem) noexcept;
+    /// An item with copies of its texts, all in one block, since most of what a tree costs is allocations.
+    /// \return the caller's, to be deleted like one from new
+    /// \throws std::bad_alloc
+    static XMLItem* Make(const char* pName, const char* pValue);
+    /// Only this, so that an item from Make() is not given back with the size of one from new.
+    static void operator delete(void* pItem) noexcept { ::operator delete(pItem); }
 
     int m_nId = -1;                 ///< the parser never sets it: free for interpreters
     char* m_pName = nullptr;        ///< the attribute's name
     char* m_pValue = nullptr;       ///< the attribute's value; what interpreters read
     char* m_pPrintValue = nullptr;  ///< the value once more; what XMLTag::print shows
+
+private:
+    bool IsOwnPlace(const char* pText) const;
+
+    std::size_t m_nBlock = 0;  // bytes from this on that are the item and its arrays; 0 when not from Make()
 };
 
 class XMLTag;
 
-/// Puts the nodes of a list of children among the elements; see XMLTag::operator new.
-template <class Node>
-struct XMLTagAllocator {
-    using value_type = Node;
-    XMLTagAllocator() = default;
-    template <class Other>
-    explicit XMLTagAllocator(const XMLTagAllocator<Other>& /*other*/)
-    {
-    }
-    Node* allocate(std::size_t nCount);
-    void deallocate(Node* pNodes, std::size_t nCount) noexcept;
-    bool operator==(const XMLTagAllocator& /*other*/) const { return true; }
-    bool operator!=(const XMLTagAllocator& /*other*/) const { return false; }
-};
-
-using XMLTagList = std::list<XMLTag*, XMLTagAllocator<XMLTag*>>;
+using XMLTagList = std::list<XMLTag*>;
 
 /// One element, owner of everything below it. Building, printing and destroying need no stack per level, so
 /// the depth of a tree is bounded by memory alone.
@@ -56,11 +50,6 @@ public:
     ~XMLTag();
     XMLTag(const XMLTag&) = delete;
     XMLTag& operator=(const XMLTag&) = delete;
-    /// Elements come and go with their tree, so they share blocks of 128 KiB: a block is freed when
-    /// everything in it is gone, the last one that a thread has begun not before the thread ends. Threads:
-    /// any may delete.
-    static void* operator new(std::size_t nSize);
-    static void operator delete(void* pTag) noexcept;
 
     /// Walks down by name, to the first child of that name in document order.
     /// \param      path  element names, ended by a null pointer; an empty path leads to this element
@@ -88,17 +77,5 @@ public:
                                         ///< null pointer; null for an element without attributes
     XMLTagList* m_pChildren = nullptr;  ///< children in document order; null for a leaf
 };
-
-template <class Node>
-Node* XMLTagAllocator<Node>::allocate(std::size_t nCount)
-{
-    return static_cast<Node*>(XMLTag::operator new(nCount * sizeof(Node)));
-}
-
-template <class Node>
-void XMLTagAllocator<Node>::deallocate(Node* pNodes, std::size_t /*nCount*/) noexcept
-{
-    XMLTag::operator delete(pNodes);
-}
 
 }  // namespace NS_UTIL

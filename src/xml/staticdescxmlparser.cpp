@@ -26,14 +26,6 @@ bool IsIncomplete(std::string_view text)
     return text.size() <= static_cast<std::size_t>(nFollowing) || text == "]" || text == "]]";
 }
 
-/// A new[] array of the text and its zero, which are \p nSize characters.
-char* CopyOf(const char* pText, std::size_t nSize)
-{
-    char* const pCopy = new char[nSize];
-    std::copy_n(pText, nSize, pCopy);
-    return pCopy;
-}
-
 /// Every pointer is in its owner's hands before the next allocation, which may throw.
 void SetItems(XMLTag& tag, const XML_Char** ppAttributes)
 {
@@ -42,13 +34,7 @@ void SetItems(XMLTag& tag, const XML_Char** ppAttributes)
     if (nItems == 0) return;
     tag.m_pItems = new XMLItem*[nItems + 1]();
     for (std::size_t i = 0; i < nItems; ++i) {
-        XMLItem& item = *(tag.m_pItems[i] = new XMLItem);
-        const char* const pName = ppAttributes[2 * i];
-        const char* const pValue = ppAttributes[2 * i + 1];
-        const std::size_t nValueSize = std::strlen(pValue) + 1;
-        item.m_pName = CopyOf(pName, std::strlen(pName) + 1);
-        item.m_pValue = CopyOf(pValue, nValueSize);
-        item.m_pPrintValue = CopyOf(pValue, nValueSize);
+        tag.m_pItems[i] = XMLItem::Make(ppAttributes[2 * i], ppAttributes[2 * i + 1]);
     }
 }
 

@@ -1,11 +1,11 @@
 #include "nbiutil/xmltag.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <vector>
-
-#include "xml/slab.h"
 
 namespace NS_UTIL {
 namespace {
@@ -95,31 +95,32 @@ private:
 
 }  // namespace
 
-void* XMLItem::operator new(std::size_t nSize)
+XMLItem* XMLItem::Make(const char* pName, const char* pValue)
 {
-    return TakeFromSlab(nSize);
+    const std::size_t nName = std::strlen(pName) + 1;
+    const std::size_t nValue = std::strlen(pValue) + 1;
+    const std::size_t nBlock = sizeof(XMLItem) + nName + 2 * nValue;
+    void* const pBlock = ::operator new(nBlock);
+    auto* const pItem = new (pBlock) XMLItem;
+    pItem->m_nBlock = nBlock;
+    pItem->m_pName = static_cast<char*>(pBlock) + sizeof(XMLItem);
+    pItem->m_pValue = std::copy_n(pName, nName, pItem->m_pName);
+    pItem->m_pPrintValue = std::copy_n(pValue, nValue, pItem->m_pValue);
+    std::copy_n(pValue, nValue, pItem->m_pPrintValue);
+    return pItem;
 }
 
-void XMLItem::operator delete(void* pItem) noexcept
+bool XMLItem::IsOwnPlace(const char* pText) const
 {
-    GiveToSlab(pItem);
-}
-
-void* XMLTag::operator new(std::size_t nSize)
-{
-    return TakeFromSlab(nSize);
-}
-
-void XMLTag::operator delete(void* pTag) noexcept
-{
-    GiveToSlab(pTag);
+    const auto nItem = reinterpret_cast<std::uintptr_t>(this);
+    return reinterpret_cast<std::uintptr_t>(pText) - nItem < m_nBlock;
 }
 
 XMLItem::~XMLItem()
 {
-    delete[] m_pName;
-    delete[] m_pValue;
-    delete[] m_pPrintValue;
+    for (const char* pText : {m_pName, m_pValue, m_pPrintValue}) {
+        if (!IsOwnPlace(pText)) delete[] pText;
+    }
 }
 
 XMLTag::~XMLTag()

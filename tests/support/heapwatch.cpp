@@ -20,6 +20,7 @@ std::atomic<long> g_nLive{0};
 
 thread_local std::size_t t_nMost = SIZE_MAX;
 thread_local std::size_t t_nRefused = 0;
+thread_local std::size_t t_nBeforeFailure = SIZE_MAX;
 
 void* Allocate(std::size_t nSize) noexcept
 {
@@ -27,6 +28,7 @@ void* Allocate(std::size_t nSize) noexcept
         t_nRefused = nSize;
         return nullptr;
     }
+    if (t_nBeforeFailure != SIZE_MAX && t_nBeforeFailure-- == 0) return nullptr;
     void* const pBlock = std::malloc(nSize == 0 ? 1 : nSize);
     if (pBlock != nullptr) g_nLive.fetch_add(1, std::memory_order_relaxed);
     return pBlock;
@@ -104,6 +106,16 @@ AllocationLimit::~AllocationLimit()
 std::size_t AllocationLimit::Refused() const
 {
     return t_nRefused;
+}
+
+FailingAllocation::FailingAllocation(std::size_t nBefore)
+{
+    t_nBeforeFailure = nBefore;
+}
+
+FailingAllocation::~FailingAllocation()
+{
+    t_nBeforeFailure = SIZE_MAX;
 }
 
 }  // namespace nbitest

@@ -37,4 +37,13 @@ public:
     std::size_t Refused() const;
 };
 
+/// While it lives, the allocation of this thread that comes after \p nBefore others throws std::bad_alloc.
+class FailingAllocation {
+public:
+    explicit FailingAllocation(std::size_t nBefore);
+    ~FailingAllocation();
+    FailingAllocation(const FailingAllocation&) = delete;
+    FailingAllocation& operator=(const FailingAllocation&) = delete;
+};
+
 }  // namespace nbitest

@@ -268,24 +268,32 @@ TEST_F(StaticDescXMLParserTest, FileIsOpenAboveTheStandardStreamsAndNotForChildr
     EXPECT_EQ(nFlags, FD_CLOEXEC);
 }
 
-TEST_F(StaticDescXMLParserTest, RunningOutOfMemoryAnywhereThrowsBadAllocAndLeaksNothing)
+/// True when the parse needed no more than \p nBefore allocations; nothing is left of it either way.
+bool ParsesWith(std::size_t nBefore, const std::string& text)
+{
+    const Silence silence;
+    const long nLive = nbitest::LiveAllocations();
+    bool bParsed = false;
+    {
+        StaticDescXMLParser parser;
+        const nbitest::FailingAllocation failing(nBefore);
+        try {
+            bParsed = parser.ParseText(text.data(), text.size());
+        } catch (const std::bad_alloc&) {
+        }
+    }
+    EXPECT_EQ(nbitest::LiveAllocations(), nLive) << nBefore;
+    return bParsed;
+}
+
+TEST_F(StaticDescXMLParserTest, EveryAllocationThatFailsThrowsBadAllocAndLeaksNothing)
 {
     const std::string text = "<root><element_with_a_long_name a='1' b='" + std::string(150, 'v') +
                              "'><inner/><inner k='20 characters of it'/></element_with_a_long_name></root>";
-    std::size_t nThrown = 0;
-    bool bParsed = false;
-    for (std::size_t nMost = 0; !bParsed; ++nMost) {
-        const Silence silence;
-        StaticDescXMLParser parser;
-        const nbitest::AllocationLimit limit(nMost);
-        try {
-            bParsed = parser.ParseText(text.data(), text.size());
-            ASSERT_TRUE(bParsed);
-        } catch (const std::bad_alloc&) {
-            ++nThrown;
-        }
-    }
-    EXPECT_EQ(nThrown, 151U);  // the longest array needs 151 bytes
+    std::size_t nAllocations = 0;
+    while (!ParsesWith(nAllocations, text)) ++nAllocations;
+    // The arrays of items (2), items (3), elements (3), their nodes (3) and lists (2), a long name, open elements (3).
+    EXPECT_EQ(nAllocations, 17U);
 }
 
 class StaticDescXMLParserLengthTest : public ::testing::Test {

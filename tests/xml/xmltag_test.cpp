@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <list>
+#include <memory>
+#include <new>
 #include <type_traits>
 
+#include "support/heapwatch.h"
 #include "xml/xmltesting.h"
 
 namespace NS_UTIL {
@@ -105,6 +109,68 @@ TEST(XMLItemTest, ReleasesArraysOfWhichSomeAreNull)
     XMLItem item;
     item.m_pValue = NewText("value");  // a leak or a bad release shows under a sanitizer
     EXPECT_STREQ(item.m_pValue, "value");
+}
+
+TEST(XMLItemTest, MadeFromTextsHasCopiesOfThem)
+{
+    char name[] = "name";
+    char value[] = "value";
+    const std::unique_ptr<XMLItem> item(XMLItem::Make(name, value));
+    name[0] = value[0] = '-';
+    EXPECT_EQ(item->m_nId, -1);
+    EXPECT_STREQ(item->m_pName, "name");
+    EXPECT_STREQ(item->m_pValue, "value");
+    EXPECT_STREQ(item->m_pPrintValue, "value");
+    EXPECT_NE(item->m_pValue, item->m_pPrintValue);
+    const std::unique_ptr<XMLItem> empty(XMLItem::Make("", ""));
+    EXPECT_STREQ(empty->m_pName, "");
+    EXPECT_STREQ(empty->m_pPrintValue, "");
+}
+
+TEST(XMLItemTest, ArraysThatTakeThePlaceOfMadeOnesAreReleased)
+{
+    const long nLive = nbitest::LiveAllocations();
+    {
+        const std::unique_ptr<XMLItem> item(XMLItem::Make("name", "value"));
+        item->m_pValue = NewText("another value");
+        item->m_pPrintValue = nullptr;
+        EXPECT_STREQ(item->m_pName, "name");
+        EXPECT_STREQ(item->m_pValue, "another value");
+    }
+    EXPECT_EQ(nbitest::LiveAllocations(), nLive);
+}
+
+TEST(XMLItemTest, ItemOfTheGlobalNewMayBeHandedToATree)
+{
+    XMLTag root;
+    root.m_pItems = new XMLItem* [3] {};
+    root.m_pItems[0] = ::new XMLItem;
+    root.m_pItems[0]->m_pName = NewText("name");
+    root.m_pItems[1] = new (std::nothrow) XMLItem;
+    ASSERT_NE(root.m_pItems[1], nullptr);
+}
+
+TEST(XMLTagNewTest, PlaceAndFailureMayBeTheCallers)
+{
+    alignas(XMLTag) unsigned char place[sizeof(XMLTag)];
+    auto* const pTag = new (place) XMLTag;
+    AddChild(*pTag, "child");
+    pTag->~XMLTag();
+    alignas(XMLItem) unsigned char itemPlace[sizeof(XMLItem)];
+    auto* const pItem = new (itemPlace) XMLItem;
+    pItem->m_pName = NewText("name");
+    pItem->~XMLItem();
+    const std::unique_ptr<XMLTag> tag(new (std::nothrow) XMLTag);
+    EXPECT_NE(tag, nullptr);
+}
+
+TEST(XMLTagNewTest, ChildrenAreAListOfPointers)
+{
+    XMLTag root;
+    root.m_pChildren = new std::list<XMLTag*>{new XMLTag, ::new XMLTag};
+    std::list<XMLTag*> more{new XMLTag};
+    root.m_pChildren->splice(root.m_pChildren->end(), more);
+    EXPECT_EQ(root.m_pChildren->size(), 3U);
 }
 
 TEST(XMLTagNewTest, IsMadeWithIdentifierMinusOneAndNothingBelow)
