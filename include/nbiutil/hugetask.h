@@ -48,7 +48,7 @@ public:
     bool IsOverSingleHTaskNum();
 
     /// Enters \p info's operation UUID under its task information; a UUID that is there already is not
-    /// entered twice.
+    /// entered twice. So two huge tasks of one request are one entry, and the first to end takes it out.
     void SetHTskInfo(const ThreadContextInfo& info);
     /// Takes it out again.
     void RemoveHTskInfo(const ThreadContextInfo& info);
@@ -60,11 +60,14 @@ private:
     HugeTaskMgr() = default;
     ~HugeTaskMgr() = default;
 
+    const std::string& KeyOfLocked(const ThreadContextInfo& info);
+
     static std::atomic<HugeTaskMgr*> m_pInstance;
     ACE_Thread_Mutex m_ManagerLock;
     std::map<std::string, std::list<std::string>> m_HugeTasks;  // guarded by m_ManagerLock
     std::atomic<unsigned int> m_nTotal{0};  // sum of the lists' lengths; written under m_ManagerLock
     std::atomic<unsigned int> m_nMax{4};
+    std::string m_Key;  // guarded by m_ManagerLock; keeps its room from one key to the next
 };
 
 }  // namespace NS_UTIL

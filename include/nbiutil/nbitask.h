@@ -73,7 +73,8 @@ public:
     /// Preparation, on the worker. An exception here counts as the body's, and the body does not run.
     virtual void Init();
 
-    /// The body, on a worker thread, with no lock of the library held. A ProcessException that escapes gives
+    /// The body, on a worker thread, with no lock of the library held. One that waits for a task of its own
+    /// pool may wait for ever: all workers may be doing so. A ProcessException that escapes gives
     /// the descriptor its code and error info; anything else gives ErrCode::TASK_BODY_FAILED.
     virtual void Execute() = 0;
 
@@ -91,7 +92,8 @@ public:
 
     NBI_TASK_STATE GetTaskState();
     /// Setting the state of a queued task tells its pool: finished tasks go at the next sweep, idle ones run
-    /// in the order in which they were pushed.
+    /// in the order in which they were pushed. Nothing happens when the state stays, or when \p state is none
+    /// of the three.
     void SetTaskState(NBI_TASK_STATE state);
 
     std::string GetAgentType();

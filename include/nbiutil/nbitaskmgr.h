@@ -67,7 +67,12 @@ public:
 
     /// A worker's wait for work: deletes finished tasks, waits for a token, and gives the first idle task,
     /// now busy. Null when the exit flag is set, or when pool 2's limits keep its first idle task waiting.
-    /// For threads of the caller's own too: the caller then runs the task, which stays the pool's.
+    /// For threads of the caller's own too: the caller then runs the task, which stays the pool's. A token of
+    /// the workers' end that such a thread takes is passed on.
+    ///
+    /// A worker may take its next task before it deletes the finished ones, except in pool 2: a slow
+    /// destructor delays that task, and a destructor must not wait for a task of the same pool. In pool 2 the
+    /// destructor of a finished task sees the book without it and without its successor.
     NBITask* AcquireIdleTask();
 
     /// Ends all pools: none takes work from now on, and the workers of this one stop. One-way.
@@ -79,7 +84,8 @@ public:
     /// Appends the numbers of all pools, ascending.
     /// \param[in,out] ids not cleared first
     static void GetAllTaskMgrId(std::vector<unsigned int>& ids);
-    /// Deletes the pool in m_pInstance, if a derived class has put one there.
+    /// Deletes the pool in m_pInstance, if a derived class has put one there. No lock is held meanwhile: one
+    /// thread calls it, when nobody uses that pool any more.
     static void Destroy();
 
 protected:
@@ -127,7 +133,8 @@ public:
     static void PushTask(DBAgent& agent, NBITask* pTask, unsigned int nNumber);
 
     /// Stops pools 0, 1 and 2 and joins their workers; running bodies end first. Queued callers wake with the
-    /// code that their descriptor holds. From now on no pool takes work.
+    /// code that their descriptor holds. From now on no pool takes work. When none of the three exists,
+    /// nothing happens: the exit flag is not set, and pools with other numbers go on.
     static void ShutDown();
 };
 

@@ -93,6 +93,7 @@ public:
 
 private:
     friend class ThreadContextMgr;
+    friend class HugeTaskMgr;
 
     int m_nThreadId = 0;
     std::string m_InterfaceName;

@@ -93,11 +93,18 @@ bool HugeTaskMgr::IsOverSingleHTaskNum()
     return true;
 }
 
+/// GetTskInfo() of \p info. A key that has been asked for once needs no memory when it is asked for again: the
+/// task that is taken out of the book was entered before.
+const std::string& HugeTaskMgr::KeyOfLocked(const ThreadContextInfo& info)
+{
+    return m_Key.assign(info.m_TskMgr).append(info.m_InterfaceName);
+}
+
 void HugeTaskMgr::SetHTskInfo(const ThreadContextInfo& info)
 {
-    const std::string key = info.GetTskInfo();
     const std::string uuid = info.GetOperUUID();
     MutexGuard guard(m_ManagerLock);
+    const std::string& key = KeyOfLocked(info);
     const auto [found, bNewKey] = m_HugeTasks.try_emplace(key);
     std::list<std::string>& running = found->second;
     if (std::find(running.begin(), running.end(), uuid) != running.end()) {
@@ -122,25 +129,25 @@ void HugeTaskMgr::SetHTskInfo(const ThreadContextInfo& info)
 
 void HugeTaskMgr::RemoveHTskInfo(const ThreadContextInfo& info)
 {
-    const std::string key = info.GetTskInfo();
-    const std::string uuid = info.GetOperUUID();
+    const char* const pUuid = info.m_OperUUID.c_str();
     MutexGuard guard(m_ManagerLock);
+    const std::string& key = KeyOfLocked(info);
     const auto found = m_HugeTasks.find(key);
     if (found == m_HugeTasks.end()) {
-        WriteLog(REMOVED_NO_KEY, "[HugeTaskMgr::RemoveHTskInfo] nothing uuid = %s and func %s", uuid.c_str(),
+        WriteLog(REMOVED_NO_KEY, "[HugeTaskMgr::RemoveHTskInfo] nothing uuid = %s and func %s", pUuid,
                  key.c_str());
         return;
     }
     std::list<std::string>& running = found->second;
     if (!running.empty()) {
-        const auto entry = std::find(running.begin(), running.end(), uuid);
+        const auto entry = std::find(running.begin(), running.end(), pUuid);
         if (entry != running.end()) {
             running.erase(entry);
             m_nTotal.fetch_sub(1, std::memory_order_acq_rel);
-            WriteLog(REMOVED, "[HugeTaskMgr::RemoveHTskInfo]  task uuid = %s and func %s", uuid.c_str(),
+            WriteLog(REMOVED, "[HugeTaskMgr::RemoveHTskInfo]  task uuid = %s and func %s", pUuid,
                      key.c_str());
         } else {
-            WriteLog(REMOVED_NO_UUID, "[HugeTaskMgr::RemoveHTskInfo]  no uuid = %s and func %s", uuid.c_str(),
+            WriteLog(REMOVED_NO_UUID, "[HugeTaskMgr::RemoveHTskInfo]  no uuid = %s and func %s", pUuid,
                      key.c_str());
         }
     }

@@ -120,12 +120,7 @@ NBI_TASK_STATE NBITask::GetTaskState()
 
 void NBITask::SetTaskState(NBI_TASK_STATE state)
 {
-    unsigned int nState = m_nState.load(std::memory_order_acquire);
-    while ((nState & TaskQueue::HELD) != 0 || TaskQueue::OwnerOf(*this) == nullptr) {
-        const unsigned int nNew = (nState & ~TaskQueue::STATE_MASK) | static_cast<unsigned int>(state);
-        if (m_nState.compare_exchange_weak(nState, nNew, std::memory_order_acq_rel)) return;
-    }
-    TaskQueue::OwnerOf(*this)->ChangeState(*this, state);
+    TaskQueue::SetState(*this, state);
 }
 
 std::string NBITask::GetAgentType()

@@ -4,6 +4,7 @@
 #include <ace/Thread_Manager.h>
 
 #include <array>
+#include <new>
 
 #include "log/log.h"
 #include "nbihost/corbaconfigitems.h"
@@ -39,11 +40,26 @@ int ConfiguredThreads()
     return nThreads;
 }
 
-/// Asked for the calling thread's request. No book (its lock cannot be taken) means no limit.
-bool IsHugeTaskLimitReached()
+/// Asked for the calling thread's request. No book (its lock cannot be taken), or no memory to ask it, means
+/// no limit: whoever asks holds a task that must not be lost.
+bool IsHugeTaskLimitReached() noexcept
 {
-    HugeTaskMgr* const pBook = HugeTaskMgr::Instance();
-    return pBook != nullptr && (pBook->IsOverHTaskNum() || pBook->IsOverSingleHTaskNum());
+    try {
+        HugeTaskMgr* const pBook = HugeTaskMgr::Instance();
+        return pBook != nullptr && (pBook->IsOverHTaskNum() || pBook->IsOverSingleHTaskNum());
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+/// A task that cannot be entered for lack of memory runs all the same.
+void EnterIntoBook(NBITask& task) noexcept
+{
+    try {
+        if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance()) pBook->SetHTskInfo(task.GetThreadInfo());
+    } catch (const std::bad_alloc&) {
+        WriteLog(Here(MODULE), "[NBITaskMgr::AcquireIdleTask] no memory to enter a task into the book");
+    }
 }
 
 /// What an ACE assertion would report, without its end of the process.
@@ -210,7 +226,8 @@ NBITask* NBITaskMgr::AcquireIdleTask()
 }
 
 /// One look for work; \p pReturned is the task that the worker ran before. Sweep and take share one round of
-/// the queue lock when a token is there already.
+/// the queue lock when a token is there already. Pool 2 deletes what it has swept before it takes: destructors
+/// may read the book.
 NBITask* NBITaskMgr::Acquire(Hands hands, NBITask* pReturned)
 {
     WorkTokens& tokens = m_pQueue->Tokens();
@@ -219,22 +236,22 @@ NBITask* NBITaskMgr::Acquire(Hands hands, NBITask* pReturned)
         NBITask* pTask = nullptr;
         bool bDeferred = false;
         bool bToken = false;
-        bool bWakeNext = false;
         {
             MutexGuard guard(m_pQueue->Lock());
             if (pReturned != nullptr) m_pQueue->TakeBackLocked(*pReturned);
             pReturned = nullptr;
             m_pQueue->SweepFinishedLocked(finished);
-            bToken = tokens.TryTake(bWakeNext);
+            bToken = (!IsHugePool() || finished.IsEmpty()) && tokens.TryTake();
             if (bToken) pTask = TakeIdleLocked(hands, bDeferred);
         }
-        if (bWakeNext) tokens.WakeNext();
         DeleteAll(finished);
         if (!bToken) {
             tokens.Take();
             MutexGuard guard(m_pQueue->Lock());
             pTask = TakeIdleLocked(hands, bDeferred);
         }
+        // The token may be one that was meant for a worker's end. A worker passes it on when it leaves svc.
+        if (hands == Hands::CALLER && IsStopping()) tokens.Post();
         if (pTask != nullptr || bDeferred) return pTask;
     }
     if (pReturned != nullptr) TakeBack(*pReturned);
@@ -261,7 +278,7 @@ NBITask* NBITaskMgr::TakeIdleLocked(Hands hands, bool& bDeferred)
 bool NBITaskMgr::MayStartLocked(NBITask& task)
 {
     if (task.GetTaskMode() == 0 && IsHugeTaskLimitReached()) return false;
-    if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance()) pBook->SetHTskInfo(task.GetThreadInfo());
+    EnterIntoBook(task);
     return true;
 }
 

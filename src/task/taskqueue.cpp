@@ -1,7 +1,6 @@
 #include "task/taskqueue.h"
 
-#include <algorithm>
-#include <vector>
+#include <array>
 
 #include "nbiutil/errcode.h"
 #include "nbiutil/hugetask.h"
@@ -35,7 +34,16 @@ void TaskList::InsertInOrder(NBITask& task)
         return;
     }
     NBITask* pNext = First();
-    while (pNext->m_nOrder < task.m_nOrder) pNext = After(*pNext);
+    NBITask* pLast = Last();
+    while (pNext->m_nOrder < task.m_nOrder) {
+        NBITask* const pBefore = At(Link(*pLast).m_pPrev);
+        if (pBefore == nullptr || pBefore->m_nOrder < task.m_nOrder) {
+            pNext = pLast;
+            break;
+        }
+        pLast = pBefore;
+        pNext = After(*pNext);
+    }
     InsertBefore(Link(*pNext), task);
 }
 
@@ -65,14 +73,30 @@ void TaskList::TakeAll(TaskList& other)
     other.m_Head.m_pPrev = other.m_Head.m_pNext = &other.m_Head;
 }
 
+/// Both are in order.
+void TaskList::Merge(TaskList& other)
+{
+    NBITask* pNext = First();
+    while (NBITask* const pTask = other.TakeFirst()) {
+        while (pNext != nullptr && pNext->m_nOrder < pTask->m_nOrder) pNext = After(*pNext);
+        InsertBefore(pNext != nullptr ? Link(*pNext) : m_Head, *pTask);
+    }
+}
+
+/// In place, since a worker sorts: what it does between its tasks must not need memory. The runs double from
+/// one to the next.
 void TaskList::SortInOrder()
 {
     if (First() == Last()) return;  // none or one, as nearly always
-    std::vector<NBITask*> tasks;
-    while (NBITask* const pTask = TakeFirst()) tasks.push_back(pTask);
-    std::sort(tasks.begin(), tasks.end(),
-              [](const NBITask* pLeft, const NBITask* pRight) { return pLeft->m_nOrder < pRight->m_nOrder; });
-    for (NBITask* const pTask : tasks) Append(*pTask);
+    std::array<TaskList, 48> runs;
+    while (NBITask* const pTask = TakeFirst()) {
+        TaskList carry;
+        carry.Append(*pTask);
+        std::size_t nRun = 0;
+        for (; !runs[nRun].IsEmpty(); ++nRun) carry.Merge(runs[nRun]);
+        runs[nRun].TakeAll(carry);
+    }
+    for (TaskList& run : runs) Merge(run);
 }
 
 void DeleteAll(TaskList& tasks)
@@ -194,13 +218,31 @@ TaskQueue* TaskQueue::OwnerOf(const NBITask& task)
     return task.m_pQueue.load(std::memory_order_acquire);
 }
 
+/// \param[in,out] nState what the task's word is taken to be, and has been.
+/// \return false, and nothing is done, when it has another value
+bool TaskQueue::ReplaceState(NBITask& task, unsigned int& nState, NBI_TASK_STATE state)
+{
+    const unsigned int nNew = (nState & ~STATE_MASK) | static_cast<unsigned int>(state);
+    return task.m_nState.compare_exchange_weak(nState, nNew, std::memory_order_acq_rel);
+}
+
+void TaskQueue::SetState(NBITask& task, NBI_TASK_STATE state)
+{
+    if (static_cast<unsigned int>(state) > NBI_TASK_FINISHED) return;
+    unsigned int nState = task.m_nState.load(std::memory_order_acquire);
+    while ((nState & HELD) != 0 || OwnerOf(task) == nullptr) {
+        if (StateOf(nState) == state || ReplaceState(task, nState, state)) return;
+    }
+    OwnerOf(task)->ChangeState(task, state);
+}
+
 void TaskQueue::ChangeState(NBITask& task, NBI_TASK_STATE state)
 {
     MutexGuard guard(m_QueueLock);
     unsigned int nState = task.m_nState.load(std::memory_order_relaxed);
-    while (!task.m_nState.compare_exchange_weak(
-        nState, (nState & ~STATE_MASK) | static_cast<unsigned int>(state), std::memory_order_acq_rel)) {
-    }
+    do {
+        if (StateOf(nState) == state) return;
+    } while (!ReplaceState(task, nState, state));
     if ((nState & HELD) != 0) return;
     TaskList::Unlink(task);
     FileLocked(task);

@@ -27,8 +27,8 @@ public:
     NBITask* After(const NBITask& task) const { return At(Link(task).m_pNext); }
 
     void Append(NBITask& task) { InsertBefore(m_Head, task); }
-    /// Keeps the list in the order of pushing. The ends are looked at first: from the middle, only a task
-    /// that goes back to idle is inserted.
+    /// Keeps the list in the order of pushing. Walks from both ends at once, and only for a task that goes
+    /// back to idle: one that is pushed is the last.
     void InsertInOrder(NBITask& task);
     static void Unlink(NBITask& task);
     /// Unlinks the first task.
@@ -39,6 +39,7 @@ public:
     void SortInOrder();
 
 private:
+    void Merge(TaskList& other);
     static TaskLink& Link(const NBITask& task);
     NBITask* At(TaskLink* pLink) const;
     static void InsertBefore(TaskLink& next, NBITask& task);
@@ -100,8 +101,9 @@ public:
 
     /// What NBITask needs of the queue that owns it
     static TaskQueue* OwnerOf(const NBITask& task);
-    /// Sets the state of a task that nobody runs, and files it anew.
-    void ChangeState(NBITask& task, NBI_TASK_STATE state);
+    /// Sets a task's state, and files anew a task that nobody runs. Nothing happens when the state stays, or
+    /// when \p state is none of the three.
+    static void SetState(NBITask& task, NBI_TASK_STATE state);
     /// Marks \p task as being run.
     /// \return false when it was marked already
     static bool Hold(NBITask& task);
@@ -116,6 +118,8 @@ private:
     {
         return static_cast<NBI_TASK_STATE>(nState & STATE_MASK);
     }
+    static bool ReplaceState(NBITask& task, unsigned int& nState, NBI_TASK_STATE state);
+    void ChangeState(NBITask& task, NBI_TASK_STATE state);
     void FileLocked(NBITask& task);
     void ForgetLocked(const NBITask& task);
 

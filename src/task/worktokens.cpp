@@ -55,21 +55,19 @@ bool WorkTokens::Post()
 void WorkTokens::PostForAll(std::uint32_t nCount)
 {
     std::uint32_t nWakeups = 0;
-    const bool bWakeNext = Change([nCount, &nWakeups](Word word) {
+    Change([nCount, &nWakeups](Word word) {
         const std::uint32_t nTokens = std::min(nCount, MAX_TOKENS - Tokens(word));
         nWakeups = std::min(nTokens, Sleepers(word) - Wakeups(word));
         return word + TOKEN * nTokens + WAKEUP * nWakeups;
     });
     if (nWakeups > 0) m_Semaphore.release(nWakeups);
-    if (bWakeNext) WakeNext();
 }
 
-bool WorkTokens::TryTake(bool& bWakeNext)
+bool WorkTokens::TryTake()
 {
-    bWakeNext = false;
     if (Count() == 0) return false;
     bool bTaken = false;
-    bWakeNext = Change([&bTaken](Word word) {
+    Change([&bTaken](Word word) {
         bTaken = Tokens(word) > 0;
         return bTaken ? word - TOKEN : word;
     });

@@ -17,6 +17,10 @@ namespace NS_UTIL {
 /// microseconds before it sleeps, where that is cheap (yieldgate.h): a token that arrives meanwhile costs no
 /// system call at all.
 ///
+/// Only posts and those who leave a state of their own wake anybody. TryTake() only makes tokens fewer, and
+/// PostForAll() has started a wake-up for every sleeper that it brings a token for: neither can break the rule
+/// below.
+///
 /// Why no token is lost: tokens, sleepers, wake-ups under way and the yielding worker stand in one atomic
 /// word, and every step changes it as a whole. The steps keep this true: if there is a token and a sleeper,
 /// then a wake-up is under way or somebody yields. Post() brings a token: it starts a wake-up unless one of
@@ -44,9 +48,7 @@ public:
     void PostForAll(std::uint32_t nCount);
 
     /// Takes a token if there is one; never blocks.
-    /// \param[out] bWakeNext the caller owes a WakeNext(); apart, so that a caller can leave its lock first
-    bool TryTake(bool& bWakeNext);
-    void WakeNext() { m_Semaphore.release(); }
+    bool TryTake();
 
     /// Takes a token, waiting for it without a time limit.
     void Take();
@@ -65,6 +67,7 @@ private:
     static std::uint32_t Tokens(Word word) { return static_cast<std::uint32_t>(word); }
     static std::uint32_t Sleepers(Word word) { return static_cast<std::uint32_t>(word >> 32) & 0xFFFFU; }
     static std::uint32_t Wakeups(Word word) { return static_cast<std::uint32_t>(word >> 48) & 0x7FFFU; }
+    void WakeNext() { m_Semaphore.release(); }
     static bool NeedsWakeup(Word word);
 
     /// What has become of a thread that looks for a token.

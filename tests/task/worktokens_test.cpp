@@ -23,9 +23,7 @@ TEST(WorkTokensTest, FreshOneHasNoToken)
 {
     WorkTokens tokens;
     EXPECT_EQ(tokens.Count(), 0u);
-    bool bWakeNext = true;
-    EXPECT_FALSE(tokens.TryTake(bWakeNext));
-    EXPECT_FALSE(bWakeNext);
+    EXPECT_FALSE(tokens.TryTake());
 }
 
 TEST(WorkTokensTest, PostedTokensCanBeTaken)
@@ -35,9 +33,7 @@ TEST(WorkTokensTest, PostedTokensCanBeTaken)
     EXPECT_TRUE(tokens.Post());
     EXPECT_EQ(tokens.Count(), 2u);
     tokens.Take();
-    bool bWakeNext = true;
-    EXPECT_TRUE(tokens.TryTake(bWakeNext));
-    EXPECT_FALSE(bWakeNext);
+    EXPECT_TRUE(tokens.TryTake());
     EXPECT_EQ(tokens.Count(), 0u);
 }
 
@@ -220,10 +216,8 @@ private:
 
     void TryTake(Progress& progress)
     {
-        bool bWakeNext = false;
-        progress.m_bTook = m_Tokens.TryTake(bWakeNext);
+        progress.m_bTook = m_Tokens.TryTake();
         if (!progress.m_bTook) progress.m_nChange = 0;
-        if (bWakeNext) m_Tokens.WakeNext();
     }
 
     /// As a pool's worker looks: once under its lock, then waiting.
@@ -454,9 +448,7 @@ TEST_P(WorkTokensThreads, TokensPostedAreTokensTakenAndLeft)
         takers.emplace_back([&, nTaker] {
             std::minstd_rand random(GetParam() + nTaker);
             while (!bStop) {
-                bool bWakeNext = false;
-                const bool bTook = random() % 2 == 0 && tokens.TryTake(bWakeNext);
-                if (bWakeNext) tokens.WakeNext();
+                const bool bTook = random() % 2 == 0 && tokens.TryTake();
                 if (!bTook) tokens.Take();
                 if (bStop) break;  // it was the token that ends this thread
                 ++nTaken;
