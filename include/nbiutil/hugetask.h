@@ -26,6 +26,7 @@ class NBI_EXPORT HugeTaskMgr {
 public:
     /// Null only when there is no book yet and the static-object lock cannot be taken.
     static HugeTaskMgr* Instance();
+    /// Runs the destructor under ACE's process-wide static-object lock; nothing happens when that lock fails.
     static void Destroy();
 
     /// Sets the overall limit, 4 until then. May be called again at any time.

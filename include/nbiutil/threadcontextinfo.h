@@ -115,6 +115,7 @@ class NBI_EXPORT ACE_UUID_Generator {
 public:
     /// Null only when there is no generator yet and the static-object lock cannot be taken.
     static ACE_UUID_Generator* Instance();
+    /// Runs the destructor under ACE's process-wide static-object lock; nothing happens when that lock fails.
     static void Destroy();
 
     /// Makes a time-based UUID (version 1).

@@ -23,6 +23,7 @@ class NBI_EXPORT ThreadContextMgr {
 public:
     /// Null only when there is no registry yet and the static-object lock cannot be taken.
     static ThreadContextMgr* Instance();
+    /// Runs the destructor under ACE's process-wide static-object lock; nothing happens when that lock fails.
     static void Destroy();
 
     /// The calling thread's record.
