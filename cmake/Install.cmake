@@ -17,6 +17,7 @@ install(TARGETS ${nbi_install_targets} EXPORT nbiutilTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/nbiutil host/include/nbihost DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY src/error/reasons DESTINATION ${CMAKE_INSTALL_DATADIR}/nbiutil)
 install(EXPORT nbiutilTargets NAMESPACE nbiutil:: DESTINATION ${NBIUTIL_CMAKE_DIR})
 
 configure_package_config_file(cmake/nbiutilConfig.cmake.in ${PROJECT_BINARY_DIR}/nbiutilConfig.cmake

@@ -3,8 +3,8 @@
 /// that a caller meets comes from a task body or from the host. 0 is success everywhere.
 ///
 /// The numbers are part of the interface: they travel to other processes, and log searches and reason files
-/// use them. A code keeps its number, and a number is not used again. The resource files of the example
-/// hold a reason text for each.
+/// use them. A code keeps its number, and a number is not used again. src/error/reasons holds a text for
+/// each, in English and Chinese.
 #pragma once
 
 namespace NS_UTIL::ErrCode {

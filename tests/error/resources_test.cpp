@@ -1,4 +1,4 @@
-// The resource files that come with the example, read by the library on the standalone host.
+// The library's own reasons and those of the example, read by the library on the standalone host.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ constexpr const char* ROOT = NBI_EXAMPLE_ROOT;  // what the example's configurat
 
 std::string StaticDataFile(const std::string& language)
 {
-    return std::string(ROOT) + "/../nbi/corba/res/staticdata/" + language + "/errcode_TAVO_TDT.res";
+    return std::string(NBI_REASONS) + "/" + language + "/errcode_TAVO_TDT.res";
 }
 
 /// Every resource file of a language, by its name.

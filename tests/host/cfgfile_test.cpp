@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <memory>
 #include <utility>
 
 #include "host/hostfixture.h"
@@ -167,6 +169,60 @@ TEST_F(CfgFileTest, InstallationRootHasNoTrailingSeparator)
     nbihost::Host host(WriteFile("host.ini", "[host]\nroot = " + m_Folder + "//\nlog_stderr = no\n"));
     host.Start();
     EXPECT_EQ(NS_BUNDLEMGR1::GetTAVOEnvironment(), m_Folder);
+}
+
+/// An installation root with a folder beside it for its own static data.
+class StaticDataTest : public UnreadableTest {
+protected:
+    StaticDataTest() : m_Root(PathOf("lib")), m_StaticData(PathOf("nbi/corba/res/staticdata/en_US"))
+    {
+        std::filesystem::create_directory(m_Root);
+        m_pHost =
+            std::make_unique<nbihost::Host>(WriteFile("host.ini", "[host]\nroot = lib\nlog_stderr = no\n"));
+        m_pHost->Start();
+    }
+
+    std::string PathFor(const std::string& language, const std::string& name = "errcode_TAVO_TDT.res") const
+    {
+        return m_Root + "/../nbi/corba/res/staticdata/" + language + "/" + name;
+    }
+
+    const std::string m_Root;
+    const std::string m_StaticData;
+    std::unique_ptr<nbihost::Host> m_pHost;
+};
+
+TEST_F(StaticDataTest, ARootWithoutReasonsGetsThoseThatAreInstalled)
+{
+    for (const char* pLanguage : {"en_US", "zh_CN"}) {
+        std::vector<NameValueStru> pairs;
+        EXPECT_TRUE(GetAllCfgFrmFile(pairs, PathFor(pLanguage), true));
+        EXPECT_FALSE(pairs.empty());
+        for (const NameValueStru& pair : pairs) EXPECT_FALSE(pair.m_Value.empty()) << pair.m_Name;
+    }
+}
+
+TEST_F(StaticDataTest, ARootsOwnReasonsAreTheOnlyOnes)
+{
+    std::filesystem::create_directories(m_StaticData);
+    nbitest::WriteFile(m_StaticData + "/errcode_TAVO_TDT.res", "5=five\n");
+    std::vector<NameValueStru> pairs;
+    EXPECT_TRUE(GetAllCfgFrmFile(pairs, PathFor("en_US"), true));
+    ASSERT_EQ(pairs.size(), 1U);
+    EXPECT_EQ(pairs[0].m_Value, "five");
+}
+
+TEST_F(StaticDataTest, ReasonsThatCannotBeReadAreAFailureAllTheSame)
+{
+    std::filesystem::create_directories(m_StaticData + "/errcode_TAVO_TDT.res");
+    ExpectFailure(PathFor("en_US"));
+}
+
+TEST_F(StaticDataTest, NothingElseIsTakenFromTheInstallation)
+{
+    ExpectFailure(PathFor("en_US", "errcode_OTHER_TDT.res"));
+    ExpectFailure(PathFor("fr_FR"));
+    ExpectFailure(PathOf("errcode_TAVO_TDT.res"));
 }
 
 }  // namespace

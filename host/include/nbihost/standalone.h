@@ -46,7 +46,9 @@ struct ConfigItem {
 /// The host of this process, set up from a configuration file:
 ///
 ///     [host]
-///     # Required: what GetTAVOEnvironment() answers, an existing directory.
+///     # Required: what GetTAVOEnvironment() answers, an existing directory. Reason files lie beside it, under
+///     # ../etc/nbires; the library's own reasons are installed with it and used where
+///     # ../nbi/corba/res/staticdata has none.
 ///     root = /opt/nbi/lib
 ///     # Items that take the place of those below, for a program that changes items while this file is
 ///     # read-only. The file may be missing; it has no section [host]. Without this key there is none.
