@@ -4,17 +4,17 @@
 #include <gtest/gtest.h>
 
 #include "support/inchild.h"
-#include "support/tempdir.h"
+#include "support/testdirectory.h"
 
 namespace NS_UTIL {
 namespace {
 
 using nbitest::PassesInChild;
-using nbitest::TempDir;
+using nbitest::TestDirectory;
 
 class OpenFileTest : public ::testing::Test {
 protected:
-    const TempDir m_Folder;
+    const TestDirectory m_Folder;
     const std::string m_Path = m_Folder.Add("file", "text");
 };
 
@@ -88,6 +88,35 @@ TEST_F(OpenFileTest, StreamReadsTheFileAboveTheStandardStreams)
         char text[10] = {};
         EXPECT_EQ(std::fread(text, 1, sizeof(text), stream.get()), 4U);
         EXPECT_STREQ(text, "text");
+    }));
+}
+
+TEST_F(OpenFileTest, ErrorStreamThatAloneIsClosedStaysClosed)
+{
+    EXPECT_TRUE(PassesInChild([this] {
+        close(STDERR_FILENO);
+        const FileHandle file(OpenFile(m_Path.c_str(), O_RDONLY));
+        EXPECT_GT(file.Get(), STDERR_FILENO);
+        EXPECT_EQ(fcntl(STDERR_FILENO, F_GETFD), -1);
+    }));
+}
+
+TEST(FileHandleTest, FileIsClosedAtTheEnd)
+{
+    int nHandle = -1;
+    {
+        const FileHandle file(OpenFile("/dev/null", O_RDONLY));
+        ASSERT_TRUE(file.IsOpen());
+        nHandle = file.Get();
+    }
+    EXPECT_EQ(fcntl(nHandle, F_GETFD), -1);
+}
+
+TEST(FileHandleTest, NumberZeroIsAFileToo)
+{
+    EXPECT_TRUE(PassesInChild([] {
+        EXPECT_TRUE(FileHandle(STDIN_FILENO).IsOpen());
+        EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
     }));
 }
 
