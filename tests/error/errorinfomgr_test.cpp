@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -17,6 +16,7 @@
 
 #include "support/lockfailure.h"
 #include "support/recordinghost.h"
+#include "support/testdirectory.h"
 
 namespace NS_UTIL {
 namespace {
@@ -139,13 +139,9 @@ class ErrorInfoMgrLoadTest : public ErrorInfoMgrTest {
 protected:
     ErrorInfoMgrLoadTest()
     {
-        char pattern[] = "/tmp/errorinfomgr_XXXXXX";
-        m_Top = mkdtemp(pattern);
-        m_Root = m_Top / "server";
         fs::create_directories(m_Root);
         m_Host.SetRoot(m_Root.string());
     }
-    ~ErrorInfoMgrLoadTest() override { fs::remove_all(m_Top); }
 
     std::string Directory(const char* pLanguage) const
     {
@@ -178,8 +174,8 @@ protected:
         return found;
     }
 
-    fs::path m_Top;
-    fs::path m_Root;
+    const nbitest::TestDirectory m_Top;
+    fs::path m_Root = m_Top / "server";
 };
 
 TEST_F(ErrorInfoMgrLoadTest, MissingDirectoryIsNotLoggedAndTheStaticDataFileIsRead)

@@ -14,13 +14,13 @@
 #include "nbiutil/errcode.h"
 #include "nbiutil/errorinfomgr.h"
 #include "shared/names.h"
-#include "support/tempdir.h"
+#include "support/testdirectory.h"
 
 namespace NS_UTIL {
 namespace {
 
 namespace fs = std::filesystem;
-using nbitest::TempDir;
+using nbitest::TestDirectory;
 
 const char* const LANGUAGES[] = {"en_US", "zh_CN"};
 constexpr const char* ROOT = NBI_EXAMPLE_ROOT;  // what the example's configuration calls root
@@ -155,7 +155,7 @@ protected:
     }
     ~LoadedResourcesTest() override { ErrorInfoMgr::Destroy(); }
 
-    TempDir m_Dir;
+    TestDirectory m_Dir;
     nbihost::Host m_Host;
 };
 

@@ -12,10 +12,10 @@
 #include "demand.h"
 #include "nbiutil/errorinfomgr.h"
 #include "support/recordinghost.h"
-#include "support/tempdir.h"
+#include "support/testdirectory.h"
 
 using nbitest::Demand;
-using nbitest::TempDir;
+using nbitest::TestDirectory;
 using NS_UTIL::ErrorInfoMgr;
 using Pairs = std::vector<NS_BUNDLEMGR1::NameValueStru>;
 
@@ -39,7 +39,7 @@ public:
     }
 
 private:
-    TempDir m_Dir;
+    TestDirectory m_Dir;
 };
 
 bool IsFileName(const std::string& name)

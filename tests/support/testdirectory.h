@@ -63,10 +63,11 @@ public:
     const std::string& Path() const { return m_Path; }
     std::string operator/(const std::string& name) const { return m_Path + '/' + name; }
 
-    /// Writes a file and gives its path.
+    /// Writes a file, with the folders in its name, and gives its path.
     std::string Add(const std::string& name, const std::string& text, mode_t mode = 0644) const
     {
         const std::string path = *this / name;
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
         WriteFile(path, text);
         chmod(path.c_str(), mode);
         return path;

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "support/tempdir.h"
+#include "support/testdirectory.h"
 
 namespace {
 

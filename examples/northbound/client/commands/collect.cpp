@@ -161,8 +161,9 @@ int RunCollections(const Session& session, const OutputOptions& output, const Co
         orders.back().duration = Milliseconds(options.m_Duration);
     }
     Collections collections;
-    for (const auto& work : orders)
+    for (const auto& work : orders) {
         collections.emplace_back(session, work, static_cast<unsigned int>(session.Timeout().count()));
+    }
     try {
         ShowUntilOver(session, collections, !output.m_bJson && !options.m_bQuiet);
     } catch (const CORBA::SystemException& e) {

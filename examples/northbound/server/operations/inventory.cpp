@@ -13,6 +13,7 @@ constexpr const char* MODULE = "inventory";
 std::vector<std::string> NamesOf(const std::vector<PortFacts>& ports)
 {
     std::vector<std::string> names;
+    names.reserve(ports.size());
     for (const PortFacts& port : ports) names.push_back(port.m_Name);
     return names;
 }

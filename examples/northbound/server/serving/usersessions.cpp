@@ -28,8 +28,9 @@ void UserSessions::Open(NS_UTIL::UserPara& user)
 {
     const bool bRight = IsPasswordRight(user);
     user.ClearPwd();
-    if (!bRight)
+    if (!bRight) {
         ThrowFailure(ErrCode::NOT_LOGGED_IN, MODULE, "the server does not know this user with this password");
+    }
     const std::lock_guard<std::mutex> guard(m_Mutex);
     m_Users[user.GetFirstText()] = user;
 }

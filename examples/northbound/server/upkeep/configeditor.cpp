@@ -153,8 +153,9 @@ void ConfigEditor::CheckFile(const std::string& key) const
         }
         if (line.find(key) != std::string::npos) ++nFound;
     }
-    if (nLines > MAX_CONFIG_LINES)
+    if (nLines > MAX_CONFIG_LINES) {
         Refuse(m_ChangedFile + " has more than " + std::to_string(MAX_CONFIG_LINES) + " lines");
+    }
     if (nFound == 0) Refuse("there is no " + key + " in " + m_ChangedFile);
     if (nFound > 1) Refuse(std::to_string(nFound) + " lines of " + m_ChangedFile + " hold the text " + key);
 }

@@ -1,13 +1,12 @@
 #include "server/figures/catalogue.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 #include "nbiutil/sdxmlinterpreter.h"
+#include "support/testdirectory.h"
 
 namespace northbound {
 namespace {
@@ -18,18 +17,9 @@ using Texts = std::vector<std::string>;
 /// A folder with a main file that defines two macros and includes "a.xml".
 class CatalogueTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        fs::create_directories(m_Folder);
-        WriteMain("<macro_desc ONE=\"1\" THREE=\"3\"/><include file=\"a.xml\"/>");
-    }
-    void TearDown() override { fs::remove_all(m_Folder); }
+    void SetUp() override { WriteMain("<macro_desc ONE=\"1\" THREE=\"3\"/><include file=\"a.xml\"/>"); }
 
-    void Write(const std::string& name, const std::string& text) const
-    {
-        fs::create_directories((m_Folder / name).parent_path());
-        std::ofstream(m_Folder / name) << text;
-    }
+    void Write(const std::string& name, const std::string& text) const { m_Folder.Add(name, text); }
     void WriteMain(const std::string& body) const
     {
         Write("main.xml", "<catalogue>" + body + "<end/></catalogue>");
@@ -46,7 +36,7 @@ protected:
         return "<figure title=\"T\" unit=\"u\" type=\"counter\" " + attributes + "/>";
     }
 
-    Catalogue Load() const { return LoadCatalogue((m_Folder / "main.xml").string()); }
+    Catalogue Load() const { return LoadCatalogue(m_Folder / "main.xml"); }
 
     /// "name" of each column.
     static Texts Names(const Catalogue& catalogue)
@@ -61,10 +51,10 @@ protected:
     {
         const Catalogue catalogue = Load();
         EXPECT_EQ(Names(catalogue), Texts{"good"});
-        EXPECT_EQ(catalogue.m_Problems, Texts{m_Folder.string() + "/a.xml: " + text});
+        EXPECT_EQ(catalogue.m_Problems, Texts{m_Folder.Path() + "/a.xml: " + text});
     }
 
-    const fs::path m_Folder = fs::temp_directory_path() / ("catalogue_test." + std::to_string(getpid()));
+    const nbitest::TestDirectory m_Folder;
     const std::string m_Good = Figure("name=\"good\"");
 };
 
@@ -148,7 +138,7 @@ TEST_F(CatalogueTest, BrokenIncludedFileCostsItsTableAlone)
     WriteTable(m_Good);
     const Catalogue catalogue = Load();
     EXPECT_EQ(Names(catalogue), Texts{"good"});
-    EXPECT_EQ(catalogue.m_Problems, Texts{m_Folder.string() + "/b.xml: line 3: mismatched tag"});
+    EXPECT_EQ(catalogue.m_Problems, Texts{m_Folder.Path() + "/b.xml: line 3: mismatched tag"});
 }
 
 TEST_F(CatalogueTest, WhatTheParserPrintsStaysOnStandardOutput)
@@ -168,13 +158,13 @@ TEST_F(CatalogueTest, BrokenMainFileLeavesAnEmptyCatalogue)
     WriteTable(m_Good);
     const Catalogue catalogue = Load();
     EXPECT_TRUE(catalogue.m_Columns.empty());
-    EXPECT_EQ(catalogue.m_Problems, Texts{m_Folder.string() + "/main.xml: line 2: mismatched tag"});
+    EXPECT_EQ(catalogue.m_Problems, Texts{m_Folder.Path() + "/main.xml: line 2: mismatched tag"});
 }
 
 TEST_F(CatalogueTest, FilesThatAreNotThereAreNamedWithTheReason)
 {
     EXPECT_EQ(Load().m_Problems,
-              Texts{m_Folder.string() + "/a.xml: cannot be read: No such file or directory"});
+              Texts{m_Folder.Path() + "/a.xml: cannot be read: No such file or directory"});
     EXPECT_EQ(LoadCatalogue("/nowhere/main.xml").m_Problems,
               Texts{"/nowhere/main.xml: cannot be read: No such file or directory"});
 }
@@ -185,7 +175,7 @@ TEST_F(CatalogueTest, FileThatIsCutOffIsLeftOutThoughItParses)
     const Catalogue catalogue = Load();
     EXPECT_TRUE(catalogue.m_Columns.empty());
     EXPECT_EQ(catalogue.m_Problems,
-              Texts{m_Folder.string() + "/a.xml: does not end with <end/>: cut off, and left out"});
+              Texts{m_Folder.Path() + "/a.xml: does not end with <end/>: cut off, and left out"});
 }
 
 TEST_F(CatalogueTest, MainFileThatIsCutOffIncludesNothing)
@@ -202,7 +192,7 @@ TEST_F(CatalogueTest, DocumentThatNobodyInterpretsIsReported)
     Write("a.xml", "<table><end/></table>");
     const Catalogue catalogue = Load();
     ASSERT_EQ(catalogue.m_Problems.size(), 1u);
-    EXPECT_EQ(catalogue.m_Problems[0].find(m_Folder.string() + "/a.xml: left out: "), 0u);
+    EXPECT_EQ(catalogue.m_Problems[0].find(m_Folder.Path() + "/a.xml: left out: "), 0u);
 }
 
 TEST_F(CatalogueTest, FileThatIncludesItselfIsReadOnceAndReported)

@@ -1,17 +1,12 @@
 #include "server/figures/figurereader.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "support/recordinghost.h"
+#include "support/testdirectory.h"
 
 namespace northbound {
 namespace {
-
-namespace fs = std::filesystem;
 
 using Texts = std::vector<std::string>;
 
@@ -25,19 +20,14 @@ constexpr const char* TABLE =
 class FigureReaderTest : public ::testing::Test {
 protected:
     void SetUp() override { Write("dev", TABLE); }
-    void TearDown() override { fs::remove_all(m_Directory); }
 
-    void Write(const std::string& name, const std::string& text) const
-    {
-        fs::create_directories((m_Directory / name).parent_path());
-        std::ofstream(m_Directory / name) << text;
-    }
+    void Write(const std::string& name, const std::string& text) const { m_Directory.Add(name, text); }
 
     void Describe(const std::string& file, std::size_t nColumn = 0)
     {
         Column column;
         column.m_Name = "figure" + std::to_string(m_Catalogue.m_Columns.size());
-        column.m_File = (m_Directory / file).string();
+        column.m_File = m_Directory / file;
         column.m_nColumn = nColumn;
         m_Catalogue.m_Columns.push_back(column);
     }
@@ -51,8 +41,7 @@ protected:
 
     Figures Read(const std::string& port) { return FigureReader(m_Catalogue).Read(port); }
 
-    const fs::path m_Directory =
-        fs::temp_directory_path() / ("figurereader_test." + std::to_string(getpid()));
+    const nbitest::TestDirectory m_Directory;
     Catalogue m_Catalogue;
     nbitest::RecordingHost m_Host;
 };
@@ -88,7 +77,7 @@ TEST_F(FigureReaderTest, FigureThatIsNoNumberIsMissingAndTheOthersAreThere)
     Describe("empty");
     Describe("dev", 1);
     EXPECT_EQ(Read("lo"), (Figures{std::nullopt, std::nullopt, std::nullopt, 1u}));
-    const std::string folder = m_Directory.string();
+    const std::string folder = m_Directory.Path();
     EXPECT_EQ(Logged(), (Texts{"lo has no figure0: " + folder + "/dev: \"x\" is no number",
                                "lo has no figure1: " + folder + "/minus: \"-1\" is no number",
                                "lo has no figure2: " + folder + "/empty shows nothing"}));
@@ -106,7 +95,7 @@ TEST_F(FigureReaderTest, SourceThatIsNotThereIsMissingWithItsReason)
     Describe("none/dev", 1);
     Describe("dev", 4);
     EXPECT_EQ(Read("lo"), (Figures{std::nullopt, std::nullopt, std::nullopt}));
-    const std::string folder = m_Directory.string();
+    const std::string folder = m_Directory.Path();
     EXPECT_EQ(Logged(),
               (Texts{"lo has no figure0: " + folder + "/none/lo cannot be read: No such file or directory",
                      "lo has no figure1: " + folder + "/none/dev cannot be read",

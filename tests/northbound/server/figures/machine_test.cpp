@@ -3,17 +3,14 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
 
 #include "nbiutil/processexception.h"
 #include "shared/names.h"
+#include "support/testdirectory.h"
 
 namespace northbound {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* TABLE =
     "Inter-|   Receive                                                |  Transmit\n"
@@ -25,13 +22,8 @@ constexpr const char* TABLE =
 class MachineTest : public ::testing::Test {
 protected:
     void SetUp() override { Write("dev", TABLE); }
-    void TearDown() override { fs::remove_all(m_Directory); }
 
-    void Write(const std::string& name, const std::string& text) const
-    {
-        fs::create_directories((m_Directory / name).parent_path());
-        std::ofstream(m_Directory / name) << text;
-    }
+    void Write(const std::string& name, const std::string& text) const { m_Directory.Add(name, text); }
 
     unsigned int CodeOf(const std::function<void()>& body) const
     {
@@ -43,8 +35,8 @@ protected:
         return 0;
     }
 
-    const fs::path m_Directory = fs::temp_directory_path() / ("machine_test." + std::to_string(getpid()));
-    const Machine m_Machine{(m_Directory / "dev").string(), (m_Directory / "net").string()};
+    const nbitest::TestDirectory m_Directory;
+    const Machine m_Machine{m_Directory / "dev", m_Directory / "net"};
 };
 
 TEST_F(MachineTest, DistinguishedNameNamesHostAndPort)

@@ -14,7 +14,7 @@
 #include "server/serving/logprefix.h"
 #include "server/serving/stopsignal.h"
 #include "server/upkeep/configeditor.h"
-#include "support/tempdir.h"
+#include "support/testdirectory.h"
 
 namespace northbound {
 
@@ -73,7 +73,7 @@ private:
         return {{column}, {}};
     }
 
-    nbitest::TempDir m_Folder;
+    nbitest::TestDirectory m_Folder;
     StopSignal m_Stop;
     bool m_bStopRequested = false;
     std::unique_ptr<nbihost::Host> m_pHost;

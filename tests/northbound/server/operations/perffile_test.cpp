@@ -1,14 +1,13 @@
 #include "server/operations/perffile.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include "nbiutil/processexception.h"
 #include "shared/names.h"
+#include "support/testdirectory.h"
 
 namespace northbound {
 namespace {
@@ -17,14 +16,7 @@ namespace fs = std::filesystem;
 
 class PerfFileTest : public ::testing::Test {
 protected:
-    void SetUp() override { fs::create_directories(m_Directory); }
-    void TearDown() override { fs::remove_all(m_Directory); }
-
-    std::string Text(const std::string& name) const
-    {
-        std::ifstream file(m_Directory + "/" + name);
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    }
+    std::string Text(const std::string& name) const { return m_Folder.Text(name); }
 
     static Catalogue TwoColumns()
     {
@@ -36,8 +28,8 @@ protected:
     }
 
     const Catalogue m_Catalogue = TwoColumns();
-    const std::string m_Directory =
-        (fs::temp_directory_path() / ("perffile_test." + std::to_string(getpid()))).string();
+    const nbitest::TestDirectory m_Folder;
+    const std::string m_Directory = m_Folder.Path();
 };
 
 TEST_F(PerfFileTest, FinishedFileHoldsOneLinePerSampleAndEmptyCellsForMissingFigures)

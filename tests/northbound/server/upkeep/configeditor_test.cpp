@@ -8,7 +8,7 @@
 
 #include "nbiutil/processexception.h"
 #include "shared/names.h"
-#include "support/tempdir.h"
+#include "support/testdirectory.h"
 
 namespace northbound {
 namespace {
@@ -41,7 +41,7 @@ protected:
         if (m_Loaded.find("bad") != std::string::npos) throw std::runtime_error("a bad value");
     }
 
-    nbitest::TempDir m_Dir;
+    nbitest::TestDirectory m_Dir;
     const std::string m_File = m_Dir / "server.ini";
     std::string m_Changed = m_File;
     std::string m_Loaded;

@@ -11,7 +11,7 @@
 
 #include "nbiutil/processexception.h"
 #include "shared/names.h"
-#include "support/tempdir.h"
+#include "support/testdirectory.h"
 
 namespace northbound {
 namespace {
@@ -33,7 +33,7 @@ protected:
 
     std::string Path(const std::string& name) const { return m_Dir / name; }
 
-    nbitest::TempDir m_Dir;
+    nbitest::TestDirectory m_Dir;
     Packer m_Packer{m_Dir.Path()};
 };
 
@@ -95,7 +95,7 @@ protected:
         setenv("PATH", (fs::path(path).parent_path().string() + ":" + std::getenv("PATH")).c_str(), 1);
     }
 
-    nbitest::TempDir m_Programs;
+    nbitest::TestDirectory m_Programs;
 };
 
 TEST_F(BrokenProgramTest, FilesOfATarThatFailsAreStillThere)
