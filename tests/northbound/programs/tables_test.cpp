@@ -77,6 +77,15 @@ TEST(TablesTest, OtherCodesInTheGuideAreTheLibrarys)
     EXPECT_THAT(library, IsSupersetOf(table));
 }
 
+TEST(TablesTest, GuideAndManualTellEveryItemOfTheConfiguration)
+{
+    const Texts items = Matches(ReadFile(EXAMPLE + "/server/upkeep/items.cpp"), "^    \\{\"(\\w+)\", Kind::");
+    EXPECT_THAT(items, Not(::testing::IsEmpty()));
+    EXPECT_EQ(Matches(Section("Changing the configuration"), "`(\\w+)(?:<user>)?`(?=.*\\|.*\\|)"), items);
+    const std::string manual = ReadFile(NBI_MANUAL);
+    EXPECT_EQ(Matches(manual.substr(manual.find("\n.Ss Items of the server")), "^\\.It Cm (\\w+)"), items);
+}
+
 TEST(TablesTest, GuideTellsEveryCommand)
 {
     const std::string help = RunClient({"--help"}).m_Output;

@@ -116,12 +116,34 @@ TEST_F(UpkeepTest, KeyThatIsNotThereIsRefused)
 {
     const Outcome outcome = Ask({"config", "set", "NoSuchItem", "1"});
     EXPECT_EQ(outcome.m_nExitCode, 1);
-    EXPECT_THAT(outcome.m_Error, HasSubstr("there is no NoSuchItem in "));
+    EXPECT_THAT(outcome.m_Error, HasSubstr("0x4E420002: \"NoSuchItem\" cannot be set: ListenAddress, "));
+}
+
+/// Each of these once wrote a file, or let somebody in.
+TEST_F(UpkeepTest, KeysOfPathsUsersAndTheHostAreNobodysToSet)
+{
+    const std::string before = ReadFile(ConfigFile());
+    for (const char* pKey : {"log_file", "root", "items_file", "OutputFile", "CollectionDirectory",
+                             "DescriptionFile", "ElementRoot", "RequireLogin", "Password_anna", "Password_",
+                             "Huge", "hugetasklimit", "HugeTaskLimit ", "Limit", "="}) {
+        const Outcome outcome = Ask({"config", "set", pKey, "1"});
+        EXPECT_EQ(outcome.m_nExitCode, 1) << pKey;
+        EXPECT_THAT(outcome.m_Error, HasSubstr("cannot be set")) << pKey;
+        EXPECT_EQ(ReadFile(ConfigFile()), before) << pKey;
+    }
+}
+
+TEST_F(UpkeepTest, ItemOfTheNextStartIsToldAsSuch)
+{
+    EXPECT_EQ(Ask({"config", "set", "ListenPort", "4711"}).m_Output,
+              "ListenPort is set, and holds after a restart of the server\n");
+    EXPECT_EQ(Ask({"--json", "config", "set", "HugeTaskLimit", "7"}).m_Output,
+              "{\"set\":\"HugeTaskLimit\",\"inForce\":true}\n");
 }
 
 TEST_F(UpkeepTest, ValueIsNeverLogged)
 {
-    Ask({"config", "set", "OutputFile", "a-value-nobody-else-uses.out"});
+    Ask({"config", "set", "ListenAddress", "a-value-nobody-else-uses"});
     for (const LoggedLine& line : m_Server.Log())
         EXPECT_FALSE(line.Has("a-value-nobody-else-uses")) << line.m_Text;
 }

@@ -10,10 +10,15 @@ namespace northbound {
 
 int SetItem(const Session& session, const OutputOptions& output, const ConfigOptions& options)
 {
-    session.Server()->SetItem(session.Who(), options.m_Key.c_str(), options.m_Value.c_str());
-    std::cout << (output.m_bJson ? JsonObject().Text("set", options.m_Key).Done()
-                                 : Printable(options.m_Key) + " is set, and the configuration is in force")
-              << '\n';
+    const bool bInForce =
+        session.Server()->SetItem(session.Who(), options.m_Key.c_str(), options.m_Value.c_str());
+    const char* const pWhen = bInForce ? " is set, and the configuration is in force"
+                                       : " is set, and holds after a restart of the server";
+    std::cout
+        << (output.m_bJson
+                ? JsonObject().Text("set", options.m_Key).Raw("inForce", bInForce ? "true" : "false").Done()
+                : Printable(options.m_Key) + pWhen)
+        << '\n';
     return EXIT_DONE;
 }
 

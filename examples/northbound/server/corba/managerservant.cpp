@@ -42,9 +42,9 @@ public:
         return ToIdl(Ask<northbound::Pack>(who, {work.method.in(), work.perArchive}));
     }
 
-    void SetItem(const Northbound::Caller& who, const char* pKey, const char* pValue) override
+    CORBA::Boolean SetItem(const Northbound::Caller& who, const char* pKey, const char* pValue) override
     {
-        Ask<northbound::SetItem>(who, {pKey, pValue});
+        return Ask<northbound::SetItem>(who, {pKey, pValue}).m_bInForce;
     }
 
     Northbound::HugeTaskList* HugeTasks(const Northbound::Caller& who) override

@@ -3,6 +3,7 @@
 #include "server/serving/failure.h"
 #include "server/serving/usersessions.h"
 #include "server/upkeep/configeditor.h"
+#include "server/upkeep/items.h"
 #include "server/upkeep/packer.h"
 #include "shared/names.h"
 
@@ -43,8 +44,9 @@ Pack::Result Pack::Run(const Request& request, const Caller& /*caller*/) const
 
 SetItem::Result SetItem::Run(const Request& request, const Caller& /*caller*/) const
 {
+    const Item& item = SettableItem(request.m_Key, request.m_Value);
     m_Editor.Set(request.m_Key, request.m_Value);
-    return {};
+    return {item.m_Setting == Setting::AT_ONCE};
 }
 
 }  // namespace northbound

@@ -63,8 +63,8 @@ private:
     Packer& m_Packer;
 };
 
-/// Changes one item of the configuration file and has the file read again. The log tells the key, never the
-/// value.
+/// Changes one of the items that clients may set, and has the configuration read again. The log tells the key,
+/// never the value.
 class SetItem {
 public:
     static constexpr Profile PROFILE{9, "config", Place::POOL_0};
@@ -73,7 +73,9 @@ public:
         std::string m_Key;
         std::string m_Value;
     };
-    struct Result {};
+    struct Result {
+        bool m_bInForce = false;  // otherwise after a restart
+    };
 
     explicit SetItem(ConfigEditor& editor) : m_Editor(editor) {}
 

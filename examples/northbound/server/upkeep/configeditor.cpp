@@ -143,6 +143,7 @@ void ConfigEditor::CheckFile(const std::string& key) const
 {
     std::ifstream file(m_ChangedFile);
     if (!file) Refuse(m_ChangedFile + " cannot be read");
+    if (!ValueIn(m_ChangedFile, key)) Refuse("there is no " + key + " in " + m_ChangedFile);
     std::size_t nLines = 0;
     std::size_t nFound = 0;
     for (std::string line; std::getline(file, line);) {
@@ -156,7 +157,6 @@ void ConfigEditor::CheckFile(const std::string& key) const
     if (nLines > MAX_CONFIG_LINES) {
         Refuse(m_ChangedFile + " has more than " + std::to_string(MAX_CONFIG_LINES) + " lines");
     }
-    if (nFound == 0) Refuse("there is no " + key + " in " + m_ChangedFile);
     if (nFound > 1) Refuse(std::to_string(nFound) + " lines of " + m_ChangedFile + " hold the text " + key);
 }
 

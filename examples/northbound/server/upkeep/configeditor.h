@@ -20,9 +20,8 @@ public:
     ConfigEditor(std::string configFile, std::string changedFile, std::function<void()> reload);
 
     /// \throws ProcessException BAD_ARGUMENT when key or value are no part of a line "key = value".
-    /// \throws ProcessException NOT_CONFIGURED when the key stands in no line or in several (in comments and
-    /// inside
-    ///         longer keys it counts, since the edit replaces every line that holds it), when the file has
+    /// \throws ProcessException NOT_CONFIGURED when no line sets the key, when its text stands in several lines (in comments and
+    ///         inside longer keys it counts, since the edit replaces every line that holds it), when the file has
     ///         over 1,024 lines or a line of over 1,023 characters, when it cannot be copied or written, or
     ///         when it does not load with the change. The file is then as it was.
     void Set(const std::string& key, const std::string& value);

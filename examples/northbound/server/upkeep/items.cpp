@@ -4,25 +4,30 @@
 #include <charconv>
 #include <iterator>
 
+#include "server/serving/failure.h"
+#include "shared/names.h"
+
 namespace northbound {
 namespace {
 
 using Kind = Item::Kind;
 
+constexpr const char* MODULE = "items";
+
 constexpr std::size_t DIGEST_DIGITS = 64;
 
 constexpr Item ITEMS[] = {
-    {"ListenAddress", Kind::TEXT},
-    {"ListenPort", Kind::NUMBER, 0, 65535},
-    {"CollectionDirectory", Kind::TEXT},
-    {"OutputFile", Kind::TEXT},
-    {"DescriptionFile", Kind::TEXT},
-    {"ElementRoot", Kind::TEXT},
-    {"HugeTaskLimit", Kind::NUMBER, 0, 1000000},
-    {"CollectionsPerPort", Kind::NUMBER, 0, 1000000},
-    {"TaskMgrMaxThreadNum", Kind::NUMBER, 1, 999, "each pool has 20 workers"},
-    {"RequireLogin", Kind::SWITCH, 0, 1, "nobody has to log in"},
-    {"Password_", Kind::DIGEST, 0, 0, "this user cannot log in"},
+    {"ListenAddress", Kind::TEXT, Setting::AFTER_RESTART},
+    {"ListenPort", Kind::NUMBER, Setting::AFTER_RESTART, 0, 65535},
+    {"CollectionDirectory", Kind::TEXT, Setting::NEVER},
+    {"OutputFile", Kind::TEXT, Setting::NEVER},
+    {"DescriptionFile", Kind::TEXT, Setting::NEVER},
+    {"ElementRoot", Kind::TEXT, Setting::NEVER},
+    {"HugeTaskLimit", Kind::NUMBER, Setting::AT_ONCE, 0, 1000000},
+    {"CollectionsPerPort", Kind::NUMBER, Setting::AT_ONCE, 0, 1000000},
+    {"TaskMgrMaxThreadNum", Kind::NUMBER, Setting::AFTER_RESTART, 1, 999, "each pool has 20 workers"},
+    {"RequireLogin", Kind::SWITCH, Setting::NEVER, 0, 1, "nobody has to log in"},
+    {"Password_", Kind::DIGEST, Setting::NEVER, 0, 0, "this user cannot log in"},
 };
 
 bool IsPrefix(const std::string& name)
@@ -48,6 +53,17 @@ bool IsNumberBetween(const std::string& text, int nLowest, int nHighest)
 bool IsDigest(const std::string& text)
 {
     return text.size() == DIGEST_DIGITS && text.find_first_not_of("0123456789ABCDEF") == std::string::npos;
+}
+
+/// "A, B, C"
+std::string SettableNames()
+{
+    std::string names;
+    for (const Item& item : ITEMS) {
+        if (item.m_Setting != Setting::NEVER)
+            names += (names.empty() ? "" : ", ") + std::string(item.m_pName);
+    }
+    return names;
 }
 
 std::string WarningOf(const nbihost::ConfigItem& entry)
@@ -85,6 +101,18 @@ std::string FaultOf(const Item& item, const std::string& value)
             return IsDigest(value) ? "" : "what \"nbi-client password-item\" prints";
     }
     return "";
+}
+
+const Item& SettableItem(const std::string& name, const std::string& value)
+{
+    const Item* const pItem = FindItem(name);
+    if (pItem == nullptr || pItem->m_Setting == Setting::NEVER) {
+        ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE,
+                     "\"" + name + "\" cannot be set: " + SettableNames() + " can");
+    }
+    const std::string fault = FaultOf(*pItem, value);
+    if (!fault.empty()) ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE, "\"" + value + "\" is not " + fault);
+    return *pItem;
 }
 
 std::vector<std::string> ItemWarnings(const std::vector<nbihost::ConfigItem>& items)

@@ -65,6 +65,14 @@ TEST_F(ConfigEditorTest, AbsentKeyIsRefused)
     EXPECT_EQ(RefusalOf("Missing", "1"), "there is no Missing in " + m_File);
 }
 
+TEST_F(ConfigEditorTest, PartOfAKeyAndACommentAreNoItem)
+{
+    EXPECT_EQ(RefusalOf("Listen", "1"), "there is no Listen in " + m_File);
+    WriteFile(m_File, "; ListenPort = 1\n");
+    EXPECT_EQ(RefusalOf("ListenPort", "1"), "there is no ListenPort in " + m_File);
+    EXPECT_EQ(ReadFile(m_File), "; ListenPort = 1\n");
+}
+
 TEST_F(ConfigEditorTest, KeyInSeveralLinesIsRefused)
 {
     WriteFile(m_File, "; Port is a port\nPort=1\n");

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "nbiutil/processexception.h"
 #include "shared/passworddigest.h"
 #include "support/testdirectory.h"
 
@@ -68,6 +69,17 @@ TEST(ItemsTest, EachMistakeHasALineOfItsOwn)
     EXPECT_THAT(ItemWarnings({{"A", "1", "f"}, {"HugeTaskLimit", "4", "f"}, {"B", "2", "g"}}),
                 ElementsAre("f: A: this server has no such item; it is ignored",
                             "g: B: this server has no such item; it is ignored"));
+}
+
+TEST(ItemsTest, SettableItemIsOneOfTheListByItsWholeNameWithAValueThatItTakes)
+{
+    EXPECT_EQ(SettableItem("HugeTaskLimit", "5").m_Setting, Setting::AT_ONCE);
+    EXPECT_EQ(SettableItem("ListenPort", "5").m_Setting, Setting::AFTER_RESTART);
+    for (const char* pName : {"HugeTask", "HugeTaskLimit1", "log_file", "OutputFile", "Password_anna"}) {
+        EXPECT_THROW(SettableItem(pName, "5"), NS_UTIL::ProcessException) << pName;
+    }
+    EXPECT_THROW(SettableItem("HugeTaskLimit", "-1"), NS_UTIL::ProcessException);
+    EXPECT_THROW(SettableItem("ListenAddress", ""), NS_UTIL::ProcessException);
 }
 
 /// The configuration that the build makes.
