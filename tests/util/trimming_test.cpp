@@ -21,8 +21,9 @@ std::string TrimMuch(std::string text)
         text.erase(0, std::min(text.find_first_not_of(" <"), text.size()));
         text.erase(text.find_last_not_of(" >") + 1);
         if (text.compare(0, 2, noBreakSpace) == 0) text.erase(0, 2);
-        if (text.size() >= 2 && text.compare(text.size() - 2, 2, noBreakSpace) == 0)
+        if (text.size() >= 2 && text.compare(text.size() - 2, 2, noBreakSpace) == 0) {
             text.resize(text.size() - 2);
+        }
     }
     return text;
 }
