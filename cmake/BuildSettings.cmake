@@ -17,6 +17,10 @@ if(NBIUTIL_WERROR)
     target_compile_options(nbi_warnings INTERFACE -Werror)
 endif()
 
+# Bound when it is loaded: the loader's resolver saves the vector registers of the first call of each function on the
+# stack, and a password that was just copied is in them.
+add_link_options(LINKER:-z,relro LINKER:-z,now)
+
 # A symbol that nobody defines is an error when a library is linked, not when it is loaded. The sanitizers' own
 # symbols come with the program.
 set(NBI_LINK_COMPLETE -Wl,-z,defs)

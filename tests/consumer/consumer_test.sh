@@ -161,6 +161,15 @@ symbols)
         exit 1
     fi
     ;;
+binding)
+    # Bound when they are loaded, and then read-only: a resolver that runs later leaves secrets on the stack.
+    for library in "$(libdir)/libnbiutil.so" "$(libdir)/libnbihost_standalone.so"; do
+        readelf -dW "$library" >"$work/dynamic"
+        readelf -lW "$library" >"$work/segments"
+        grep -q '(FLAGS_1).*NOW' "$work/dynamic" || { echo "$library: not bound when it is loaded"; exit 1; }
+        grep -q 'GNU_RELRO' "$work/segments" || { echo "$library: writable after it is bound"; exit 1; }
+    done
+    ;;
 otherhost)
     # The library is pointed at a host that came as a package; no line of it changes.
     "$CMAKE" -S "$source/tests/consumer/foreignhost" -B "$work/foreignhost" -DNBIUTIL_SOURCE_DIR="$source"

@@ -3,10 +3,7 @@
 #include "base/wipe.h"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
-#include <string.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +14,7 @@
 #include "support/heapwatch.h"
 #include "support/recordinghost.h"
 #include "support/rsakey.h"
+#include "support/stackwatch.h"
 
 namespace NS_UTIL {
 namespace {
@@ -180,50 +178,10 @@ TEST_F(LocalKeyWipeTest, NoFreedBlockHoldsKeyOrSecretAfterADecryption)
     EXPECT_EQ(watch.Sightings(SECRET), 0);
 }
 
-/// Runs \p work on a thread and answers whether \p bytes() stand on its stack afterwards.
-bool LeavesOnItsStack(const std::function<void()>& work, const std::function<std::string()>& bytes)
-{
-    constexpr std::size_t STACK_SIZE = std::size_t{1} << 20;
-    void* pStack = nullptr;
-    if (posix_memalign(&pStack, 4096, STACK_SIZE) != 0) throw std::bad_alloc();
-    memset(pStack, 0, STACK_SIZE);
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setstack(&attributes, pStack, STACK_SIZE);
-    const auto Run = [](void* pWork) -> void* {
-        // The work runs deep enough that the end of the thread does not write over what it left.
-        char room[STACK_SIZE / 8];
-        asm volatile("" : : "r"(room) : "memory");
-        (*static_cast<const std::function<void()>*>(pWork))();
-        asm volatile("" : : "r"(room) : "memory");
-        return nullptr;
-    };
-    pthread_t thread;
-    if (pthread_create(&thread, &attributes, Run, const_cast<std::function<void()>*>(&work)) != 0) {
-        throw std::runtime_error("no thread");
-    }
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attributes);
-    const std::string wanted = bytes();
-    const bool bFound = memmem(pStack, STACK_SIZE, wanted.data(), wanted.size()) != nullptr;
-    free(pStack);
-    return bFound;
-}
-
-TEST_F(LocalKeyWipeTest, StackSearchSeesASecretThatIsNotWiped)
-{
-    const auto Work = [] {
-        char room[100];
-        memcpy(room, SECRET.c_str(), SECRET.size());
-        asm volatile("" : : "r"(room) : "memory");
-    };
-    EXPECT_TRUE(LeavesOnItsStack(Work, [] { return SECRET; }));
-}
-
 TEST_F(LocalKeyWipeTest, NoStackHoldsThePlainPrivateKey)
 {
-    const auto Work = [] { LocalRsaKeyMgr::Instance()->Init(); };
-    EXPECT_FALSE(LeavesOnItsStack(Work, PrivateBytes));
+    const nbitest::StackWatch watch([] { LocalRsaKeyMgr::Instance()->Init(); });
+    EXPECT_FALSE(watch.Holds(PrivateBytes()));
 }
 
 }  // namespace
