@@ -109,7 +109,7 @@ public:
              const std::string& pwd, const std::string& address);
     UserPara(const std::string& firstText, const std::string& secondText, const std::string& thirdText,
              const std::string& pwd, const std::string& ip, const std::string& port);
-    UserPara(const UserPara& other) = default;
+    UserPara(const UserPara& other);
     /// The parameters of \p user, text by text of the same name.
     UserPara(const User& user);  // NOLINT(google-explicit-constructor): a user serves where parameters do
     /// Deliberate: the old password is overwritten by the new one, not wiped first; whoever replaces a record

@@ -8,6 +8,7 @@
 #include <string.h>
 
 #include <cstddef>
+#include <memory>
 #include <string>
 
 namespace NS_UTIL {
@@ -31,10 +32,26 @@ private:
     std::size_t m_nCount;
 };
 
-/// Overwrites every character of \p text with \p mask; the length stays.
-inline void MaskText(std::string& text, char mask)
+/// Wipes a new[] array before it deletes it.
+struct WipingDelete {
+    void operator()(char* pArray) const
+    {
+        WipeBytes(pArray, m_nSize);
+        delete[] pArray;
+    }
+    std::size_t m_nSize = 0;
+};
+
+/// An array that is wiped when it goes, however that is, unless it is released to a caller before.
+using WipedArray = std::unique_ptr<char[], WipingDelete>;
+
+/// What stands where a password stood.
+constexpr char MASK = '*';
+
+/// Overwrites every character of \p text with MASK; the length stays.
+inline void MaskText(std::string& text)
 {
-    for (char& character : text) character = mask;
+    for (char& character : text) character = MASK;
     asm volatile("" : : "r"(text.data()) : "memory");
 }
 

@@ -1,5 +1,5 @@
 /// \file
-/// A text that may hold secrets: command lines and the content of configuration files.
+/// A text that may hold secrets: plain keys, command lines, the content of configuration files.
 #pragma once
 
 #include <string>
@@ -8,10 +8,15 @@
 
 namespace NS_UTIL {
 
-/// Overwritten with zeros when it goes. A text that grows leaves copies behind: reserve() first.
+/// Overwritten with zeros when it goes, with what a longer text left behind a shorter one. A text that grows
+/// leaves copies behind: reserve() first.
 struct WipedText {
     WipedText() = default;
-    ~WipedText() { WipeBytes(m_Text.data(), m_Text.size()); }
+    ~WipedText()
+    {
+        m_Text.resize(m_Text.capacity());  // allocates nothing
+        WipeBytes(m_Text.data(), m_Text.size());
+    }
     WipedText(const WipedText&) = delete;
     WipedText& operator=(const WipedText&) = delete;
 

@@ -7,14 +7,12 @@
 namespace NS_UTIL {
 namespace {
 
-constexpr char MASK = '*';
-
 /// Masks the whole storage, then leaves an empty text. Where a shorter password was assigned over a longer
 /// one, the end of the longer one lies behind the text.
 void WipePassword(std::string& password)
 {
     password.resize(password.capacity(), MASK);
-    MaskText(password, MASK);
+    MaskText(password);
     password.clear();
 }
 
@@ -72,9 +70,15 @@ UserPara::UserPara(const std::string& firstText, const std::string& secondText, 
     : m_FirstText(firstText),
       m_SecondText(secondText),
       m_ThirdText(thirdText),
-      m_Pwd(pwd),
       m_IP(ip),
       m_Port(port)
+{
+    m_Pwd = pwd;  // last: a copy that fails behind it would free it unwiped
+}
+
+UserPara::UserPara(const UserPara& other)
+    : UserPara(other.m_FirstText, other.m_SecondText, other.m_ThirdText, other.m_Pwd, other.m_IP,
+               other.m_Port)
 {
 }
 

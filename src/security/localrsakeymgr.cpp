@@ -9,6 +9,7 @@
 
 #include "base/singleton.h"
 #include "base/wipe.h"
+#include "base/wipedtext.h"
 #include "base/zeroedarray.h"
 #include "log/log.h"
 #include "nbihost/annexk.h"
@@ -34,16 +35,6 @@ constexpr std::size_t DER_ROOM = 2048;        // a private key of KEY_BITS takes
 
 struct BignumDeleter {
     void operator()(BIGNUM* pNumber) const { BN_free(pNumber); }
-};
-
-/// A text that is wiped when it goes.
-struct SecretText {
-    SecretText() = default;
-    ~SecretText() { WipeBytes(m_Text.data(), m_Text.size()); }
-    SecretText(const SecretText&) = delete;
-    SecretText& operator=(const SecretText&) = delete;
-
-    std::string m_Text;
 };
 
 /// Zeroed room for the DER form of a key, wiped when it goes.
@@ -93,7 +84,7 @@ std::string EncipherPrivateKey(const RSA* pKey)
     DerRoom room;
     unsigned char* pNext = room.m_Bytes.data();
     const int nLength = std::max(i2d_RSAPrivateKey(pKey, &pNext), 0);
-    SecretText plain;
+    WipedText plain;
     plain.m_Text.assign(reinterpret_cast<const char*>(room.m_Bytes.data()),
                         static_cast<std::size_t>(nLength));
     std::string cipher;
@@ -137,12 +128,13 @@ int LocalRsaKeyMgr::RsaKeyPairGen()
     m_pPrivateKey.reset();
     m_nPublicKeyLen = m_nPrivateKeyLen = 0;
 
-    const RsaPtr pKey = MakeKeyPair();
+    RsaPtr pKey = MakeKeyPair();
     if (pKey == nullptr) return 0;
     m_pPublicKey = EncodePublicKey(pKey.get(), m_nPublicKeyLen);
     const std::string cipher = EncipherPrivateKey(pKey.get());
     m_pPrivateKey = CopyOf(cipher.data(), cipher.size());
     m_nPrivateKeyLen = static_cast<int>(cipher.size());
+    pKey.reset();  // gone before the check, which brings a plain key of its own
     return CheckLocalRsaKey();
 }
 
@@ -163,7 +155,7 @@ int LocalRsaKeyMgr::CheckLocalRsaKey()
         WriteLog(NO_PRIVATE_KEY, "[LocalRsaKeyMgr::CheckLocalRsaKey] private key is null");
         return 0;
     }
-    SecretText plain;
+    WipedText plain;
     tavoAESCipher::decryptEx(m_pPrivateKey.get(), plain.m_Text, CIPHER_SELECTOR);
     const RsaPtr pKey = ParsePrivateKey(plain.m_Text.data(), static_cast<long>(plain.m_Text.size()));
     if (pKey != nullptr) return nResult;
@@ -180,15 +172,14 @@ int LocalRsaKeyMgr::DecryptByLocalRsaKey(AutoReleaseString& out, const char* in,
         WriteLog(Here(MODULE), "[LocalRsaKeyMgr::DecryptByLocalRsaKey] private key is null");
         return 0;
     }
-    SecretText key;
+    WipedText key;
     tavoAESCipher::decryptEx(m_pPrivateKey.get(), key.m_Text, CIPHER_SELECTOR);
     char* pDecrypted = nullptr;
     long nLength = len;
     RsaAlgorithm::Decrypt(pDecrypted, in, nLength, key.m_Text.data(), static_cast<int>(key.m_Text.size()));
-    const std::unique_ptr<char[]> pPlain(pDecrypted);
+    const WipedArray pPlain(pDecrypted, WipingDelete{static_cast<std::size_t>(std::max(nLength, 0L))});
     // A plain text is always shorter than its cipher text: as many bytes mean that the key did not parse.
     if (nLength < 0 || nLength >= len) return 0;
-    const WipeAtEnd wipe(pPlain.get(), static_cast<std::size_t>(nLength));
     return out.setBuffer(pPlain.get(), static_cast<unsigned int>(nLength)) == 0 ? 1 : 0;
 }
 

@@ -40,14 +40,18 @@ int CipherSize(long nLength, int nKeySize)
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(nKeySize) * nBlocks);
 }
 
-/// \return false when OpenSSL refuses a chunk; a negative length it would not even look at.
+/// \return false when OpenSSL refuses a chunk, or for a negative length, which it must not see; the thread's
+///         error queue says why.
 bool EncryptChunks(char* pOut, const char* pIn, long nLeft, RSA* pKey)
 {
     const long nChunk = RSA_size(pKey) - PADDING_SHARE;
     do {
         const long nBytes = std::min(nLeft, nChunk);
         ERR_clear_error();
-        if (nBytes < 0) return false;
+        if (nBytes < 0) {
+            ERR_raise(ERR_LIB_RSA, RSA_R_INVALID_MESSAGE_LENGTH);
+            return false;
+        }
         const int nWritten = RSA_public_encrypt(static_cast<int>(nBytes), AsBytes(pIn), AsBytes(pOut), pKey,
                                                 RSA_PKCS1_OAEP_PADDING);
         if (nWritten < 0) return false;
@@ -65,13 +69,17 @@ struct CipherInput {
 };
 
 /// Decrypts \p input block by block, as far as it goes. \p pOut has room for its bytes and for k.
-/// \return bytes of plain text, or FAILED; a rest shorter than a block is a failure too.
+/// \return bytes of plain text, or FAILED, and the thread's error queue says why. A rest shorter than a block
+///         is a failure that OpenSSL must not see: it would read a whole block.
 long DecryptBlocks(char* pOut, CipherInput& input, long nBlock, RSA* pKey)
 {
     const char* const pStart = pOut;
     do {
         ERR_clear_error();
-        if (nBlock < 1 || input.m_nLeft < nBlock) return FAILED;
+        if (nBlock < 1 || input.m_nLeft < nBlock) {
+            ERR_raise(ERR_LIB_RSA, RSA_R_DATA_TOO_SMALL);
+            return FAILED;
+        }
         const int nWritten = RSA_private_decrypt(static_cast<int>(nBlock), AsBytes(input.m_pNext),
                                                  AsBytes(pOut), pKey, RSA_PKCS1_OAEP_PADDING);
         if (nWritten < 0) return FAILED;
@@ -148,7 +156,7 @@ void RsaAlgorithm::Decrypt(char*& out, const char* in, long& len, const char* ke
     // OpenSSL writes to all of a block's room, even if only what was there before: a short input needs it
     // too.
     const auto nRoom = static_cast<std::size_t>(std::max(len, nKeySize));
-    std::unique_ptr<char[]> pPlain = ZeroedArray(nRoom);
+    WipedArray pPlain(ZeroedArray(nRoom).release(), WipingDelete{nRoom});
     const long nBlock = std::min(nKeySize, len);
     CipherInput input{in, len};
     AutoReleaseStrEx scratch;
@@ -158,8 +166,8 @@ void RsaAlgorithm::Decrypt(char*& out, const char* in, long& len, const char* ke
     }
     len = DecryptBlocks(pPlain.get(), input, nBlock, pKey.get());
     if (len == FAILED) {
+        pPlain.reset();  // the blocks before the refused one
         ReportRefusedBlock(scratch, input);
-        WipeBytes(pPlain.get(), nRoom);  // the blocks before the refused one
         return;
     }
     out = pPlain.release();

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <memory>
 
 #include "base/wipe.h"
 #include "nbihost/annexk.h"
@@ -12,14 +11,12 @@ namespace {
 
 constexpr int NULL_SOURCE = -1;
 constexpr int FAILED_COPY = -2;
-constexpr char MASK = '*';
 
 }  // namespace
 
 AutoReleaseString::~AutoReleaseString()
 {
-    const std::unique_ptr<char[]> pOld(m_pBuffer);
-    const WipeAtEnd wipe(m_pBuffer, m_nLength);
+    const WipedArray pOld(m_pBuffer, WipingDelete{m_nLength});
 }
 
 const char* AutoReleaseString::getBuffer() const
@@ -41,8 +38,7 @@ int AutoReleaseString::setBuffer(const char* data)
 int AutoReleaseString::setBuffer(const char* data, unsigned int len)
 {
     if (data == nullptr) return NULL_SOURCE;
-    const std::unique_ptr<char[]> pOld(m_pBuffer);  // until the end: data may point into it
-    const WipeAtEnd wipe(m_pBuffer, m_nLength);
+    const WipedArray pOld(m_pBuffer, WipingDelete{m_nLength});  // until the end: data may point into it
     m_pBuffer = nullptr;
     m_nLength = 0;
 
@@ -75,7 +71,7 @@ void PwdCtrlString::ClearStr()
 
 void PwdCtrlString::ClearStr(std::string& s)
 {
-    MaskText(s, MASK);
+    MaskText(s);
 }
 
 }  // namespace NS_UTIL

@@ -8,8 +8,8 @@
 #include <functional>
 #include <utility>
 
+#include "base/wipe.h"
 #include "nbihost/trim.h"
-#include "nbiutil/securebuffer.h"
 #include "util/addressreader.h"
 #include "util/digits.h"
 #include "util/integerreader.h"
@@ -162,7 +162,7 @@ bool SplitStringByXMLTag(const std::string& source, const std::string& tagName, 
 
 void ClearDBPara(std::map<std::string, std::string>& parameters)
 {
-    for (auto& parameter : parameters) PwdCtrlString::ClearStr(parameter.second);
+    for (auto& parameter : parameters) MaskText(parameter.second);
 }
 
 std::string ByteToHex(const void* pBytes, const int& nLength)

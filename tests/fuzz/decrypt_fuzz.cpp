@@ -23,7 +23,8 @@ struct Outcome {
     long m_nLength;
 };
 
-/// From an array of exactly the input's size, so that the address sanitizer sees every byte beyond.
+/// From an array of exactly the input's size, so that the address sanitizer sees what this library reads
+/// beyond; OpenSSL is not instrumented.
 Outcome Decrypt(const std::string& cipher, const std::string& key)
 {
     const std::unique_ptr<char[]> pIn(new char[cipher.size()]);

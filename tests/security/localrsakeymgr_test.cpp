@@ -1,9 +1,11 @@
 #include "nbiutil/localrsakeymgr.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/err.h>
 #include <openssl/rand.h>
+#include <openssl/rsa.h>
 
 #include <cstring>
 #include <memory>
@@ -18,6 +20,41 @@
 #include "support/heapwatch.h"
 #include "support/recordinghost.h"
 #include "support/rsakey.h"
+
+namespace {
+
+bool g_bErrorBehindTheKey = false;  // a generation that works leaves an error in the queue
+
+const nbitest::RecordingHost* g_pWatchedHost = nullptr;
+std::vector<std::size_t> g_CipherCallsAtRelease;  // for each RSA object that is freed
+
+template <class Function>
+Function* Real(Function*, const char* pName)
+{
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, pName));
+}
+
+}  // namespace
+
+extern "C" {
+
+__attribute__((visibility("default"))) int RSA_generate_key_ex(RSA* pKey, int nBits, BIGNUM* pExponent,
+                                                               BN_GENCB* pProgress)
+{
+    const int nResult = Real(&RSA_generate_key_ex, "RSA_generate_key_ex")(pKey, nBits, pExponent, pProgress);
+    if (g_bErrorBehindTheKey) ERR_raise(ERR_LIB_USER, ERR_R_MALLOC_FAILURE);
+    return nResult;
+}
+
+__attribute__((visibility("default"))) void RSA_free(RSA* pKey)
+{
+    if (g_pWatchedHost != nullptr && pKey != nullptr) {
+        g_CipherCallsAtRelease.push_back(g_pWatchedHost->CipherSelectors().size());
+    }
+    Real(&RSA_free, "RSA_free")(pKey);
+}
+
+}  // extern "C"
 
 namespace NS_UTIL {
 namespace {
@@ -157,6 +194,25 @@ TEST_F(LocalRsaKeyMgrTest, FailingCipherIsLoggedAndTheFinalCheckReportsIt)
             "[LocalRsaKeyMgr::CheckLocalRsaKey] Call encrypt failed, Call encrypt Fail. ErrCode=:, res<-3>"));
     EXPECT_EQ(lines[1].m_nLine, 225);
     EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 270);
+}
+
+TEST_F(LocalRsaKeyMgrTest, ErrorsOfOthersAreNotTheCiphers)
+{
+    m_Host.SetEncryptResult(-3);
+    g_bErrorBehindTheKey = true;
+    m_Manager.Init();
+    g_bErrorBehindTheKey = false;
+    ASSERT_EQ(m_Host.LogsAt("localrsakeymgr", 155).size(), 1u);
+    EXPECT_THAT(m_Host.LogsAt("localrsakeymgr", 155)[0].m_Text, ::testing::EndsWith("ErrCode=:, res<-3>"));
+}
+
+TEST_F(LocalRsaKeyMgrTest, PlainKeyIsGoneBeforeTheCheck)
+{
+    g_pWatchedHost = &m_Host;
+    m_Manager.Init();
+    g_pWatchedHost = nullptr;
+    EXPECT_EQ(g_CipherCallsAtRelease, (std::vector<std::size_t>{1, 1, 2}))
+        << "the new key and the public one before the private one is deciphered, then that";
 }
 
 TEST_F(LocalRsaKeyMgrTest, EmptyCipherTextCountsAsAHeldPrivateKey)

@@ -23,7 +23,8 @@ std::string Password(char first)
     return password;
 }
 
-/// The C++ library looks up its own functions late, whatever is done here: each once, with something harmless.
+/// The C++ library looks up its own functions late, whatever is done here: each once, with something
+/// harmless.
 void BindTheStandardLibrary()
 {
     std::string text(28, 'x');

@@ -11,6 +11,8 @@
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
+#include "security/opensslheap.h"
+#include "security/privateneedles.h"
 #include "support/heapwatch.h"
 #include "support/recordinghost.h"
 #include "support/rsakey.h"
@@ -20,6 +22,7 @@ namespace NS_UTIL {
 namespace {
 
 using nbitest::HeapWatch;
+using nbitest::PrivateNeedles;
 using nbitest::RecordingHost;
 using nbitest::RsaKey;
 
@@ -129,14 +132,15 @@ TEST_F(WipeTest, RefusedDecryptionWipesTheBlocksBeforeTheRefusedOne)
 /// The process's key pair, with what only the plain private key contains.
 class LocalKeyWipeTest : public WipeTest {
 protected:
+    void SetUp() override { ASSERT_TRUE(nbitest::g_bOpenSslOnTheWatchedHeap); }
     ~LocalKeyWipeTest() override { LocalRsaKeyMgr::Destroy(); }
 
-    /// The private key's version number before the modulus. The public key has the modulus too, without it.
-    static std::string PrivateBytes()
+    std::vector<std::string> Needles() const { return PrivateNeedles(m_Host.LastEnciphered()); }
+
+    void ExpectNoKeyIn(HeapWatch& watch) const
     {
-        const char* const pDer = LocalRsaKeyMgr::Instance()->GetLocalRsaPublicKey();
-        const std::string modulus(pDer + 4, 40);  // behind the sequence's own header
-        return std::string("\x02\x01\x00", 3) + modulus;
+        watch.Stop();
+        for (const std::string& needle : Needles()) EXPECT_EQ(watch.Sightings(needle), 0);
     }
 
     static std::string Cipher()
@@ -147,41 +151,46 @@ protected:
     }
 };
 
-TEST_F(LocalKeyWipeTest, PrivateBytesAreFoundWhereTheKeyIsPlain)
+TEST_F(LocalKeyWipeTest, NeedlesAreFoundWhereTheKeyIsPlain)
 {
-    const RsaKey key(2048);
-    const std::string publicKey = key.Public();
-    EXPECT_NE(key.Private().find(std::string("\x02\x01\x00", 3) + publicKey.substr(4, 40)),
-              std::string::npos);
+    const std::string plain = RsaKey(2048).Private();
+    int nFound = 0;
+    for (const std::string& needle : PrivateNeedles(plain)) {
+        if (plain.find(needle) != std::string::npos) ++nFound;
+    }
+    EXPECT_EQ(nFound, 3) << "private exponent and two primes";
+    const HeapWatch watch;
+    std::make_unique<std::string>(plain).reset();
+    EXPECT_GE(watch.Sightings(PrivateNeedles(plain)[0]), 1);
 }
 
 TEST_F(LocalKeyWipeTest, NoFreedBlockHoldsThePlainPrivateKey)
 {
-    const HeapWatch watch;
+    HeapWatch watch;
     ASSERT_EQ(LocalRsaKeyMgr::Instance()->Init(), 1);
     ASSERT_EQ(LocalRsaKeyMgr::Instance()->CheckLocalRsaKey(), 1);
-    EXPECT_EQ(watch.Sightings(PrivateBytes()), 0);
+    ExpectNoKeyIn(watch);
 }
 
 TEST_F(LocalKeyWipeTest, NoFreedBlockHoldsKeyOrSecretAfterADecryption)
 {
     ASSERT_EQ(LocalRsaKeyMgr::Instance()->Init(), 1);
     const std::string cipher = Cipher();
-    const HeapWatch watch;
+    HeapWatch watch;
     {
         AutoReleaseString out;
         ASSERT_EQ(LocalRsaKeyMgr::Instance()->DecryptByLocalRsaKey(out, cipher.data(),
                                                                    static_cast<long>(cipher.size())),
                   1);
     }
-    EXPECT_EQ(watch.Sightings(PrivateBytes()), 0);
+    ExpectNoKeyIn(watch);
     EXPECT_EQ(watch.Sightings(SECRET), 0);
 }
 
 TEST_F(LocalKeyWipeTest, NoStackHoldsThePlainPrivateKey)
 {
     const nbitest::StackWatch watch([] { LocalRsaKeyMgr::Instance()->Init(); });
-    EXPECT_FALSE(watch.Holds(PrivateBytes()));
+    for (const std::string& needle : Needles()) EXPECT_FALSE(watch.Holds(needle));
 }
 
 }  // namespace

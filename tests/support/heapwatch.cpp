@@ -20,7 +20,10 @@ std::atomic<long> g_nLive{0};
 
 thread_local std::size_t t_nMost = SIZE_MAX;
 thread_local std::size_t t_nRefused = 0;
-thread_local std::size_t t_nBeforeFailure = SIZE_MAX;
+
+constexpr int LEFTOVER = 0xA5;
+constexpr long NO_FAILURE = -1;
+thread_local long t_nUntilFailure = NO_FAILURE;
 
 void* Allocate(std::size_t nSize) noexcept
 {
@@ -28,9 +31,12 @@ void* Allocate(std::size_t nSize) noexcept
         t_nRefused = nSize;
         return nullptr;
     }
-    if (t_nBeforeFailure != SIZE_MAX && t_nBeforeFailure-- == 0) return nullptr;
+    if (t_nUntilFailure != NO_FAILURE && t_nUntilFailure-- == 0) return nullptr;
     void* const pBlock = std::malloc(nSize == 0 ? 1 : nSize);
-    if (pBlock != nullptr) g_nLive.fetch_add(1, std::memory_order_relaxed);
+    if (pBlock == nullptr) return nullptr;
+    // What was in a block before it came here is not what its user leaves in it.
+    memset(pBlock, LEFTOVER, malloc_usable_size(pBlock));
+    g_nLive.fetch_add(1, std::memory_order_relaxed);
     return pBlock;
 }
 
@@ -74,9 +80,14 @@ HeapWatch::HeapWatch()
     g_bWatching = true;
 }
 
-HeapWatch::~HeapWatch()
+void HeapWatch::Stop()
 {
     g_bWatching = false;
+}
+
+HeapWatch::~HeapWatch()
+{
+    Stop();
     for (std::size_t i = 0; i < KeptBlocks(); ++i) std::free(g_Freed[i]);
     g_nFreed = 0;
 }
@@ -108,14 +119,29 @@ std::size_t AllocationLimit::Refused() const
     return t_nRefused;
 }
 
-FailingAllocation::FailingAllocation(std::size_t nBefore)
+FailingAllocation::FailingAllocation(long nWork)
 {
-    t_nBeforeFailure = nBefore;
+    t_nUntilFailure = nWork;
 }
 
 FailingAllocation::~FailingAllocation()
 {
-    t_nBeforeFailure = SIZE_MAX;
+    t_nUntilFailure = NO_FAILURE;
+}
+
+bool FailingAllocation::HasFailed() const
+{
+    return t_nUntilFailure == NO_FAILURE;
+}
+
+WorkingAllocations::WorkingAllocations() : m_nUntilFailure(t_nUntilFailure)
+{
+    t_nUntilFailure = NO_FAILURE;
+}
+
+WorkingAllocations::~WorkingAllocations()
+{
+    t_nUntilFailure = m_nUntilFailure;
 }
 
 }  // namespace nbitest

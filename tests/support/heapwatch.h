@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
 #include <string>
 
 namespace nbitest {
@@ -17,6 +18,9 @@ public:
     ~HeapWatch();
     HeapWatch(const HeapWatch&) = delete;
     HeapWatch& operator=(const HeapWatch&) = delete;
+
+    /// Blocks that are freed from now on are not looked at.
+    void Stop();
 
     /// In how many of the blocks freed so far \p bytes stand.
     int Sightings(const std::string& bytes) const;
@@ -37,13 +41,48 @@ public:
     std::size_t Refused() const;
 };
 
-/// While it lives, the allocation of this thread that comes after \p nBefore others throws std::bad_alloc.
+/// While it lives, one allocation of this thread throws std::bad_alloc: the one behind the first nWork. One at
+/// a time per thread.
 class FailingAllocation {
 public:
-    explicit FailingAllocation(std::size_t nBefore);
+    explicit FailingAllocation(long nWork);
     ~FailingAllocation();
     FailingAllocation(const FailingAllocation&) = delete;
     FailingAllocation& operator=(const FailingAllocation&) = delete;
+
+    /// False when there were too few allocations.
+    bool HasFailed() const;
 };
+
+/// While it lives, no allocation of this thread fails, and none counts.
+class WorkingAllocations {
+public:
+    WorkingAllocations();
+    ~WorkingAllocations();
+    WorkingAllocations(const WorkingAllocations&) = delete;
+    WorkingAllocations& operator=(const WorkingAllocations&) = delete;
+
+private:
+    long m_nUntilFailure;
+};
+
+/// Calls \p work again and again, with one more allocation that works each time, until none fails. What the
+/// failure throws ends here; \p check is called after each.
+template <class Work, class Check>
+void FailEachAllocation(Work work, Check check)
+{
+    bool bFailed = true;
+    for (long nWork = 0; bFailed; ++nWork) {
+        {
+            const FailingAllocation failing(nWork);
+            try {
+                work();
+            } catch (const std::bad_alloc&) {
+            }
+            bFailed = failing.HasFailed();
+        }
+        check();
+    }
+}
 
 }  // namespace nbitest

@@ -41,6 +41,7 @@ struct State {
     std::map<std::string, CfgFile> m_CfgFiles;
     std::string m_Root;
     std::string m_DecryptedText;
+    std::string m_Enciphered;
     std::size_t m_nServiceLookups = 0;
     int m_nEncryptResult = 0;
     int m_nDecryptResult = 0;
@@ -320,6 +321,12 @@ void RecordingHost::SetDecryptedText(const std::string& text)
     g_State.m_DecryptedText = text;
 }
 
+std::string RecordingHost::LastEnciphered() const
+{
+    Lock lock(g_Mutex);
+    return g_State.m_Enciphered;
+}
+
 std::vector<unsigned int> RecordingHost::CipherSelectors() const
 {
     Lock lock(g_Mutex);
@@ -457,6 +464,7 @@ int tavoAESCipher::encryptEx(const std::string& plain, std::string& cipher, unsi
     g_State.m_CipherSelectors.push_back(nSelector);
     cipher.clear();
     if (g_State.m_nEncryptResult != 0) return g_State.m_nEncryptResult;
+    g_State.m_Enciphered = plain;
     cipher = nbitest::HexOf(plain);
     return 0;
 }

@@ -90,6 +90,8 @@ public:
     void SetEncryptResult(int nResult);  // not 0: the cipher text stays empty
     void SetDecryptResult(int nResult);
     void SetDecryptedText(const std::string& text);  // not empty: what every cipher text deciphers to
+    /// The plain text of the last encryptEx() that worked.
+    std::string LastEnciphered() const;
     /// The selectors of every cipher call, in order.
     std::vector<unsigned int> CipherSelectors() const;
 
