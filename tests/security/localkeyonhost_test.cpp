@@ -7,6 +7,7 @@
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
+#include "support/norandombytes.h"
 #include "support/rsakey.h"
 #include "support/tempdir.h"
 
@@ -45,6 +46,19 @@ TEST_F(LocalKeyOnHostTest, SecretOfAClientReachesTheServer)
               1);
     EXPECT_STREQ(out.getBuffer(), "a secret");
     EXPECT_EQ(m_Dir.Text("log"), "");
+}
+
+TEST_F(LocalKeyOnHostTest, DestroyAndInitStartOverWhenTheCipherHadNoRandomBytes)
+{
+    const auto IsKeyOrNonce = [](int nBytes) { return nBytes == 32 || nBytes == 12; };
+    {
+        const nbitest::NoRandomBytes noCipher(IsKeyOrNonce);
+        EXPECT_EQ(LocalRsaKeyMgr::Instance()->Init(), 0);
+    }
+    const std::string why = "Call encrypt Fail. ErrCode=:, res<" + std::to_string(nbihost::CIPHER_NO_RANDOM);
+    EXPECT_NE(m_Dir.Text("log").find(why), std::string::npos) << m_Dir.Text("log");
+    LocalRsaKeyMgr::Destroy();
+    EXPECT_EQ(LocalRsaKeyMgr::Instance()->Init(), 1);
 }
 
 TEST_F(LocalKeyOnHostTest, LogNamesNoSecretWhenACipherTextIsRefused)

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/err.h>
-#include <openssl/rand.h>
 #include <openssl/rsa.h>
 
 #include <cstring>
@@ -18,6 +17,7 @@
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
 #include "support/heapwatch.h"
+#include "support/norandombytes.h"
 #include "support/recordinghost.h"
 #include "support/rsakey.h"
 
@@ -60,6 +60,7 @@ namespace NS_UTIL {
 namespace {
 
 using nbitest::LogLine;
+using nbitest::NoRandomBytes;
 using nbitest::RecordingHost;
 using nbitest::RsaKey;
 using ::testing::IsEmpty;
@@ -236,27 +237,6 @@ TEST_F(LocalRsaKeyMgrTest, FailedCopyIsLoggedAndTheFinalCheckReportsIt)
     EXPECT_EQ(lines[1].m_nLine, 203);
     EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 270);
 }
-
-/// While it lives, OpenSSL gets no random bytes, and the error queue says ERR_R_INTERNAL_ERROR.
-class NoRandomBytes {
-public:
-    NoRandomBytes() : m_pOld(RAND_get_rand_method())
-    {
-        static const RAND_METHOD failing{nullptr, &Fail, nullptr, nullptr, &Fail, nullptr};
-        RAND_set_rand_method(&failing);
-    }
-    ~NoRandomBytes() { RAND_set_rand_method(m_pOld); }
-    NoRandomBytes(const NoRandomBytes&) = delete;
-    NoRandomBytes& operator=(const NoRandomBytes&) = delete;
-
-private:
-    static int Fail(unsigned char*, int)
-    {
-        ERR_raise(ERR_LIB_USER, ERR_R_INTERNAL_ERROR);
-        return 0;
-    }
-    const RAND_METHOD* m_pOld;
-};
 
 TEST_F(LocalRsaKeyMgrTest, FailedGenerationLeavesBothKeysEmpty)
 {

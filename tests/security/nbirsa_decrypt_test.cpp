@@ -64,10 +64,14 @@ thread_local bool GuardedArrays::t_bOn = false;
 }  // namespace
 
 // Not inlined: the compiler would take the malloc() in one for a mismatch with the other.
+[[gnu::noinline]] void* operator new[](std::size_t nSize, const std::nothrow_t&) noexcept
+{
+    return std::malloc(nSize > 0 ? nSize : 1);
+}
 [[gnu::noinline]] void* operator new[](std::size_t nSize)
 {
     if (GuardedArrays::IsOn()) return GuardedArrays::Make(nSize);
-    if (void* const pArray = std::malloc(nSize)) return pArray;
+    if (void* const pArray = operator new[](nSize, std::nothrow)) return pArray;
     throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete[](void* pArray) noexcept

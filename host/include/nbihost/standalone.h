@@ -24,6 +24,17 @@ public:
 /// The scale of LogSvcInterface::LogV's level in this host. Numbers outside it count as the nearest end.
 enum LogLevel { LOG_LEVEL_DEBUG = 0, LOG_LEVEL_INFO = 1, LOG_LEVEL_WARNING = 2, LOG_LEVEL_ERROR = 3 };
 
+/// What the operations of tavoAESCipher answer in this host. The log line of a key that cannot be enciphered
+/// shows the number.
+enum CipherResult {
+    CIPHER_DONE = 0,
+    CIPHER_FAILED = 1,     // the text is none of this process and selector, or OpenSSL does not work
+    CIPHER_NO_RANDOM = 2,  // no random bytes for a key or a nonce; the next call tries again
+    CIPHER_NO_MEMORY = 3,
+    CIPHER_TOO_LONG = 4,     // more than 64 MiB of plain text
+    CIPHER_KEY_USED_UP = 5,  // 2^32 texts have been enciphered; there is no other key until the process ends
+};
+
 /// What the program adds. Both may be left empty.
 struct HostHooks {
     /// Appends a prefix to \p line, which is a log line in the making. Called on the thread that logs, for
