@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <cerrno>
+#include <exception>
 #include <filesystem>
 #include <utility>
 
@@ -39,7 +40,7 @@ int ReadResourceFile(const std::string& path, std::string& text)
 namespace NS_BUNDLEMGR1 {
 
 bool GetAllCfgFrmFile(std::vector<NameValueStru>& pairs, const std::string& path, bool)
-{
+try {
     std::string text;
     if (ReadResourceFile(path, text) != 0) return false;
     // A zero byte would end the parse, and the pairs behind it would be lost without a word.
@@ -48,6 +49,8 @@ bool GetAllCfgFrmFile(std::vector<NameValueStru>& pairs, const std::string& path
         pairs.push_back({std::move(entry.m_Name), std::move(entry.m_Value)});
     }
     return true;
+} catch (const std::exception&) {
+    return false;  // out of memory: like every other file that cannot be read
 }
 
 std::string GetTAVOEnvironment()

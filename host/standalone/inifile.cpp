@@ -39,6 +39,7 @@ int ReadToEnd(int nFd, std::string& text)
         if (nRead == 0) return 0;
         if (nRead > 0) {
             text.append(chunk, static_cast<std::size_t>(nRead));
+            if (text.size() > MAX_FILE_BYTES) return EFBIG;
         } else if (errno != EINTR) {
             return errno;
         }
@@ -72,6 +73,7 @@ int ReadWholeFile(const std::string& path, std::string& text)
     if (::fstat(file.Get(), &status) != 0) return errno;
     if (S_ISDIR(status.st_mode)) return EISDIR;
     if (!S_ISREG(status.st_mode)) return EINVAL;
+    if (status.st_size > static_cast<off_t>(MAX_FILE_BYTES)) return EFBIG;
     text.clear();
     return ReadToEnd(file.Get(), text);
 }

@@ -14,9 +14,12 @@ struct IniEntry {
     std::string m_Value;
 };
 
+/// The longest file that is read.
+constexpr std::size_t MAX_FILE_BYTES = std::size_t{64} << 20;
+
 /// The bytes of a regular file.
 /// \return 0, or an error number: EISDIR for a directory, EINVAL for a pipe or a device, which could block or
-///         never end.
+///         never end, EFBIG beyond MAX_FILE_BYTES
 int ReadWholeFile(const std::string& path, std::string& text);
 
 /// All entries in file order, duplicates kept. Blanks around names and values go, everything else of a value

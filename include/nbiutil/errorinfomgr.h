@@ -5,8 +5,8 @@
 #include <ace/RW_Mutex.h>
 
 #include <atomic>
-#include <map>
 #include <string>
+#include <unordered_map>
 
 #include "nbiutil/export.h"
 
@@ -59,7 +59,8 @@ private:
     // Deliberate: nothing sets it. Callers load a language again to see files that have changed since.
     bool m_bLoaded = false;  // guarded by m_LoadLock
     ACE_RW_Mutex m_CatalogueLock;
-    std::map<unsigned long, std::string> m_Catalogue;  // guarded by m_CatalogueLock
+    // Hashed: requests look codes up all day, and nobody walks the codes in order.
+    std::unordered_map<unsigned long, std::string> m_Catalogue;  // guarded by m_CatalogueLock
 };
 
 }  // namespace NS_UTIL

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <deque>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -59,6 +60,24 @@ unsigned long CodeOf(const std::string& name)
     return std::strtoul(name.c_str(), nullptr, 0);
 }
 
+using Pairs = std::vector<NS_BUNDLEMGR1::NameValueStru>;
+
+/// What a resource file holds. A host that throws cannot read the file: the load goes on without it.
+/// \return false when it cannot be read; pairs that came before the failure stay
+bool ReadPairs(Pairs& pairs, const std::string& path)
+try {
+    return NS_BUNDLEMGR1::GetAllCfgFrmFile(pairs, path, true);
+} catch (...) {
+    return false;
+}
+
+void LogNotRead(const std::string& path)
+{
+    WriteLog(FILE_NOT_READ,
+             "[ErrorInfoMgr::ReadErrorInfoFrmCfg] Call GetAllCfgFrmFile error, failed to read file = %s",
+             path.c_str());
+}
+
 }  // namespace
 
 std::atomic<ErrorInfoMgr*> ErrorInfoMgr::m_pInstance{nullptr};
@@ -91,15 +110,16 @@ void ErrorInfoMgr::LoadErrorInfoFrmCfg(bool bEnglish)
 
 void ErrorInfoMgr::ReadErrorInfoFrmCfg(const std::string& path)
 {
-    std::vector<NS_BUNDLEMGR1::NameValueStru> pairs;
-    if (!NS_BUNDLEMGR1::GetAllCfgFrmFile(pairs, path, true)) {
-        WriteLog(FILE_NOT_READ,
-                 "[ErrorInfoMgr::ReadErrorInfoFrmCfg] Call GetAllCfgFrmFile error, failed to read file = %s",
-                 path.c_str());
-    }
-    const WriteGuard guard(m_CatalogueLock);
-    for (NS_BUNDLEMGR1::NameValueStru& pair : pairs) {
-        m_Catalogue[CodeOf(pair.m_Name)] = std::move(pair.m_Value);
+    Pairs pairs;
+    const bool bRead = ReadPairs(pairs, path);
+    if (!bRead) LogNotRead(path);
+    try {
+        const WriteGuard guard(m_CatalogueLock);
+        for (NS_BUNDLEMGR1::NameValueStru& pair : pairs) {
+            m_Catalogue[CodeOf(pair.m_Name)] = std::move(pair.m_Value);
+        }
+    } catch (const std::bad_alloc&) {
+        if (bRead) LogNotRead(path);  // the entries that found room stay
     }
 }
 

@@ -8,24 +8,20 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "support/lockfailure.h"
 #include "support/recordinghost.h"
 #include "support/testdirectory.h"
 
 namespace NS_UTIL {
 namespace {
 
-using nbitest::CanFailLocks;
-using nbitest::FailingLocks;
-using nbitest::LockKind;
 using nbitest::LogLine;
-using nbitest::NO_FAILING_LOCKS;
 using nbitest::RecordingHost;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAreArray;
@@ -330,62 +326,6 @@ TEST_F(ErrorInfoMgrTest, ReadersSeeAFileWholeOrNotAtAll)
     for (std::thread& reader : readers) reader.join();
     EXPECT_EQ(nTorn, 0);
     EXPECT_EQ(ReasonOf(LAST), "200");
-}
-
-TEST_F(ErrorInfoMgrLoadTest, LoadGoesOnWhenTheLoadLockFails)
-{
-    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
-    m_Host.SetCfgFile(StaticDataFile("en_US"), {{"3", "static"}});
-    ErrorInfoMgr* const pCatalogue = ErrorInfoMgr::Instance();
-    {
-        const FailingLocks failing(LockKind::WRITE, 1, EDEADLK);
-        pCatalogue->LoadErrorInfoFrmCfg(true);
-        EXPECT_EQ(failing.Left(), 0);
-    }
-    EXPECT_EQ(ReasonOf(3), "static");
-}
-
-TEST_F(ErrorInfoMgrLoadTest, EntriesOfAFileGoInWhenTheCatalogueLockFails)
-{
-    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
-    m_Host.SetCfgFile("f", {{"3", "entered"}});
-    ErrorInfoMgr* const pCatalogue = ErrorInfoMgr::Instance();
-    errno = 0;
-    {
-        const FailingLocks failing(LockKind::WRITE, 1, EDEADLK);
-        pCatalogue->ReadErrorInfoFrmCfg("f");
-    }
-    EXPECT_EQ(errno, EDEADLK);
-    EXPECT_EQ(ReasonOf(3), "entered");
-}
-
-TEST_F(ErrorInfoMgrTest, SetGoesOnWhenTheLockFailsAndLeavesTheErrorNumber)
-{
-    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
-    ErrorInfoMgr* const pCatalogue = ErrorInfoMgr::Instance();
-    errno = 0;
-    {
-        const FailingLocks failing(LockKind::WRITE, 1, EDEADLK);
-        pCatalogue->SetErrReasonByErrCode("x", 5);
-    }
-    EXPECT_EQ(errno, EDEADLK);
-    EXPECT_EQ(ReasonOf(5), "x");
-    EXPECT_THAT(m_Host.Logs(), IsEmpty());
-}
-
-TEST_F(ErrorInfoMgrTest, GetGoesOnWhenTheLockFailsAndLeavesTheErrorNumber)
-{
-    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
-    ErrorInfoMgr* const pCatalogue = ErrorInfoMgr::Instance();
-    pCatalogue->SetErrReasonByErrCode("x", 5);
-    std::string reason;
-    errno = 0;
-    {
-        const FailingLocks failing(LockKind::READ, 1, EAGAIN);
-        pCatalogue->GetErrReasonByErrCode(reason, 5);
-    }
-    EXPECT_EQ(errno, EAGAIN);
-    EXPECT_EQ(reason, "x");
 }
 
 }  // namespace

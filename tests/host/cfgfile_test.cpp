@@ -9,6 +9,7 @@
 
 #include "host/hostfixture.h"
 #include "nbihost/standalone.h"
+#include "support/heapwatch.h"
 
 namespace {
 
@@ -148,6 +149,39 @@ TEST_F(UnreadableTest, PipeIsAFailureAndDoesNotBlock)
 TEST_F(UnreadableTest, EndlessDeviceIsAFailure)
 {
     ExpectFailure("/dev/zero");
+}
+
+TEST_F(UnreadableTest, HugeFileIsAFailureByItsSize)
+{
+    const std::string path = WriteFile("stray.res", "1=a\n");
+    ASSERT_EQ(::truncate(path.c_str(), off_t{3} << 30), 0);
+    const nbitest::AllocationLimit limit(std::size_t{1} << 20);
+    ExpectFailure(path);
+    EXPECT_EQ(limit.Refused(), 0u) << "it was read";
+}
+
+TEST_F(UnreadableTest, FileThatGoesOnBeyondItsSizeIsAFailure)
+{
+    // A regular file that says it is empty, and has eight bytes for each page that there could be.
+    const std::string path = "/proc/self/pagemap";
+    if (::access(path.c_str(), R_OK) != 0) GTEST_SKIP() << "there is no such file";
+    const nbitest::AllocationLimit limit(std::size_t{256} << 20);
+    ExpectFailure(path);
+    EXPECT_EQ(limit.Refused(), 0u) << "more was read than may be";
+}
+
+TEST_F(UnreadableTest, FileThatFindsNoRoomIsAFailure)
+{
+    const std::string path = WriteFile("a.res", "1=" + std::string(100000, 'x') + "\n");
+    const nbitest::AllocationLimit limit(50000);
+    ExpectFailure(path);
+    EXPECT_NE(limit.Refused(), 0u);
+}
+
+TEST_F(CfgFileTest, LargestFileIsRead)
+{
+    std::string comment = "#" + std::string((std::size_t{64} << 20) - 6, 'x') + "\n";
+    EXPECT_EQ(Read(comment + "1=a\n"), (Pairs{{"1", "a"}}));
 }
 
 TEST_F(UnreadableTest, FileWithAZeroByteIsAFailure)

@@ -62,6 +62,18 @@ TEST_F(SettingsTest, DirectoryIsRefused)
     }
 }
 
+TEST_F(SettingsTest, HugeFileIsRefused)
+{
+    const std::string path = WriteConfig();
+    ASSERT_EQ(::truncate(path.c_str(), off_t{3} << 30), 0);
+    try {
+        const Host host(path);
+        FAIL() << "loaded";
+    } catch (const HostError& error) {
+        EXPECT_EQ(error.what(), path + ": cannot be read: File too large");
+    }
+}
+
 TEST_F(SettingsTest, UnreadableFileIsRefused)
 {
     const std::string path = WriteConfig();

@@ -5,9 +5,11 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -29,6 +31,7 @@ constexpr int LOG_INTERFACE = 7;
 struct CfgFile {
     std::vector<NS_BUNDLEMGR1::NameValueStru> m_Pairs;
     bool m_bResult = true;
+    bool m_bThrows = false;
 };
 
 struct State {
@@ -39,6 +42,7 @@ struct State {
     std::map<std::string, int> m_Ints;
     std::map<std::string, std::string> m_Strs;
     std::map<std::string, CfgFile> m_CfgFiles;
+    std::function<void()> m_OnLogCalls;
     std::string m_Root;
     std::string m_DecryptedText;
     std::string m_Enciphered;
@@ -73,6 +77,17 @@ std::string Format(const char* pFormat, std::va_list args)
     return text;
 }
 
+/// Without the lock: what is called may log, or ask the host.
+void CallLogAction()
+{
+    std::function<void()> action;
+    {
+        Lock lock(g_Mutex);
+        action = g_State.m_OnLogCalls;
+    }
+    if (action) action();
+}
+
 class RecordingLog : public NS_LOG_SERVICE1::LogSvcInterface {
 public:
     LogSvcInterface* CreateLogger(const char* pBundle, const char* pModel, const char* pLevel) override
@@ -87,6 +102,7 @@ public:
               std::va_list args) override
     {
         if (!g_bKeepLogs) return;
+        CallLogAction();
         LogLine line;
         line.m_File = pFile;
         line.m_Function = pFunction;
@@ -239,6 +255,12 @@ void RecordingHost::FailLogFactory(bool bFail)
     g_State.m_bFailFactory = bFail;
 }
 
+void RecordingHost::OnLogCalls(std::function<void()> action)
+{
+    Lock lock(g_Mutex);
+    g_State.m_OnLogCalls = std::move(action);
+}
+
 void RecordingHost::FailLogCalls(bool bFail)
 {
     Lock lock(g_Mutex);
@@ -295,6 +317,12 @@ void RecordingHost::SetCfgFile(const std::string& path,
 {
     Lock lock(g_Mutex);
     g_State.m_CfgFiles[path] = CfgFile{pairs, bResult};
+}
+
+void RecordingHost::FailCfgFile(const std::string& path)
+{
+    Lock lock(g_Mutex);
+    g_State.m_CfgFiles[path].m_bThrows = true;
 }
 
 std::vector<std::string> RecordingHost::CfgFilesRead() const
@@ -417,6 +445,7 @@ bool GetAllCfgFrmFile(std::vector<NameValueStru>& pairs, const std::string& path
     const auto found = g_State.m_CfgFiles.find(path);
     if (found == g_State.m_CfgFiles.end()) return false;
     pairs.insert(pairs.end(), found->second.m_Pairs.begin(), found->second.m_Pairs.end());
+    if (found->second.m_bThrows) throw std::bad_alloc();
     return found->second.m_bResult;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -61,6 +62,8 @@ public:
     void SetLogService(NS_LOG_SERVICE1::LogSvcInterface* pService);
     /// true: the factory operation throws.
     void FailLogFactory(bool bFail);
+    /// Every log call calls \p action first, on its thread.
+    void OnLogCalls(std::function<void()> action);
     /// true: every log call throws after it has been recorded.
     void FailLogCalls(bool bFail);
     /// The three factory texts of every successful or failed factory call, in order.
@@ -83,6 +86,8 @@ public:
     /// false.
     void SetCfgFile(const std::string& path, const std::vector<NS_BUNDLEMGR1::NameValueStru>& pairs,
                     bool bResult = true);
+    /// GetAllCfgFrmFile() throws std::bad_alloc for \p path, behind what SetCfgFile() says.
+    void FailCfgFile(const std::string& path);
     /// Every path that GetAllCfgFrmFile() was asked for, in order.
     std::vector<std::string> CfgFilesRead() const;
 
