@@ -15,13 +15,17 @@ namespace NS_UTIL {
 /// Catalogue from error code to reason text, in one language at a time. Entries are added and replaced, never
 /// removed: after a second language has been loaded, codes that only the first one has keep its text.
 /// Ownership: one per process, from the first Instance() to Destroy(); callers never delete it.
-/// Threads: any; readers share m_CatalogueLock, the entries of one file go in as one step.
-/// Errors: nothing thrown or returned; an unreadable file costs one log line. A lock that cannot be taken
-/// leaves its error number in errno, and the operation proceeds without it.
+/// Threads: any; readers share m_CatalogueLock, the entries of one file go in as one step. Threads that look
+/// codes up without a pause can keep a load waiting: the system's lock lets readers pass first.
+/// Errors: none is returned. A file that cannot be read, for lack of memory too, costs one log line, and a
+/// load goes on with the next; otherwise only a failing allocation throws. A lock that cannot be taken leaves
+/// its error number in errno, and the operation proceeds without it; what follows in a load may overwrite the
+/// number.
 class NBI_EXPORT ErrorInfoMgr {
 public:
     /// Null only when there is no catalogue yet and the static-object lock cannot be taken.
     static ErrorInfoMgr* Instance();
+    /// All reasons are lost. Nobody may use the catalogue meanwhile.
     static void Destroy();
     ErrorInfoMgr(const ErrorInfoMgr&) = delete;
     ErrorInfoMgr& operator=(const ErrorInfoMgr&) = delete;
@@ -30,7 +34,7 @@ public:
     /// if it is there, and then every other entry of R + "/../etc/nbires/<language>/", whatever its name or
     /// kind; last R + "/../nbi/corba/res/staticdata/<language>/errcode_TAVO_TDT.res". A later entry replaces
     /// an earlier one of the same code. Each call reads the files again.
-    /// \param bEnglish true: "en_US"; false: "zh_CN", in UTF-8.
+    /// \param bEnglish true: "en_US"; false: "zh_CN", in UTF-8
     void LoadErrorInfoFrmCfg(bool bEnglish);
 
     /// Reads one resource file: lines "code = text", as the host reads name/value files. A code is unsigned:
@@ -42,10 +46,14 @@ public:
     ///     ; what keeps a request from being taken on
     ///     0x4118000A = The limit of long-running tasks is reached.
     ///     1092091915 = The request was cancelled.
+    /// \param path as the host's GetAllCfgFrmFile() takes it
     void ReadErrorInfoFrmCfg(const std::string& path);
 
-    /// \param[out] reason the text of \p code, or "" when nothing has entered that code.
+    /// Looks a reason up; a miss is not logged.
+    /// \param[out] reason the text of \p code, or "" when nothing has entered that code
     void GetErrReasonByErrCode(std::string& reason, const unsigned long& code);
+
+    /// Enters the reason of \p code, or replaces it.
     void SetErrReasonByErrCode(const std::string& reason, const unsigned long& code);
 
 private:

@@ -15,6 +15,7 @@ namespace NS_UTIL {
 ///
 /// Ownership: the object owns the array until the next setBuffer() or its own end.
 /// Threads: none; an object belongs to one thread at a time.
+/// Errors: the results below; only a failing allocation throws.
 class NBI_EXPORT AutoReleaseString {
 public:
     /// Empty: no buffer, length 0.
@@ -23,20 +24,24 @@ public:
     AutoReleaseString(const AutoReleaseString&) = delete;
     AutoReleaseString& operator=(const AutoReleaseString&) = delete;
 
-    /// The payload and its terminating zero byte, or null when nothing was ever set.
+    /// The payload and its terminating zero byte.
+    /// \return null when nothing was ever set; valid until the next setBuffer()
     virtual const char* getBuffer() const;
 
     /// Bytes of payload, the terminating zero byte not counted.
     virtual unsigned int length() const;
 
-    /// Copies the zero-terminated text \p data through the other setBuffer(), a subclass's own included.
-    virtual int setBuffer(const char* data);
+    /// Copies a text through the other setBuffer(), a subclass's own included.
+    /// \param data zero-terminated
+    /// \return as the other one
+    [[nodiscard]] virtual int setBuffer(const char* data);
 
-    /// Replaces the content by \p len bytes at \p data, which may be a part of the present content.
+    /// Replaces the content. Throws when memory is short: the object is empty then, its old content wiped.
+    /// \param data may be a part of the present content
+    /// \param len  bytes at \p data
     /// \return 0; -1 when \p data is null, and nothing has changed; -2 when the host's bounds-checked fill or
-    ///         copy fails (beyond 256 MiB they usually do), and the payload is then \p len zero bytes.
-    ///         A failing allocation throws and leaves the object empty, its old content wiped.
-    virtual int setBuffer(const char* data, unsigned int len);
+    ///         copy fails (beyond 256 MiB they usually do), and the payload is then \p len zero bytes
+    [[nodiscard]] virtual int setBuffer(const char* data, unsigned int len);
 
 private:
     char* m_pBuffer = nullptr;  // m_nLength + 1 bytes
@@ -44,9 +49,12 @@ private:
 };
 
 /// A password text that is overwritten with '*' before it is released.
+/// Ownership: the object owns its copy; texts it is given stay the caller's, who wipes them.
 /// Threads: none; an object belongs to one thread at a time.
+/// Errors: only a failing allocation throws, and the object then holds nothing.
 class NBI_EXPORT PwdCtrlString {
 public:
+    /// Empty.
     PwdCtrlString() = default;
     ~PwdCtrlString();
     PwdCtrlString(const PwdCtrlString&) = delete;

@@ -13,16 +13,23 @@
 
 namespace NS_UTIL {
 
+/// The token under which a user is logged on: two numbers and three texts. Programs may derive from it; a
+/// record is deleted through this class too.
+/// Ownership: a value; it owns its texts, which are not wiped.
+/// Threads: none; an object belongs to one thread at a time.
+/// Errors: only a failing allocation throws.
 class NBI_EXPORT TokenInfo {
 public:
     /// Numbers 0, texts empty.
     TokenInfo() = default;
+    /// The five fields in their order.
     TokenInfo(const int& nNumber1, const int& nNumber2, const std::string& text1, const std::string& text2,
               const std::string& text3);
     TokenInfo(const TokenInfo& other) = default;
     TokenInfo& operator=(const TokenInfo& other) = default;
     virtual ~TokenInfo();
 
+    /// All five fields count, texts byte by byte.
     bool operator==(const TokenInfo& other) const;
     bool operator!=(const TokenInfo& other) const;
 
@@ -50,6 +57,9 @@ private:
 /// field rely on it; UserPara takes them over by name.
 /// The password is not wiped, neither when it is replaced nor at the end: code that has to let go of one
 /// keeps it in a UserPara.
+/// Ownership: a value; it owns its texts and its token.
+/// Threads: none; an object belongs to one thread at a time.
+/// Errors: only a failing allocation throws.
 class NBI_EXPORT User {
 public:
     /// Texts empty, numbers 0.
@@ -61,6 +71,7 @@ public:
     /// operator= for callers that want no result.
     void Assign(const User& other);
 
+    /// All ten fields count, the password included.
     bool operator==(const User& other) const;
     bool operator!=(const User& other) const;
 
@@ -99,14 +110,18 @@ private:
 };
 
 /// The parameters of a user as a caller hands them in. The record overwrites its password with '*' before it
-/// lets go of it; every copy of the record does so for its own.
+/// lets go of it; every copy of the record does so for its own, and one that cannot be made leaves none.
+/// Ownership: a value; it owns its texts. Texts that it was made of stay the caller's, who wipes them.
+/// Threads: none; an object belongs to one thread at a time.
+/// Errors: only a failing allocation throws.
 class NBI_EXPORT UserPara {
 public:
     /// All texts empty.
     UserPara() = default;
-    /// \param address IP address and port, parted at the last colon; without one, an IP address alone.
+    /// \param address IP address and port, parted at the last colon; without one, an IP address alone
     UserPara(const std::string& firstText, const std::string& secondText, const std::string& thirdText,
              const std::string& pwd, const std::string& address);
+    /// The six fields in their order.
     UserPara(const std::string& firstText, const std::string& secondText, const std::string& thirdText,
              const std::string& pwd, const std::string& ip, const std::string& port);
     UserPara(const UserPara& other);

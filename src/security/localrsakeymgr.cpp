@@ -1,6 +1,7 @@
 #include "nbiutil/localrsakeymgr.h"
 
 #include <openssl/bn.h>
+#include <openssl/evp.h>
 #include <openssl/ssl.h>
 
 #include <algorithm>
@@ -32,6 +33,8 @@ constexpr SourceMark NO_PRIVATE_KEY{MODULE, 237};
 constexpr int KEY_BITS = 2048;
 constexpr unsigned int CIPHER_SELECTOR = 19;  // key and mode of the host's cipher
 constexpr std::size_t DER_ROOM = 2048;        // a private key of KEY_BITS takes about 1,200
+
+constexpr const char* DIGITS = "0123456789abcdef";
 
 struct BignumDeleter {
     void operator()(BIGNUM* pNumber) const { BN_free(pNumber); }
@@ -181,6 +184,21 @@ int LocalRsaKeyMgr::DecryptByLocalRsaKey(AutoReleaseString& out, const char* in,
     // A plain text is always shorter than its cipher text: as many bytes mean that the key did not parse.
     if (nLength < 0 || nLength >= len) return 0;
     return out.setBuffer(pPlain.get(), static_cast<unsigned int>(nLength)) == 0 ? 1 : 0;
+}
+
+std::string LocalRsaKeyMgr::GetLocalRsaPublicKeyFingerprint() const
+{
+    if (m_pPublicKey == nullptr) return std::string();
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int nLength = 0;
+    EVP_Digest(m_pPublicKey.get(), static_cast<std::size_t>(m_nPublicKeyLen), digest, &nLength, EVP_sha256(),
+               nullptr);
+    std::string text;
+    for (const unsigned char* pByte = digest; pByte < digest + nLength; ++pByte) {
+        text += DIGITS[*pByte / 16];
+        text += DIGITS[*pByte % 16];
+    }
+    return text;
 }
 
 }  // namespace NS_UTIL

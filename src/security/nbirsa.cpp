@@ -1,5 +1,7 @@
 #include "nbiutil/nbirsa.h"
 
+#include <openssl/evp.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -88,6 +90,35 @@ long DecryptBlocks(char* pOut, CipherInput& input, long nBlock, RSA* pKey)
         input.m_nLeft -= nBlock;
     } while (input.m_nLeft > 0);
     return pOut - pStart;
+}
+
+// A longer modulus makes the check of its numbers a matter of seconds.
+constexpr int MAX_PUBLIC_BITS = 8192;
+constexpr std::size_t MAX_PUBLIC_DER =
+    4096;  // a modulus and an exponent of that length, and what is around them
+
+struct KeyDeleter {
+    void operator()(EVP_PKEY* pKey) const { EVP_PKEY_free(pKey); }
+    void operator()(EVP_PKEY_CTX* pContext) const { EVP_PKEY_CTX_free(pContext); }
+    void operator()(unsigned char* pDer) const { OPENSSL_free(pDer); }
+};
+using KeyPtr = std::unique_ptr<EVP_PKEY, KeyDeleter>;
+
+/// False where \p der has bytes behind the key, or spells it in another way than DER does.
+bool IsEncodingOf(const std::string& der, EVP_PKEY* pKey)
+{
+    unsigned char* pMade = nullptr;
+    const int nLength = i2d_PublicKey(pKey, &pMade);
+    const std::unique_ptr<unsigned char, KeyDeleter> pOwner(pMade);
+    return nLength > 0 && der.compare(0, std::string::npos, reinterpret_cast<const char*>(pMade),
+                                      static_cast<std::size_t>(nLength)) == 0;
+}
+
+bool HasSoundNumbers(EVP_PKEY* pKey)
+{
+    const std::unique_ptr<EVP_PKEY_CTX, KeyDeleter> pContext(
+        EVP_PKEY_CTX_new_from_pkey(nullptr, pKey, nullptr));
+    return pContext != nullptr && EVP_PKEY_public_check(pContext.get()) == 1;
 }
 
 /// Logs the failing block. \p scratch holds the input from then on, in the form that toHex() gives it, which
@@ -190,8 +221,22 @@ int RsaAlgorithm::RsaEncryptByPublicKey(AutoReleaseString& out, const AutoReleas
     scratch.Adopt(pCipher, nLength);
     if (nLength < 0) return 0;
     scratch.toHex();
-    out.setBuffer(scratch.getBuffer(), static_cast<unsigned int>(scratch.length()));
+    // Deliberate: not looked at. Callers take 1 for "encrypted", whatever their own buffers make of it.
+    static_cast<void>(out.setBuffer(scratch.getBuffer(), static_cast<unsigned int>(scratch.length())));
     return 1;
+}
+
+bool RsaAlgorithm::CheckPublicKey(const std::string& der, int minBits)
+{
+    if (der.size() > MAX_PUBLIC_DER) return false;
+    ERR_clear_error();
+    const unsigned char* pNext = AsBytes(der.data());
+    const KeyPtr pKey(d2i_PublicKey(EVP_PKEY_RSA, nullptr, &pNext, static_cast<long>(der.size())));
+    const bool bUsable = pKey != nullptr && EVP_PKEY_get_bits(pKey.get()) >= minBits &&
+                         EVP_PKEY_get_bits(pKey.get()) <= MAX_PUBLIC_BITS && IsEncodingOf(der, pKey.get()) &&
+                         HasSoundNumbers(pKey.get());
+    ERR_clear_error();
+    return bUsable;
 }
 
 }  // namespace NS_UTIL

@@ -36,7 +36,7 @@ void EncryptPayload(const std::string& payload)
     const std::string& key = nbitest::FuzzPublicKey();
     AutoReleaseString in;
     AutoReleaseString out;
-    in.setBuffer(payload.data(), static_cast<unsigned int>(payload.size()));
+    Demand(in.setBuffer(payload.data(), static_cast<unsigned int>(payload.size())) == 0, "room");
     const int nResult =
         RsaAlgorithm::RsaEncryptByPublicKey(out, in, key.data(), static_cast<int>(key.size()));
     Demand(nResult == (payload.size() <= nbitest::FUZZ_KEY_ROOM ? 1 : 0), "whether it fits into one block");
@@ -52,7 +52,7 @@ void EncryptUnder(const std::string& key)
 {
     AutoReleaseString in;
     AutoReleaseString out;
-    in.setBuffer("payload");
+    Demand(in.setBuffer("payload") == 0, "room");
     const int nResult =
         RsaAlgorithm::RsaEncryptByPublicKey(out, in, key.data(), static_cast<int>(key.size()));
     Demand(nResult == 0 || nResult == 1, "0 or 1");

@@ -89,8 +89,11 @@ protected:
 
 TEST_F(AllocationFailureTest, EveryAllocationFailsInTurn)
 {
-    EXPECT_EQ(FailEach([] { std::make_unique<int>(); }, {}), 1);
-    EXPECT_EQ(FailEach([] { std::make_unique<std::string>(LONG_TEXT); }, {}), 2);
+    const auto AllocateTwice = [] {
+        operator delete(operator new(1));  // an expression with new could be left out
+        operator delete(operator new(2));
+    };
+    EXPECT_EQ(FailEach(AllocateTwice, {}), 2);
 }
 
 /// Of either length: a short password lies inside its object, a long one in a block of its own.
@@ -164,9 +167,9 @@ TEST_P(PasswordAllocationTest, AutoReleaseString)
     const std::string& secret = GetParam();
     const auto Replace = [&] {
         auto pHeld = std::make_unique<AutoReleaseString>();
-        pHeld->setBuffer(secret.c_str());
-        pHeld->setBuffer(LONG_TEXT.c_str());
-        pHeld->setBuffer(secret.c_str());
+        EXPECT_EQ(pHeld->setBuffer(secret.c_str()), 0);
+        EXPECT_EQ(pHeld->setBuffer(LONG_TEXT.c_str()), 0);
+        EXPECT_EQ(pHeld->setBuffer(secret.c_str()), 0);
     };
     EXPECT_EQ(FailEach(Replace, {secret}), 4);
 }

@@ -82,7 +82,7 @@ TEST_F(LocalKeyOnHostTest, EncryptByTheLocalKeyNeedsNoKeyOfTheCaller)
     ASSERT_EQ(LocalRsaKeyMgr::Instance()->Init(), 1);
     AutoReleaseString in;
     AutoReleaseString out;
-    in.setBuffer("a secret");
+    ASSERT_EQ(in.setBuffer("a secret"), 0);
     EXPECT_EQ(RsaAlgorithm::RsaEncryptByPublicKey(out, in, nullptr, 0), 1);
     EXPECT_EQ(out.length(), 512u);
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <openssl/err.h>
 #include <openssl/rsa.h>
+#include <openssl/sha.h>
 
 #include <cstring>
 #include <memory>
@@ -279,11 +280,34 @@ TEST_F(LocalRsaKeyMgrTest, HalfAPairIsCheckedAsOne)
     EXPECT_EQ(m_Host.Logs(), Lines{Line(237, "[LocalRsaKeyMgr::CheckLocalRsaKey] private key is null")});
 }
 
+TEST_F(LocalRsaKeyMgrTest, FingerprintIsSha256OfThePublicKeyInHexadecimal)
+{
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyFingerprint(), "") << "before there is a key";
+    m_Manager.Init();
+    const std::string der = PublicDer();
+    unsigned char digest[32];
+    SHA256(reinterpret_cast<const unsigned char*>(der.data()), der.size(), digest);
+    std::string expected;
+    for (const unsigned int nByte : digest) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02x", nByte);
+        expected += digits;
+    }
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyFingerprint(), expected);
+    EXPECT_EQ(expected.size(), 64u);
+}
+
+TEST_F(LocalRsaKeyMgrTest, OwnPublicKeyPassesTheCheckOfPublicKeys)
+{
+    m_Manager.Init();
+    EXPECT_TRUE(RsaAlgorithm::CheckPublicKey(PublicDer(), 2048));
+}
+
 // DecryptByLocalRsaKey
 
 class DecryptByLocalRsaKeyTest : public LocalRsaKeyMgrTest {
 protected:
-    DecryptByLocalRsaKeyTest() { m_Out.setBuffer("old"); }
+    DecryptByLocalRsaKeyTest() { EXPECT_EQ(m_Out.setBuffer("old"), 0); }
 
     int Run(const std::string& cipher)
     {
@@ -308,7 +332,7 @@ TEST_F(DecryptByLocalRsaKeyTest, ReadsWhatOpenSslEncryptedForThePublicKey)
                       static_cast<unsigned int>(static_cast<unsigned char>(character)));
         hex += digits;
     }
-    m_Out.setBuffer("old");
+    ASSERT_EQ(m_Out.setBuffer("old"), 0);
     EXPECT_EQ(Run(hex), 1);
     EXPECT_EQ(OutText(), "a secret");
     EXPECT_THAT(m_Host.Logs(), IsEmpty());
@@ -376,7 +400,8 @@ TEST_F(DecryptByLocalRsaKeyTest, ThreadsDecryptAtOnce)
     for (std::string& result : results) {
         threads.emplace_back([&] {
             AutoReleaseString out;
-            m_Manager.DecryptByLocalRsaKey(out, cipher.data(), static_cast<long>(cipher.size()));
+            EXPECT_EQ(m_Manager.DecryptByLocalRsaKey(out, cipher.data(), static_cast<long>(cipher.size())),
+                      1);
             result.assign(out.getBuffer(), out.length());
         });
     }

@@ -253,7 +253,7 @@ TEST_F(RsaAlgorithmTest, ErrorsOfOthersAreNotReported)
 
 class RsaEncryptByPublicKeyTest : public RsaAlgorithmTest {
 protected:
-    RsaEncryptByPublicKeyTest() { m_In.setBuffer("secret"); }
+    RsaEncryptByPublicKeyTest() { EXPECT_EQ(m_In.setBuffer("secret"), 0); }
 
     int Run(const AutoReleaseString& in)
     {
@@ -279,14 +279,14 @@ TEST_F(RsaEncryptByPublicKeyTest, ResultIsTwiceTheCiphersLengthWithTwoDigits)
 
 TEST_F(RsaEncryptByPublicKeyTest, EmptyPayloadIsEncryptedToo)
 {
-    m_In.setBuffer("", 0);
+    ASSERT_EQ(m_In.setBuffer("", 0), 0);
     EXPECT_EQ(Run(m_In), 1);
     EXPECT_EQ(m_Out.length(), 512u);
 }
 
 TEST_F(RsaEncryptByPublicKeyTest, InputThatWasNeverSetGivesZero)
 {
-    m_Out.setBuffer("old");
+    ASSERT_EQ(m_Out.setBuffer("old"), 0);
     EXPECT_EQ(Run(AutoReleaseString()), 0);
     EXPECT_EQ(OutText(), "old");
     EXPECT_THAT(m_Host.Logs(), IsEmpty());
@@ -294,8 +294,8 @@ TEST_F(RsaEncryptByPublicKeyTest, InputThatWasNeverSetGivesZero)
 
 TEST_F(RsaEncryptByPublicKeyTest, InputThatIsTooLongGivesZeroAndLeavesTheOutput)
 {
-    m_Out.setBuffer("old");
-    m_In.setBuffer(std::string(215, 'x').c_str());
+    ASSERT_EQ(m_Out.setBuffer("old"), 0);
+    ASSERT_EQ(m_In.setBuffer(std::string(215, 'x').c_str()), 0);
     EXPECT_EQ(Run(m_In), 0);
     EXPECT_EQ(OutText(), "old");
     EXPECT_EQ(m_Host.LogsAt("nbirsa", 313).size(), 1u);
@@ -303,7 +303,7 @@ TEST_F(RsaEncryptByPublicKeyTest, InputThatIsTooLongGivesZeroAndLeavesTheOutput)
 
 TEST_F(RsaEncryptByPublicKeyTest, KeyThatDoesNotParseGivesOneAndLeavesTheOutput)
 {
-    m_Out.setBuffer("old");
+    ASSERT_EQ(m_Out.setBuffer("old"), 0);
     EXPECT_EQ(RsaAlgorithm::RsaEncryptByPublicKey(m_Out, m_In, "\x02\x01\x00", 3), 1);
     EXPECT_EQ(OutText(), "old");
     EXPECT_EQ(m_Host.LogsAt("nbirsa", 269).size(), 1u);

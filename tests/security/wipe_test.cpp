@@ -76,7 +76,7 @@ TEST_F(WipeTest, AutoReleaseStringWipesWhenTheNewBufferCannotBeHad)
     const HeapWatch watch;
     {
         const nbitest::AllocationLimit limit(0xFFFFFFFFU);
-        EXPECT_THROW(text.setBuffer("x", 0xFFFFFFFFU), std::bad_alloc);
+        EXPECT_THROW(static_cast<void>(text.setBuffer("x", 0xFFFFFFFFU)), std::bad_alloc);
         EXPECT_EQ(limit.Refused(), std::size_t{0x100000000U}) << "the size wrapped around";
     }
     EXPECT_EQ(watch.Sightings(SECRET), 0);

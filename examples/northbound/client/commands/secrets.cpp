@@ -167,7 +167,9 @@ void ReadSecret(AutoReleaseString& secret, const std::string& path)
     if (nLength > MAX_SECRET) {
         Refuse(ErrCode::BAD_ARGUMENT, "the secret is longer than " + std::to_string(MAX_SECRET) + " bytes");
     }
-    secret.setBuffer(room.m_Bytes, static_cast<unsigned int>(nLength));
+    if (secret.setBuffer(room.m_Bytes, static_cast<unsigned int>(nLength)) != 0) {
+        Refuse(ErrCode::INTERNAL, "the secret cannot be copied");
+    }
 }
 
 std::string EncryptedSecret(const Session& session, const std::string& path)
