@@ -6,10 +6,9 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)  # NBI_EXPORT makes a class visible
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
-if(NOT CMAKE_BUILD_TYPE)
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE)
     set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
 endif()
-set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 
 add_library(nbi_warnings INTERFACE)
 target_compile_options(nbi_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)

@@ -145,6 +145,16 @@ symbols)
         exit 1
     fi
 
+    # Operations that were added to classes which were there before: who uses them, finds them.
+    nm -D --defined-only -C "$library" | cut -c 20- >"$work/operations"
+    while read -r added; do
+        grep -qF "NS_UTIL::$added(" "$work/operations" || { echo "not shown: $added"; exit 1; }
+    done <<'ADDED'
+LocalRsaKeyMgr::DecryptByLocalRsaKey
+LocalRsaKeyMgr::GetLocalRsaPublicKeyFingerprint
+RsaAlgorithm::CheckPublicKey
+ADDED
+
     # Nothing of the libraries below the host shows through.
     if nm -D --defined-only -C "$host" | cut -c 20- |
         grep -vE 'NS_BUNDLEMGR1::|NS_LOG_SERVICE1::|nbihost::|tavoAESCipher::|__SetDirty|^(memcpy|memset|strncpy|snprintf)_s$'; then
@@ -188,6 +198,42 @@ otherhost)
         -DCMAKE_PREFIX_PATH="$work/otherprefix;$work/foreignhost"
     "$CMAKE" --build "$work/foreignprogram"
     "$work/foreignprogram/program"
+    ;;
+subproject)
+    # The library is a part of a larger project, on a host of that project's.
+    rm -rf "$work/subproject" "$work/subprefix"
+    "$CMAKE" -S "$source/tests/consumer/subproject" -B "$work/subproject" -DCMAKE_BUILD_TYPE=Debug \
+        -DNBIUTIL_SOURCE_DIR="$source" -DNBIUTIL_HOST=myhost
+    for part in TESTS EXAMPLES; do
+        grep -x "NBIUTIL_$part:BOOL=OFF" "$work/subproject/CMakeCache.txt"
+    done
+    "$CMAKE" --build "$work/subproject" --parallel 2
+    readelf -d "$work/subproject/nbiutil/libnbiutil.so" | grep NEEDED | grep myhost
+    "$work/subproject/program"
+    "$CMAKE" --install "$work/subproject" --prefix "$work/subprefix"
+    [ -n "$(find "$work/subprefix" -name nbiutilTargets.cmake)" ]
+    if grep -r myhost "$work/subprefix" --include='*.cmake'; then
+        echo "whoever finds the library looks for a target of the project that it was built in"
+        exit 1
+    fi
+    ;;
+flags)
+    # flags_of FOLDER ARGUMENT...: how the library's own sources are compiled.
+    flags_of() {
+        local folder=$work/$1
+        shift
+        rm -rf "$folder"
+        "$CMAKE" -S "$source" -B "$folder" -DNBIUTIL_TESTS=OFF -DNBIUTIL_EXAMPLES=OFF \
+            -DCMAKE_EXPORT_COMPILE_COMMANDS=ON "$@" >"$folder.log"
+        grep '"command"' "$folder/compile_commands.json" | grep hugetask
+    }
+    flags_of flags-default | grep -e '-O2 -DNDEBUG'
+    flags_of flags-given -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O1 -g1" >"$work/flags"
+    grep -e '-O1 -g1' "$work/flags"
+    if grep -e '-O2' "$work/flags"; then
+        echo "flags that were given are overwritten"
+        exit 1
+    fi
     ;;
 *)
     echo "unknown step $step"
