@@ -5,12 +5,14 @@
 #include <ace/RW_Mutex.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
-#include <unordered_map>
 
 #include "nbiutil/export.h"
 
 namespace NS_UTIL {
+
+class ReasonTable;
 
 /// Catalogue from error code to reason text, in one language at a time. Entries are added and replaced, never
 /// removed: after a second language has been loaded, codes that only the first one has keep its text.
@@ -57,8 +59,8 @@ public:
     void SetErrReasonByErrCode(const std::string& reason, const unsigned long& code);
 
 private:
-    ErrorInfoMgr() = default;  // private, and the destructor too: only Instance() makes one
-    ~ErrorInfoMgr() = default;
+    ErrorInfoMgr();  // private, and the destructor too: only Instance() makes one
+    ~ErrorInfoMgr();
 
     bool IsLoaded();
 
@@ -67,8 +69,7 @@ private:
     // Deliberate: nothing sets it. Callers load a language again to see files that have changed since.
     bool m_bLoaded = false;  // guarded by m_LoadLock
     ACE_RW_Mutex m_CatalogueLock;
-    // Hashed: requests look codes up all day, and nobody walks the codes in order.
-    std::unordered_map<unsigned long, std::string> m_Catalogue;  // guarded by m_CatalogueLock
+    const std::unique_ptr<ReasonTable> m_pCatalogue;  // guarded by m_CatalogueLock
 };
 
 }  // namespace NS_UTIL

@@ -56,7 +56,7 @@ public:
     /// Whether a public key that came from elsewhere can be used: one PKCS#1 structure in DER with nothing
     /// behind it, so that it has one fingerprint; an odd exponent above 1; and an odd modulus of \p minBits to
     /// 8,192 bits that is neither a prime nor a multiple of a small one. Whose key it is stays open: compare
-    /// fingerprints over another way. Takes milliseconds, and up to a second for the longest key.
+    /// fingerprints over another way. Takes milliseconds, and some tenths of a second for the longest key.
     /// \param der     all bytes of the key
     /// \param minBits 2048 is the least that is recommended today
     /// \return false also when memory is short; nothing is logged

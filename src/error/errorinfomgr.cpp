@@ -11,6 +11,7 @@
 
 #include "base/lockguard.h"
 #include "base/singleton.h"
+#include "error/reasontable.h"
 #include "log/log.h"
 #include "nbihost/cfgfile.h"
 
@@ -82,6 +83,12 @@ void LogNotRead(const std::string& path)
 
 std::atomic<ErrorInfoMgr*> ErrorInfoMgr::m_pInstance{nullptr};
 
+ErrorInfoMgr::ErrorInfoMgr() : m_pCatalogue(std::make_unique<ReasonTable>())
+{
+}
+
+ErrorInfoMgr::~ErrorInfoMgr() = default;
+
 ErrorInfoMgr* ErrorInfoMgr::Instance()
 {
     return InstanceIn(m_pInstance, [] { return new ErrorInfoMgr; });
@@ -116,7 +123,7 @@ void ErrorInfoMgr::ReadErrorInfoFrmCfg(const std::string& path)
     try {
         const WriteGuard guard(m_CatalogueLock);
         for (NS_BUNDLEMGR1::NameValueStru& pair : pairs) {
-            m_Catalogue[CodeOf(pair.m_Name)] = std::move(pair.m_Value);
+            m_pCatalogue->Set(CodeOf(pair.m_Name), std::move(pair.m_Value));
         }
     } catch (const std::bad_alloc&) {
         if (bRead) LogNotRead(path);  // the entries that found room stay
@@ -126,18 +133,17 @@ void ErrorInfoMgr::ReadErrorInfoFrmCfg(const std::string& path)
 void ErrorInfoMgr::GetErrReasonByErrCode(std::string& reason, const unsigned long& code)
 {
     const ReadGuard guard(m_CatalogueLock);
-    const auto found = m_Catalogue.find(code);
-    if (found == m_Catalogue.end()) {
-        reason.clear();
+    if (const std::string* const pFound = m_pCatalogue->Find(code)) {
+        reason = *pFound;
     } else {
-        reason = found->second;
+        reason.clear();
     }
 }
 
 void ErrorInfoMgr::SetErrReasonByErrCode(const std::string& reason, const unsigned long& code)
 {
     const WriteGuard guard(m_CatalogueLock);
-    m_Catalogue[code] = reason;
+    m_pCatalogue->Set(code, reason);
 }
 
 }  // namespace NS_UTIL

@@ -203,7 +203,7 @@ subproject)
     # The library is a part of a larger project, on a host of that project's.
     rm -rf "$work/subproject" "$work/subprefix"
     "$CMAKE" -S "$source/tests/consumer/subproject" -B "$work/subproject" -DCMAKE_BUILD_TYPE=Debug \
-        -DNBIUTIL_SOURCE_DIR="$source" -DNBIUTIL_HOST=myhost
+        -DNBIUTIL_SOURCE_DIR="$source"
     for part in TESTS EXAMPLES; do
         grep -x "NBIUTIL_$part:BOOL=OFF" "$work/subproject/CMakeCache.txt"
     done
