@@ -269,7 +269,7 @@ TEST_F(StaticDescXMLParserTest, FileIsOpenAboveTheStandardStreamsAndNotForChildr
 }
 
 /// True when the parse needed no more than \p nBefore allocations; nothing is left of it either way.
-bool ParsesWith(std::size_t nBefore, const std::string& text)
+bool ParsesWith(long nBefore, const std::string& text)
 {
     const Silence silence;
     const long nLive = nbitest::LiveAllocations();
@@ -290,10 +290,10 @@ TEST_F(StaticDescXMLParserTest, EveryAllocationThatFailsThrowsBadAllocAndLeaksNo
 {
     const std::string text = "<root><element_with_a_long_name a='1' b='" + std::string(150, 'v') +
                              "'><inner/><inner k='20 characters of it'/></element_with_a_long_name></root>";
-    std::size_t nAllocations = 0;
+    long nAllocations = 0;
     while (!ParsesWith(nAllocations, text)) ++nAllocations;
     // The arrays of items (2), items (3), elements (3), their nodes (3) and lists (2), a long name, open elements (3).
-    EXPECT_EQ(nAllocations, 17U);
+    EXPECT_EQ(nAllocations, 17);
 }
 
 class StaticDescXMLParserLengthTest : public ::testing::Test {
