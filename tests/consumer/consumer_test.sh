@@ -33,7 +33,7 @@ printed() { sed -n "/^$1 /s|/opt/nbiutil|$2|gp" "$source/README.md"; }
 marks() {
     {
         grep -hoE '(class|struct) NBI_EXPORT [A-Za-z_]+' "$@" | awk '{ print $3 }'
-        grep -hoE '^NBI_EXPORT [^(]*' "$@" | grep -oE '[A-Za-z0-9]+[^A-Za-z0-9 ]*$' | grep -oE '[A-Za-z0-9]+'
+        grep -hoE '^(\[\[nodiscard\]\] )?NBI_EXPORT [^(]*' "$@" | grep -oE '[A-Za-z0-9]+[^A-Za-z0-9 ]*$' | grep -oE '[A-Za-z0-9]+'
     } | sort -u
 }
 

@@ -70,7 +70,8 @@ protected:
         for (const std::string& needle : needles) EXPECT_EQ(watch.Sightings(needle), 0);
     }
 
-    /// Lets \p work fail at each of its allocations. \return how often.
+    /// Lets \p work fail at each of its allocations.
+    /// \return how often
     static int FailEach(const std::function<void()>& work, const std::vector<std::string>& needles)
     {
         int nTimes = 0;
