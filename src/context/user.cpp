@@ -67,11 +67,7 @@ UserPara::UserPara(const std::string& firstText, const std::string& secondText, 
 
 UserPara::UserPara(const std::string& firstText, const std::string& secondText, const std::string& thirdText,
                    const std::string& pwd, const std::string& ip, const std::string& port)
-    : m_FirstText(firstText),
-      m_SecondText(secondText),
-      m_ThirdText(thirdText),
-      m_IP(ip),
-      m_Port(port)
+    : m_FirstText(firstText), m_SecondText(secondText), m_ThirdText(thirdText), m_IP(ip), m_Port(port)
 {
     m_Pwd = pwd;  // last: a copy that fails behind it would free it unwiped
 }

@@ -3,8 +3,8 @@
 #include <malloc.h>
 #include <string.h>
 
-#include <array>
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
