@@ -10,12 +10,14 @@ namespace NS_UTIL {
 namespace {
 
 /// How many workers are on their way, and in which process: one word, since a child of fork() starts from zero
-/// while several of its threads may be about to count.
-struct Count {
+/// while several of its threads may be about to count. Aligned as a whole, so that every compiler reads and swaps it
+/// with one instruction instead of calling a library for it.
+struct alignas(sizeof(pid_t) + sizeof(int)) Count {
     pid_t m_nProcess;
     int m_nWorkers;
 };
 std::atomic<Count> g_OnTheirWay{Count{0, 0}};
+static_assert(std::atomic<Count>::is_always_lock_free);
 
 int WorkersOnTheirWay(pid_t nProcess)
 {
