@@ -65,11 +65,15 @@ pkgconfig)
     says_hello "$work/pkgconfig" "$(cd "$work/pkgconfig" && bash -c "$line")"
     ;;
 pages)
-    # Every C++ block of the guide compiles, after the lines of a comment "compiled after" in front of it.
+    # Every C++ block of the guide compiles, after the lines of a comment "compiled after" in front of it. Those that are
+    # taken from files are compiled there.
     rm -rf "$work/pages"
     mkdir -p "$work/pages"
     find "$source/README.md" "$source/docs" -name '*.md' -exec awk -v to="$work/pages" '
-        FNR == 1 { inside = 0; before = "" }
+        FNR == 1 { inside = 0; before = ""; taken = 0 }
+        /^<!-- taken from / { taken = 1; next }
+        taken && $0 == "```cpp" { next }
+        taken && /^```/ { taken = 0; next }
         $0 == "<!-- compiled after" { collecting = 1; before = ""; next }
         collecting && $0 == "-->" { collecting = 0; next }
         collecting { before = before $0 "\n"; next }
