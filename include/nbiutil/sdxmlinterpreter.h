@@ -98,6 +98,13 @@ public:
     virtual int AppXMLParseFunc(const TEParserKey& key, const XMLTag& tag, TEParserPara* para);
 };
 
+/// Why a file could not be parsed.
+struct XMLParseFailure {
+    std::string m_File;    ///< as it was given to the parser
+    int m_nLine = 0;       ///< from 1; 0 where no line is to blame
+    std::string m_Reason;  ///< for people: "mismatched tag", "cannot be read: No such file or directory"
+};
+
 /// Entry point for static-description files: one per process, from the first Instance() to Destroy().
 /// Threads: registration, look-ups, macros and lists from any. Parse files from one thread: a document is
 /// dispatched under the file name stored last, which may be another thread's.
@@ -157,6 +164,11 @@ public:
     /// make a hundred times of a file, and more than 64 KiB, are an error of the file. Deliberate: a file cut off in the middle is parsed up to the cut, unless its
     /// length is a multiple of 256 bytes; see StaticDescXMLParser.
     int ParseXMLFile(const char* path);
+
+    /// The same, for callers who want to know why: what is on standard output is there as well.
+    /// \param[in,out] failures gets the failures appended, in their order: of this file, and of all that are
+    ///                         parsed by this thread meanwhile, as included ones are
+    int ParseXMLFile(const char* path, std::vector<XMLParseFailure>& failures);
 
     /// Parses a text in memory and hands its document element to the interpreter registered under the file
     /// name stored last.

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <list>
 #include <string>
+#include <string_view>
 
 #include "nbiutil/export.h"
 
@@ -77,5 +78,9 @@ public:
                                         ///< null pointer; null for an element without attributes
     XMLTagList* m_pChildren = nullptr;  ///< children in document order; null for a leaf
 };
+
+/// The value of the first attribute of \p tag that is called \p name. It belongs to the tag.
+/// \return null when there is none, or none with a value
+NBI_EXPORT const char* Attribute(const XMLTag& tag, std::string_view name);
 
 }  // namespace NS_UTIL

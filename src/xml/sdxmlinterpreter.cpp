@@ -73,6 +73,29 @@ private:
 };
 thread_local const ActiveFile* ActiveFile::m_pInnermost = nullptr;
 
+/// Where the failures of this thread's files go, for as long as the object lives.
+class Collector {
+public:
+    explicit Collector(std::vector<XMLParseFailure>& failures) : m_pOuter(m_pInnermost)
+    {
+        m_pInnermost = &failures;
+    }
+    ~Collector() { m_pInnermost = m_pOuter; }
+    Collector(const Collector&) = delete;
+    Collector& operator=(const Collector&) = delete;
+
+    /// To the innermost list, if anybody asked for one.
+    static void Add(XMLParseFailure failure)
+    {
+        if (m_pInnermost != nullptr) m_pInnermost->push_back(std::move(failure));
+    }
+
+private:
+    static thread_local std::vector<XMLParseFailure>* m_pInnermost;
+    std::vector<XMLParseFailure>* const m_pOuter;
+};
+thread_local std::vector<XMLParseFailure>* Collector::m_pInnermost = nullptr;
+
 void DefineMacros(const XMLTag& tag, SDXMLInterpreterMgr& mgr)
 {
     for (XMLItem** ppItem = tag.m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) {
@@ -89,10 +112,8 @@ void Include(const XMLTag& tag, SDXMLInterpreterMgr& mgr)
 /// What names a document's interpreter within its file: "/" and a name, or nothing.
 std::string InterpreterSuffix(const XMLTag& root)
 {
-    if (root.m_Name != ROOT_TAG || root.m_pItems == nullptr) return "";
-    XMLItem** ppItem = root.m_pItems;
-    while (*ppItem != nullptr && std::strcmp((*ppItem)->m_pName, INTERPRETER_ATTRIBUTE) != 0) ++ppItem;
-    return *ppItem == nullptr ? "" : std::string("/") + (*ppItem)->m_pValue;
+    const char* const pName = root.m_Name == ROOT_TAG ? Attribute(root, INTERPRETER_ATTRIBUTE) : nullptr;
+    return pName == nullptr ? "" : std::string("/") + pName;
 }
 
 }  // namespace
@@ -307,22 +328,33 @@ int SDXMLInterpreterMgr::ParseXMLFile(const char* path)
     const char* const pPath = Shown(path);
     if (ActiveFile::Depth() == MOST_NESTED_FILES) {
         std::printf("[ParseXMLFile] includes nested too deep: %s\n", pPath);
+        Collector::Add({pPath, 0, "is included too deep, which is left out"});
         return -1;
     }
     struct stat status = {};
     const bool bThere = stat(pPath, &status) == 0;
     if (bThere && ActiveFile::Contains(status.st_dev, status.st_ino)) {
         std::printf("[ParseXMLFile] File %s is being parsed already\n", pPath);
+        Collector::Add({pPath, 0, "includes itself, which is left out"});
         return -1;
     }
     const ActiveFile active(status.st_dev, status.st_ino);
     StaticDescXMLParser parser;
-    if (parser.ParseFile(pPath) != 0) return -1;
+    if (parser.ParseFile(pPath) != 0) {
+        Collector::Add(parser.Failure());
+        return -1;
+    }
     setFileName(pPath);
     // Deliberate: a file that parses is a success whatever became of its document. Callers load files for
     // which no interpreter is registered, and go on.
     Dispatch(parser.Root());
     return 0;
+}
+
+int SDXMLInterpreterMgr::ParseXMLFile(const char* path, std::vector<XMLParseFailure>& failures)
+{
+    const Collector collector(failures);
+    return ParseXMLFile(path);
 }
 
 bool SDXMLInterpreterMgr::ParseXMLBuffer(const void* data, unsigned long length)

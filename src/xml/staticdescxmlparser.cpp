@@ -1,6 +1,7 @@
 #include "xml/staticdescxmlparser.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <iterator>
@@ -95,10 +96,12 @@ int StaticDescXMLParser::RunsIn(const char* pText, int nLength) const
 
 int StaticDescXMLParser::ParseFile(const char* pPath)
 {
+    m_Failure = {pPath, 0, "the parser has no memory"};
     if (!Create()) return -1;
     m_FileName = pPath;
     const FileStream pFile = OpenForReading(pPath);
     if (!pFile) {
+        m_Failure.m_Reason = std::string("cannot be read: ") + std::strerror(errno);
         std::printf("[ParseFile] Call fopen file name %s error\n", pPath);
         return -1;
     }
@@ -172,6 +175,8 @@ void StaticDescXMLParser::PrintParseError()
     const int nLine = static_cast<int>(GetCurrentLineNumber());
     std::printf("[PrintParseError] Parse error in file [%s], at line [%d]:\n[%s]\n", m_FileName.c_str(),
                 nLine, pText);
+    m_Failure.m_nLine = nLine;
+    m_Failure.m_Reason = pText;
 }
 
 }  // namespace NS_UTIL

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "nbiutil/sdxmlinterpreter.h"
 #include "nbiutil/xmltag.h"
 #include "xml/expatimpl.h"
 
@@ -26,6 +27,9 @@ public:
     /// pData is a zero-terminated text.
     /// \return false, without a line about it, when expat refuses the text.
     bool ParseText(const void* pData, unsigned long nLength);
+
+    /// Why ParseFile() answered -1.
+    const XMLParseFailure& Failure() const { return m_Failure; }
 
     /// The document element; an element without a name when the document has not come so far.
     const XMLTag& Root() const { return m_Root; }
@@ -49,10 +53,11 @@ private:
 
     XMLTag m_Root;
     std::vector<XMLTag*> m_Open;  // elements that are open, the innermost last
-    std::string m_FileName;       // for error lines; empty when no file is being parsed
-    std::size_t m_nRoom = 0;      // what expat is given at once; 0 when no file is being parsed
-    std::size_t m_nGiven = 0;     // bytes of the file that expat has
-    std::size_t m_nParsed = 0;    // of them, those before the token that is incomplete
+    XMLParseFailure m_Failure;
+    std::string m_FileName;     // for error lines; empty when no file is being parsed
+    std::size_t m_nRoom = 0;    // what expat is given at once; 0 when no file is being parsed
+    std::size_t m_nGiven = 0;   // bytes of the file that expat has
+    std::size_t m_nParsed = 0;  // of them, those before the token that is incomplete
 };
 
 }  // namespace NS_UTIL

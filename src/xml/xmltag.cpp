@@ -175,4 +175,12 @@ void XMLTag::print(int maxDepth) const
     print(nDepth, maxDepth);
 }
 
+const char* Attribute(const XMLTag& tag, std::string_view name)
+{
+    for (XMLItem** ppItem = tag.m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) {
+        if ((*ppItem)->m_pName != nullptr && name == (*ppItem)->m_pName) return (*ppItem)->m_pValue;
+    }
+    return nullptr;
+}
+
 }  // namespace NS_UTIL

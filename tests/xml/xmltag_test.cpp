@@ -411,5 +411,32 @@ TEST(XMLTagDepthTest, WideAndDeepTreeIsDestroyedOnASmallStack)
     });
 }
 
+TEST_F(XMLTagTest, AttributeIsFoundByItsWholeName)
+{
+    SetItem(m_Root, "name", "value", "shown");
+    EXPECT_STREQ(Attribute(m_Root, "name"), "value");
+    EXPECT_EQ(Attribute(m_Root, "nam"), nullptr);
+    EXPECT_EQ(Attribute(m_Root, "names"), nullptr);
+    EXPECT_EQ(Attribute(m_Root, ""), nullptr);
+}
+
+TEST_F(XMLTagTest, AttributeOfAnElementWithoutAnyOrWithHalfOnesIsNull)
+{
+    EXPECT_EQ(Attribute(m_Root, "name"), nullptr);
+    m_Root.m_pItems = new XMLItem* [3] {};
+    m_Root.m_pItems[0] = new XMLItem;
+    m_Root.m_pItems[1] = new XMLItem;
+    m_Root.m_pItems[1]->m_pName = NewText("name");
+    EXPECT_EQ(Attribute(m_Root, "name"), nullptr);
+}
+
+TEST_F(XMLTagTest, FirstOfTwoAttributesOfOneNameCounts)
+{
+    m_Root.m_pItems = new XMLItem* [3] {};
+    m_Root.m_pItems[0] = XMLItem::Make("name", "first");
+    m_Root.m_pItems[1] = XMLItem::Make("name", "second");
+    EXPECT_STREQ(Attribute(m_Root, "name"), "first");
+}
+
 }  // namespace
 }  // namespace NS_UTIL
