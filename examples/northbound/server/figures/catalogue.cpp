@@ -7,15 +7,14 @@
 #include <set>
 
 #include "nbiutil/sdxmlinterpreter.h"
-#include "server/figures/capturedoutput.h"
 #include "server/figures/descriptions.h"
-#include "server/figures/parsereport.h"
 
 namespace northbound {
 namespace {
 
 namespace fs = std::filesystem;
 using NS_UTIL::SDXMLInterpreterMgr;
+using NS_UTIL::XMLParseFailure;
 
 /// The library looks the paths of includes up in the working directory. This makes it the folder of the main
 /// file for as long as it lives, wherever the server was started. An unreadable folder changes nothing: the
@@ -50,14 +49,14 @@ struct ManagerScope {
 
 /// Parses the files and hands them to the interpreters.
 /// \return the failures of the parser
-std::vector<ParseFailure> Parse(const std::string& mainFile, Draft& draft)
+std::vector<XMLParseFailure> Parse(const std::string& mainFile, Draft& draft)
 {
     const ManagerScope manager;
     const WorkingDirectory directory(fs::path(mainFile).parent_path());
-    CapturedOutput output;
+    std::vector<XMLParseFailure> failures;
     RegisterMainFile(mainFile, draft);
-    SDXMLInterpreterMgr::Instance()->ParseXMLFile(mainFile.c_str());
-    return FailuresIn(output.End());
+    SDXMLInterpreterMgr::Instance()->ParseXMLFile(mainFile.c_str(), failures);
+    return failures;
 }
 
 /// A document for which nobody is registered parses, and nothing comes of it.
@@ -80,9 +79,10 @@ Catalogue LoadCatalogue(const std::string& mainFile)
     Catalogue catalogue;
     const fs::path folder = fs::path(mainFile).parent_path();
     std::set<std::string> failed;
-    for (const ParseFailure& failure : Parse(mainFile, draft)) {
+    for (const XMLParseFailure& failure : Parse(mainFile, draft)) {
         failed.insert(failure.m_File);
-        catalogue.m_Problems.push_back((folder / failure.m_File).string() + ": " + failure.m_Reason);
+        const std::string line = failure.m_nLine == 0 ? "" : "line " + std::to_string(failure.m_nLine) + ": ";
+        catalogue.m_Problems.push_back((folder / failure.m_File).string() + ": " + line + failure.m_Reason);
     }
     ReportUninterpreted(failed, draft);
     for (const Draft::Problem& problem : draft.m_Problems) {

@@ -19,9 +19,8 @@ struct Catalogue {
 /// Reads a description file and those that it includes. What is wrong is left out and reported, the rest is
 /// in the catalogue: a single figure, a table, or everything if it is \p mainFile that does not parse.
 ///
-/// To be called before the process has other threads: it changes the working directory and standard output
-/// for as long as it runs. What the parser prints is on standard output afterwards. Uses, and destroys, the
-/// process's SDXMLInterpreterMgr.
+/// To be called before the process has other threads: it changes the working directory for as long as it runs.
+/// The parser prints to standard output. Uses, and destroys, the process's SDXMLInterpreterMgr.
 /// \param mainFile an absolute path; the relative paths of its includes start at its folder
 Catalogue LoadCatalogue(const std::string& mainFile);
 

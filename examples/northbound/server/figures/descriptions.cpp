@@ -57,13 +57,7 @@ public:
     {
     }
 
-    const char* Find(const std::string& name) const
-    {
-        for (XMLItem** pp = m_Tag.m_pItems; pp != nullptr && *pp != nullptr; ++pp) {
-            if (name == (*pp)->m_pName) return (*pp)->m_pValue;
-        }
-        return nullptr;
-    }
+    const char* Find(const std::string& name) const { return NS_UTIL::Attribute(m_Tag, name); }
 
     std::string Text(const std::string& name) const
     {
