@@ -175,6 +175,23 @@ TEST(InstanceInTest, AfterAMakerThatThrowsTheNextOneIsAsked)
     EXPECT_EQ(slot, &object);
 }
 
+TEST(DestroyInTest, WhatTheObjectUsesAtItsEndFindsItInItsPlace)
+{
+    int object = 0;
+    std::atomic<int*> slot{&object};
+    DestroyIn(slot, [&](int* pObject) { EXPECT_EQ(slot, pObject); });
+    EXPECT_EQ(slot, nullptr);
+}
+
+TEST(DestroyInTest, WithoutAnObjectNoLockIsTaken)
+{
+    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
+    std::atomic<int*> slot{nullptr};
+    const FailingLocks failing(LockKind::MUTEX);
+    DestroyIn(slot, [](int* /*pObject*/) {});
+    EXPECT_EQ(failing.Left(), 1);
+}
+
 TEST(DestroyInTest, ObjectIsDeletedOnce)
 {
     int object = 0;

@@ -26,7 +26,7 @@
 namespace nbitest {
 namespace {
 
-constexpr int LOG_INTERFACE = 7;
+constexpr int LOG_INTERFACE = 0;  // the lowest there is
 
 struct CfgFile {
     std::vector<NS_BUNDLEMGR1::NameValueStru> m_Pairs;
