@@ -92,6 +92,19 @@ pages)
             "$block" || { head -n 1 "$block"; exit 1; }
     done
     ;;
+make)
+    readme "$work/make"
+    cp "$source/tests/consumer/make/Makefile" "$work/make/"
+    PKG_CONFIG_PATH=$(libdir)/pkgconfig make -C "$work/make"
+    says_hello "$work/make" "$(cd "$work/make" && ./hello)"
+    ;;
+plugin)
+    rm -rf "$work/plugin"
+    "$CMAKE" -S "$source/tests/consumer/plugin" -B "$work/plugin" -DCMAKE_PREFIX_PATH="$prefix"
+    "$CMAKE" --build "$work/plugin"
+    printf '[host]\nroot = .\nlog_stderr = no\n' >"$work/plugin/host.ini"
+    "$work/plugin/program" "$work/plugin/libplugin.so" "$work/plugin/host.ini"
+    ;;
 programs)
     # Moved, and its configuration is read-only: what the programs need they find beside themselves.
     rm -rf "$work/programs"
@@ -183,6 +196,8 @@ binding)
         grep -q '(FLAGS_1).*NOW' "$work/dynamic" || { echo "$library: not bound when it is loaded"; exit 1; }
         grep -q 'GNU_RELRO' "$work/segments" || { echo "$library: writable after it is bound"; exit 1; }
     done
+    # Threads that have used the library run its code when they end, also when a plug-in has closed it meanwhile.
+    readelf -dW "$(libdir)/libnbiutil.so" | grep -q '(FLAGS_1).*NODELETE' || { echo "may be unloaded"; exit 1; }
     ;;
 otherhost)
     # The library is pointed at a host that came as a package; no line of it changes.
