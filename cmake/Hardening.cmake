@@ -22,5 +22,8 @@ check_pie_supported(LANGUAGES CXX)
 # No path of the machine that builds, neither in texts, such as those of assertions, nor where a program of the build tree
 # looks for its libraries. Builds for a debugger keep them.
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
-set(nbi_no_paths -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
+# A compiler's cache may name the sources as they are seen from the build tree.
+cmake_path(RELATIVE_PATH PROJECT_SOURCE_DIR BASE_DIRECTORY ${CMAKE_BINARY_DIR} OUTPUT_VARIABLE source_from_build)
+set(nbi_no_paths -ffile-prefix-map=${source_from_build}=. -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.
+    -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
 add_compile_options("$<$<NOT:$<CONFIG:Debug,RelWithDebInfo>>:${nbi_no_paths}>")
