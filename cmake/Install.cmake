@@ -3,12 +3,12 @@ include(CMakePackageConfigHelpers)
 set(NBIUTIL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/nbiutil)
 set(NBIUTIL_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-# The default host goes along when the library was linked with it. Each finds the other beside it, wherever the
-# folder is moved.
+# The default host goes along when the library was linked with it, and the one for tests. Each finds the others beside it,
+# wherever the folder is moved.
 set(nbi_install_targets nbiutil)
 set(nbi_pc_files nbiutil.pc)
 if(NBIUTIL_HOST STREQUAL "nbihost_standalone")
-    list(APPEND nbi_install_targets nbihost_standalone)
+    list(APPEND nbi_install_targets nbihost_standalone nbiutil_testing)
     list(APPEND nbi_pc_files nbihost-standalone.pc)
 endif()
 set_target_properties(${nbi_install_targets} PROPERTIES INSTALL_RPATH "$ORIGIN")

@@ -201,22 +201,28 @@ binding)
     ;;
 otherhost)
     # The library is pointed at a host that came as a package; no line of it changes.
-    "$CMAKE" -S "$source/tests/consumer/foreignhost" -B "$work/foreignhost" -DNBIUTIL_SOURCE_DIR="$source"
-    "$CMAKE" --build "$work/foreignhost"
+    # It is the one of docs/recipes/host.md.
+    rm -rf "$work/myhost" "$work/otherprefix"
+    cp -a "$source/examples/recipes/host" "$work/myhost"
+    "$CMAKE" -S "$work/myhost" -B "$work/myhost/build" -DNBIUTIL_SOURCE_DIR="$source" \
+        -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror"
+    "$CMAKE" --build "$work/myhost/build"
+    "$CMAKE" --install "$work/myhost/build" --prefix "$work/otherprefix"
     "$CMAKE" -S "$source" -B "$work/otherhost" -DCMAKE_BUILD_TYPE=Debug -DNBIUTIL_TESTS=OFF \
-        -DNBIUTIL_HOST=foreignhost::foreignhost -DCMAKE_PREFIX_PATH="$work/foreignhost"
+        -DNBIUTIL_HOST=myhost::myhost -DCMAKE_PREFIX_PATH="$work/otherprefix"
     "$CMAKE" --build "$work/otherhost" --parallel 2
-    readelf -d "$work/otherhost/libnbiutil.so" | grep NEEDED | grep foreignhost
+    readelf -d "$work/otherhost/libnbiutil.so" | grep NEEDED | grep myhost
     if readelf -d "$work/otherhost/libnbiutil.so" | grep NEEDED | grep standalone; then
         echo "still linked with the default host"
         exit 1
     fi
     "$CMAKE" --install "$work/otherhost" --prefix "$work/otherprefix"
     [ ! -e "$work/otherprefix/lib/libnbihost_standalone.so" ]
-    "$CMAKE" -S "$source/tests/consumer/foreignhost/program" -B "$work/foreignprogram" \
-        -DCMAKE_PREFIX_PATH="$work/otherprefix;$work/foreignhost"
-    "$CMAKE" --build "$work/foreignprogram"
-    "$work/foreignprogram/program"
+    "$CMAKE" -S "$work/myhost/program" -B "$work/myhost/program/build" -DCMAKE_PREFIX_PATH="$work/otherprefix"
+    "$CMAKE" --build "$work/myhost/program/build"
+    said=$(TaskMgrMaxThreadNum=3 "$work/myhost/program/build/program" 2>"$work/myhost/log")
+    [ "$said" = $'hello from a worker\n3 workers' ] || { echo "said: $said"; exit 1; }
+    grep -q '^nbitaskmgr:.* pTask is NULL' "$work/myhost/log" || { cat "$work/myhost/log"; exit 1; }
     ;;
 subproject)
     # The library is a part of a larger project, on a host of that project's.

@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "support/recordinghost.h"
+#include "nbihost/recordinghost.h"
 
 namespace {
 

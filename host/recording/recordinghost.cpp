@@ -1,4 +1,4 @@
-#include "support/recordinghost.h"
+#include "nbihost/recordinghost.h"
 
 #include <pthread.h>
 
@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "annexkfaults.h"
 #include "nbihost/bundlemgr.h"
 #include "nbihost/cipher.h"
 #include "nbihost/corbaconfigitems.h"
@@ -21,7 +22,6 @@
 #include "nbihost/standalone.h"
 #include "nbihost/trim.h"
 #include "nbiutil/processexception.h"
-#include "support/annexkfaults.h"
 
 namespace nbitest {
 namespace {

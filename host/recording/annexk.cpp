@@ -2,9 +2,9 @@
 #include <cstdarg>
 #include <cstddef>
 
-#include "host/standalone/safec.h"
+#include "../standalone/safec.h"
+#include "annexkfaults.h"
 #include "nbihost/annexk.h"
-#include "support/annexkfaults.h"
 
 namespace nbitest::annexk {
 
