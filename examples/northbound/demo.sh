@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Shows the northbound server and its client at work. usage: demo.sh BUILD-DIRECTORY
-# Needs no interaction, listens on the loopback interface alone, and leaves nothing behind. The exit code is 0 when
+# Needs no interaction, listens on a socket of its own and on the loopback interface, and leaves nothing behind. The exit code is 0 when
 # everything happened as told.
 set -u
 
@@ -16,6 +16,8 @@ for program in nbi-server nbi-client; do
 done
 HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 WORK=$(mktemp -d) || die "no temporary directory"
+export XDG_RUNTIME_DIR=$WORK  # where the server's socket is
+unset ADDRESS
 SERVER_PID=
 CLIENT_PIDS=()
 WAS_AS_TOLD=yes
@@ -39,8 +41,10 @@ tell() { fold -s -w 100; }
 # As a user would type it, and what it printed. The exit code is the client's.
 client() {
     printf '%s$ nbi-client %s%s\n' "$DIM" "$*" "$PLAIN"
-    "$PROGRAMS/nbi-client" --server "$ADDRESS" "$@" 2>&1
+    ask "$@" 2>&1
 }
+
+ask() { "$PROGRAMS/nbi-client" ${ADDRESS+--server "$ADDRESS"} "$@"; }
 
 # expect WHAT CONDITION...: the story goes on, but its exit code tells.
 expect() {
@@ -60,6 +64,7 @@ stop_the_story() {
     die "$1"
 }
 
+# start_server [LINE...]: with these lines in its configuration.
 start_server() {
     rm -f "$WORK/ready"
     cat >"$WORK/nbi-server.ini" <<INI
@@ -68,11 +73,11 @@ root = $HERE/root/lib
 log_file = nbi-server.log
 log_stderr = no
 [server]
-ListenPort = 0
 HugeTaskLimit = 4
 CollectionsPerPort = 4
 DescriptionFile = descriptions/northbound.xml
 INI
+    printf '%s\n' "$@" >>"$WORK/nbi-server.ini"
     "$PROGRAMS/nbi-server" --config "$WORK/nbi-server.ini" --ready-file "$WORK/ready" \
         >"$WORK/server.stdout" 2>"$WORK/server.err" &
     SERVER_PID=$!
@@ -83,12 +88,11 @@ INI
         sleep 0.1
     done
     [ -e "$WORK/ready" ] || stop_the_story "the server was not ready after 30 seconds"
-    ADDRESS=$(cat "$WORK/ready")
 }
 
 # The port to look at: the first one that is up and not the loopback, or else the loopback.
 pick_port() {
-    "$PROGRAMS/nbi-client" --server "$ADDRESS" inventory |
+    ask inventory |
         awk '$2 == "up" { sub(/.*port=/, "", $1); print $1 }' | sort | grep -vx lo | grep . || echo lo
 }
 
@@ -105,9 +109,11 @@ TEXT
 
 cp -r "$HERE/descriptions" "$WORK/descriptions" || die "no description files"
 
-chapter "1. The server starts, on the loopback interface only"
+chapter "1. The server starts, for its own user only"
 start_server
-printf 'nbi-server is serving on %s (process %s).\n' "$ADDRESS" "$SERVER_PID"
+printf 'nbi-server is serving on %s (process %s).\n' "$(cat "$WORK/ready")" "$SERVER_PID"
+echo "No password is needed: nobody else can enter the socket's folder, and nothing listens on the network."
+expect "the folder is closed to others" test "$(stat -c %a "$WORK/nbiutil")" = 700
 PORT=$(pick_port | head -n 1)
 
 chapter "2. Inventory: which managed objects are there?"
@@ -133,7 +139,7 @@ OBJECTS=("$PORT" lo "$PORT" lo)
 USERS=(anna berta carl dora)
 for i in 0 1 2 3; do
     printf '%s$ nbi-client --user %s collect %s --interval 0.5 --duration 8 &%s\n' "$DIM" "${USERS[i]}" "${OBJECTS[i]}" "$PLAIN"
-    "$PROGRAMS/nbi-client" --server "$ADDRESS" --user "${USERS[i]}" collect "${OBJECTS[i]}" \
+    ask --user "${USERS[i]}" collect "${OBJECTS[i]}" \
         --interval 0.5 --duration 8 --quiet >"$WORK/${USERS[i]}.out" 2>&1 &
     CLIENT_PIDS+=($!)
 done
@@ -186,7 +192,7 @@ chapter "9. A secret for the server"
 tell <<'TEXT'
 The server has an RSA key pair of its own. Whatever has OpenSSL can encrypt a secret with the public key; the plain secret is on no command line, in no log and, once it was used, no longer in the server's memory.
 TEXT
-"$PROGRAMS/nbi-client" --server "$ADDRESS" pubkey >"$WORK/key.pem"
+ask pubkey >"$WORK/key.pem"
 printf '%s$ nbi-client pubkey >key.pem%s\n' "$DIM" "$PLAIN"
 printf '%s$ openssl pkeyutl -encrypt -pubin -inkey key.pem -pkeyopt rsa_padding_mode:oaep -in secret |\n' "$DIM"
 printf '      od -An -v -tx1 >secret.hex%s\n' "$PLAIN"
@@ -222,7 +228,7 @@ tell <<'TEXT'
 A collection of an hour is under way when the server gets the order to stop. It is cut short at its next sample; its client learns that it failed, and is not left with half a result that looks whole.
 TEXT
 printf '%s$ nbi-client --user fritz collect lo --duration 3600 &%s\n' "$DIM" "$PLAIN"
-"$PROGRAMS/nbi-client" --server "$ADDRESS" --user fritz collect lo --duration 3600 --quiet >"$WORK/fritz.out" 2>&1 &
+ask --user fritz collect lo --duration 3600 --quiet >"$WORK/fritz.out" 2>&1 &
 CLIENT_PIDS+=($!)
 client tasks --at-least 1 >/dev/null
 client stop
@@ -244,10 +250,31 @@ printf "%s$ sed -i 's|<end/>|%s<end/>|' descriptions/link.xml%s\n" "$DIM" "$LINE
 sed -i "s|<end/>|$LINE<end/>|" "$WORK/descriptions/link.xml"
 start_server
 client counters "$PORT"
-expect "the new counter is among them" grep -q collisions <<<"$("$PROGRAMS/nbi-client" --server "$ADDRESS" counters "$PORT")"
+expect "the new counter is among them" grep -q collisions <<<"$(ask counters "$PORT")"
 client stop
 wait "$SERVER_PID"
 expect "the server ended in order again" test $? -eq 0
+SERVER_PID=
+
+chapter "14. TCP, with a login"
+tell <<'TEXT'
+An address or a port in the configuration serves TCP. Whoever comes that way may do nothing before a login; the password travels encrypted with the server's public key, and the configuration holds a digest of it.
+TEXT
+printf 'open sesame\n' >"$WORK/password"
+ITEM=$("$PROGRAMS/nbi-client" --user anna password-item "$WORK/password")
+printf '%s$ nbi-client --user anna password-item%s\n%s\n' "$DIM" "$PLAIN" "$ITEM"
+start_server "ListenPort = 0" "$ITEM"
+ADDRESS=$(cat "$WORK/ready")
+printf 'nbi-server is serving on %s.\n' "$ADDRESS"
+client --user anna counters "$PORT"
+expect "without a login it was refused" test $? -eq 1
+client --user anna login "$WORK/password"
+expect "the password was right" test $? -eq 0
+client --user anna counters "$PORT"
+expect "now she is served" test $? -eq 0
+client --user anna stop
+wait "$SERVER_PID"
+expect "the server ended in order once more" test $? -eq 0
 SERVER_PID=
 
 chapter "Done"

@@ -110,17 +110,19 @@ programs)
     rm -rf "$work/programs"
     cp -a "$prefix" "$work/programs"
     chmod -R a-w "$work/programs/etc"
-    trap 'chmod -R u+w "$work/programs"; kill "$server" 2>/dev/null || true' EXIT
+    XDG_RUNTIME_DIR=$(mktemp -d)  # a socket's path is short
+    export XDG_RUNTIME_DIR
+    trap 'chmod -R u+w "$work/programs"; rm -rf "$XDG_RUNTIME_DIR"; kill "$server" 2>/dev/null || true' EXIT
     config=$work/programs/etc/nbiutil/nbi-server.ini
     before=$(cat "$config")
-    "$work/programs/sbin/nbi-server" --port 0 --ready-file "$work/programs/ready" &
+    "$work/programs/sbin/nbi-server" --ready-file "$work/programs/ready" &
     server=$!
     for _ in $(seq 300); do
         [ ! -e "$work/programs/ready" ] || break
         kill -0 $server || exit 1
         sleep 0.1
     done
-    client() { "$work/programs/bin/nbi-client" --server "$(cat "$work/programs/ready")" "$@"; }
+    client() { "$work/programs/bin/nbi-client" "$@"; }
     client inventory | grep -q 'Received'
     client collect lo --interval 0.1 --duration 0.2 --quiet
     client config set HugeTaskLimit 5

@@ -23,9 +23,9 @@ std::string DefaultUser()
 
 void AddGeneral(CLI::App& app, CommandLine& line)
 {
-    line.m_Server = std::string(DEFAULT_ADDRESS) + ":" + std::to_string(DEFAULT_PORT);
     line.m_User = DefaultUser();
-    app.add_option("-s,--server", line.m_Server, "Server, as <host>:<port>")->capture_default_str();
+    app.add_option("-s,--server", line.m_Server,
+                   "Server, as <host>:<port> or unix:<path> (the local one of the same user)");
     app.set_version_flag("--version", VersionText("nbi-client"),
                          "Print version, commit and how it was built");
     app.add_option("-u,--user", line.m_User, "On whose behalf; the server's log says it (your login name)");

@@ -18,7 +18,7 @@ namespace northbound {
 /// What it asks for.
 struct CommandLine {
     OutputOptions m_Output;
-    std::string m_Server;
+    std::string m_Server;   // "": the local one
     double m_Timeout = 30;  // seconds
     std::string m_ConfigFile;
     std::string m_Language = "en";

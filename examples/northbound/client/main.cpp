@@ -3,11 +3,13 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 
 #include "client/commandline.h"
 #include "nbihost/standalone.h"
 #include "nbiutil/errorinfomgr.h"
+#include "shared/localsocket.h"
 
 namespace northbound {
 namespace {
@@ -17,17 +19,29 @@ std::chrono::milliseconds Milliseconds(double seconds)
     return std::chrono::milliseconds(std::llround(seconds * 1000));
 }
 
+/// Another user who was first with the folder's name could answer in the server's place.
+std::string LocalServer()
+{
+    const std::string socket = DefaultSocket();
+    const std::string folder = std::filesystem::path(socket).parent_path().string();
+    const std::string fault = FolderFault(folder);
+    if (!fault.empty()) throw InputError(folder + ", where the local server's socket is, " + fault);
+    return SOCKET_SCHEME + socket;
+}
+
 int AskServer(const CommandLine& line)
 {
+    std::string server = line.m_Server;
     try {
-        const Session session(line.m_Server, line.m_User, Milliseconds(line.m_Timeout));
+        if (server.empty()) server = LocalServer();
+        const Session session(server, line.m_User, Milliseconds(line.m_Timeout));
         return line.m_Command(session);
     } catch (const InputError& e) {
         return ReportInputError(line.m_Output, e);
     } catch (const Northbound::OperationFailed& e) {
         return ReportRefusal(line.m_Output, e);
     } catch (const CORBA::SystemException& e) {
-        return ReportNoServer(line.m_Output, line.m_Server, e);
+        return ReportNoServer(line.m_Output, server, e);
     }
 }
 

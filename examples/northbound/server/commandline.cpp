@@ -18,13 +18,16 @@ void Describe(CLI::App& app, CommandLine& line)
     app.add_option("-c,--config", line.m_ConfigFile,
                    "Configuration file (nbi-server.ini beside the program, then in /etc/nbiutil)")
         ->type_name("FILE");
-    app.add_option("--listen", line.m_ListenAddress, "Address to serve on (ListenAddress; 127.0.0.1)");
-    app.add_option("--port", line.m_ListenPort, "Port to serve on, 0 for any free one (ListenPort; 12809)")
+    app.add_option("--listen", line.m_ListenAddress, "Address to serve on by TCP (ListenAddress; 127.0.0.1)");
+    app.add_option("--port", line.m_ListenPort,
+                   "Port to serve on by TCP, 0 for any free one (ListenPort; 12809)")
         ->check(CLI::Range(0, 65535));
-    app.add_option("--ready-file", line.m_ReadyFile,
-                   "Written with \"<address>:<port>\" once requests are served")
+    app.add_option("--ready-file", line.m_ReadyFile, "Written with the address once requests are served")
         ->type_name("FILE");
     app.footer(
+        "Without an address or port, here or in the configuration, clients of the same user alone are "
+        "served,\n"
+        "through a socket in a folder of that user.\n"
         "Exit codes: 0 stopped in order, 1 unforeseen failure, 2 bad command line or configuration,\n"
         "3 cannot listen on the address.");
 }

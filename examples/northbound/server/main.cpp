@@ -29,6 +29,9 @@
 #include "server/upkeep/configeditor.h"
 #include "server/upkeep/items.h"
 #include "server/upkeep/serversettings.h"
+#include "server/upkeep/socketclaim.h"
+#include "shared/localsocket.h"
+#include "shared/names.h"
 
 namespace northbound {
 namespace {
@@ -73,13 +76,23 @@ void MakeCollectionDirectory(const std::string& path)
     }
 }
 
+void Warn(const std::string& warning)
+{
+    nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "%s", warning.c_str());
+    std::cerr << MODULE << ": " << warning << '\n';
+}
+
 /// The host takes any item, since it cannot know which ones its program reads.
 void WarnOfItems(const nbihost::Host& host)
 {
-    for (const std::string& warning : ItemWarnings(host.Items())) {
-        nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "%s", warning.c_str());
-        std::cerr << MODULE << ": " << warning << '\n';
-    }
+    for (const std::string& warning : ItemWarnings(host.Items())) Warn(warning);
+}
+
+void WarnOfOpenDoor(const Settings& settings)
+{
+    if (!settings.m_Listening.m_Tcp || settings.m_Anonymous == Role::NONE) return;
+    Warn(std::string("Anonymous = ") + NameOf(settings.m_Anonymous) + ": whoever reaches " +
+         settings.m_Listening.m_Tcp->m_Host + " has that role without a login");
 }
 
 /// A file that is broken costs the figures that it describes, and not the server.
@@ -107,8 +120,11 @@ void WriteReadyFile(const std::string& path, const std::string& address)
 Settings SettingsOf(const CommandLine& line)
 {
     Settings settings = ReadSettings(line.m_ConfigFile);
-    if (line.m_ListenAddress) settings.m_ListenAddress = *line.m_ListenAddress;
-    if (line.m_ListenPort) settings.m_nListenPort = *line.m_ListenPort;
+    std::optional<TcpAddress>& tcp = settings.m_Listening.m_Tcp;
+    if (!tcp && (line.m_ListenAddress || line.m_ListenPort)) tcp = {DEFAULT_ADDRESS, DEFAULT_PORT};
+    if (line.m_ListenAddress) tcp->m_Host = *line.m_ListenAddress;
+    if (line.m_ListenPort) tcp->m_nPort = *line.m_ListenPort;
+    if (!tcp && settings.m_Listening.m_Socket.empty()) settings.m_Listening.m_Socket = DefaultSocket();
     return settings;
 }
 
@@ -119,11 +135,13 @@ void MakeKeyPair()
     throw std::runtime_error("the server's RSA key pair cannot be made; the log says why");
 }
 
-void Announce(const CommandLine& line, const std::string& address)
+void Announce(const CommandLine& line, const OrbEndpoint& endpoint)
 {
-    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "serving on %s", address.c_str());
-    std::cerr << MODULE << ": serving on " << address << "; stop with SIGTERM or \"nbi-client stop\"\n";
-    if (!line.m_ReadyFile.empty()) WriteReadyFile(line.m_ReadyFile, address);
+    for (const std::string& address : endpoint.Addresses()) {
+        nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "serving on %s", address.c_str());
+        std::cerr << MODULE << ": serving on " << address << "; stop with SIGTERM or \"nbi-client stop\"\n";
+    }
+    if (!line.m_ReadyFile.empty()) WriteReadyFile(line.m_ReadyFile, endpoint.Address());
 }
 
 void Run(const CommandLine& line)
@@ -143,6 +161,8 @@ void Run(const CommandLine& line)
     host.Start();
     const Settings settings = SettingsOf(line);
     WarnOfItems(host);
+    WarnOfOpenDoor(settings);
+    const SocketClaim claim(settings.m_Listening.m_Socket);
     MakeCollectionDirectory(settings.m_CollectionDirectory);
     RedirectOutput(settings.m_OutputFile);
     MakeKeyPair();
@@ -154,8 +174,8 @@ void Run(const CommandLine& line)
     pService = std::make_unique<Service>(settings, std::move(catalogue), editor, stop,
                                          [] { kill(getpid(), SIGTERM); });
     pServant = MakeManagerServant(*pService);
-    pEndpoint = std::make_unique<OrbEndpoint>(settings.m_ListenAddress, settings.m_nListenPort, *pServant);
-    Announce(line, settings.m_ListenAddress + ":" + std::to_string(pEndpoint->Port()));
+    pEndpoint = std::make_unique<OrbEndpoint>(settings.m_Listening, *pServant);
+    Announce(line, *pEndpoint);
     WaitForStopOrder();
     host.Stop();
     std::cerr << MODULE << ": stopped\n";
@@ -176,6 +196,8 @@ int RunReporting(const CommandLine& line)
         return Report(e.what(), EXIT_BAD_INPUT);
     } catch (const SettingsError& e) {
         return Report(e.what(), EXIT_BAD_INPUT);
+    } catch (const SocketError& e) {
+        return Report(e.what(), EXIT_NO_ENDPOINT);
     } catch (const EndpointError& e) {
         return Report(e.what(), EXIT_NO_ENDPOINT);
     } catch (const CORBA::Exception& e) {

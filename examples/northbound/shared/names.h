@@ -35,8 +35,10 @@ constexpr unsigned int CANNOT_PACK = 0x4E42000AU;
 /// The configuration file cannot be edited so that exactly one item changes, or does not load with the
 /// change.
 constexpr unsigned int NOT_CONFIGURED = 0x4E42000BU;
-/// User or password are not right.
+/// User or password are not right, or the caller has to log in first.
 constexpr unsigned int NOT_LOGGED_IN = 0x4E42000CU;
+/// The caller's role does not allow this operation.
+constexpr unsigned int NOT_ALLOWED = 0x4E42000DU;
 }  // namespace ErrCode
 
 }  // namespace northbound

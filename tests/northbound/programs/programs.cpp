@@ -32,11 +32,19 @@ Outcome RunToEnd(const char* pProgram, std::vector<std::string> arguments)
     return Outcome{nExitCode, program.StandardOutput(), program.StandardError()};
 }
 
-std::string ConfigText(const std::string& items)
+/// What a test server has unless its test says otherwise.
+std::string ConfigText(std::string items, Way way)
 {
-    const bool bOwn = items.find("DescriptionFile") != std::string::npos;  // a key may come only once
-    return "[host]\nroot = .\nlog_file = log\nlog_stderr = no\n[server]\nListenPort = 0\n" + items +
-           (bOwn ? "" : std::string("DescriptionFile = ") + NBI_DESCRIPTIONS + "/northbound.xml\n");
+    const auto add = [&items](const std::string& key, const std::string& value) {
+        if (items.find(key) != std::string::npos) return;  // a key may come only once
+        items.append(key).append(" = ").append(value).append("\n");
+    };
+    if (way == Way::TCP) {
+        add("ListenPort", "0");
+        add("Anonymous", "admin");
+    }
+    add("DescriptionFile", std::string(NBI_DESCRIPTIONS) + "/northbound.xml");
+    return "[host]\nroot = .\nlog_file = log\nlog_stderr = no\n[server]\n" + items;
 }
 
 /// What stands in \p rest before \p end; both are taken away.
@@ -128,11 +136,11 @@ std::string Program::StandardError() const
     return ReadFile(m_Error);
 }
 
-Server::Server(const std::string& items)
+Server::Server(const std::string& items, Way way)
 {
     const std::string config = Directory() + "/server.ini";
     const std::string ready = Directory() + "/ready";
-    WriteFile(config, ConfigText(items));
+    WriteFile(config, ConfigText(items, way));
     m_pProgram = std::make_unique<Program>(
         Directory(), "server", std::vector<std::string>{SERVER, "--config", config, "--ready-file", ready});
     const bool bReady = Eventually([&] { return fs::exists(ready) || !m_pProgram->IsRunning(); });

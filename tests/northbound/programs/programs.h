@@ -55,13 +55,18 @@ private:
     int m_nResult = -1;
 };
 
-/// nbi-server with a directory of its own, on a free port of the loopback interface.
+/// TCP: a free port of the loopback interface, where everybody is admin. LOCAL: what a server without
+/// configuration does.
+enum class Way { TCP, LOCAL };
+
+/// nbi-server with a directory of its own.
 class Server {
 public:
-    /// \param items lines of the configuration's [server] section; TaskMgrMaxThreadNum may be one of them
-    explicit Server(const std::string& items = "");
+    /// \param items lines of the configuration's [server] section, which take the place of what \p way would say;
+    ///              TaskMgrMaxThreadNum may be one of them
+    explicit Server(const std::string& items = "", Way way = Way::TCP);
 
-    /// "127.0.0.1:<port>"
+    /// "127.0.0.1:<port>", or "unix:<path>"
     const std::string& Address() const { return m_Address; }
     const std::string& Directory() const { return m_Directory.Path(); }
     Program& Process() { return *m_pProgram; }

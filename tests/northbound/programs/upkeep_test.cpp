@@ -47,7 +47,7 @@ protected:
 
     std::string ConfigFile() const { return m_Server.Directory() + "/server.ini"; }
 
-    Server m_Server{"HugeTaskLimit=9\nCollectionsPerPort=9\n"};
+    Server m_Server{"ListenPort=0\nListenAddress=127.0.0.1\nHugeTaskLimit=9\nCollectionsPerPort=9\n"};
 };
 
 TEST_F(UpkeepTest, ArchivesThatAreThereAreNamedInTheAnswer)
@@ -124,8 +124,8 @@ TEST_F(UpkeepTest, KeysOfPathsUsersAndTheHostAreNobodysToSet)
 {
     const std::string before = ReadFile(ConfigFile());
     for (const char* pKey : {"log_file", "root", "items_file", "OutputFile", "CollectionDirectory",
-                             "DescriptionFile", "ElementRoot", "RequireLogin", "Password_anna", "Password_",
-                             "Huge", "hugetasklimit", "HugeTaskLimit ", "Limit", "="}) {
+                             "DescriptionFile", "ElementRoot", "ListenSocket", "Anonymous", "Password_anna",
+                             "Password_", "Huge", "hugetasklimit", "HugeTaskLimit ", "Limit", "="}) {
         const Outcome outcome = Ask({"config", "set", pKey, "1"});
         EXPECT_EQ(outcome.m_nExitCode, 1) << pKey;
         EXPECT_THAT(outcome.m_Error, HasSubstr("cannot be set")) << pKey;
@@ -168,7 +168,7 @@ protected:
 
     TestDirectory m_Folder;
     const std::string m_File = m_Folder.Path() + "/password";
-    Server m_Server{"RequireLogin=1\n" + PasswordItem()};
+    Server m_Server{"Anonymous=none\n" + PasswordItem()};
 };
 
 TEST_F(LoginTest, WithoutALoginRequestsAreRefused)

@@ -6,9 +6,20 @@
 #include <algorithm>
 #include <map>
 
+#include "shared/localsocket.h"
 #include "shared/names.h"
 
 namespace northbound {
+namespace {
+
+std::string LocationOf(const std::string& server)
+{
+    const std::string scheme = SOCKET_SCHEME;
+    if (server.compare(0, scheme.size(), scheme) != 0) return "corbaloc:iiop:" + server + "/" + OBJECT_KEY;
+    return "corbaloc:omniunix:" + server.substr(scheme.size()) + ":/" + OBJECT_KEY;
+}
+
+}  // namespace
 
 Session::Session(const std::string& server, const std::string& user, std::chrono::milliseconds timeout)
     : m_Address(server), m_Timeout(timeout)
@@ -22,8 +33,7 @@ Session::Session(const std::string& server, const std::string& user, std::chrono
                                 {nullptr, nullptr}};
     int nArgs = 0;
     m_Orb = CORBA::ORB_init(nArgs, nullptr, "omniORB4", options);
-    const std::string location = "corbaloc:iiop:" + server + "/" + OBJECT_KEY;
-    const CORBA::Object_var object = m_Orb->string_to_object(location.c_str());
+    const CORBA::Object_var object = m_Orb->string_to_object(LocationOf(server).c_str());
     m_Manager = Northbound::Manager::_unchecked_narrow(object);
     m_Who.user = user.c_str();
     LimitAnswerTime(static_cast<unsigned int>(timeout.count()));

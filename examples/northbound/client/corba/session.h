@@ -16,7 +16,7 @@ namespace northbound {
 /// Threads: any may send requests; each has a connection of its own.
 class Session {
 public:
-    /// \param server  "<host>:<port>"
+    /// \param server  "<host>:<port>" or "unix:<path>"
     /// \param timeout for the calling thread's requests, as LimitAnswerTime() sets it
     /// \throws CORBA::SystemException when \p server is no such text
     Session(const std::string& server, const std::string& user,

@@ -79,7 +79,9 @@ private:
     template <class Operation>
     typename Operation::Result Ask(const Northbound::Caller& who, typename Operation::Request request)
     {
-        auto outcome = m_Service.Ask<Operation>({who.user.in(), PeerAddress()}, std::move(request));
+        const Peer& peer = CurrentPeer();
+        auto outcome =
+            m_Service.Ask<Operation>({who.user.in(), peer.m_Address, peer.m_bLocal}, std::move(request));
         if (const Failure* const pFailure = std::get_if<Failure>(&outcome)) {
             throw Northbound::OperationFailed(pFailure->m_nCode, pFailure->m_Detail.c_str());
         }

@@ -3,10 +3,14 @@
 #include <omniORB4/omniORB.h>
 
 #include <chrono>
+#include <cstddef>
+#include <memory>
 #include <thread>
+#include <utility>
 
 #include "nbihost/standalone.h"
 #include "server/corba/orbinternals.h"
+#include "shared/localsocket.h"
 #include "shared/names.h"
 
 namespace northbound {
@@ -26,13 +30,41 @@ void LogOrbMessage(const char* pMessage)
     nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "%s", text.c_str());
 }
 
-CORBA::ORB_ptr InitOrb(const std::string& address, int nPort)
+std::string TcpText(const TcpAddress& tcp)
 {
-    const std::string port = nPort == 0 ? "" : std::to_string(nPort);
-    const std::string endpoint = "giop:tcp:" + address + ":" + port;
-    const char* options[][2] = {{"endPoint", endpoint.c_str()}, {nullptr, nullptr}};
+    return tcp.m_Host + ":" + std::to_string(tcp.m_nPort);
+}
+
+std::string PlacesText(const Listening& places)
+{
+    std::string text = places.m_Tcp ? TcpText(*places.m_Tcp) : "";
+    if (places.m_Socket.empty()) return text;
+    if (!text.empty()) text += " and ";
+    return text + SOCKET_SCHEME + places.m_Socket;
+}
+
+using Options = std::vector<std::pair<std::string, std::string>>;
+
+Options OptionsFor(const Listening& places)
+{
+    Options options{{"unixTransportPermission", "0600"}};
+    if (places.m_Tcp) {
+        const std::string port = places.m_Tcp->m_nPort == 0 ? "" : std::to_string(places.m_Tcp->m_nPort);
+        options.emplace_back("endPoint", "giop:tcp:" + places.m_Tcp->m_Host + ":" + port);
+    }
+    if (!places.m_Socket.empty()) options.emplace_back("endPoint", "giop:unix:" + places.m_Socket);
+    return options;
+}
+
+CORBA::ORB_ptr InitOrb(const Options& options)
+{
+    const auto pTable = std::make_unique<const char*[][2]>(options.size() + 1);  // nulls end it
+    for (std::size_t i = 0; i < options.size(); ++i) {
+        pTable[i][0] = options[i].first.c_str();
+        pTable[i][1] = options[i].second.c_str();
+    }
     int nArgs = 0;
-    CORBA::ORB_ptr orb = CORBA::ORB_init(nArgs, nullptr, "omniORB4", options);
+    CORBA::ORB_ptr orb = CORBA::ORB_init(nArgs, nullptr, "omniORB4", pTable.get());
     NotePeers();
     return orb;
 }
@@ -46,16 +78,18 @@ PortableServer::POA_ptr Adapter(CORBA::ORB_ptr orb)
 
 }  // namespace
 
-OrbEndpoint::OrbEndpoint(const std::string& address, int nPort, PortableServer::ServantBase& servant)
+OrbEndpoint::OrbEndpoint(const Listening& places, PortableServer::ServantBase& servant)
 {
     omniORB::setLogFunction(LogOrbMessage);
     try {
-        m_Orb = InitOrb(address, nPort);
-        m_nPort = Activate(servant);
+        m_Orb = InitOrb(OptionsFor(places));
+        const CORBA::Object_var object = Activate(servant);
+        if (places.m_Tcp) m_Addresses.push_back(TcpText({places.m_Tcp->m_Host, InternetPortOf(object)}));
     } catch (const CORBA::Exception& e) {
-        throw EndpointError("cannot listen on " + address + ":" + std::to_string(nPort) + " (" + e._name() +
+        throw EndpointError("cannot listen on " + PlacesText(places) + " (" + e._name() +
                             "); the log says more");
     }
+    if (!places.m_Socket.empty()) m_Addresses.push_back(SOCKET_SCHEME + places.m_Socket);
 }
 
 OrbEndpoint::~OrbEndpoint()
@@ -67,17 +101,14 @@ OrbEndpoint::~OrbEndpoint()
     }
 }
 
-int OrbEndpoint::Activate(PortableServer::ServantBase& servant)
+CORBA::Object_var OrbEndpoint::Activate(PortableServer::ServantBase& servant)
 {
     const PortableServer::POA_var adapter = Adapter(m_Orb);
     const PortableServer::ObjectId_var key = PortableServer::string_to_ObjectId(OBJECT_KEY);
     adapter->activate_object_with_id(key, &servant);
     const PortableServer::POAManager_var manager = adapter->the_POAManager();
     manager->activate();
-    const CORBA::Object_var reference = adapter->id_to_reference(key);
-    const int nPort = InternetPortOf(reference);
-    if (nPort < 0) throw EndpointError("the ORB has no internet endpoint");
-    return nPort;
+    return adapter->id_to_reference(key);
 }
 
 void OrbEndpoint::Shutdown()

@@ -1,11 +1,14 @@
 /// \file
-/// The ORB with its one endpoint and its one object.
+/// The ORB with its endpoints and its one object.
 #pragma once
 
 #include <omniORB4/CORBA.h>
 
 #include <stdexcept>
 #include <string>
+#include <vector>
+
+#include "server/upkeep/serversettings.h"
 
 namespace northbound {
 
@@ -18,24 +21,26 @@ public:
 /// Serves one object under OBJECT_KEY on threads of the ORB's own, from construction to Shutdown().
 class OrbEndpoint {
 public:
-    /// \param nPort 0 for any free one
+    /// \param places at least one; the socket's path is claimed
     /// \throws EndpointError
-    OrbEndpoint(const std::string& address, int nPort, PortableServer::ServantBase& servant);
+    OrbEndpoint(const Listening& places, PortableServer::ServantBase& servant);
     ~OrbEndpoint();
     OrbEndpoint(const OrbEndpoint&) = delete;
     OrbEndpoint& operator=(const OrbEndpoint&) = delete;
 
-    int Port() const { return m_nPort; }
+    /// "<host>:<port>", or "unix:<path>" of a server without TCP.
+    const std::string& Address() const { return m_Addresses.front(); }
+    const std::vector<std::string>& Addresses() const { return m_Addresses; }
 
     /// Takes no more requests, and returns when those under way are answered; half a second at least, for the
     /// last answers to leave. Only the first call does anything.
     void Shutdown();
 
 private:
-    int Activate(PortableServer::ServantBase& servant);
+    CORBA::Object_var Activate(PortableServer::ServantBase& servant);
 
     CORBA::ORB_var m_Orb;
-    int m_nPort = 0;
+    std::vector<std::string> m_Addresses;
 };
 
 }  // namespace northbound

@@ -13,14 +13,20 @@
 namespace northbound {
 namespace {
 
-thread_local std::string t_PeerAddress;
+thread_local Peer t_Peer;
+
+/// \param address "giop:tcp:<address>:<port>", "giop:unix:<path>", ...
+Peer PeerAt(const std::string& address)
+{
+    const std::string tcp = "giop:tcp:";
+    const std::string local = "giop:unix:";
+    if (address.compare(0, local.size(), local) == 0) return {"local", true};
+    return {address.compare(0, tcp.size(), tcp) == 0 ? address.substr(tcp.size()) : address, false};
+}
 
 CORBA::Boolean NotePeer(omni::omniInterceptors::serverReceiveRequest_T::info_T& info)
 {
-    const std::string address = info.giop_s.strand().connection->peeraddress();
-    const std::string transport = "giop:tcp:";
-    t_PeerAddress =
-        address.compare(0, transport.size(), transport) == 0 ? address.substr(transport.size()) : address;
+    t_Peer = PeerAt(info.giop_s.strand().connection->peeraddress());
     return true;
 }
 
@@ -31,9 +37,9 @@ void NotePeers()
     omniORB::getInterceptors()->serverReceiveRequest.add(NotePeer);
 }
 
-std::string PeerAddress()
+const Peer& CurrentPeer()
 {
-    return t_PeerAddress;
+    return t_Peer;
 }
 
 /// The reference that the ORB hands out names the port.

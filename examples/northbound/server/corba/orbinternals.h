@@ -12,8 +12,13 @@ namespace northbound {
 /// From now on the ORB notes each request's peer. Once, before requests are served.
 void NotePeers();
 
-/// "<address>:<port>" of the client whose request this thread of the ORB serves.
-std::string PeerAddress();
+struct Peer {
+    std::string m_Address;  // "<address>:<port>"; "local" for one without
+    bool m_bLocal = false;  // came through the local socket
+};
+
+/// The client whose request this thread of the ORB serves.
+const Peer& CurrentPeer();
 
 /// The port that the ORB serves \p object on; -1 without an internet endpoint.
 int InternetPortOf(CORBA::Object_ptr object);

@@ -19,7 +19,7 @@ class UserSessions;
 /// Who has logged in.
 class Sessions {
 public:
-    static constexpr Profile PROFILE{12, "sessions", Place::REQUEST_THREAD};
+    static constexpr Profile PROFILE{12, "sessions", Place::REQUEST_THREAD, Role::ADMIN};
 
     struct Request {};
     struct Session {
@@ -42,7 +42,7 @@ private:
 /// Packs the files of the collections that are over.
 class Pack {
 public:
-    static constexpr Profile PROFILE{8, "pack", Place::POOL_0};
+    static constexpr Profile PROFILE{8, "pack", Place::POOL_0, Role::COLLECTOR};
 
     struct Request {
         std::string m_Method;  // "gzip", "tar" or "zip"
@@ -67,7 +67,7 @@ private:
 /// never the value.
 class SetItem {
 public:
-    static constexpr Profile PROFILE{9, "config", Place::POOL_0};
+    static constexpr Profile PROFILE{9, "config", Place::POOL_0, Role::ADMIN};
 
     struct Request {
         std::string m_Key;
@@ -89,7 +89,7 @@ private:
 /// Answers at once; the server then ends in order.
 class Stop {
 public:
-    static constexpr Profile PROFILE{5, "stop", Place::REQUEST_THREAD};
+    static constexpr Profile PROFILE{5, "stop", Place::REQUEST_THREAD, Role::ADMIN};
 
     struct Request {};
     struct Result {};

@@ -14,7 +14,7 @@ namespace northbound {
 /// done.
 class Collect {
 public:
-    static constexpr Profile PROFILE{3, "collect", Place::REQUEST_THREAD};
+    static constexpr Profile PROFILE{3, "collect", Place::REQUEST_THREAD, Role::COLLECTOR};
 
     struct Request {
         std::string m_Dn;
@@ -43,7 +43,7 @@ private:
 /// The collections that run, and how far they are.
 class HugeTasks {
 public:
-    static constexpr Profile PROFILE{4, "tasks", Place::REQUEST_THREAD};
+    static constexpr Profile PROFILE{4, "tasks", Place::REQUEST_THREAD, Role::READER};
 
     struct Request {};
     struct Result {

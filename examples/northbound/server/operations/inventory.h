@@ -13,7 +13,7 @@ namespace northbound {
 /// All ports with their facts and figures.
 class Inventory {
 public:
-    static constexpr Profile PROFILE{1, "inventory", Place::POOL_0};
+    static constexpr Profile PROFILE{1, "inventory", Place::POOL_0, Role::READER};
 
     struct Request {};
     struct Port {
@@ -37,7 +37,7 @@ private:
 /// The figures that each port has, in their order.
 class Columns {
 public:
-    static constexpr Profile PROFILE{10, "columns", Place::REQUEST_THREAD};
+    static constexpr Profile PROFILE{10, "columns", Place::REQUEST_THREAD, Role::READER};
 
     struct Request {};
     struct Result {

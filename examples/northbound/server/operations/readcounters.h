@@ -11,7 +11,7 @@ namespace northbound {
 
 class ReadCounters {
 public:
-    static constexpr Profile PROFILE{2, "counters", Place::POOL_1};
+    static constexpr Profile PROFILE{2, "counters", Place::POOL_1, Role::READER};
 
     struct Request {
         std::string m_Dn;

@@ -13,7 +13,7 @@ class UserSessions;
 /// The server's public RSA key. Another one each time the server starts.
 class PublicKey {
 public:
-    static constexpr Profile PROFILE{6, "pubkey", Place::REQUEST_THREAD, false};
+    static constexpr Profile PROFILE{6, "pubkey", Place::REQUEST_THREAD, Role::NONE};
 
     struct Request {};
     struct Result {
@@ -27,7 +27,7 @@ public:
 /// buffers that are wiped, and nothing of it but its length gets into an answer or the log.
 class SendSecret {
 public:
-    static constexpr Profile PROFILE{7, "secret", Place::POOL_1};
+    static constexpr Profile PROFILE{7, "secret", Place::POOL_1, Role::ADMIN};
 
     struct Request {
         std::string m_Cipher;  // OAEP with SHA-1, as hexadecimal text
@@ -44,7 +44,7 @@ public:
 /// is checked.
 class Login {
 public:
-    static constexpr Profile PROFILE{11, "login", Place::POOL_1, false};
+    static constexpr Profile PROFILE{11, "login", Place::POOL_1, Role::NONE};
 
     struct Request {
         std::string m_Cipher;

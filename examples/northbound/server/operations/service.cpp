@@ -18,6 +18,7 @@ Element ElementOf(const Settings& settings, Catalogue catalogue)
 Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& editor, StopSignal& stop,
                  std::function<void()> requestStop)
     : m_Element(ElementOf(settings, std::move(catalogue))),
+      m_Sessions(settings.m_Anonymous),
       m_Dispatcher(m_Sessions, settings.m_nHugeTaskLimit),
       m_Book(m_Dispatcher.Agent(), {m_Element, m_Board, stop, settings.m_CollectionDirectory}),
       m_Packer(settings.m_CollectionDirectory),

@@ -16,6 +16,15 @@ void CheckUser(const std::string& user)
                  "the user's name is longer than " + std::to_string(RequestScope::MAX_USER) + " characters");
 }
 
+void CheckRole(const Profile& operation, Role role)
+{
+    if (role >= operation.m_LeastRole) return;
+    if (role == Role::NONE) ThrowFailure(ErrCode::NOT_LOGGED_IN, MODULE, "log in first");
+    ThrowFailure(ErrCode::NOT_ALLOWED, MODULE,
+                 std::string("the role ") + NameOf(role) + " does not reach: this takes " +
+                     NameOf(operation.m_LeastRole));
+}
+
 }  // namespace
 
 Dispatcher::Dispatcher(const UserSessions& sessions, int nHugeTaskLimit)
@@ -26,7 +35,7 @@ Dispatcher::Dispatcher(const UserSessions& sessions, int nHugeTaskLimit)
 void Dispatcher::Admit(const Profile& operation, const Caller& caller) const
 {
     CheckUser(caller.m_User);
-    if (operation.m_bNeedsLogin) m_Sessions.CheckAllowed(caller.m_User);
+    CheckRole(operation, m_Sessions.RoleOf(caller));
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "request accepted");
 }
 

@@ -5,13 +5,15 @@
 #include <string>
 
 #include "server/serving/failure.h"
+#include "server/serving/role.h"
 
 namespace northbound {
 
 /// The caller of a request, as its front end knows him.
 struct Caller {
     std::string m_User;
-    std::string m_Address;  // "<address>:<port>"; empty where the front end has none
+    std::string m_Address;  // "<address>:<port>"; what the front end calls a caller without one
+    bool m_bLocal = false;  // came through a way that is open to the server's own user alone
 };
 
 /// Where an operation does its work. Pool 2, for collections, is the collection book's own.
@@ -22,7 +24,7 @@ struct Profile {
     int m_nId;            // context and log call the operation "<id> <name>"
     const char* m_pName;  // one word
     Place m_Place;
-    bool m_bNeedsLogin = true;  // where the server wants its users to log in
+    Role m_LeastRole;  // of a caller
 };
 
 }  // namespace northbound

@@ -35,11 +35,11 @@ void UserSessions::Open(NS_UTIL::UserPara& user)
     m_Users[user.GetFirstText()] = user;
 }
 
-void UserSessions::CheckAllowed(const std::string& name) const
+Role UserSessions::RoleOf(const Caller& caller) const
 {
-    if (!NS_UTIL::SelfUtilCommon::Instance()->IsSupportCfgItem("RequireLogin")) return;
+    if (caller.m_bLocal) return Role::ADMIN;
     const std::lock_guard<std::mutex> guard(m_Mutex);
-    if (m_Users.count(name) == 0) ThrowFailure(ErrCode::NOT_LOGGED_IN, MODULE, "log in first");
+    return m_Users.count(caller.m_User) == 0 ? m_Anonymous : Role::ADMIN;
 }
 
 std::vector<NS_UTIL::UserPara> UserSessions::List() const

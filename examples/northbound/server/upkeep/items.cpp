@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "server/serving/failure.h"
+#include "server/serving/role.h"
 #include "shared/names.h"
 
 namespace northbound {
@@ -26,7 +27,8 @@ constexpr Item ITEMS[] = {
     {"HugeTaskLimit", Kind::NUMBER, Setting::AT_ONCE, 0, 1000000},
     {"CollectionsPerPort", Kind::NUMBER, Setting::AT_ONCE, 0, 1000000},
     {"TaskMgrMaxThreadNum", Kind::NUMBER, Setting::AFTER_RESTART, 1, 999, "each pool has 20 workers"},
-    {"RequireLogin", Kind::SWITCH, Setting::NEVER, 0, 1, "nobody has to log in"},
+    {"ListenSocket", Kind::TEXT, Setting::NEVER},
+    {"Anonymous", Kind::ROLE, Setting::NEVER, 0, 0, "it counts as none"},
     {"Password_", Kind::DIGEST, Setting::NEVER, 0, 0, "this user cannot log in"},
 };
 
@@ -95,8 +97,8 @@ std::string FaultOf(const Item& item, const std::string& value)
             if (IsNumberBetween(value, item.m_nLowest, item.m_nHighest)) return "";
             return "a whole number from " + std::to_string(item.m_nLowest) + " to " +
                    std::to_string(item.m_nHighest);
-        case Kind::SWITCH:
-            return IsNumberBetween(value, 0, 1) ? "" : "0 or 1";
+        case Kind::ROLE:
+            return RoleNamed(value) ? "" : "none, reader, collector or admin";
         case Kind::DIGEST:
             return IsDigest(value) ? "" : "what \"nbi-client password-item\" prints";
     }

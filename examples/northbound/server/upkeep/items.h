@@ -15,7 +15,7 @@ enum class Setting { NEVER, AT_ONCE, AFTER_RESTART };
 
 /// One item, or all whose names begin alike: "Password_" stands for "Password_<user>".
 struct Item {
-    enum class Kind { TEXT, NUMBER, SWITCH, DIGEST };
+    enum class Kind { TEXT, NUMBER, ROLE, DIGEST };
 
     const char* m_pName;
     Kind m_Kind;

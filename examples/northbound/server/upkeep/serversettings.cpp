@@ -15,6 +15,12 @@ class ItemReader {
 public:
     explicit ItemReader(std::string configFile) : m_ConfigFile(std::move(configFile)) {}
 
+    static bool Has(const char* pKey)
+    {
+        std::string value;
+        return CorbaConfigItems::Instance()->GetStrItemInfo(pKey, value);
+    }
+
     std::string Text(const char* pKey, const char* pFallback) const
     {
         std::string value = pFallback;
@@ -52,8 +58,12 @@ Settings ReadSettings(const std::string& configFile)
 {
     const ItemReader reader(configFile);
     Settings settings;
-    settings.m_ListenAddress = reader.Text("ListenAddress", DEFAULT_ADDRESS);
-    settings.m_nListenPort = reader.Number("ListenPort", DEFAULT_PORT);
+    if (reader.Has("ListenAddress") || reader.Has("ListenPort")) {
+        settings.m_Listening.m_Tcp = {reader.Text("ListenAddress", DEFAULT_ADDRESS),
+                                      reader.Number("ListenPort", DEFAULT_PORT)};
+    }
+    if (reader.Has("ListenSocket")) settings.m_Listening.m_Socket = reader.Path("ListenSocket", "");
+    settings.m_Anonymous = RoleNamed(reader.Text("Anonymous", "none")).value_or(Role::NONE);
     settings.m_CollectionDirectory = reader.Path("CollectionDirectory", "collections");
     settings.m_OutputFile = reader.Path("OutputFile", "nbi-server.out");
     settings.m_DescriptionFile = reader.Path("DescriptionFile", "descriptions/northbound.xml");

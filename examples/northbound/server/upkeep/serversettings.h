@@ -2,8 +2,11 @@
 /// What the server reads from its configuration file beside what the host does.
 #pragma once
 
+#include <optional>
 #include <stdexcept>
 #include <string>
+
+#include "server/serving/role.h"
 
 namespace northbound {
 
@@ -13,9 +16,20 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+struct TcpAddress {
+    std::string m_Host;
+    int m_nPort = 0;  // 0: any free one
+};
+
+/// Where the server serves: without any of it on DefaultSocket().
+struct Listening {
+    std::optional<TcpAddress> m_Tcp;
+    std::string m_Socket;  // absolute path; "": none
+};
+
 struct Settings {
-    std::string m_ListenAddress;
-    int m_nListenPort = 0;  // 0: any free one
+    Listening m_Listening;
+    Role m_Anonymous = Role::NONE;  // of callers from the network that have not logged in
     std::string m_CollectionDirectory;
     std::string m_OutputFile;
     std::string m_DescriptionFile;
@@ -24,8 +38,8 @@ struct Settings {
     int m_nPerPortLimit = 0;
 };
 
-/// Reads the host's configuration items ListenAddress, ListenPort, CollectionDirectory, OutputFile,
-/// DescriptionFile, ElementRoot, HugeTaskLimit and CollectionsPerPort; those that are not there have defaults, relative
+/// Reads the host's configuration items ListenAddress, ListenPort, ListenSocket, Anonymous, CollectionDirectory,
+/// OutputFile, DescriptionFile, ElementRoot, HugeTaskLimit and CollectionsPerPort. One of the first two asks for TCP; those that are not there have defaults, relative
 /// paths start at the directory of \p configFile. The host must be started.
 /// \throws SettingsError when a value is not what its key wants.
 Settings ReadSettings(const std::string& configFile);

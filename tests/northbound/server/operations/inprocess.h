@@ -52,7 +52,7 @@ public:
     Outcome<typename Operation::Result> Ask(typename Operation::Request request,
                                             const std::string& user = "alice")
     {
-        return m_pService->Ask<Operation>({user, "192.0.2.1:7"}, std::move(request));
+        return m_pService->Ask<Operation>({user, "192.0.2.1:7", true}, std::move(request));
     }
 
     std::string ConfigFile() const { return m_Folder / "server.ini"; }

@@ -10,8 +10,8 @@
 namespace northbound {
 namespace {
 
-constexpr Profile COLLECTING{3, "collect", Place::REQUEST_THREAD};
-constexpr Profile LISTING{4, "tasks", Place::REQUEST_THREAD};
+constexpr Profile COLLECTING{3, "collect", Place::REQUEST_THREAD, Role::READER};
+constexpr Profile LISTING{4, "tasks", Place::REQUEST_THREAD, Role::READER};
 
 std::string Prefix()
 {

@@ -19,7 +19,7 @@ namespace {
 using NS_UTIL::AD;
 using NS_UTIL::ProcessException;
 
-constexpr Profile OPERATION{2, "counters", Place::POOL_1};
+constexpr Profile OPERATION{2, "counters", Place::POOL_1, Role::READER};
 
 std::string Prefix()
 {

@@ -42,12 +42,15 @@ TEST(ItemsTest, WorkerCountThatIsNoneIsToldWithWhatHoldsInstead)
     EXPECT_THAT(Warnings("TaskMgrMaxThreadNum", "999"), IsEmpty());
 }
 
-TEST(ItemsTest, SwitchThatIsNeitherOnNorOffCountsAsOff)
+TEST(ItemsTest, RoleThatIsNoneOfTheFourCountsAsNone)
 {
-    EXPECT_THAT(Warnings("RequireLogin", "yes"),
-                ElementsAre("f.ini: RequireLogin: \"yes\" is not 0 or 1; nobody has to log in"));
-    EXPECT_THAT(Warnings("RequireLogin", "0"), IsEmpty());
-    EXPECT_THAT(Warnings("RequireLogin", "1"), IsEmpty());
+    EXPECT_THAT(
+        Warnings("Anonymous", "Admin"),
+        ElementsAre("f.ini: Anonymous: \"Admin\" is not none, reader, collector or admin; it counts as "
+                    "none"));
+    for (const char* pRole : {"none", "reader", "collector", "admin"}) {
+        EXPECT_THAT(Warnings("Anonymous", pRole), IsEmpty()) << pRole;
+    }
 }
 
 TEST(ItemsTest, PasswordThatIsNoDigestIsToldWithoutItsValue)

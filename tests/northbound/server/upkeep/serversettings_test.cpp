@@ -19,11 +19,12 @@ protected:
     nbitest::RecordingHost m_Host;
 };
 
-TEST_F(ServerSettingsTest, EmptyConfigurationServesOnLoopbackBesideTheFile)
+TEST_F(ServerSettingsTest, EmptyConfigurationServesNobodyFromTheNetwork)
 {
     const Settings settings = ReadSettings("/etc/nbi/server.ini");
-    EXPECT_EQ(settings.m_ListenAddress, "127.0.0.1");
-    EXPECT_EQ(settings.m_nListenPort, DEFAULT_PORT);
+    EXPECT_FALSE(settings.m_Listening.m_Tcp);
+    EXPECT_EQ(settings.m_Listening.m_Socket, "");
+    EXPECT_EQ(settings.m_Anonymous, Role::NONE);
     EXPECT_EQ(settings.m_CollectionDirectory, "/etc/nbi/collections");
     EXPECT_EQ(settings.m_OutputFile, "/etc/nbi/nbi-server.out");
     EXPECT_EQ(settings.m_DescriptionFile, "/etc/nbi/descriptions/northbound.xml");
@@ -38,19 +39,38 @@ TEST_F(ServerSettingsTest, ItemsAreTaken)
     SetNumber("HugeTaskLimit", 0);
     SetNumber("CollectionsPerPort", 9);
     m_Host.SetStr("ListenAddress", "192.0.2.1");
+    m_Host.SetStr("ListenSocket", "a.sock");
+    m_Host.SetStr("Anonymous", "collector");
     m_Host.SetStr("CollectionDirectory", "../data");
     m_Host.SetStr("OutputFile", "/var/log/out");
     m_Host.SetStr("DescriptionFile", "described.xml");
     m_Host.SetStr("ElementRoot", "tree");
     const Settings settings = ReadSettings("/etc/nbi/server.ini");
-    EXPECT_EQ(settings.m_nListenPort, 0);
+    EXPECT_EQ(settings.m_Listening.m_Tcp->m_nPort, 0);
+    EXPECT_EQ(settings.m_Listening.m_Tcp->m_Host, "192.0.2.1");
+    EXPECT_EQ(settings.m_Listening.m_Socket, "/etc/nbi/a.sock");
+    EXPECT_EQ(settings.m_Anonymous, Role::COLLECTOR);
     EXPECT_EQ(settings.m_nHugeTaskLimit, 0);
     EXPECT_EQ(settings.m_nPerPortLimit, 9);
-    EXPECT_EQ(settings.m_ListenAddress, "192.0.2.1");
     EXPECT_EQ(settings.m_CollectionDirectory, "/etc/data");
     EXPECT_EQ(settings.m_OutputFile, "/var/log/out");
     EXPECT_EQ(settings.m_DescriptionFile, "/etc/nbi/described.xml");
     EXPECT_EQ(settings.m_ElementRoot, "/etc/nbi/tree");
+}
+
+TEST_F(ServerSettingsTest, AddressOrPortAloneAsksForTcp)
+{
+    SetNumber("ListenPort", 4711);
+    EXPECT_EQ(ReadSettings("/etc/nbi/server.ini").m_Listening.m_Tcp->m_Host, "127.0.0.1");
+    const nbitest::RecordingHost other;
+    m_Host.SetStr("ListenAddress", "192.0.2.1");
+    EXPECT_EQ(ReadSettings("/etc/nbi/server.ini").m_Listening.m_Tcp->m_Host, "192.0.2.1");
+}
+
+TEST_F(ServerSettingsTest, RoleThatIsNoneLetsNobodyIn)
+{
+    m_Host.SetStr("Anonymous", "Admin");
+    EXPECT_EQ(ReadSettings("/etc/nbi/server.ini").m_Anonymous, Role::NONE);
 }
 
 TEST_F(ServerSettingsTest, ValueOutOfRangeIsRefusedWithFileAndKey)

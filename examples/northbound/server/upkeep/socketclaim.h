@@ -1,0 +1,34 @@
+/// \file
+/// The local socket's path as one server's own.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace northbound {
+
+/// The server cannot have its socket; what() is one line that says which and why.
+class SocketError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Keeps a socket's path for this process, from construction to destruction or however the process ends: by a lock
+/// on "<path>.lock", which stays behind without meaning anything. The ORB deletes whatever has the socket's name before
+/// it makes its own, so nobody may ask it for a path that is not claimed.
+class SocketClaim {
+public:
+    /// Makes the folder, closed to other users, when there is none.
+    /// \param path "" claims nothing
+    /// \throws SocketError when another process has the path, something that is no socket has its name, its folder is
+    ///         open to other users, or it is no path for a socket
+    explicit SocketClaim(const std::string& path);
+    ~SocketClaim();
+    SocketClaim(const SocketClaim&) = delete;
+    SocketClaim& operator=(const SocketClaim&) = delete;
+
+private:
+    int m_nLock = -1;
+};
+
+}  // namespace northbound

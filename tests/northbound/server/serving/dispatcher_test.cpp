@@ -1,0 +1,62 @@
+#include "server/serving/dispatcher.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <variant>
+
+#include "server/serving/usersessions.h"
+#include "shared/names.h"
+#include "support/recordinghost.h"
+
+namespace northbound {
+namespace {
+
+/// An operation that takes \p LEAST.
+template <Role LEAST>
+struct Probe {
+    static constexpr Profile PROFILE{1, "probe", Place::REQUEST_THREAD, LEAST};
+    struct Request {};
+    struct Result {};
+    static Result Run(const Request& /*request*/, const Caller& /*caller*/) { return {}; }
+};
+
+class DispatcherTest : public ::testing::Test {
+protected:
+    /// What \p caller gets from a server that gives those from the network \p anonymous: 0 for an answer.
+    template <Role LEAST>
+    static unsigned int CodeFor(Role anonymous, const Caller& caller)
+    {
+        const UserSessions sessions(anonymous);
+        Dispatcher dispatcher(sessions, 1);
+        Probe<LEAST> probe;
+        const auto outcome = dispatcher.Ask(probe, caller, {});
+        const auto* const pFailure = std::get_if<Failure>(&outcome);
+        return pFailure == nullptr ? 0 : pFailure->m_nCode;
+    }
+
+    nbitest::RecordingHost m_Host;
+    const Caller m_Remote{"anna", "192.0.2.1:7", false};
+    const Caller m_Local{"anna", "local", true};
+};
+
+TEST_F(DispatcherTest, CallerFromTheNetworkReachesAsFarAsItsRole)
+{
+    EXPECT_EQ(CodeFor<Role::NONE>(Role::NONE, m_Remote), 0u);
+    EXPECT_EQ(CodeFor<Role::READER>(Role::NONE, m_Remote), ErrCode::NOT_LOGGED_IN);
+    EXPECT_EQ(CodeFor<Role::ADMIN>(Role::NONE, m_Remote), ErrCode::NOT_LOGGED_IN);
+    EXPECT_EQ(CodeFor<Role::READER>(Role::READER, m_Remote), 0u);
+    EXPECT_EQ(CodeFor<Role::COLLECTOR>(Role::READER, m_Remote), ErrCode::NOT_ALLOWED);
+    EXPECT_EQ(CodeFor<Role::READER>(Role::COLLECTOR, m_Remote), 0u);
+    EXPECT_EQ(CodeFor<Role::COLLECTOR>(Role::COLLECTOR, m_Remote), 0u);
+    EXPECT_EQ(CodeFor<Role::ADMIN>(Role::COLLECTOR, m_Remote), ErrCode::NOT_ALLOWED);
+    EXPECT_EQ(CodeFor<Role::ADMIN>(Role::ADMIN, m_Remote), 0u);
+}
+
+TEST_F(DispatcherTest, LocalCallerIsAdmin)
+{
+    EXPECT_EQ(CodeFor<Role::ADMIN>(Role::NONE, m_Local), 0u);
+}
+
+}  // namespace
+}  // namespace northbound
