@@ -4,17 +4,15 @@
 
 #include <ace/Thread_Mutex.h>
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 
 #include "nbiutil/ad.h"
 #include "nbiutil/export.h"
+#include "nbiutil/nbitaskplace.h"
 #include "nbiutil/threadcontextinfo.h"
 
 namespace NS_UTIL {
-
-class TaskQueue;
 
 enum NBI_TASK_STATE : std::int32_t {
     NBI_TASK_IDLE = 0,      ///< created or queued; the only state in which a task may be pushed
@@ -46,13 +44,6 @@ private:
     ACE_Thread_Mutex m_AgentLock;
 };
 
-/// A task's place in its pool's queue. Only the pool touches it, under its queue lock.
-class TaskLink {
-    friend class TaskList;
-    TaskLink* m_pPrev = nullptr;
-    TaskLink* m_pNext = nullptr;
-};
-
 /// One request task. Derive from it and supply Execute(); the frame around the body (Run) carries the
 /// creating thread's context onto the worker and turns every outcome into a code and a text on the caller's
 /// descriptor.
@@ -60,7 +51,7 @@ class TaskLink {
 /// Ownership: made with new by the caller; from the push on it belongs to the pool, whatever becomes of the
 /// push. The agent stays the caller's and must outlive the task; the descriptor is shared. Threads: any may
 /// ask for or change the state of a task that its pool has not deleted yet.
-class NBI_EXPORT NBITask : private TaskLink {
+class NBI_EXPORT NBITask : private NBITaskPlace {
 public:
     /// Takes a copy of the calling thread's context: interface, user, operation UUID and huge-task
     /// information.
@@ -113,17 +104,10 @@ private:
     void RunGuarded(AD& descriptor);
     void Finish(AD& descriptor);
 
-    // State in the low bits, and the marks of taskqueue.h above it. Atomic instead of behind a lock, so that
-    // a queued task carries none; whoever changes the state of a task that waits in a queue holds the queue's
-    // lock.
-    std::atomic<unsigned int> m_nState{NBI_TASK_IDLE};
     bool m_bFlag;
     DBAgent& m_Agent;
     const ThreadContextInfo m_ThreadInfo;
     AD m_Descriptor;
-
-    std::atomic<TaskQueue*> m_pQueue{nullptr};  // the owner, from the push on
-    std::uint64_t m_nOrder = 0;                 // place in the order of pushing; guarded by the queue's lock
 };
 
 }  // namespace NS_UTIL

@@ -115,7 +115,7 @@ void NBITask::Awake()
 
 NBI_TASK_STATE NBITask::GetTaskState()
 {
-    return static_cast<NBI_TASK_STATE>(m_nState.load(std::memory_order_acquire) & TaskQueue::STATE_MASK);
+    return TaskQueue::StateOf(*this);
 }
 
 void NBITask::SetTaskState(NBI_TASK_STATE state)

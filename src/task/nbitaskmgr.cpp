@@ -11,6 +11,7 @@
 #include "nbiutil/errcode.h"
 #include "nbiutil/hugetask.h"
 #include "nbiutil/nbitask.h"
+#include "task/hugepool.h"
 #include "task/processend.h"
 #include "task/raise.h"
 #include "task/taskqueue.h"
@@ -22,10 +23,7 @@ constexpr const char* MODULE = "nbitaskmgr";
 constexpr SourceMark NULL_TASK{MODULE, 152};
 constexpr SourceMark TASK_NOT_IDLE{MODULE, 175};
 constexpr SourceMark NOTHING_IDLE{MODULE, 251};
-constexpr SourceMark LIMIT_LOGGED{MODULE, 329};
-constexpr SourceMark LIMIT_RAISED{MODULE, 339};
 
-constexpr int HUGE_POOL = 2;
 constexpr int DEFAULT_THREADS = 20;
 constexpr int MAX_THREADS = 999;
 constexpr int ALREADY_OPEN = 1;  // what activate() answers then
@@ -38,18 +36,6 @@ int ConfiguredThreads()
     if (!bRead || nThreads < 1 || nThreads > MAX_THREADS) nThreads = DEFAULT_THREADS;
     WriteLog(Here(MODULE), "[NBITaskMgr::NBITaskMgr()] m_nThreadNum = %d", nThreads);
     return nThreads;
-}
-
-/// Asked for the calling thread's request. No book (its lock cannot be taken), or no memory to ask it, means
-/// no limit: whoever asks holds a task that must not be lost.
-bool IsHugeTaskLimitReached() noexcept
-{
-    try {
-        HugeTaskMgr* const pBook = HugeTaskMgr::Instance();
-        return pBook != nullptr && (pBook->IsOverHTaskNum() || pBook->IsOverSingleHTaskNum());
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
 }
 
 /// A task that cannot be entered for lack of memory runs all the same.
@@ -333,47 +319,6 @@ void NBITaskMgr::Destroy()
 {
     delete m_pInstance;
     m_pInstance = nullptr;
-}
-
-void TaskPoolMgr::Init(const int& maxHugeTasks)
-{
-    if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance()) {
-        pBook->Init(static_cast<unsigned int>(maxHugeTasks));
-    }
-}
-
-int TaskPoolMgr::GetHugeTaskNum()
-{
-    HugeTaskMgr* const pBook = HugeTaskMgr::Instance();
-    return pBook != nullptr ? static_cast<int>(pBook->GetHTskNum()) : 0;
-}
-
-void TaskPoolMgr::PushTask(DBAgent& agent, NBITask* pTask, unsigned int nNumber)
-{
-    // A task that a pool owns already is no new task: the pool refuses it, whatever the limits say.
-    const bool bHuge = nNumber == HUGE_POOL && pTask != nullptr && TaskQueue::OwnerOf(*pTask) == nullptr &&
-                       pTask->GetTaskMode() != 0;
-    if (bHuge && IsHugeTaskLimitReached()) {
-        WriteLog(
-            LIMIT_LOGGED,
-            "[TaskPoolMgr::PushTask] CALL IncreaseHugeTask error, reached the max num:Taskmaxtasknum=%d, "
-            "nowtasknum=%d",
-            agent.GetHugeTaskMaxnum(), GetHugeTaskNum());
-        delete pTask;
-        Raise(LIMIT_RAISED, ErrCode::HUGE_TASK_LIMIT, "");
-    }
-    NBITaskMgr::GetTaskMgr(nNumber)->PushTask(pTask);
-}
-
-void TaskPoolMgr::ShutDown()
-{
-    for (const unsigned int nNumber : {0U, 1U, 2U}) {
-        if (!NBITaskMgr::TaskMgrExisted(nNumber)) continue;
-        NBITaskMgr* const pPool = NBITaskMgr::GetTaskMgr(nNumber);
-        pPool->SetExitFlag();
-        pPool->close(0);
-        pPool->wait();
-    }
 }
 
 }  // namespace NS_UTIL

@@ -1,108 +1,9 @@
 #include "task/taskqueue.h"
 
-#include <array>
-
 #include "nbiutil/errcode.h"
 #include "nbiutil/hugetask.h"
 
 namespace NS_UTIL {
-
-TaskLink& TaskList::Link(const NBITask& task)
-{
-    return const_cast<NBITask&>(task);  // the link is not part of the task's value
-}
-
-NBITask* TaskList::At(TaskLink* pLink) const
-{
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): a deleted task was unlinked before
-    return pLink == &m_Head ? nullptr : static_cast<NBITask*>(pLink);
-}
-
-void TaskList::InsertBefore(TaskLink& next, NBITask& task)
-{
-    TaskLink& link = Link(task);
-    link.m_pPrev = next.m_pPrev;
-    link.m_pNext = &next;
-    next.m_pPrev->m_pNext = &link;
-    next.m_pPrev = &link;
-}
-
-void TaskList::InsertInOrder(NBITask& task)
-{
-    if (IsEmpty() || Last()->m_nOrder < task.m_nOrder) {
-        Append(task);
-        return;
-    }
-    NBITask* pNext = First();
-    NBITask* pLast = Last();
-    while (pNext->m_nOrder < task.m_nOrder) {
-        NBITask* const pBefore = At(Link(*pLast).m_pPrev);
-        if (pBefore == nullptr || pBefore->m_nOrder < task.m_nOrder) {
-            pNext = pLast;
-            break;
-        }
-        pLast = pBefore;
-        pNext = After(*pNext);
-    }
-    InsertBefore(Link(*pNext), task);
-}
-
-void TaskList::Unlink(NBITask& task)
-{
-    TaskLink& link = Link(task);
-    link.m_pPrev->m_pNext = link.m_pNext;
-    link.m_pNext->m_pPrev = link.m_pPrev;
-}
-
-NBITask* TaskList::TakeFirst()
-{
-    NBITask* const pFirst = First();
-    if (pFirst != nullptr) Unlink(*pFirst);
-    return pFirst;
-}
-
-void TaskList::TakeAll(TaskList& other)
-{
-    if (other.IsEmpty()) return;
-    TaskLink* const pFirst = other.m_Head.m_pNext;
-    TaskLink* const pLast = other.m_Head.m_pPrev;
-    pFirst->m_pPrev = m_Head.m_pPrev;
-    m_Head.m_pPrev->m_pNext = pFirst;
-    pLast->m_pNext = &m_Head;
-    m_Head.m_pPrev = pLast;
-    other.m_Head.m_pPrev = other.m_Head.m_pNext = &other.m_Head;
-}
-
-/// Both are in order.
-void TaskList::Merge(TaskList& other)
-{
-    NBITask* pNext = First();
-    while (NBITask* const pTask = other.TakeFirst()) {
-        while (pNext != nullptr && pNext->m_nOrder < pTask->m_nOrder) pNext = After(*pNext);
-        InsertBefore(pNext != nullptr ? Link(*pNext) : m_Head, *pTask);
-    }
-}
-
-/// In place, since a worker sorts: what it does between its tasks must not need memory. The runs double from
-/// one to the next.
-void TaskList::SortInOrder()
-{
-    if (First() == Last()) return;  // none or one, as nearly always
-    std::array<TaskList, 48> runs;
-    while (NBITask* const pTask = TakeFirst()) {
-        TaskList carry;
-        carry.Append(*pTask);
-        std::size_t nRun = 0;
-        for (; !runs[nRun].IsEmpty(); ++nRun) carry.Merge(runs[nRun]);
-        runs[nRun].TakeAll(carry);
-    }
-    for (TaskList& run : runs) Merge(run);
-}
-
-void DeleteAll(TaskList& tasks)
-{
-    while (NBITask* const pTask = tasks.TakeFirst()) delete pTask;
-}
 
 void TaskQueue::Fail(NBITask& task)
 {
@@ -138,7 +39,7 @@ bool TaskQueue::AppendLocked(NBITask& task)
 {
     if (task.GetTaskState() != NBI_TASK_IDLE) return false;
     TaskQueue* pNobody = nullptr;
-    if (!task.m_pQueue.compare_exchange_strong(pNobody, this, std::memory_order_acq_rel)) return false;
+    if (!task.m_pOwner.compare_exchange_strong(pNobody, this, std::memory_order_acq_rel)) return false;
     task.m_nOrder = m_nNextOrder++;
     m_Idle.Append(task);
     return true;
@@ -149,7 +50,7 @@ NBITask* TaskQueue::FirstIdleLocked()
     // A state that was set while the task was being pushed has told nobody: such a task is filed anew here.
     for (NBITask* pTask = m_Idle.First(); pTask != nullptr; pTask = m_Idle.First()) {
         const unsigned int nState = pTask->m_nState.load(std::memory_order_acquire);
-        if (StateOf(nState) == NBI_TASK_IDLE && (nState & HELD) == 0) return pTask;
+        if (StateIn(nState) == NBI_TASK_IDLE && (nState & HELD) == 0) return pTask;
         TaskList::Unlink(*pTask);
         FileLocked(*pTask);
     }
@@ -179,9 +80,9 @@ void TaskQueue::FileLocked(NBITask& task)
     const unsigned int nState = task.m_nState.load(std::memory_order_acquire);
     if ((nState & HELD) != 0) {
         m_Others.Append(task);
-    } else if (StateOf(nState) == NBI_TASK_FINISHED || (nState & DOOMED) != 0) {
+    } else if (StateIn(nState) == NBI_TASK_FINISHED || (nState & DOOMED) != 0) {
         m_Finished.Append(task);
-    } else if (StateOf(nState) == NBI_TASK_IDLE) {
+    } else if (StateIn(nState) == NBI_TASK_IDLE) {
         m_Idle.InsertInOrder(task);
     } else {
         m_Others.Append(task);
@@ -213,9 +114,14 @@ void TaskQueue::WakeAllLocked()
     }
 }
 
+NBI_TASK_STATE TaskQueue::StateOf(const NBITask& task)
+{
+    return StateIn(task.m_nState.load(std::memory_order_acquire));
+}
+
 TaskQueue* TaskQueue::OwnerOf(const NBITask& task)
 {
-    return task.m_pQueue.load(std::memory_order_acquire);
+    return task.m_pOwner.load(std::memory_order_acquire);
 }
 
 /// \param[in,out] nState what the task's word is taken to be, and has been.
@@ -231,7 +137,7 @@ void TaskQueue::SetState(NBITask& task, NBI_TASK_STATE state)
     if (static_cast<unsigned int>(state) > NBI_TASK_FINISHED) return;
     unsigned int nState = task.m_nState.load(std::memory_order_acquire);
     while ((nState & HELD) != 0 || OwnerOf(task) == nullptr) {
-        if (StateOf(nState) == state || ReplaceState(task, nState, state)) return;
+        if (StateIn(nState) == state || ReplaceState(task, nState, state)) return;
     }
     OwnerOf(task)->ChangeState(task, state);
 }
@@ -241,7 +147,7 @@ void TaskQueue::ChangeState(NBITask& task, NBI_TASK_STATE state)
     MutexGuard guard(m_QueueLock);
     unsigned int nState = task.m_nState.load(std::memory_order_relaxed);
     do {
-        if (StateOf(nState) == state) return;
+        if (StateIn(nState) == state) return;
     } while (!ReplaceState(task, nState, state));
     if ((nState & HELD) != 0) return;
     TaskList::Unlink(task);
@@ -271,7 +177,7 @@ void TaskQueue::PushedAgain(NBITask& task)
         MutexGuard guard(owner.m_QueueLock);
         const unsigned int nState = task.m_nState.fetch_or(DOOMED, std::memory_order_acq_rel);
         if ((nState & HELD) != 0) return;
-        if (StateOf(nState) == NBI_TASK_IDLE) {
+        if (StateIn(nState) == NBI_TASK_IDLE) {
             task.m_nState.fetch_and(~DOOMED, std::memory_order_acq_rel);
             return;
         }

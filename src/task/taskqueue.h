@@ -8,44 +8,10 @@
 
 #include "base/lockguard.h"
 #include "nbiutil/nbitask.h"
+#include "task/tasklist.h"
 #include "task/worktokens.h"
 
 namespace NS_UTIL {
-
-/// A list of tasks that are linked through their own TaskLink: no node to allocate, and a task is unlinked by
-/// where it stands. Owns nothing.
-class TaskList {
-public:
-    TaskList() { m_Head.m_pPrev = m_Head.m_pNext = &m_Head; }
-    TaskList(const TaskList&) = delete;
-    TaskList& operator=(const TaskList&) = delete;
-
-    bool IsEmpty() const { return m_Head.m_pNext == &m_Head; }
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): a deleted task was unlinked before
-    NBITask* First() const { return At(m_Head.m_pNext); }
-    NBITask* Last() const { return At(m_Head.m_pPrev); }
-    NBITask* After(const NBITask& task) const { return At(Link(task).m_pNext); }
-
-    void Append(NBITask& task) { InsertBefore(m_Head, task); }
-    /// Keeps the list in the order of pushing. Walks from both ends at once, and only for a task that goes
-    /// back to idle: one that is pushed is the last.
-    void InsertInOrder(NBITask& task);
-    static void Unlink(NBITask& task);
-    /// Unlinks the first task.
-    /// \return null when there is none
-    NBITask* TakeFirst();
-    /// Moves all of \p other behind the tasks that are here.
-    void TakeAll(TaskList& other);
-    void SortInOrder();
-
-private:
-    void Merge(TaskList& other);
-    static TaskLink& Link(const NBITask& task);
-    NBITask* At(TaskLink* pLink) const;
-    static void InsertBefore(TaskLink& next, NBITask& task);
-
-    TaskLink m_Head;  // its neighbours are the first and the last task
-};
 
 /// The tasks of one pool, filed by what is to become of them, so that no operation walks over the others:
 /// those that are idle, in the order of pushing; those that are finished and wait for the next sweep; and the
@@ -101,6 +67,7 @@ public:
 
     /// What NBITask needs of the queue that owns it
     static TaskQueue* OwnerOf(const NBITask& task);
+    static NBI_TASK_STATE StateOf(const NBITask& task);
     /// Sets a task's state, and files anew a task that nobody runs. Nothing happens when the state stays, or
     /// when \p state is none of the three.
     static void SetState(NBITask& task, NBI_TASK_STATE state);
@@ -114,7 +81,7 @@ public:
     static void PushedAgain(NBITask& task);
 
 private:
-    static NBI_TASK_STATE StateOf(unsigned int nState)
+    static NBI_TASK_STATE StateIn(unsigned int nState)
     {
         return static_cast<NBI_TASK_STATE>(nState & STATE_MASK);
     }
@@ -131,8 +98,5 @@ private:
     std::uint64_t m_nNextOrder = 0;  // guarded by m_QueueLock
     WorkTokens m_Tokens;
 };
-
-/// Deletes tasks outside every lock: their destructors are the users' and may push tasks.
-void DeleteAll(TaskList& tasks);
 
 }  // namespace NS_UTIL

@@ -311,6 +311,25 @@ TEST_F(ThreadContextMgrTest, RecordThatIsMadeWhileItsThreadEndsGoesToo)
     pthread_key_delete(nKey);
 }
 
+TEST_F(ThreadContextMgrTest, RecordThatHasGoneIsNotReadByLaterCleanups)
+{
+    OnAnotherThread(
+        [] { Set(FullRecord()); });  // makes the library's key, whose cleanup runs before the one below
+    static std::string seen;
+    seen = "not asked";
+    pthread_key_t nKey = 0;
+    const auto cleanup = [](void*) {
+        seen = ThreadContextMgr::Instance()->GetThreadContext().GetInterfaceName();
+    };
+    ASSERT_EQ(pthread_key_create(&nKey, cleanup), 0);
+    OnAnotherThread([nKey] {
+        Set(FullRecord());
+        pthread_setspecific(nKey, "anything but null");
+    });
+    EXPECT_EQ(seen, ThreadContextInfo().GetInterfaceName());
+    pthread_key_delete(nKey);
+}
+
 /// Takes every thread key that the process has left, and gives them back.
 class AllKeys {
 public:

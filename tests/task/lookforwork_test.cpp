@@ -206,5 +206,61 @@ TEST_F(LookForWorkTest, TaskThatGoesBackToIdleFindsItsPlaceFromEitherEnd)
     }
 }
 
+/// A task that runs while it stands among the idle ones: its own body has pushed it.
+class HeldTask : public TestTask {
+public:
+    HeldTask(NBITaskMgr& pool, AD& ad, Action body)
+        : TestTask(ad, {}, [this] { m_bGone = true; }), m_Pool(pool), m_Body(std::move(body))
+    {
+    }
+    void Execute() override
+    {
+        m_Pool.PushTask(this);
+        m_Body();
+        EXPECT_FALSE(m_bGone);
+    }
+
+private:
+    NBITaskMgr& m_Pool;
+    Action m_Body;
+    bool m_bGone = false;
+};
+
+TEST_F(LookForWorkTest, IdleTaskThatSomebodyRunsIsPassedOver)
+{
+    NBITaskMgr pool(5);
+    AD ad;
+    HeldTask* pHeld = nullptr;
+    pHeld = new HeldTask(pool, ad, [&] {
+        auto* const pNext = new TestTask(ad);
+        pool.PushTask(pNext);
+        EXPECT_EQ(pool.AcquireIdleTask(), pNext);
+        EXPECT_EQ(pHeld->GetTaskState(), NBI_TASK_IDLE);
+    });
+    pHeld->Run();
+    EXPECT_EQ(pHeld->GetTaskState(), NBI_TASK_FINISHED) << "and it is the pool's until the next sweep";
+}
+
+TEST_F(LookForWorkTest, TaskThatFinishesItselfIsNotSweptWhileSomebodyRunsIt)
+{
+    NBITaskMgr pool(5);
+    AD ad;
+    HeldTask* pHeld = nullptr;
+    pHeld = new HeldTask(pool, ad, [&] {
+        pHeld->SetTaskState(NBI_TASK_FINISHED);
+        for (int i = 0; i < 2; ++i) {  // the first look files it anew, the second one sweeps
+            auto* const pNext = new TestTask(ad);
+            pool.PushTask(pNext);
+            EXPECT_EQ(pool.AcquireIdleTask(), pNext);
+        }
+        EXPECT_EQ(TestTask::Alive(), 3);
+    });
+    pHeld->Run();
+    auto* const pNext = new TestTask(ad);
+    pool.PushTask(pNext);
+    EXPECT_EQ(pool.AcquireIdleTask(), pNext);
+    EXPECT_EQ(TestTask::Alive(), 3) << "the held task has gone, the three that were taken are still there";
+}
+
 }  // namespace
 }  // namespace NS_UTIL

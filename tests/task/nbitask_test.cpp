@@ -24,95 +24,12 @@
 #include "support/recordinghost.h"
 #include "support/tasks.h"
 #include "support/vtable.h"
+#include "task/nbitasktesting.h"
 
 namespace NS_UTIL {
 namespace {
 
-using nbitest::Action;
-using nbitest::AllocationLimit;
-using nbitest::CanFailLocks;
-using nbitest::DeleteCounter;
-using nbitest::ExpectDestructorAt;
-using nbitest::FailingLocks;
-using nbitest::LockKind;
-using nbitest::LogLine;
-using nbitest::NextWait;
-using nbitest::NO_FAILING_LOCKS;
-using nbitest::RecordingHost;
-using nbitest::ServeRequest;
-using nbitest::Signal;
-using nbitest::Sleeper;
-using nbitest::SlotOf;
-using nbitest::TestAgent;
-using nbitest::TestTask;
-using nbitest::WaitUntil;
-using Calls = std::vector<std::string>;
-
-constexpr int STOPPING = 2;
-constexpr const char* OTHER_EXCEPTION = "There's an error in NBITask::Run";
-
-/// The part of a task's life in which a test does something.
-enum class Stage { INIT, EXECUTE, COMPLETE, AFTER_COMPLETE };
-
-/// A task that notes the calls it gets and does what a test wants at one of its stages.
-class StagedTask : public NBITask {
-public:
-    explicit StagedTask(AD& ad, Stage stage = Stage::EXECUTE, Action action = {})
-        : NBITask(TestAgent(), true, ad), m_Stage(stage), m_Action(std::move(action))
-    {
-    }
-    void Init() override { Reach(Stage::INIT, "Init"); }
-    void Execute() override { Reach(Stage::EXECUTE, "Execute"); }
-    void Complete() override
-    {
-        Reach(Stage::COMPLETE, "Complete");
-        NBITask::Complete();
-        if (m_Stage == Stage::AFTER_COMPLETE) m_Action();
-    }
-    using NBITask::GetAgent;
-    using NBITask::GetDescriptor;
-    using NBITask::GetFlag;
-
-    Calls m_Calls;
-
-private:
-    void Reach(Stage stage, const char* pName)
-    {
-        m_Calls.emplace_back(pName);
-        if (m_Stage == stage && m_Action) m_Action();
-    }
-
-    Stage m_Stage;
-    Action m_Action;
-};
-
-/// What a failed task has left in a descriptor: "<code> <info>".
-std::string OutcomeOf(AD& ad)
-{
-    try {
-        ad.Wait();
-    } catch (ProcessException& failure) {
-        return failure.MessageStream().str();
-    }
-    return "success";
-}
-
-class NBITaskTest : public ::testing::Test {
-protected:
-    NBITaskTest() { ServeRequest("interface"); }
-
-    /// The stored code, whatever the state.
-    unsigned long StoredCode(AD& ad)
-    {
-        m_Host.SetState(STOPPING);
-        const unsigned long nCode = ad.GetErrorCode();
-        m_Host.SetState(0);
-        return nCode;
-    }
-
-    RecordingHost m_Host;
-    AD m_AD;
-};
+using namespace nbitest;
 
 TEST_F(NBITaskTest, SlotsAreDestructorInitExecuteComplete)
 {
@@ -128,6 +45,24 @@ TEST_F(NBITaskTest, SlotsAreDestructorInitExecuteComplete)
     EXPECT_EQ(SlotOf(&NBITask::Execute), 3u);
     EXPECT_EQ(SlotOf(&NBITask::Complete), 4u);
     EXPECT_EQ(SlotOf(&Probe::Next), 5u) << "there are no more";
+}
+
+/// A name that users take for themselves: a task's bases must not hide it.
+struct TaskLink {
+    int m_nNumber = 0;
+};
+struct TaskList {
+    TaskLink m_First;
+};
+
+TEST_F(NBITaskTest, TaskMayUseItsUsersOwnNames)
+{
+    class Linked : public TestTask {
+    public:
+        using TestTask::TestTask;
+        TaskList m_List{TaskLink{4}};
+    };
+    EXPECT_EQ(Linked(m_AD).m_List.m_First.m_nNumber, 4);
 }
 
 TEST_F(NBITaskTest, StatesHaveTheirFixedNumbers)
@@ -380,198 +315,6 @@ TEST_F(NBITaskTest, TaskIsNotFinishedWhileItsDescriptorCannotBeWoken)
     }
 }
 
-// Run, failed
-
-TEST_F(NBITaskTest, ProcessExceptionBecomesCodeAndErrorInfoAndALogLine)
-{
-    TestTask task(m_AD, [] { throw ProcessException(5, "message", "info", "file", "function", 12); });
-    task.Run();
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:info") << "the info and not the message";
-    EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
-    EXPECT_EQ(m_Host.Logs(), (std::vector<LogLine>{{"file", "function", 12, 1, "ErrCode:5,Detail:message"}}));
-}
-
-TEST_F(NBITaskTest, EmptyErrorInfoReplacesOneThatWasThere)
-{
-    m_AD.SetErrorInfo("preset");
-    TestTask task(m_AD, [] { throw ProcessException(5, "message", "file", "function", 12); });
-    task.Run();
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:");
-    ASSERT_EQ(m_Host.Logs().size(), 1u);
-    EXPECT_EQ(m_Host.Logs()[0].m_nLine, 12);
-}
-
-TEST_F(NBITaskTest, ExceptionThatWasWrittenThroughItsStreamsCountsAsWritten)
-{
-    TestTask task(m_AD, [] {
-        ProcessException exception;
-        exception.SetErrorCode(8);
-        exception.SetLine(9);
-        exception.FileStream() << "file";
-        exception.FunctionStream() << "function";
-        exception.ErrorInfoStream() << "info " << 1;
-        exception.MessageStream() << "message " << 2;
-        throw ProcessException(exception);
-    });
-    task.Run();
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:8,Detail:info 1");
-    EXPECT_EQ(m_Host.Logs(), (std::vector<LogLine>{{"file", "function", 9, 1, "message 2"}}));
-}
-
-TEST_F(NBITaskTest, ExceptionWithCodeZeroReachesTheCallerAsSuccess)
-{
-    m_AD.SetErrorCode(99);
-    TestTask task(m_AD, [] { throw ProcessException(); });
-    task.Run();
-    EXPECT_EQ(OutcomeOf(m_AD), "success");
-    EXPECT_EQ(m_Host.Logs(), (std::vector<LogLine>{{"", "", 0, 1, ""}}));
-}
-
-TEST_F(NBITaskTest, FormatCharactersOfAnExceptionAreLoggedAsText)
-{
-    TestTask task(m_AD, [] { throw ProcessException(5, "%s%n%d %", "%s%n", "f%s", "g%n", 12); });
-    task.Run();
-    EXPECT_EQ(m_Host.Logs(), (std::vector<LogLine>{{"f%s", "g%n", 12, 1, "ErrCode:5,Detail:%s%n%d %"}}));
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:%s%n");
-}
-
-TEST_F(NBITaskTest, AnyOtherExceptionGivesItsFixedCodeAndLeavesTheInfo)
-{
-    m_AD.SetErrorInfo("preset");
-    TestTask task(m_AD, [] { throw 42; });
-    task.Run();
-    EXPECT_EQ(StoredCode(m_AD), 0x411802BCu);
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:1092092604,Detail:preset");
-    EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
-    EXPECT_EQ(m_Host.Logs(), (std::vector<LogLine>{{"nbitask", "unknown", 140, 1, OTHER_EXCEPTION}}));
-}
-
-TEST_F(NBITaskTest, InitThatThrowsKeepsTheBodyFromRunning)
-{
-    StagedTask task(m_AD, Stage::INIT,
-                    [] { throw ProcessException(5, "message", "info", "file", "function", 12); });
-    task.Run();
-    EXPECT_EQ(task.m_Calls, (Calls{"Init"}));
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:info");
-}
-
-TEST_F(NBITaskTest, BodyThatThrowsIsNotCompleted)
-{
-    StagedTask task(m_AD, Stage::EXECUTE, [] { throw std::runtime_error("x"); });
-    task.Run();
-    EXPECT_EQ(task.m_Calls, (Calls{"Init", "Execute"}));
-}
-
-TEST_F(NBITaskTest, OutcomeIsTheSameWithoutALogService)
-{
-    m_Host.RegisterLogService(false);
-    TestTask task(m_AD, [] { throw ProcessException(5, "message", "info", "file", "function", 12); });
-    task.Run();
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:info");
-    AD other;
-    TestTask otherTask(other, [] { throw 42; });
-    otherTask.Run();
-    EXPECT_EQ(OutcomeOf(other), "ErrCode:1092092604,Detail:");
-    EXPECT_TRUE(m_Host.Logs().empty());
-}
-
-TEST_F(NBITaskTest, OutcomeIsTheSameWithALogServiceThatFails)
-{
-    m_Host.FailLogCalls(true);
-    TestTask task(m_AD, [] { throw ProcessException(5, "message", "info", "file", "function", 12); });
-    EXPECT_NO_THROW(task.Run());
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:info");
-    EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
-}
-
-TEST_F(NBITaskTest, CodeReachesTheCallerWhenThereIsNoMemoryForTheTexts)
-{
-    static constexpr std::size_t LONG = 100000;
-    std::optional<AllocationLimit> limit;
-    TestTask task(m_AD, [&limit] {
-        class OnTheWayOut {
-        public:
-            explicit OnTheWayOut(std::optional<AllocationLimit>& limit) : m_Limit(limit) {}
-            ~OnTheWayOut() { m_Limit.emplace(LONG / 2); }
-
-        private:
-            std::optional<AllocationLimit>& m_Limit;
-        };
-        const OnTheWayOut end(limit);
-        throw ProcessException(5, std::string(LONG, 'm'), std::string(LONG, 'i'), "file", "function", 12);
-    });
-    EXPECT_NO_THROW(task.Run());
-    ASSERT_TRUE(limit);
-    EXPECT_GE(limit->Refused(), LONG);
-    limit.reset();
-    ASSERT_TRUE(m_AD.IsFinished());
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:");
-    EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
-}
-
-/// One exception of each kind, from each place.
-struct Failure {
-    const char* m_pName;
-    void (*m_pThrow)();
-    const char* m_pOutcome;  // as the caller sees it
-};
-
-struct ForeignException {
-    std::string m_Text = "not derived from anything";
-};
-
-const Failure FAILURES[] = {
-    {"ProcessException", [] { throw ProcessException(6, "m", "i", "file", "function", 12); },
-     "ErrCode:6,Detail:i"},
-    {"DerivedException", [] { throw InterfaceNotExistException(6, "m", "i", "file", "function", 12); },
-     "ErrCode:6,Detail:i"},
-    {"StandardException", [] { throw std::runtime_error("%s"); }, "ErrCode:1092092604,Detail:"},
-    {"BadAlloc", [] { throw std::bad_alloc(); }, "ErrCode:1092092604,Detail:"},
-    {"Integer", [] { throw 42; }, "ErrCode:1092092604,Detail:"},
-    {"Text", [] { throw "text"; }, "ErrCode:1092092604,Detail:"},
-    {"PointerToOne", [] { throw static_cast<ProcessException*>(nullptr); }, "ErrCode:1092092604,Detail:"},
-    {"ForeignException", [] { throw ForeignException(); }, "ErrCode:1092092604,Detail:"},
-};
-
-class NBITaskFailureTest : public NBITaskTest,
-                           public ::testing::WithParamInterface<std::tuple<Stage, Failure>> {
-protected:
-    Stage GetStage() const { return std::get<0>(GetParam()); }
-    const Failure& GetFailure() const { return std::get<1>(GetParam()); }
-
-    void ExpectOneLine() const
-    {
-        const bool bOther = std::string(GetFailure().m_pOutcome) != "ErrCode:6,Detail:i";
-        const LogLine expected = bOther ? LogLine{"nbitask", "unknown", 140, 1, OTHER_EXCEPTION}
-                                        : LogLine{"file", "function", 12, 1, "ErrCode:6,Detail:m"};
-        EXPECT_EQ(m_Host.Logs(), std::vector<LogLine>{expected});
-    }
-};
-
-TEST_P(NBITaskFailureTest, NoExceptionLeavesRun)
-{
-    StagedTask task(m_AD, GetStage(), GetFailure().m_pThrow);
-    EXPECT_NO_THROW(task.Run());
-    EXPECT_TRUE(m_AD.IsFinished());
-    EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
-    ExpectOneLine();
-    const bool bWasWokenBefore = GetStage() == Stage::AFTER_COMPLETE;
-    EXPECT_EQ(OutcomeOf(m_AD), bWasWokenBefore ? "success" : GetFailure().m_pOutcome);
-}
-
-std::string NameOf(const ::testing::TestParamInfo<std::tuple<Stage, Failure>>& info)
-{
-    static const char* const STAGES[] = {"Init", "Execute", "Complete", "FinishedComplete"};
-    return std::string(std::get<1>(info.param).m_pName) + "From" +
-           STAGES[static_cast<int>(std::get<0>(info.param))];
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, NBITaskFailureTest,
-                         ::testing::Combine(::testing::Values(Stage::INIT, Stage::EXECUTE, Stage::COMPLETE,
-                                                              Stage::AFTER_COMPLETE),
-                                            ::testing::ValuesIn(FAILURES)),
-                         NameOf);
-
 // In a pool
 
 class NBITaskInPoolTest : public NBITaskTest {
@@ -641,87 +384,6 @@ TEST_F(NBITaskInPoolTest, LinesOfAWorkerBelongToTheRequestThatMadeTheTask)
     EXPECT_EQ(seen, uuid);
     ASSERT_EQ(m_Host.LogsAt("nbitask", 140).size(), 1u);
     EXPECT_NE(m_Host.LogsAt("nbitask", 140)[0].m_nThread, static_cast<unsigned long>(pthread_self()));
-}
-
-// Agents
-
-TEST(DBAgentTest, AgentKeepsNameAndMaximum)
-{
-    const std::string name("na\0me", 5);
-    const DBAgent agent(name, 3);
-    EXPECT_EQ(agent.GetAgentName(), name);
-    EXPECT_EQ(agent.GetHugeTaskMaxnum(), 3);
-    static_assert(std::is_same_v<decltype(agent.GetAgentName()), const std::string&>);
-    static_assert(std::is_same_v<decltype(agent.GetHugeTaskMaxnum()), const int&>);
-}
-
-TEST(DBAgentTest, CountGoesUpToTheMaximum)
-{
-    DBAgent agent("a", 2);
-    EXPECT_TRUE(agent.IncreaseHugeTask());
-    EXPECT_TRUE(agent.IncreaseHugeTask());
-    EXPECT_FALSE(agent.IncreaseHugeTask());
-    EXPECT_TRUE(agent.DecreaseHugeTask());
-    EXPECT_TRUE(agent.IncreaseHugeTask()) << "a refused increase has counted nothing";
-    EXPECT_FALSE(agent.IncreaseHugeTask());
-}
-
-TEST(DBAgentTest, CountDoesNotGoBelowZero)
-{
-    DBAgent agent("a", 1);
-    EXPECT_FALSE(agent.DecreaseHugeTask());
-    EXPECT_FALSE(agent.DecreaseHugeTask());
-    EXPECT_TRUE(agent.IncreaseHugeTask());
-    EXPECT_FALSE(agent.IncreaseHugeTask()) << "a refused decrease has counted nothing";
-}
-
-TEST(DBAgentTest, MaximumOfZeroOrLessLetsNothingIn)
-{
-    for (const int nMax : {0, -1, -2147483647 - 1}) {
-        DBAgent agent("a", nMax);
-        EXPECT_FALSE(agent.IncreaseHugeTask());
-        EXPECT_FALSE(agent.DecreaseHugeTask());
-        EXPECT_EQ(agent.GetHugeTaskMaxnum(), nMax);
-    }
-}
-
-TEST(DBAgentTest, CountGoesOnWhenTheLockFails)
-{
-    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
-    DBAgent agent("a", 1);
-    const FailingLocks failing(LockKind::MUTEX, 4);
-    EXPECT_TRUE(agent.IncreaseHugeTask());
-    EXPECT_FALSE(agent.IncreaseHugeTask());
-    EXPECT_TRUE(agent.DecreaseHugeTask());
-    EXPECT_FALSE(agent.DecreaseHugeTask());
-    EXPECT_EQ(failing.Left(), 0);
-}
-
-TEST(DBAgentTest, EightThreadsNeverExceedTheMaximum)
-{
-    constexpr int THREADS = 8;
-    constexpr int MAX = 1000;
-    DBAgent agent("a", MAX);
-    std::atomic<int> nIncreased{0};
-    std::atomic<int> nDecreased{0};
-    std::vector<std::thread> threads;
-    threads.reserve(THREADS);
-    for (int i = 0; i < THREADS; ++i) {
-        threads.emplace_back([&] {
-            for (int j = 0; j < MAX; ++j) nIncreased += agent.IncreaseHugeTask() ? 1 : 0;
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(nIncreased, MAX);
-    threads.clear();
-    for (int i = 0; i < THREADS; ++i) {
-        threads.emplace_back([&] {
-            for (int j = 0; j < MAX; ++j) nDecreased += agent.DecreaseHugeTask() ? 1 : 0;
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(nDecreased, MAX);
-    EXPECT_FALSE(agent.DecreaseHugeTask());
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include "support/inchild.h"
 #include "task/pooltesting.h"
+#include "task/taskqueue.h"
 
 namespace NS_UTIL {
 namespace {
@@ -14,6 +15,22 @@ class ShutdownTest : public PoolTest {
 protected:
     std::string m_Order;  // what happened, a letter each
 };
+
+/// The queue of a pool: the number of its tokens decides whether everybody comes back at the exit.
+struct QueueOfAPool {
+    using Member = std::unique_ptr<TaskQueue> NBITaskMgr::*;
+    friend Member Reveal(QueueOfAPool);
+};
+template <class Tag, typename Tag::Member MEMBER>
+struct Revealed {
+    friend typename Tag::Member Reveal(Tag) { return MEMBER; }
+};
+template struct Revealed<QueueOfAPool, &NBITaskMgr::m_pQueue>;
+
+std::uint32_t TokensOf(NBITaskMgr& pool)
+{
+    return (pool.*Reveal(QueueOfAPool())).get()->Tokens().Count();
+}
 
 // The exit flag
 
@@ -165,6 +182,23 @@ TEST_P(ExitWakes, AllWorkersThatSleep)
     EXPECT_LE(NothingIdleLines(), static_cast<std::size_t>(nThreads));  // one each at most
 }
 
+TEST_F(ShutdownTest, ExitPostsATokenForEachWorkerAndOneMore)
+{
+    UseThreads(3);
+    NBITaskMgr pool(5);
+    pool.SetExitFlag();
+    EXPECT_EQ(TokensOf(pool), 4u);
+}
+
+TEST_F(ShutdownTest, WorkersThatLeavePassTheTokensOn)
+{
+    const auto pPool = Started(5, 3);
+    pPool->SetExitFlag();
+    pPool->wait();
+    // At least: one that sees the exit before it has taken a token posts all the same.
+    EXPECT_GE(TokensOf(*pPool), 4u);
+}
+
 TEST_F(ShutdownTest, RunningBodyEndsBeforeItsWorkerDoes)
 {
     const auto pPool = Started(5, 1);
@@ -259,6 +293,31 @@ TEST_F(ShutdownTest, CloseWakesIdleAndBusyTasksWithTheCodesTheyHold)
     EXPECT_EQ(CodeOf(preset), PRESET);
     EXPECT_FALSE(finished.IsFinished());
     EXPECT_EQ(TestTask::Alive(), 4);
+}
+
+/// A task whose end is told to the pool and not to its descriptor.
+class SilentTask : public TestTask {
+public:
+    using TestTask::TestTask;
+    void Complete() override
+    {
+        SetTaskState(NBI_TASK_FINISHED);
+        m_Held.m_Started.Set();
+        m_Held.m_GoOn.Wait();
+    }
+    Held m_Held;
+};
+
+TEST_F(ShutdownTest, CloseWakesNoFinishedTaskThoughItIsStillHeld)
+{
+    const auto pPool = Started(5, 1);
+    AD ad;
+    auto* const pTask = new SilentTask(ad);
+    pPool->PushTask(pTask);
+    pTask->m_Held.m_Started.Wait();
+    pPool->close(0);
+    EXPECT_FALSE(ad.IsFinished());
+    pTask->m_Held.m_GoOn.Set();
 }
 
 TEST_F(ShutdownTest, CloseMayBeRepeatedWithAnyFlags)

@@ -1,0 +1,168 @@
+#include "task/ad_impl.h"
+
+#include <ace/Condition_Attributes.h>
+#include <ace/Monotonic_Time_Policy.h>
+
+#include <utility>
+
+#include "base/lockguard.h"
+#include "nbihost/bundlemgr.h"
+#include "nbiutil/ad.h"
+#include "nbiutil/errcode.h"
+#include "task/raise.h"
+#include "task/yieldgate.h"
+
+namespace NS_UTIL {
+namespace {
+
+constexpr const char* MODULE = "ad";
+constexpr SourceMark WAIT_FAILED{MODULE, 84};
+
+constexpr int SLICE_SECONDS = 10;
+
+bool IsFrameworkStopping()
+{
+    return NS_BUNDLEMGR1::BundleMgr::Instance()->GetState() == NS_BUNDLEMGR1::FRAMEWORK_STOPPING;
+}
+
+YieldGate g_Gate;  // of all waiters
+
+/// The calling thread's last wait ended with a slow yield.
+__attribute__((tls_model("initial-exec"))) thread_local bool t_bSlowYield = false;
+
+/// Slices are real time: a waiter looks at the framework after ten seconds, also when somebody sets the clock.
+using SliceClock = ACE_Monotonic_Time_Policy;
+
+/// Never destroyed: descriptors are made until the process has ended.
+const ACE_Condition_Attributes& ConditionAttributes()
+{
+    static const auto* const pAttributes = new ACE_Condition_Attributes_T<SliceClock>;
+    return *pAttributes;
+}
+
+ACE_Time_Value EndOfSlice()
+{
+    return SliceClock()() + ACE_Time_Value(SLICE_SECONDS);
+}
+
+}  // namespace
+
+AD_Impl::AD_Impl() : m_Condition(m_Mutex, ConditionAttributes())
+{
+}
+
+AD_Impl::~AD_Impl() = default;
+
+bool AD_Impl::DropReference()
+{
+    if (m_nReferences.fetch_sub(1, std::memory_order_acq_rel) != 1) return false;
+    const RecursiveGuard lastUse(m_Mutex);
+    return true;
+}
+
+bool AD_Impl::IsFinished() const
+{
+    return m_bFinished.load(std::memory_order_acquire);
+}
+
+template <class Change>
+void AD_Impl::ChangeWhilePending(Change change)
+{
+    if (AD_Impl::IsFinished()) return;
+    RecursiveGuard guard(m_Mutex);
+    if (!AD_Impl::IsFinished()) change();
+}
+
+void AD_Impl::Awake()
+{
+    ChangeWhilePending([this] {
+        m_bFinished.store(true, std::memory_order_release);
+        m_Condition.broadcast();
+    });
+}
+
+unsigned long AD_Impl::GetErrorCode()
+{
+    if (!IsFrameworkStopping()) Wait();
+    return m_nErrorCode.load(std::memory_order_acquire);
+}
+
+void AD_Impl::Wait()
+{
+    if (!FinishesSoon()) {
+        RecursiveGuard guard(m_Mutex);
+        if (!AD_Impl::IsFinished()) WaitInSlicesLocked();
+        // Deliberate: a stopping framework gives code 1 whatever the work has recorded; callers tell by it
+        // that the answer may be missing although the work is still going on.
+        if (IsFrameworkStopping()) m_nErrorCode.store(ErrCode::FRAMEWORK_STOPPED, std::memory_order_release);
+    }
+    RaiseOnFailure();
+}
+
+/// Yields for a while where that is cheap. A slow yield is judged by the thread's next wait: where that
+/// answer is there already, the thread collects the answers of many tasks, and the yield was the time in which
+/// they ran. Otherwise it may have kept this thread from an answer that had long been there.
+bool AD_Impl::FinishesSoon() const
+{
+    const bool bSlowBefore = std::exchange(t_bSlowYield, false);
+    if (AD_Impl::IsFinished()) return true;
+    if (bSlowBefore) g_Gate.Close();
+    Yields yields(g_Gate);
+    while (yields.Next() && !AD_Impl::IsFinished()) {
+    }
+    t_bSlowYield = yields.WereSlow();
+    return AD_Impl::IsFinished();
+}
+
+void AD_Impl::WaitInSlicesLocked()
+{
+    ACE_Time_Value deadline = EndOfSlice();
+    while (!IsFrameworkStopping()) {
+        if (m_Condition.wait(&deadline) == 0 || AD_Impl::IsFinished()) return;
+        deadline = EndOfSlice();
+    }
+}
+
+void AD_Impl::RaiseOnFailure()
+{
+    const unsigned long nCode = m_nErrorCode.load(std::memory_order_acquire);
+    if (nCode == 0) return;
+    if (AD_Impl::IsFinished()) Raise(WAIT_FAILED, nCode, m_ErrorInfo);
+    std::string info;
+    {
+        RecursiveGuard guard(m_Mutex);  // the work goes on, and may still record its text
+        info = m_ErrorInfo;
+    }
+    Raise(WAIT_FAILED, nCode, info);
+}
+
+void AD_Impl::WaitToComplete()
+{
+    ChangeWhilePending([this] { m_Condition.wait(); });
+}
+
+void AD_Impl::SetErrorCode(unsigned long nCode)
+{
+    ChangeWhilePending([this, nCode] { m_nErrorCode.store(nCode, std::memory_order_release); });
+}
+
+void AD_Impl::SetErrorInfo(const std::string& info)
+{
+    ChangeWhilePending([this, &info] { m_ErrorInfo = info; });
+}
+
+void AD_Impl::Bind(Functor* pFunctor)
+{
+    ChangeWhilePending([this, pFunctor] {
+        if (!m_pCallbacks) m_pCallbacks = std::make_unique<std::list<Functor*>>();
+        m_pCallbacks->push_back(pFunctor);
+    });
+}
+
+void AD_Impl::CallBack()
+{
+    if (!m_pCallbacks) return;
+    for (Functor* const pFunctor : *m_pCallbacks) (*pFunctor)();
+}
+
+}  // namespace NS_UTIL
