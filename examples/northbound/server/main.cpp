@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -25,6 +27,7 @@
 #include "server/figures/catalogue.h"
 #include "server/operations/service.h"
 #include "server/serving/logprefix.h"
+#include "server/serving/servicemanager.h"
 #include "server/serving/stopsignal.h"
 #include "server/upkeep/configeditor.h"
 #include "server/upkeep/items.h"
@@ -38,22 +41,57 @@ namespace {
 
 constexpr const char* MODULE = "nbi-server";
 
-/// The signals that stop the server. Blocked in every thread; WaitForStopOrder() takes them.
-sigset_t StopSignals()
+/// What is ordered by signals: SIGHUP to read the configuration again, the others to stop. Blocked in every
+/// thread; Serve() takes them.
+sigset_t OrderedSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGHUP);
     return signals;
 }
 
-void WaitForStopOrder()
+/// \return 0 when none has come in \p limit; a limit of zero is none.
+int NextSignal(std::chrono::microseconds limit)
 {
-    const sigset_t signals = StopSignals();
-    int nSignal = 0;
-    sigwait(&signals, &nSignal);
-    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "signal %d: stopping", nSignal);
+    const sigset_t signals = OrderedSignals();
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+    const std::chrono::nanoseconds rest = limit - seconds;
+    const timespec wait{static_cast<time_t>(seconds.count()), static_cast<long>(rest.count())};
+    const int nSignal =
+        limit.count() == 0 ? sigwaitinfo(&signals, nullptr) : sigtimedwait(&signals, nullptr, &wait);
+    return nSignal > 0 ? nSignal : 0;
+}
+
+/// A configuration that does not load is logged, and the limits before it stay in force.
+void Reload(const ServiceManager& manager, ConfigEditor& editor)
+{
+    manager.TellReloading();
+    try {
+        editor.Reload();
+        nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "the configuration was read again");
+    } catch (const std::exception& e) {
+        nbihost::Log(nbihost::LOG_LEVEL_ERROR, MODULE, "%s; the limits stay as they were", e.what());
+    }
+    manager.Tell("READY=1");
+}
+
+/// Returns with the order to stop. Until then the manager hears that this thread still takes orders.
+void Serve(const ServiceManager& manager, ConfigEditor& editor)
+{
+    for (;;) {
+        const int nSignal = NextSignal(manager.BeatInterval());
+        if (nSignal == SIGHUP) {
+            Reload(manager, editor);
+        } else if (nSignal == 0) {
+            manager.Tell("WATCHDOG=1");
+        } else {
+            nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "signal %d: stopping", nSignal);
+            return manager.Tell("STOPPING=1");
+        }
+    }
 }
 
 /// Whatever prints to standard output from here on, libraries included, ends up in \p path.
@@ -144,7 +182,7 @@ void Announce(const CommandLine& line, const OrbEndpoint& endpoint)
     if (!line.m_ReadyFile.empty()) WriteReadyFile(line.m_ReadyFile, endpoint.Address());
 }
 
-void Run(const CommandLine& line)
+void Run(const CommandLine& line, const ServiceManager& manager)
 {
     StopSignal stop;
     std::unique_ptr<Service> pService;
@@ -176,7 +214,8 @@ void Run(const CommandLine& line)
     pServant = MakeManagerServant(*pService);
     pEndpoint = std::make_unique<OrbEndpoint>(settings.m_Listening, *pServant);
     Announce(line, *pEndpoint);
-    WaitForStopOrder();
+    manager.Tell("READY=1");
+    Serve(manager, editor);
     host.Stop();
     std::cerr << MODULE << ": stopped\n";
 }
@@ -187,10 +226,10 @@ int Report(const char* pWhat, ExitCode exitCode)
     return exitCode;
 }
 
-int RunReporting(const CommandLine& line)
+int RunReporting(const CommandLine& line, const ServiceManager& manager)
 {
     try {
-        Run(line);
+        Run(line, manager);
         return EXIT_ORDERLY;
     } catch (const nbihost::HostError& e) {
         return Report(e.what(), EXIT_BAD_INPUT);
@@ -213,9 +252,10 @@ int ServerMain(int nArgs, char** pArgs)
 {
     CommandLine line;
     if (const std::optional<int> exitCode = Parse(nArgs, pArgs, line)) return *exitCode;
-    const sigset_t signals = StopSignals();
+    const ServiceManager manager;
+    const sigset_t signals = OrderedSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread is started: they all inherit it
-    return RunReporting(line);
+    return RunReporting(line, manager);
 }
 
 }  // namespace northbound

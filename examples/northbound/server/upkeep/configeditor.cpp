@@ -108,6 +108,12 @@ void ConfigEditor::Set(const std::string& key, const std::string& value)
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "%s set in %s", key.c_str(), m_ChangedFile.c_str());
 }
 
+void ConfigEditor::Reload()
+{
+    const std::lock_guard<std::mutex> guard(m_Mutex);
+    m_Reload();
+}
+
 /// The item as it stands in the configuration becomes a line of the file of changes: nothing is in force that
 /// was not before, and the edit finds its line.
 void ConfigEditor::Adopt(const std::string& key, const std::string& before) const

@@ -26,6 +26,10 @@ public:
     ///         when it does not load with the change. The file is then as it was.
     void Set(const std::string& key, const std::string& value);
 
+    /// Reads both files again, as somebody else has written them.
+    /// \throws whatever the reload throws when they do not load.
+    void Reload();
+
 private:
     void Adopt(const std::string& key, const std::string& before) const;
     void Edit(const std::string& key, const std::string& value, const std::string& before);

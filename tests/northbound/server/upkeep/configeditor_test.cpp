@@ -54,6 +54,16 @@ TEST_F(ConfigEditorTest, OneLineChangesAndTheNewFileIsReadAgain)
     EXPECT_EQ(m_Loaded, ReadFile(m_File));
 }
 
+TEST_F(ConfigEditorTest, FileThatSomebodyElseWroteIsReadAgain)
+{
+    ConfigEditor editor(m_File, m_Changed, [this] { Reload(); });
+    WriteFile(m_File, "[server]\nListenPort = 2\n");
+    editor.Reload();
+    EXPECT_EQ(m_Loaded, "[server]\nListenPort = 2\n");
+    WriteFile(m_File, "bad");
+    EXPECT_THROW(editor.Reload(), std::runtime_error);
+}
+
 TEST_F(ConfigEditorTest, CopyHoldsTheFileAsItWas)
 {
     EXPECT_EQ(RefusalOf("ListenPort", "1"), "");
