@@ -5,22 +5,11 @@
 #include <iostream>
 #include <map>
 #include <string>
+#include <vector>
 
 using namespace NS_UTIL;
 
 std::map<std::string, int> g_Ports;
-
-// [attribute]
-/// The value of an attribute, or "" when the element has none of that name.
-std::string AttributeOf(const XMLTag& element, const std::string& name)
-{
-    if (element.m_pItems == nullptr) return "";
-    for (XMLItem** ppItem = element.m_pItems; *ppItem != nullptr; ++ppItem) {
-        if (name == (*ppItem)->m_pName) return (*ppItem)->m_pValue;
-    }
-    return "";
-}
-// [attribute]
 
 // [interpreter]
 class PortsInterpreter : public SDXMLInterpreter {
@@ -30,10 +19,10 @@ public:
         SDXMLInterpreter::InterpretXMLTag(root);  // macros and includes
         if (root.m_pChildren == nullptr) return 0;
         for (const XMLTag* pElement : *root.m_pChildren) {
-            if (pElement->m_Name != "port") continue;
-            const std::string speed = AttributeOf(*pElement, "speed");
-            g_Ports[AttributeOf(*pElement, "name")] =
-                SDXMLInterpreterMgr::Instance()->ParseInt(speed.c_str());
+            const char* const pName = Attribute(*pElement, "name");
+            const char* const pSpeed = Attribute(*pElement, "speed");
+            if (pElement->m_Name != "port" || pName == nullptr || pSpeed == nullptr) continue;
+            g_Ports[pName] = SDXMLInterpreterMgr::Instance()->ParseInt(pSpeed);
         }
         return 0;
     }
@@ -49,10 +38,12 @@ int main()
     // [read]
     SDXMLInterpreterMgr* const pDescriptions = SDXMLInterpreterMgr::Instance();
     pDescriptions->RegisterInterpreter("ports.xml/ports", new PortsInterpreter);
-    if (pDescriptions->ParseXMLFile("ports.xml") != 0 || g_Ports.empty()) {
-        std::cerr << "ports.xml describes no port\n";
-        return 1;
+    std::vector<XMLParseFailure> failures;
+    pDescriptions->ParseXMLFile("ports.xml", failures);
+    for (const auto& [file, nLine, reason] : failures) {
+        std::cerr << file << ':' << nLine << ": " << reason << '\n';
     }
+    if (g_Ports.empty()) return 1;
     // [read]
 
     for (std::string port; std::getline(std::cin, port);) {

@@ -51,6 +51,10 @@ eth1: collected' <<<$'eth0\neth1\neth1\neth2'
 6_description)
     said=$("../build/$step" <<<$'eth0\neth2\neth9' | grep -v CharacterData)
     [ "$said" = $'1000 Mbit/s\n2500 Mbit/s\n0 Mbit/s' ] || { echo "$said"; exit 1; }
+    # A file that is wrong is told, with the line.
+    sed -i 's|</root>|</rot>|' ports.xml
+    ! "../build/$step" </dev/null 2>failures >/dev/null
+    grep -qx 'ports.xml:6: mismatched tag' failures || { cat failures; exit 1; }
     ;;
 7_stop)
     # At the end of the input, and at a signal while the input goes on.
