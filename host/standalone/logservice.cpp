@@ -75,7 +75,8 @@ void EscapeControls(std::string& line)
 
 }  // namespace
 
-OpenLog::OpenLog(const LogOptions& options, Prefix prefix) : m_Prefix(std::move(prefix))
+OpenLog::OpenLog(const LogOptions& options, Prefix prefix)
+    : m_AsDebug(options.m_AsDebug), m_Prefix(std::move(prefix))
 {
     if (!options.m_File.empty()) {
         m_Sinks.push_back(std::make_shared<RotatingFileSink>(options.m_File, options.m_nRotateBytes,
@@ -90,6 +91,13 @@ OpenLog::OpenLog(const LogOptions& options, Prefix prefix) : m_Prefix(std::move(
 bool OpenLog::Wants(int nLevel) const
 {
     return m_pLogger->should_log(LevelOf(nLevel));
+}
+
+int OpenLog::LevelAt(const char* pFile, int nLine, int nLevel) const
+{
+    const auto [begin, end] = m_AsDebug.equal_range(nLine);
+    const bool bAsDebug = std::any_of(begin, end, [pFile](const auto& line) { return line.second == pFile; });
+    return bAsDebug ? LOG_LEVEL_DEBUG : nLevel;
 }
 
 void OpenLog::AppendPrefix(std::string& line) const
@@ -158,7 +166,9 @@ void LogService::LogV(const char* pFile, const char* pFunction, int nLine, int n
                       std::va_list args)
 {
     const std::shared_ptr<OpenLog> log = std::atomic_load(&m_Log);
-    if (log && log->Wants(nLevel)) log->Write(nLevel, pFile, pFunction, nLine, pFormat, args);
+    if (!log) return;
+    const int nShown = log->LevelAt(pFile, nLine, nLevel);
+    if (log->Wants(nShown)) log->Write(nShown, pFile, pFunction, nLine, pFormat, args);
 }
 
 }  // namespace nbihost

@@ -5,6 +5,7 @@
 #include <spdlog/logger.h>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,6 +25,8 @@ public:
     OpenLog(const LogOptions& options, Prefix prefix);
 
     bool Wants(int nLevel) const;
+    /// \return the level of a line that comes with \p nLevel: debug, where the configuration says so
+    int LevelAt(const char* pFile, int nLine, int nLevel) const;
     void Write(int nLevel, const char* pFile, const char* pFunction, int nLine, const char* pFormat,
                std::va_list args) __attribute__((format(printf, 6, 0)));
 
@@ -35,6 +38,7 @@ public:
 private:
     void AppendPrefix(std::string& line) const;
 
+    const std::multimap<int, std::string> m_AsDebug;
     std::vector<std::shared_ptr<LineSink>> m_Sinks;
     std::unique_ptr<spdlog::logger> m_pLogger;
     Prefix m_Prefix;

@@ -6,11 +6,13 @@
 #include <iterator>
 #include <mutex>
 #include <set>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
 #include "inifile.h"
 #include "nbihost/standalone.h"
+#include "nbihost/trim.h"
 
 namespace nbihost {
 namespace {
@@ -68,7 +70,35 @@ public:
         return path;
     }
 
+    /// The value as "module:line" pairs with commas in between, by line.
+    std::multimap<int, std::string> Lines() const
+    {
+        std::multimap<int, std::string> lines;
+        std::istringstream pairs(m_Entry.m_Value);
+        for (std::string pair; std::getline(pairs, pair, ',');) {
+            if (lines.size() == MAX_LINES) Refuse("names more than " + std::to_string(MAX_LINES) + " lines");
+            lines.insert(Line(NS_BUNDLEMGR1::Trim(pair)));
+        }
+        if (lines.empty()) Refuse("is empty");
+        return lines;
+    }
+
 private:
+    static constexpr std::size_t MAX_LINES = 100;
+
+    std::pair<int, std::string> Line(const std::string& pair) const
+    {
+        const std::size_t nColon = pair.rfind(':');
+        int nLine = 0;
+        if (nColon != std::string::npos) {
+            const char* const pEnd = pair.data() + pair.size();
+            const auto [pStop, error] = std::from_chars(pair.data() + nColon + 1, pEnd, nLine);
+            if (error != std::errc() || pStop != pEnd) nLine = 0;
+        }
+        if (nColon == 0 || nLine < 1) Refuse('"' + pair + "\" is not \"module:line\"");
+        return {nLine, pair.substr(0, nColon)};
+    }
+
     const std::string& m_File;
     const IniEntry& m_Entry;
 };
@@ -91,6 +121,7 @@ const std::map<std::string, Setter>& OwnKeys()
         {"log_rotate_files",
          [](Settings& to, const OwnKey& key) { to.m_Log.m_nRotateFiles = key.Number(MAX_ROTATE_FILES); }},
         {"log_stderr", [](Settings& to, const OwnKey& key) { to.m_Log.m_bStderr = key.Choice(NO_YES) == 1; }},
+        {"log_as_debug", [](Settings& to, const OwnKey& key) { to.m_Log.m_AsDebug = key.Lines(); }},
         {"log_level", [](Settings& to, const OwnKey& key) { to.m_Log.m_nLevel = key.Choice(LEVELS); }},
     };
     return keys;
@@ -165,7 +196,7 @@ bool LogOptions::operator==(const LogOptions& other) const
 {
     return m_File == other.m_File && m_nRotateBytes == other.m_nRotateBytes &&
            m_nRotateFiles == other.m_nRotateFiles && m_bStderr == other.m_bStderr &&
-           m_nLevel == other.m_nLevel;
+           m_nLevel == other.m_nLevel && m_AsDebug == other.m_AsDebug;
 }
 
 std::shared_ptr<const Settings> LoadSettings(const std::string& path)

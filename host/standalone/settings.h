@@ -15,6 +15,8 @@ struct LogOptions {
     std::uint64_t m_nRotateFiles = 5;
     bool m_bStderr = true;
     int m_nLevel = 1;  // a LogLevel, or one above the last for "off"
+    std::multimap<int, std::string>
+        m_AsDebug;  // line number to module: lines of level debug, whatever they say
 
     bool operator==(const LogOptions& other) const;
 };

@@ -24,6 +24,15 @@ LogSvcInterface* Service()
     return dynamic_cast<LogSvcInterface*>(pService)->CreateLogger("bundle", "model", "debug");
 }
 
+void WriteAt(const char* pModule, int nLine, const char* pText, ...) __attribute__((format(printf, 3, 4)));
+void WriteAt(const char* pModule, int nLine, const char* pText, ...)
+{
+    std::va_list args;
+    va_start(args, pText);
+    Service()->LogV(pModule, "unknown", nLine, 1, pText, args);
+    va_end(args);
+}
+
 void Write(int nLevel, const char* pFunction, const char* pFormat, ...) __attribute__((format(printf, 3, 4)));
 void Write(int nLevel, const char* pFunction, const char* pFormat, ...)
 {
@@ -86,6 +95,23 @@ TEST_F(LogServiceTest, LevelOffDropsAll)
     Start("log_level=off\n");
     Write(99, "unknown", "x");
     EXPECT_EQ(ReadFile("log"), "");
+}
+
+TEST_F(LogServiceTest, ChosenLinesAreDebug)
+{
+    Start("log_as_debug = other:42, module:42, module:7\n");
+    Write(3, "unknown", "chosen");
+    WriteAt("module", 7, "chosen, too");
+    WriteAt("module", 43, "another line");
+    WriteAt("modul", 42, "another module");
+    EXPECT_EQ(TextsOf("log"), (Texts{"module:43 another line", "modul:42 another module"}));
+}
+
+TEST_F(LogServiceTest, ChosenLinesAreShownAtLevelDebug)
+{
+    Start("log_level = debug\nlog_as_debug = module:42\n");
+    Write(3, "unknown", "x");
+    EXPECT_NE(ReadFile("log").find(" debug "), std::string::npos);
 }
 
 TEST_F(LogServiceTest, TextOfAnyLengthIsWhole)

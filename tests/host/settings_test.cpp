@@ -163,6 +163,26 @@ TEST_F(SettingsTest, LevelIsOneOfItsNames)
     }
 }
 
+TEST_F(SettingsTest, LineToBeDebugIsModuleAndNumber)
+{
+    EXPECT_EQ(RefusalOf("log_as_debug = nbitaskmgr:251, a:b:1"), "");
+    EXPECT_EQ(RefusalOf("log_as_debug ="), "[host] log_as_debug: is empty");
+    for (const std::string line : {"nbitaskmgr", ":251", "nbitaskmgr:", "nbitaskmgr:0", "nbitaskmgr:-1",
+                                   "nbitaskmgr:1x", "nbitaskmgr:99999999999"}) {
+        EXPECT_EQ(RefusalOf("log_as_debug = hugetask:67," + line),
+                  "[host] log_as_debug: \"" + line + "\" is not \"module:line\"");
+    }
+}
+
+TEST_F(SettingsTest, LinesToBeDebugAreLimited)
+{
+    std::string lines = "a:1";
+    for (int i = 2; i <= 100; ++i) lines += ",a:" + std::to_string(i);
+    EXPECT_EQ(RefusalOf("log_as_debug = " + lines), "");
+    EXPECT_EQ(RefusalOf("log_as_debug = " + lines + ",a:101"),
+              "[host] log_as_debug: names more than 100 lines");
+}
+
 TEST_F(SettingsTest, EmptyLogFileIsRefused)
 {
     EXPECT_EQ(RefusalOf("log_file="), "[host] log_file: is empty");

@@ -74,12 +74,15 @@ struct ConfigItem {
 ///     log_stderr = yes
 ///     # debug, info, warning, error or off; the library's own lines are info.
 ///     log_level = info
+///     # Lines that are of level debug, whatever level they come with, as they stand in the log: module:line,
+///     # up to 100 of them with commas in between. Without this key there is none.
+///     log_as_debug = nbitaskmgr:251
 ///
 ///     [items]
 ///     # What CorbaConfigItems serves.
 ///     TaskMgrMaxThreadNum = 20
 ///
-/// The figures and words above are the defaults of the log's keys. A comment stands on a line of its own: ";"
+/// The other figures and words above are the defaults of the log's keys. A comment stands on a line of its own: ";"
 /// and "#" in a value belong to the value. Relative paths start at the configuration file's directory. Every
 /// section but [host] holds items; its name is for the reader only. What looks like a mistake is refused: a
 /// line that is no section, no comment and not "key = value", a key outside of every section, an unknown or
