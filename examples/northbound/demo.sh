@@ -258,12 +258,12 @@ SERVER_PID=
 
 chapter "14. TCP, with a login"
 tell <<'TEXT'
-An address or a port in the configuration serves TCP. Whoever comes that way may do nothing before a login; the password travels encrypted with the server's public key, and the configuration holds a digest of it.
+An address or a port in the configuration serves TCP. Whoever comes that way may do nothing before a login; the password travels encrypted with the server's public key, and the configuration holds a digest of it. The server answers with the key of a session, which the client keeps in a file that nobody else can read.
 TEXT
 printf 'open sesame\n' >"$WORK/password"
 ITEM=$("$PROGRAMS/nbi-client" --user anna password-item "$WORK/password")
 printf '%s$ nbi-client --user anna password-item%s\n%s\n' "$DIM" "$PLAIN" "$ITEM"
-start_server "ListenPort = 0" "$ITEM"
+start_server "ListenPort = 0" "$ITEM" "Role_anna = admin"
 ADDRESS=$(cat "$WORK/ready")
 printf 'nbi-server is serving on %s.\n' "$ADDRESS"
 client --user anna counters "$PORT"
@@ -272,6 +272,11 @@ client --user anna login "$WORK/password"
 expect "the password was right" test $? -eq 0
 client --user anna counters "$PORT"
 expect "now she is served" test $? -eq 0
+client --user anna sessions
+client --user anna logout
+client --user anna stop
+expect "after the logout she may not stop the server" test $? -eq 1
+client --user anna login "$WORK/password" >/dev/null
 client --user anna stop
 wait "$SERVER_PID"
 expect "the server ended in order once more" test $? -eq 0

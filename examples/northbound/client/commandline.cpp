@@ -193,6 +193,7 @@ void Describe(CLI::App& app, CommandLine& line)
     AddTasks(app, line);
     AddConfig(app, line);
     AddLogin(app, line);
+    AddPlain(app, line, "logout", "End the user's session", LogOut);
     AddPlain(app, line, "sessions", "List the users that have logged in", ShowSessions);
     AddPasswordItem(app, line);
     AddPlain(app, line, "stop", "Stop the server in order, and wait until it is gone", StopServer);

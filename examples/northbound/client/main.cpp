@@ -3,10 +3,10 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <iostream>
 
 #include "client/commandline.h"
+#include "client/commands/keyfile.h"
 #include "nbihost/standalone.h"
 #include "nbiutil/errorinfomgr.h"
 #include "shared/localsocket.h"
@@ -22,11 +22,10 @@ std::chrono::milliseconds Milliseconds(double seconds)
 /// Another user who was first with the folder's name could answer in the server's place.
 std::string LocalServer()
 {
-    const std::string socket = DefaultSocket();
-    const std::string folder = std::filesystem::path(socket).parent_path().string();
+    const std::string folder = RuntimeFolder();
     const std::string fault = FolderFault(folder);
     if (!fault.empty()) throw InputError(folder + ", where the local server's socket is, " + fault);
-    return SOCKET_SCHEME + socket;
+    return SOCKET_SCHEME + DefaultSocket();
 }
 
 int AskServer(const CommandLine& line)
@@ -34,7 +33,8 @@ int AskServer(const CommandLine& line)
     std::string server = line.m_Server;
     try {
         if (server.empty()) server = LocalServer();
-        const Session session(server, line.m_User, Milliseconds(line.m_Timeout));
+        const Session session(server, line.m_User, KeyFile(server, line.m_User).Read(),
+                              Milliseconds(line.m_Timeout));
         return line.m_Command(session);
     } catch (const InputError& e) {
         return ReportInputError(line.m_Output, e);

@@ -27,13 +27,18 @@ bool IsFolder(const std::string& path)
 
 }  // namespace
 
-std::string DefaultSocket()
+std::string RuntimeFolder()
 {
     const char* const pRuntime = std::getenv("XDG_RUNTIME_DIR");
-    if (pRuntime != nullptr && *pRuntime == '/') return std::string(pRuntime) + "/nbiutil" + NAME;
+    if (pRuntime != nullptr && *pRuntime == '/') return std::string(pRuntime) + "/nbiutil";
     const std::string user = std::to_string(geteuid());
     const std::string runtime = "/run/user/" + user;
-    return (IsFolder(runtime) ? runtime + "/nbiutil" : "/tmp/nbiutil-" + user) + NAME;
+    return IsFolder(runtime) ? runtime + "/nbiutil" : "/tmp/nbiutil-" + user;
+}
+
+std::string DefaultSocket()
+{
+    return RuntimeFolder() + NAME;
 }
 
 std::string SocketPathFault(const std::string& path)

@@ -9,8 +9,11 @@ namespace northbound {
 /// In front of a socket's path, in place of "<host>:<port>": "unix:/run/user/1000/nbiutil/nbi-server.sock".
 constexpr const char* SOCKET_SCHEME = "unix:";
 
-/// The socket of this user's server: "nbiutil/nbi-server.sock" below $XDG_RUNTIME_DIR, else below
-/// /run/user/<uid> where there is one, else "/tmp/nbiutil-<uid>/nbi-server.sock".
+/// This user's folder for what lasts as long as he is there: "nbiutil" below $XDG_RUNTIME_DIR, else below
+/// /run/user/<uid> where there is one, else "/tmp/nbiutil-<uid>". It may be missing.
+std::string RuntimeFolder();
+
+/// The socket of this user's server: "nbi-server.sock" in that folder.
 std::string DefaultSocket();
 
 /// What keeps \p path from being a socket's, as the rest of a sentence about it; "" when nothing does.

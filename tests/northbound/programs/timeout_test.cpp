@@ -80,17 +80,16 @@ std::string NameOf(const ::testing::TestParamInfo<Words>& info)
     return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(EverySubcommand, TimeoutTest,
-                         ::testing::Values(Words{"inventory"}, Words{"counters", "lo"},
-                                           Words{"counters", Loopback()},
-                                           Words{"collect", "lo", "--duration", "3600"},
-                                           Words{"collect", Loopback(), "--duration", "3600"},
-                                           Words{"collect", Loopback(), "--duration", "3600", "--quiet"},
-                                           Words{"tasks"}, Words{"tasks", "--watch"},
-                                           Words{"config", "set", "HugeTaskLimit", "5"},
-                                           Words{"login", "FILE"}, Words{"sessions"}, Words{"stop"},
-                                           Words{"pubkey"}, Words{"send-secret", "--encrypt", "FILE"}),
-                         NameOf);
+INSTANTIATE_TEST_SUITE_P(
+    EverySubcommand, TimeoutTest,
+    ::testing::Values(Words{"inventory"}, Words{"counters", "lo"}, Words{"counters", Loopback()},
+                      Words{"collect", "lo", "--duration", "3600"},
+                      Words{"collect", Loopback(), "--duration", "3600"},
+                      Words{"collect", Loopback(), "--duration", "3600", "--quiet"}, Words{"tasks"},
+                      Words{"tasks", "--watch"}, Words{"config", "set", "HugeTaskLimit", "5"},
+                      Words{"login", "FILE"}, Words{"logout"}, Words{"sessions"}, Words{"stop"},
+                      Words{"pubkey"}, Words{"send-secret", "--encrypt", "FILE"}),
+    NameOf);
 
 }  // namespace
 }  // namespace northbound

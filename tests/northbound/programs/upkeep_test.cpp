@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "northbound/programs/processmemory.h"
 #include "northbound/programs/programs.h"
 
 namespace northbound {
@@ -123,9 +122,10 @@ TEST_F(UpkeepTest, KeyThatIsNotThereIsRefused)
 TEST_F(UpkeepTest, KeysOfPathsUsersAndTheHostAreNobodysToSet)
 {
     const std::string before = ReadFile(ConfigFile());
-    for (const char* pKey : {"log_file", "root", "items_file", "OutputFile", "CollectionDirectory",
-                             "DescriptionFile", "ElementRoot", "ListenSocket", "Anonymous", "Password_anna",
-                             "Password_", "Huge", "hugetasklimit", "HugeTaskLimit ", "Limit", "="}) {
+    for (const char* pKey :
+         {"log_file", "root", "items_file", "OutputFile", "CollectionDirectory", "DescriptionFile",
+          "ElementRoot", "ListenSocket", "Anonymous", "Role_anna", "Password_anna", "Password_", "Huge",
+          "hugetasklimit", "HugeTaskLimit ", "Limit", "="}) {
         const Outcome outcome = Ask({"config", "set", pKey, "1"});
         EXPECT_EQ(outcome.m_nExitCode, 1) << pKey;
         EXPECT_THAT(outcome.m_Error, HasSubstr("cannot be set")) << pKey;
@@ -146,68 +146,6 @@ TEST_F(UpkeepTest, ValueIsNeverLogged)
     Ask({"config", "set", "ListenAddress", "a-value-nobody-else-uses"});
     for (const LoggedLine& line : m_Server.Log())
         EXPECT_FALSE(line.Has("a-value-nobody-else-uses")) << line.m_Text;
-}
-
-/// A server that wants its users to log in, and knows one of them.
-class LoginTest : public ::testing::Test {
-protected:
-    LoginTest() { WriteFile(m_File, "open sesame\n"); }
-
-    static std::string PasswordItem()
-    {
-        TestDirectory folder;
-        WriteFile(folder.Path() + "/password", "open sesame\n");
-        return RunClient({"--user", "anna", "password-item", folder.Path() + "/password"}).m_Output;
-    }
-
-    Outcome Ask(const std::string& user, std::vector<std::string> arguments)
-    {
-        arguments.insert(arguments.begin(), {"--server", m_Server.Address(), "--user", user});
-        return RunClient(arguments);
-    }
-
-    TestDirectory m_Folder;
-    const std::string m_File = m_Folder.Path() + "/password";
-    Server m_Server{"Anonymous=none\n" + PasswordItem()};
-};
-
-TEST_F(LoginTest, WithoutALoginRequestsAreRefused)
-{
-    const Outcome outcome = Ask("anna", {"inventory"});
-    EXPECT_EQ(outcome.m_nExitCode, 1);
-    EXPECT_THAT(outcome.m_Error, HasSubstr("0x4E42000C: log in first"));
-}
-
-TEST_F(LoginTest, UserWithTheRightPasswordIsServedAndListed)
-{
-    const Outcome login = Ask("anna", {"login", m_File});
-    ASSERT_EQ(login.m_nExitCode, 0) << login.m_Error;
-    EXPECT_EQ(login.m_Output, "anna is logged in\n");
-    EXPECT_EQ(Ask("anna", {"inventory"}).m_nExitCode, 0);
-    EXPECT_THAT(Ask("anna", {"sessions"}).m_Output, HasSubstr("\nanna"));
-    EXPECT_THAT(Ask("anna", {"--json", "sessions"}).m_Output, HasSubstr("\"address\":\"127.0.0.1:"));
-    EXPECT_EQ(Ask("bert", {"inventory"}).m_nExitCode, 1);
-}
-
-TEST_F(LoginTest, WrongPasswordAndUnknownUserGetTheSameAnswer)
-{
-    WriteFile(m_File, "open barley");
-    const Outcome wrong = Ask("anna", {"login", m_File});
-    EXPECT_EQ(wrong.m_nExitCode, 1);
-    EXPECT_THAT(wrong.m_Error,
-                HasSubstr("0x4E42000C: the server does not know this user with this password"));
-    EXPECT_EQ(Ask("bert", {"login", m_File}).m_Error, wrong.m_Error);
-}
-
-TEST_F(LoginTest, PasswordIsNeitherInTheLogNorInTheServersMemory)
-{
-    const std::string password = "a password of more than fifteen characters";
-    WriteFile(m_File, password);
-    Ask("anna", {"login", m_File});
-    for (const LoggedLine& line : m_Server.Log()) EXPECT_FALSE(line.Has(password)) << line.m_Text;
-    const ProcessMemory memory(m_Server.Process().Id());
-    if (!memory.IsReadable()) GTEST_SKIP() << "the system keeps the server's memory from this test";
-    EXPECT_EQ(memory.Count(password), 0u);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <iostream>
 #include <vector>
 
+#include "client/commands/keyfile.h"
 #include "client/commands/secrets.h"
 #include "client/view/format.h"
 #include "client/view/json.h"
@@ -14,10 +15,28 @@ namespace northbound {
 int LogIn(const Session& session, const OutputOptions& output, const std::string& file)
 {
     const std::string cipher = EncryptedSecret(session, file);
-    session.Server()->Login(session.Who(), cipher.c_str());
     const std::string user = session.Who().user.in();
+    const CORBA::String_var key = session.Server()->Login(session.Who(), cipher.c_str());
+    KeyFile(session.Address(), user).Write(key.in());
     std::cout << (output.m_bJson ? JsonObject().Text("loggedIn", user).Done()
                                  : Printable(user) + " is logged in")
+              << '\n';
+    return EXIT_DONE;
+}
+
+int LogOut(const Session& session, const OutputOptions& output)
+{
+    const std::string user = session.Who().user.in();
+    const KeyFile file(session.Address(), user);
+    try {
+        session.Server()->Logout(session.Who());
+    } catch (const Northbound::OperationFailed&) {
+        file.Remove();  // the server knows nothing of the key that is in it
+        throw;
+    }
+    file.Remove();
+    std::cout << (output.m_bJson ? JsonObject().Text("loggedOut", user).Done()
+                                 : Printable(user) + " is logged out")
               << '\n';
     return EXIT_DONE;
 }
@@ -26,15 +45,17 @@ int ShowSessions(const Session& session, const OutputOptions& output)
 {
     const Northbound::UserSessionList_var sessions = session.Server()->Sessions(session.Who());
     std::vector<std::string> items;
-    Table table({{"USER"}, {"SINCE"}, {"FROM"}});
+    Table table({{"USER"}, {"ROLE"}, {"SINCE"}, {"FROM"}});
     for (CORBA::ULong i = 0; i < sessions->length(); ++i) {
         const Northbound::UserSession& one = sessions.in()[i];
         items.push_back(JsonObject()
                             .Text("user", one.user.in())
+                            .Text("role", one.role.in())
                             .Text("since", one.since.in())
                             .Text("address", one.address.in())
                             .Done());
-        table.Add({Printable(one.user.in()), Printable(one.since.in()), Printable(one.address.in())});
+        table.Add({Printable(one.user.in()), Printable(one.role.in()), Printable(one.since.in()),
+                   Printable(one.address.in())});
     }
     if (output.m_bJson) {
         std::cout << JsonArray(items) << '\n';

@@ -9,9 +9,12 @@
 namespace northbound {
 
 /// Logs the session's user in with the password in \p file ("-": standard input), which leaves this process
-/// only encrypted with the server's public key.
+/// only encrypted with the server's public key, and keeps the session's key in a KeyFile.
 /// \throws as SendSecret()
 int LogIn(const Session& session, const OutputOptions& output, const std::string& file);
+
+/// Ends the session and removes its key.
+int LogOut(const Session& session, const OutputOptions& output);
 
 int ShowSessions(const Session& session, const OutputOptions& output);
 

@@ -21,7 +21,8 @@ std::string LocationOf(const std::string& server)
 
 }  // namespace
 
-Session::Session(const std::string& server, const std::string& user, std::chrono::milliseconds timeout)
+Session::Session(const std::string& server, const std::string& user, const std::string& key,
+                 std::chrono::milliseconds timeout)
     : m_Address(server), m_Timeout(timeout)
 {
     // By default five connections carry all requests, and a sixth collection would wait for one of the first
@@ -36,6 +37,7 @@ Session::Session(const std::string& server, const std::string& user, std::chrono
     const CORBA::Object_var object = m_Orb->string_to_object(LocationOf(server).c_str());
     m_Manager = Northbound::Manager::_unchecked_narrow(object);
     m_Who.user = user.c_str();
+    m_Who.key = key.c_str();
     LimitAnswerTime(static_cast<unsigned int>(timeout.count()));
 }
 

@@ -17,9 +17,10 @@ namespace northbound {
 class Session {
 public:
     /// \param server  "<host>:<port>" or "unix:<path>"
+    /// \param key     of the user's session there; "" without one
     /// \param timeout for the calling thread's requests, as LimitAnswerTime() sets it
     /// \throws CORBA::SystemException when \p server is no such text
-    Session(const std::string& server, const std::string& user,
+    Session(const std::string& server, const std::string& user, const std::string& key = "",
             std::chrono::milliseconds timeout = std::chrono::seconds(30));
     ~Session();
     Session(const Session&) = delete;

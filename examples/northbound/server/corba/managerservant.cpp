@@ -62,10 +62,12 @@ public:
         return Ask<northbound::SendSecret>(who, {pCipher}).m_nBytes;
     }
 
-    void Login(const Northbound::Caller& who, const char* pCipher) override
+    char* Login(const Northbound::Caller& who, const char* pCipher) override
     {
-        Ask<northbound::Login>(who, {pCipher});
+        return CORBA::string_dup(Ask<northbound::Login>(who, {pCipher}).m_Key.c_str());
     }
+
+    void Logout(const Northbound::Caller& who) override { Ask<northbound::Logout>(who, {}); }
 
     Northbound::UserSessionList* Sessions(const Northbound::Caller& who) override
     {
@@ -80,8 +82,8 @@ private:
     typename Operation::Result Ask(const Northbound::Caller& who, typename Operation::Request request)
     {
         const Peer& peer = CurrentPeer();
-        auto outcome =
-            m_Service.Ask<Operation>({who.user.in(), peer.m_Address, peer.m_bLocal}, std::move(request));
+        const Caller caller{who.user.in(), peer.m_Address, peer.m_bLocal, who.key.in()};
+        auto outcome = m_Service.Ask<Operation>(caller, std::move(request));
         if (const Failure* const pFailure = std::get_if<Failure>(&outcome)) {
             throw Northbound::OperationFailed(pFailure->m_nCode, pFailure->m_Detail.c_str());
         }

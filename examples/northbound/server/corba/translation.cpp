@@ -68,6 +68,7 @@ void FillIn(Northbound::UserSession& session, const Sessions::Session& from)
     session.user = from.m_User.c_str();
     session.since = from.m_Since.c_str();
     session.address = from.m_Address.c_str();
+    session.role = NameOf(from.m_Role);
 }
 
 /// A list of the interface with an element for each item.

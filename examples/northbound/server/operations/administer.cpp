@@ -26,8 +26,10 @@ PackMethod ToMethod(const std::string& method)
 Sessions::Result Sessions::Run(const Request& /*request*/, const Caller& /*caller*/) const
 {
     Result result;
-    for (const NS_UTIL::UserPara& user : m_Sessions.List()) {
-        result.m_Sessions.push_back({user.GetFirstText(), user.GetSecondText(), user.GetIPAndPort()});
+    for (const UserSession& session : m_Sessions.List()) {
+        const NS_UTIL::UserPara& user = session.m_User;
+        result.m_Sessions.push_back(
+            {user.GetFirstText(), user.GetSecondText(), user.GetIPAndPort(), session.m_Role});
     }
     return result;
 }

@@ -26,17 +26,18 @@ public:
         std::string m_User;
         std::string m_Since;    // see TimeText()
         std::string m_Address;  // "<address>:<port>" of the client
+        Role m_Role = Role::NONE;
     };
     struct Result {
-        std::vector<Session> m_Sessions;  // by name
+        std::vector<Session> m_Sessions;  // by name, then by time
     };
 
-    explicit Sessions(const UserSessions& sessions) : m_Sessions(sessions) {}
+    explicit Sessions(UserSessions& sessions) : m_Sessions(sessions) {}
 
     Result Run(const Request& request, const Caller& caller) const;
 
 private:
-    const UserSessions& m_Sessions;
+    UserSessions& m_Sessions;
 };
 
 /// Packs the files of the collections that are over.

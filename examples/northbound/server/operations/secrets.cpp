@@ -54,8 +54,15 @@ Login::Result Login::Run(const Request& request, const Caller& caller) const
     std::string password(secret.getBuffer(), secret.length());
     user.SetPwd(password);
     NS_UTIL::PwdCtrlString::ClearStr(password);
-    m_Sessions.Open(user);
+    const std::string key = m_Sessions.Open(user);
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "logged in from %s", user.GetIPAndPort().c_str());
+    return {key};
+}
+
+Logout::Result Logout::Run(const Request& /*request*/, const Caller& caller) const
+{
+    if (!m_Sessions.Close(caller)) ThrowFailure(ErrCode::NOT_LOGGED_IN, MODULE, "there is no such session");
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "logged out");
     return {};
 }
 

@@ -40,8 +40,8 @@ public:
     Result Run(const Request& request, const Caller& caller) const;
 };
 
-/// Logs the caller in with a password that comes encrypted like a secret. The plain password lives while it
-/// is checked.
+/// Opens a session for the caller with a password that comes encrypted like a secret. The plain password lives while
+/// it is checked.
 class Login {
 public:
     static constexpr Profile PROFILE{11, "login", Place::POOL_1, Role::NONE};
@@ -49,11 +49,30 @@ public:
     struct Request {
         std::string m_Cipher;
     };
-    struct Result {};
+    struct Result {
+        std::string m_Key;  // 32 hexadecimal digits, which the session's requests carry
+    };
 
     explicit Login(UserSessions& sessions) : m_Sessions(sessions) {}
 
     /// \throws ProcessException as SendSecret, and NOT_LOGGED_IN
+    Result Run(const Request& request, const Caller& caller) const;
+
+private:
+    UserSessions& m_Sessions;
+};
+
+/// Ends the caller's session.
+class Logout {
+public:
+    static constexpr Profile PROFILE{13, "logout", Place::REQUEST_THREAD, Role::NONE};
+
+    struct Request {};
+    struct Result {};
+
+    explicit Logout(UserSessions& sessions) : m_Sessions(sessions) {}
+
+    /// \throws ProcessException NOT_LOGGED_IN when the caller has none
     Result Run(const Request& request, const Caller& caller) const;
 
 private:

@@ -24,7 +24,8 @@ Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& ed
       m_Packer(settings.m_CollectionDirectory),
       m_Operations(Inventory(m_Element), Columns(m_Element.m_Catalogue), ReadCounters(m_Element),
                    Collect(m_Element, m_Book), HugeTasks(m_Book), Stop(std::move(requestStop)), PublicKey(),
-                   SendSecret(), Login(m_Sessions), Sessions(m_Sessions), Pack(m_Packer), SetItem(editor))
+                   SendSecret(), Login(m_Sessions), Logout(m_Sessions), Sessions(m_Sessions), Pack(m_Packer),
+                   SetItem(editor))
 {
     Apply(settings);
 }
@@ -33,6 +34,7 @@ void Service::Apply(const Settings& settings)
 {
     NS_UTIL::TaskPoolMgr::Init(settings.m_nHugeTaskLimit);
     m_Board.SetLimits({settings.m_nHugeTaskLimit, settings.m_nPerPortLimit});
+    m_Sessions.SetLimits(settings.m_Sessions);
 }
 
 }  // namespace northbound

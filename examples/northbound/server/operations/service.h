@@ -25,7 +25,7 @@ namespace northbound {
 class Service {
 public:
     using Operations = std::tuple<Inventory, Columns, ReadCounters, Collect, HugeTasks, Stop, PublicKey,
-                                  SendSecret, Login, Sessions, Pack, SetItem>;
+                                  SendSecret, Login, Logout, Sessions, Pack, SetItem>;
 
     /// \param catalogue   which figures the ports have
     /// \param requestStop starts the server's end and returns at once

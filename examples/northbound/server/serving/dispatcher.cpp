@@ -1,7 +1,6 @@
 #include "server/serving/dispatcher.h"
 
 #include "nbihost/standalone.h"
-#include "server/serving/usersessions.h"
 #include "shared/names.h"
 
 namespace northbound {
@@ -16,26 +15,29 @@ void CheckUser(const std::string& user)
                  "the user's name is longer than " + std::to_string(RequestScope::MAX_USER) + " characters");
 }
 
-void CheckRole(const Profile& operation, Role role)
+void CheckRole(const Profile& operation, const Caller& caller)
 {
-    if (role >= operation.m_LeastRole) return;
-    if (role == Role::NONE) ThrowFailure(ErrCode::NOT_LOGGED_IN, MODULE, "log in first");
+    if (caller.m_Role >= operation.m_LeastRole) return;
+    if (caller.m_Role == Role::NONE) {
+        ThrowFailure(ErrCode::NOT_LOGGED_IN, MODULE,
+                     caller.m_Key.empty() ? "log in first" : "the session is over; log in again");
+    }
     ThrowFailure(ErrCode::NOT_ALLOWED, MODULE,
-                 std::string("the role ") + NameOf(role) + " does not reach: this takes " +
+                 std::string("the role ") + NameOf(caller.m_Role) + " does not reach: this takes " +
                      NameOf(operation.m_LeastRole));
 }
 
 }  // namespace
 
-Dispatcher::Dispatcher(const UserSessions& sessions, int nHugeTaskLimit)
+Dispatcher::Dispatcher(UserSessions& sessions, int nHugeTaskLimit)
     : m_Sessions(sessions), m_Agent("northbound", nHugeTaskLimit)
 {
 }
 
-void Dispatcher::Admit(const Profile& operation, const Caller& caller) const
+void Dispatcher::Admit(const Profile& operation, const Caller& caller)
 {
     CheckUser(caller.m_User);
-    CheckRole(operation, m_Sessions.RoleOf(caller));
+    CheckRole(operation, caller);
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "request accepted");
 }
 

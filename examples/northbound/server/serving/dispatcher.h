@@ -10,10 +10,9 @@
 #include "server/serving/operation.h"
 #include "server/serving/requestscope.h"
 #include "server/serving/runinpool.h"
+#include "server/serving/usersessions.h"
 
 namespace northbound {
-
-class UserSessions;
 
 /// Gives a request its context, checks who asks, has the operation carried out where it belongs, and turns
 /// whatever goes wrong into a Failure, which it logs.
@@ -26,16 +25,17 @@ class UserSessions;
 class Dispatcher {
 public:
     /// \param nHugeTaskLimit for a log line of the pools
-    Dispatcher(const UserSessions& sessions, int nHugeTaskLimit);
+    Dispatcher(UserSessions& sessions, int nHugeTaskLimit);
 
     template <class Operation>
     Outcome<typename Operation::Result> Ask(Operation& operation, const Caller& caller,
                                             typename Operation::Request request)
     {
-        const RequestScope scope(Operation::PROFILE, caller.m_User);
+        const Caller known = m_Sessions.Identified(caller);
+        const RequestScope scope(Operation::PROFILE, known.m_User);
         try {
-            Admit(Operation::PROFILE, caller);
-            return CarryOut(operation, caller, std::move(request));
+            Admit(Operation::PROFILE, known);
+            return CarryOut(operation, known, std::move(request));
         } catch (const NS_UTIL::ProcessException& e) {
             return Refused(e.GetErrorCode(), e.GetDetail());
         } catch (const std::exception& e) {
@@ -62,11 +62,11 @@ private:
         }
     }
 
-    void Admit(const Profile& operation, const Caller& caller) const;
+    static void Admit(const Profile& operation, const Caller& caller);
     static Failure Refused(unsigned int nCode, const std::string& detail);
     static Failure Unforeseen(const std::exception& cause);
 
-    const UserSessions& m_Sessions;
+    UserSessions& m_Sessions;
     NS_UTIL::DBAgent m_Agent;
 };
 

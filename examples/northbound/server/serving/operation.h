@@ -9,11 +9,14 @@
 
 namespace northbound {
 
-/// The caller of a request, as its front end knows him.
+/// The caller of a request. The front end fills in what it knows; user and role are the server's own finding once the
+/// request is admitted, see UserSessions::Identified().
 struct Caller {
     std::string m_User;
     std::string m_Address;  // "<address>:<port>"; what the front end calls a caller without one
     bool m_bLocal = false;  // came through a way that is open to the server's own user alone
+    std::string m_Key{};    // of its session; "" without one
+    Role m_Role = Role::NONE;
 };
 
 /// Where an operation does its work. Pool 2, for collections, is the collection book's own.

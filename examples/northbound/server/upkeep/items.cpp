@@ -28,6 +28,9 @@ constexpr Item ITEMS[] = {
     {"CollectionsPerPort", Kind::NUMBER, Setting::AT_ONCE, 0, 1000000},
     {"TaskMgrMaxThreadNum", Kind::NUMBER, Setting::AFTER_RESTART, 1, 999, "each pool has 20 workers"},
     {"ListenSocket", Kind::TEXT, Setting::NEVER},
+    {"SessionIdle", Kind::NUMBER, Setting::AT_ONCE, 1, 31536000},
+    {"SessionLife", Kind::NUMBER, Setting::AT_ONCE, 1, 31536000},
+    {"Role_", Kind::ROLE, Setting::NEVER, 0, 0, "this user may do nothing"},
     {"Anonymous", Kind::ROLE, Setting::NEVER, 0, 0, "it counts as none"},
     {"Password_", Kind::DIGEST, Setting::NEVER, 0, 0, "this user cannot log in"},
 };

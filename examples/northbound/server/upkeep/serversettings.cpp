@@ -42,6 +42,11 @@ public:
         return nValue;
     }
 
+    std::chrono::seconds Seconds(const char* pKey, std::chrono::seconds fallback) const
+    {
+        return std::chrono::seconds(Number(pKey, static_cast<int>(fallback.count())));
+    }
+
     std::string Path(const char* pKey, const char* pFallback) const
     {
         const std::filesystem::path directory = std::filesystem::absolute(m_ConfigFile).parent_path();
@@ -70,6 +75,8 @@ Settings ReadSettings(const std::string& configFile)
     settings.m_ElementRoot = reader.Path("ElementRoot", "/");
     settings.m_nHugeTaskLimit = reader.Number("HugeTaskLimit", 4);
     settings.m_nPerPortLimit = reader.Number("CollectionsPerPort", 3);
+    settings.m_Sessions.m_Idle = reader.Seconds("SessionIdle", settings.m_Sessions.m_Idle);
+    settings.m_Sessions.m_Life = reader.Seconds("SessionLife", settings.m_Sessions.m_Life);
     return settings;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "server/serving/role.h"
+#include "server/serving/usersessions.h"
 
 namespace northbound {
 
@@ -36,10 +37,11 @@ struct Settings {
     std::string m_ElementRoot;  // the folder whose proc/net/dev and sys/class/net are the network element's
     int m_nHugeTaskLimit = 0;
     int m_nPerPortLimit = 0;
+    SessionLimits m_Sessions;
 };
 
 /// Reads the host's configuration items ListenAddress, ListenPort, ListenSocket, Anonymous, CollectionDirectory,
-/// OutputFile, DescriptionFile, ElementRoot, HugeTaskLimit and CollectionsPerPort. One of the first two asks for TCP; those that are not there have defaults, relative
+/// OutputFile, DescriptionFile, ElementRoot, HugeTaskLimit, CollectionsPerPort, SessionIdle and SessionLife. One of the first two asks for TCP; those that are not there have defaults, relative
 /// paths start at the directory of \p configFile. The host must be started.
 /// \throws SettingsError when a value is not what its key wants.
 Settings ReadSettings(const std::string& configFile);

@@ -89,7 +89,9 @@ TEST_F(ServiceTest, EveryOperationAnswersWithoutAFrontEnd)
 
     const PublicKey::Result key = Ask<PublicKey>({});
     EXPECT_EQ(Ask<SendSecret>({Encrypted(key, "open sesame")}).m_nBytes, 11u);
-    Ask<Login>({Encrypted(key, "open sesame")});
+    EXPECT_EQ(Ask<Login>({Encrypted(key, "open sesame")}).m_Key.size(), 32u);
+    m_Driven.insert(Logout::PROFILE.m_pName);
+    EXPECT_EQ(CodeOf(m_Server.Ask<Logout>({})), ErrCode::NOT_LOGGED_IN) << "the caller carries no key";
     const Sessions::Result sessions = Ask<Sessions>({});
     ASSERT_EQ(sessions.m_Sessions.size(), 1u);
     EXPECT_EQ(sessions.m_Sessions[0].m_User, "alice");

@@ -27,7 +27,7 @@ protected:
     template <Role LEAST>
     static unsigned int CodeFor(Role anonymous, const Caller& caller)
     {
-        const UserSessions sessions(anonymous);
+        UserSessions sessions(anonymous);
         Dispatcher dispatcher(sessions, 1);
         Probe<LEAST> probe;
         const auto outcome = dispatcher.Ask(probe, caller, {});
