@@ -2,13 +2,13 @@
 /// The catalogue of error reasons.
 #pragma once
 
-#include <ace/RW_Mutex.h>
-
 #include <atomic>
 #include <memory>
 #include <string>
 
 #include "nbiutil/export.h"
+
+class ACE_RW_Mutex;
 
 namespace NS_UTIL {
 
@@ -17,7 +17,7 @@ class ReasonTable;
 /// Catalogue from error code to reason text, in one language at a time. Entries are added and replaced, never
 /// removed: after a second language has been loaded, codes that only the first one has keep its text.
 /// Ownership: one per process, from the first Instance() to Destroy(); callers never delete it.
-/// Threads: any; readers share m_CatalogueLock, the entries of one file go in as one step. Threads that look
+/// Threads: any; readers share the lock, the entries of one file go in as one step. Threads that look
 /// codes up without a pause can keep a load waiting: the system's lock lets readers pass first.
 /// Errors: none is returned. A file that cannot be read, for lack of memory too, costs one log line, and a
 /// load goes on with the next; otherwise only a failing allocation throws. A lock that cannot be taken leaves
@@ -65,11 +65,11 @@ private:
     bool IsLoaded();
 
     static std::atomic<ErrorInfoMgr*> m_pInstance;
-    ACE_RW_Mutex m_LoadLock;
+    const std::unique_ptr<ACE_RW_Mutex> m_pLoadLock;
     // Deliberate: nothing sets it. Callers load a language again to see files that have changed since.
-    bool m_bLoaded = false;  // guarded by m_LoadLock
-    ACE_RW_Mutex m_CatalogueLock;
-    const std::unique_ptr<ReasonTable> m_pCatalogue;  // guarded by m_CatalogueLock
+    bool m_bLoaded = false;  // guarded by m_pLoadLock
+    const std::unique_ptr<ACE_RW_Mutex> m_pCatalogueLock;
+    const std::unique_ptr<ReasonTable> m_pCatalogue;  // guarded by m_pCatalogueLock
 };
 
 }  // namespace NS_UTIL

@@ -2,14 +2,15 @@
 /// The book of the huge (long-running) tasks that are running now, and their limits.
 #pragma once
 
-#include <ace/Thread_Mutex.h>
-
 #include <atomic>
 #include <list>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "nbiutil/export.h"
+
+class ACE_Thread_Mutex;
 
 namespace NS_UTIL {
 
@@ -58,17 +59,17 @@ public:
     void GetHuTaskMap(std::map<std::string, std::list<std::string>>& out);
 
 private:
-    HugeTaskMgr() = default;
-    ~HugeTaskMgr() = default;
+    HugeTaskMgr();
+    ~HugeTaskMgr();
 
     const std::string& KeyOfLocked(const ThreadContextInfo& info);
 
     static std::atomic<HugeTaskMgr*> m_pInstance;
-    ACE_Thread_Mutex m_ManagerLock;
-    std::map<std::string, std::list<std::string>> m_HugeTasks;  // guarded by m_ManagerLock
-    std::atomic<unsigned int> m_nTotal{0};  // sum of the lists' lengths; written under m_ManagerLock
+    const std::unique_ptr<ACE_Thread_Mutex> m_pManagerLock;
+    std::map<std::string, std::list<std::string>> m_HugeTasks;  // guarded by m_pManagerLock
+    std::atomic<unsigned int> m_nTotal{0};  // sum of the lists' lengths; written under m_pManagerLock
     std::atomic<unsigned int> m_nMax{4};
-    std::string m_Key;  // guarded by m_ManagerLock; keeps its room from one key to the next
+    std::string m_Key;  // guarded by m_pManagerLock; keeps its room from one key to the next
 };
 
 }  // namespace NS_UTIL

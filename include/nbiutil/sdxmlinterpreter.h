@@ -4,19 +4,19 @@
 /// application parse functions.
 #pragma once
 
-#include <ace/RW_Mutex.h>
-
 #include <atomic>
 #include <cstddef>
-#include <functional>
 #include <list>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "nbiutil/export.h"
 #include "nbiutil/xmltag.h"
+
+class ACE_RW_Mutex;
 
 namespace NS_UTIL {
 
@@ -65,12 +65,12 @@ public:
     TEParserFunc Find(const TEParserKey& key);
 
 private:
-    TEParserFuncRegistry() = default;
-    ~TEParserFuncRegistry() = default;
+    TEParserFuncRegistry();
+    ~TEParserFuncRegistry();
 
     static std::atomic<TEParserFuncRegistry*> m_pInstance;
-    ACE_RW_Mutex m_Lock;
-    std::map<TEParserKey, TEParserFunc> m_Funcs;  // guarded by m_Lock
+    const std::unique_ptr<ACE_RW_Mutex> m_pLock;
+    std::map<TEParserKey, TEParserFunc> m_Funcs;  // guarded by m_pLock
 };
 
 /// Interprets the documents it is registered for. Derive one per kind of description file, and call the base
@@ -161,8 +161,9 @@ public:
     /// \return 0 when the file was parsed, whatever its interpreter answered and even if there was none; -1
     /// when it could not be parsed, is being parsed already by this thread (it includes itself), or would be
     /// the 65th that this thread has begun and not finished, with a line on standard output. Entities that
-    /// make a hundred times of a file, and more than 64 KiB, are an error of the file. Deliberate: a file cut off in the middle is parsed up to the cut, unless its
-    /// length is a multiple of 256 bytes; see StaticDescXMLParser.
+    /// make a hundred times of a file, and more than 64 KiB, are an error of the file. Deliberate: a file cut
+    /// off in the middle is parsed up to the cut, unless its length is a multiple of 256 bytes; see
+    /// StaticDescXMLParser.
     int ParseXMLFile(const char* path);
 
     /// The same, for callers who want to know why: what is on standard output is there as well.
@@ -178,7 +179,7 @@ public:
     bool ParseXMLBuffer(const void* data, unsigned long length);
 
 private:
-    SDXMLInterpreterMgr() = default;
+    SDXMLInterpreterMgr();
     ~SDXMLInterpreterMgr();
     int Dispatch(const XMLTag& root);
     int ValueOf(std::string_view token);
@@ -186,10 +187,10 @@ private:
     void ReadListInto(std::string_view text, Numbers& out);
 
     static std::atomic<SDXMLInterpreterMgr*> m_pInstance;
-    ACE_RW_Mutex m_Lock;
-    std::map<std::string, SDXMLInterpreter*> m_Interpreters;  // guarded by m_Lock
-    std::map<std::string, int, std::less<>> m_Macros;         // guarded by m_Lock
-    std::string m_FileName;                                   // guarded by m_Lock
+    const std::unique_ptr<ACE_RW_Mutex> m_pLock;
+    std::map<std::string, SDXMLInterpreter*> m_Interpreters;  // guarded by m_pLock
+    std::map<std::string, int, std::less<>> m_Macros;         // guarded by m_pLock
+    std::string m_FileName;                                   // guarded by m_pLock
 };
 
 }  // namespace NS_UTIL

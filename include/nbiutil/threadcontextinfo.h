@@ -2,14 +2,13 @@
 /// The record of who is doing what on a thread, and the source of its operation UUIDs.
 #pragma once
 
-#include <ace/Thread_Mutex.h>
-
 #include <atomic>
 #include <memory>
 #include <string>
 
 #include "nbiutil/export.h"
 
+class ACE_Thread_Mutex;
 namespace ACE_Utils {
 class UUID_Generator;
 }
@@ -109,7 +108,7 @@ private:
 ///
 /// Ownership: one per process, from the first Instance() to Destroy(); callers never delete it. No thread
 /// may be using it while it is destroyed.
-/// Threads: any; they take turns at m_Mutex.
+/// Threads: any; they take turns.
 /// Errors: nothing is thrown or reported. If the mutex cannot be taken, the UUID is made without it.
 class NBI_EXPORT ACE_UUID_Generator {
 public:
@@ -127,8 +126,8 @@ private:
     ~ACE_UUID_Generator();
 
     static std::atomic<ACE_UUID_Generator*> m_pInstance;
-    ACE_Thread_Mutex m_Mutex;
-    std::unique_ptr<ACE_Utils::UUID_Generator> m_pGenerator;  // guarded by m_Mutex
+    const std::unique_ptr<ACE_Thread_Mutex> m_pMutex;
+    const std::unique_ptr<ACE_Utils::UUID_Generator> m_pGenerator;  // guarded by m_pMutex
 };
 
 }  // namespace NS_UTIL

@@ -79,6 +79,24 @@ public:
     XMLTagList* m_pChildren = nullptr;  ///< children in document order; null for a leaf
 };
 
+/// The attributes of an element in document order, for a range-based for:
+///
+///     for (const XMLItem* pItem : XMLItems(tag)) Enter(pItem->m_pName, pItem->m_pValue);
+/// It stays good while the element's array does. An element without an array has none.
+class XMLItems {
+public:
+    explicit XMLItems(const XMLTag& tag) : m_pBegin(tag.m_pItems), m_pEnd(tag.m_pItems)
+    {
+        while (m_pEnd != nullptr && *m_pEnd != nullptr) ++m_pEnd;
+    }
+    XMLItem* const* begin() const { return m_pBegin; }
+    XMLItem* const* end() const { return m_pEnd; }
+
+private:
+    XMLItem* const* m_pBegin;
+    XMLItem* const* m_pEnd;
+};
+
 /// The value of the first attribute of \p tag that is called \p name. It belongs to the tag.
 /// \return null when there is none, or none with a value
 NBI_EXPORT const char* Attribute(const XMLTag& tag, std::string_view name);

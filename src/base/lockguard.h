@@ -2,6 +2,8 @@
 /// Scope locks. A failed acquire is not reported: the scope runs unlocked and the release is skipped.
 /// Deliberate: callers count on an answer from every operation, and releasing a lock that was not taken would
 /// break its owner. Only singleton.h asks locked().
+/// Exported headers name the classes of their locks and keep the objects behind pointers: ACE's headers cost those
+/// who include them more than all the rest.
 #pragma once
 
 #include <ace/Guard_T.h>

@@ -128,7 +128,9 @@ void ACE_UUID_Generator::Destroy()
     DestroyIn(m_pInstance, [](ACE_UUID_Generator* pGenerator) { delete pGenerator; });
 }
 
-ACE_UUID_Generator::ACE_UUID_Generator() : m_pGenerator(std::make_unique<ACE_Utils::UUID_Generator>())
+ACE_UUID_Generator::ACE_UUID_Generator()
+    : m_pMutex(std::make_unique<ACE_Thread_Mutex>()),
+      m_pGenerator(std::make_unique<ACE_Utils::UUID_Generator>())
 {
     m_pGenerator->init();
 }
@@ -141,7 +143,7 @@ std::string ACE_UUID_Generator::generate_uuid()
     constexpr u_char VARIANT = 0x80;
     ACE_Utils::UUID uuid;
     {
-        MutexGuard guard(m_Mutex);
+        MutexGuard guard(*m_pMutex);
         m_pGenerator->generate_UUID(uuid, TIME_BASED, VARIANT);
     }
     return TextOf(uuid);

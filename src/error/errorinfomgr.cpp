@@ -83,7 +83,10 @@ void LogNotRead(const std::string& path)
 
 std::atomic<ErrorInfoMgr*> ErrorInfoMgr::m_pInstance{nullptr};
 
-ErrorInfoMgr::ErrorInfoMgr() : m_pCatalogue(std::make_unique<ReasonTable>())
+ErrorInfoMgr::ErrorInfoMgr()
+    : m_pLoadLock(std::make_unique<ACE_RW_Mutex>()),
+      m_pCatalogueLock(std::make_unique<ACE_RW_Mutex>()),
+      m_pCatalogue(std::make_unique<ReasonTable>())
 {
 }
 
@@ -101,7 +104,7 @@ void ErrorInfoMgr::Destroy()
 
 bool ErrorInfoMgr::IsLoaded()
 {
-    const WriteGuard guard(m_LoadLock);
+    const WriteGuard guard(*m_pLoadLock);
     return m_bLoaded;
 }
 
@@ -121,7 +124,7 @@ void ErrorInfoMgr::ReadErrorInfoFrmCfg(const std::string& path)
     const bool bRead = ReadPairs(pairs, path);
     if (!bRead) LogNotRead(path);
     try {
-        const WriteGuard guard(m_CatalogueLock);
+        const WriteGuard guard(*m_pCatalogueLock);
         for (NS_BUNDLEMGR1::NameValueStru& pair : pairs) {
             m_pCatalogue->Set(CodeOf(pair.m_Name), std::move(pair.m_Value));
         }
@@ -132,7 +135,7 @@ void ErrorInfoMgr::ReadErrorInfoFrmCfg(const std::string& path)
 
 void ErrorInfoMgr::GetErrReasonByErrCode(std::string& reason, const unsigned long& code)
 {
-    const ReadGuard guard(m_CatalogueLock);
+    const ReadGuard guard(*m_pCatalogueLock);
     if (const std::string* const pFound = m_pCatalogue->Find(code)) {
         reason = *pFound;
     } else {
@@ -142,7 +145,7 @@ void ErrorInfoMgr::GetErrReasonByErrCode(std::string& reason, const unsigned lon
 
 void ErrorInfoMgr::SetErrReasonByErrCode(const std::string& reason, const unsigned long& code)
 {
-    const WriteGuard guard(m_CatalogueLock);
+    const WriteGuard guard(*m_pCatalogueLock);
     m_pCatalogue->Set(code, reason);
 }
 

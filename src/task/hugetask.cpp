@@ -36,6 +36,12 @@ bool IsHugeTaskOfType(int nType)
 
 std::atomic<HugeTaskMgr*> HugeTaskMgr::m_pInstance{nullptr};
 
+HugeTaskMgr::HugeTaskMgr() : m_pManagerLock(std::make_unique<ACE_Thread_Mutex>())
+{
+}
+
+HugeTaskMgr::~HugeTaskMgr() = default;
+
 HugeTaskMgr* HugeTaskMgr::Instance()
 {
     return InstanceIn(m_pInstance, [] { return new HugeTaskMgr; });
@@ -80,7 +86,7 @@ bool HugeTaskMgr::IsOverSingleHTaskNum()
     if (nLimit < 1) return false;
     std::size_t nRunning = 0;
     {
-        MutexGuard guard(m_ManagerLock);
+        MutexGuard guard(*m_pManagerLock);
         // Deliberate: asking enters the kind, so that whoever reads the book sees every kind that was asked
         // for.
         nRunning = m_HugeTasks[info.GetTskInfo()].size();
@@ -103,7 +109,7 @@ const std::string& HugeTaskMgr::KeyOfLocked(const ThreadContextInfo& info)
 void HugeTaskMgr::SetHTskInfo(const ThreadContextInfo& info)
 {
     const std::string uuid = info.GetOperUUID();
-    MutexGuard guard(m_ManagerLock);
+    MutexGuard guard(*m_pManagerLock);
     const std::string& key = KeyOfLocked(info);
     const auto [found, bNewKey] = m_HugeTasks.try_emplace(key);
     std::list<std::string>& running = found->second;
@@ -130,7 +136,7 @@ void HugeTaskMgr::SetHTskInfo(const ThreadContextInfo& info)
 void HugeTaskMgr::RemoveHTskInfo(const ThreadContextInfo& info)
 {
     const char* const pUuid = info.m_OperUUID.c_str();
-    MutexGuard guard(m_ManagerLock);
+    MutexGuard guard(*m_pManagerLock);
     const std::string& key = KeyOfLocked(info);
     const auto found = m_HugeTasks.find(key);
     if (found == m_HugeTasks.end()) {
@@ -156,7 +162,7 @@ void HugeTaskMgr::RemoveHTskInfo(const ThreadContextInfo& info)
 
 void HugeTaskMgr::GetHuTaskMap(std::map<std::string, std::list<std::string>>& out)
 {
-    MutexGuard guard(m_ManagerLock);
+    MutexGuard guard(*m_pManagerLock);
     out = m_HugeTasks;
 }
 

@@ -7,12 +7,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <set>
-#include <tuple>
 #include <utility>
 
 #include "base/lockguard.h"
 #include "base/singleton.h"
 #include "xml/intlist.h"
+#include "xml/shown.h"
 #include "xml/staticdescxmlparser.h"
 
 namespace NS_UTIL {
@@ -31,11 +31,6 @@ int ToInt(const char* pText)
 {
     constexpr int DECIMAL = 10;
     return static_cast<int>(std::strtol(pText, nullptr, DECIMAL));
-}
-
-const char* Shown(const char* pText)
-{
-    return pText == nullptr ? "" : pText;
 }
 
 /// One file that this thread is parsing or interpreting, for as long as the object lives. Objects are nested
@@ -98,15 +93,15 @@ thread_local std::vector<XMLParseFailure>* Collector::m_pInnermost = nullptr;
 
 void DefineMacros(const XMLTag& tag, SDXMLInterpreterMgr& mgr)
 {
-    for (XMLItem** ppItem = tag.m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) {
-        mgr.AddMacorValue(Shown((*ppItem)->m_pName), ToInt(Shown((*ppItem)->m_pValue)));
+    for (const XMLItem* pItem : XMLItems(tag)) {
+        mgr.AddMacorValue(Shown(pItem->m_pName), ToInt(Shown(pItem->m_pValue)));
     }
 }
 
 void Include(const XMLTag& tag, SDXMLInterpreterMgr& mgr)
 {
-    if (tag.m_pItems == nullptr || tag.m_pItems[0] == nullptr) return;
-    mgr.ParseXMLFile(tag.m_pItems[0]->m_pValue);
+    const XMLItems items(tag);
+    if (items.begin() != items.end()) mgr.ParseXMLFile((*items.begin())->m_pValue);
 }
 
 /// What names a document's interpreter within its file: "/" and a name, or nothing.
@@ -117,64 +112,6 @@ std::string InterpreterSuffix(const XMLTag& root)
 }
 
 }  // namespace
-
-TEParserKey::TEParserKey(std::string first, std::string second, std::string third)
-    : m_First(std::move(first)), m_Second(std::move(second)), m_Third(std::move(third))
-{
-}
-
-TEParserKey::~TEParserKey() = default;
-
-bool operator<(const TEParserKey& left, const TEParserKey& right)
-{
-    return std::tie(left.First(), left.Second(), left.Third()) <
-           std::tie(right.First(), right.Second(), right.Third());
-}
-
-std::atomic<TEParserFuncRegistry*> TEParserFuncRegistry::m_pInstance{nullptr};
-
-TEParserFuncRegistry* TEParserFuncRegistry::Instance()
-{
-    return InstanceIn(m_pInstance, [] { return new TEParserFuncRegistry; });
-}
-
-void TEParserFuncRegistry::Register(const TEParserKey& key, TEParserFunc func)
-{
-    const WriteGuard guard(m_Lock);
-    m_Funcs[key] = func;
-}
-
-std::size_t TEParserFuncRegistry::Remove(const TEParserKey& key)
-{
-    const WriteGuard guard(m_Lock);
-    return m_Funcs.erase(key);
-}
-
-std::size_t TEParserFuncRegistry::RemoveBySecond(const std::string& second)
-{
-    const WriteGuard guard(m_Lock);
-    std::size_t nRemoved = 0;
-    for (auto entry = m_Funcs.begin(); entry != m_Funcs.end();) {
-        if (entry->first.Second() == second) {
-            entry = m_Funcs.erase(entry);
-            ++nRemoved;
-        } else {
-            ++entry;
-        }
-    }
-    return nRemoved;
-}
-
-TEParserFunc TEParserFuncRegistry::Find(const TEParserKey& key)
-{
-    {
-        const ReadGuard guard(m_Lock);
-        const auto found = m_Funcs.find(key);
-        if (found != m_Funcs.end()) return found->second;
-    }
-    const WriteGuard guard(m_Lock);
-    return m_Funcs.try_emplace(key, nullptr).first->second;
-}
 
 int SDXMLInterpreter::InterpretXMLTag(const XMLTag& tag)
 {
@@ -211,6 +148,10 @@ void SDXMLInterpreterMgr::Destroy()
     DestroyIn(m_pInstance, [](SDXMLInterpreterMgr* pMgr) { delete pMgr; });
 }
 
+SDXMLInterpreterMgr::SDXMLInterpreterMgr() : m_pLock(std::make_unique<ACE_RW_Mutex>())
+{
+}
+
 SDXMLInterpreterMgr::~SDXMLInterpreterMgr()
 {
     Clear();
@@ -222,13 +163,13 @@ void SDXMLInterpreterMgr::Initial()
 
 void SDXMLInterpreterMgr::RegisterInterpreter(const std::string& name, SDXMLInterpreter* interpreter)
 {
-    const WriteGuard guard(m_Lock);
+    const WriteGuard guard(*m_pLock);
     m_Interpreters[name] = interpreter;
 }
 
 SDXMLInterpreter* SDXMLInterpreterMgr::GetInterpreter(const std::string& name)
 {
-    const ReadGuard guard(m_Lock);
+    const ReadGuard guard(*m_pLock);
     const auto found = m_Interpreters.find(name);
     return found == m_Interpreters.end() ? nullptr : found->second;
 }
@@ -237,7 +178,7 @@ void SDXMLInterpreterMgr::Clear()
 {
     std::map<std::string, SDXMLInterpreter*> registered;
     {
-        const WriteGuard guard(m_Lock);
+        const WriteGuard guard(*m_pLock);
         registered.swap(m_Interpreters);
     }
     std::set<const SDXMLInterpreter*> deleted;  // one interpreter may stand under several names
@@ -248,7 +189,7 @@ void SDXMLInterpreterMgr::Clear()
 
 void SDXMLInterpreterMgr::AddMacorValue(const std::string& name, int value)
 {
-    const WriteGuard guard(m_Lock);
+    const WriteGuard guard(*m_pLock);
     m_Macros[name] = value;
 }
 
@@ -261,7 +202,7 @@ int SDXMLInterpreterMgr::ParseInt(const char* s)
 int SDXMLInterpreterMgr::ValueOf(std::string_view token)
 {
     {
-        const ReadGuard guard(m_Lock);
+        const ReadGuard guard(*m_pLock);
         const auto macro = m_Macros.find(token);
         if (macro != m_Macros.end()) return macro->second;
     }
@@ -313,13 +254,13 @@ void SDXMLInterpreterMgr::ParseNestingList(const char* s, std::list<std::list<in
 void SDXMLInterpreterMgr::setFileName(const std::string& path)
 {
     std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0: the whole path
-    const WriteGuard guard(m_Lock);
+    const WriteGuard guard(*m_pLock);
     m_FileName = std::move(name);
 }
 
 std::string SDXMLInterpreterMgr::getFileName()
 {
-    const ReadGuard guard(m_Lock);
+    const ReadGuard guard(*m_pLock);
     return m_FileName;
 }
 

@@ -7,6 +7,8 @@
 #include <new>
 #include <vector>
 
+#include "xml/shown.h"
+
 namespace NS_UTIL {
 namespace {
 
@@ -29,11 +31,6 @@ void PrintTabs(int nCount)
     for (int nLeft = nCount; nLeft > 0; nLeft -= AT_ONCE) {
         std::printf("%.*s", std::min(nLeft, AT_ONCE), TABS);
     }
-}
-
-const char* Shown(const char* pText)
-{
-    return pText == nullptr ? "" : pText;
 }
 
 /// Prints one tree, with the elements that are open kept on the heap.
@@ -66,8 +63,8 @@ private:
         if (m_nMaxDepth != NO_LIMIT && m_nMaxDepth < m_nDepth) return;
         PrintTabs(m_nDepth);
         std::printf("<tag = %s", tag.m_Name.c_str());
-        for (XMLItem** ppItem = tag.m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) {
-            std::printf(" %s = %s", Shown((*ppItem)->m_pName), Shown((*ppItem)->m_pPrintValue));
+        for (const XMLItem* pItem : XMLItems(tag)) {
+            std::printf(" %s = %s", Shown(pItem->m_pName), Shown(pItem->m_pPrintValue));
         }
         if (m_nMaxDepth != 0) std::printf("\n");
         ++m_nDepth;
@@ -125,7 +122,7 @@ XMLItem::~XMLItem()
 
 XMLTag::~XMLTag()
 {
-    for (XMLItem** ppItem = m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) delete *ppItem;
+    for (const XMLItem* pItem : XMLItems(*this)) delete pItem;
     delete[] m_pItems;
     if (m_pChildren == nullptr) return;
     // A child hands its own children up before it is deleted, so that no destructor runs inside another one
@@ -177,8 +174,8 @@ void XMLTag::print(int maxDepth) const
 
 const char* Attribute(const XMLTag& tag, std::string_view name)
 {
-    for (XMLItem** ppItem = tag.m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) {
-        if ((*ppItem)->m_pName != nullptr && name == (*ppItem)->m_pName) return (*ppItem)->m_pValue;
+    for (const XMLItem* pItem : XMLItems(tag)) {
+        if (pItem->m_pName != nullptr && name == pItem->m_pName) return pItem->m_pValue;
     }
     return nullptr;
 }

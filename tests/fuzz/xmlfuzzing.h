@@ -24,10 +24,9 @@ inline void CheckTag(const NS_UTIL::XMLTag& tag)
 {
     Require(tag.m_nId == -1 && tag.m_Text.empty());
     if (tag.m_pItems != nullptr) Require(tag.m_pItems[0] != nullptr);
-    for (NS_UTIL::XMLItem** ppItem = tag.m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) {
-        const NS_UTIL::XMLItem& item = **ppItem;
-        Require(item.m_pName[0] != '\0' && item.m_pValue != item.m_pPrintValue);
-        Require(std::string(item.m_pValue) == item.m_pPrintValue);
+    for (const NS_UTIL::XMLItem* pItem : NS_UTIL::XMLItems(tag)) {
+        Require(pItem->m_pName[0] != '\0' && pItem->m_pValue != pItem->m_pPrintValue);
+        Require(std::string(pItem->m_pValue) == pItem->m_pPrintValue);
     }
     if (tag.m_pChildren != nullptr) Require(!tag.m_pChildren->empty());
 }

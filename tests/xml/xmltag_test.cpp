@@ -411,6 +411,22 @@ TEST(XMLTagDepthTest, WideAndDeepTreeIsDestroyedOnASmallStack)
     });
 }
 
+TEST_F(XMLTagTest, ItemsAreWalkedInTheirOrderUpToTheNullPointer)
+{
+    m_Root.m_pItems = new XMLItem* [4] {};
+    m_Root.m_pItems[0] = new XMLItem;
+    m_Root.m_pItems[1] = new XMLItem;
+    std::vector<const XMLItem*> walked;
+    for (const XMLItem* pItem : XMLItems(m_Root)) walked.push_back(pItem);
+    EXPECT_EQ(walked, (std::vector<const XMLItem*>{m_Root.m_pItems[0], m_Root.m_pItems[1]}));
+}
+
+TEST_F(XMLTagTest, ElementWithoutAnArrayHasNoItems)
+{
+    const XMLItems items(m_Root);
+    EXPECT_EQ(items.begin(), items.end());
+}
+
 TEST_F(XMLTagTest, AttributeIsFoundByItsWholeName)
 {
     SetItem(m_Root, "name", "value", "shown");

@@ -47,10 +47,10 @@ inline void RunOnSmallStack(std::function<void()> work)
 inline std::string LineOf(int nLevel, const NS_UTIL::XMLTag& tag)
 {
     std::string line = std::to_string(nLevel) + " " + tag.m_Name;
-    for (NS_UTIL::XMLItem** ppItem = tag.m_pItems; ppItem != nullptr && *ppItem != nullptr; ++ppItem) {
-        line += std::string(" ") + (*ppItem)->m_pName + "=" + (*ppItem)->m_pValue;
-        EXPECT_STREQ((*ppItem)->m_pValue, (*ppItem)->m_pPrintValue);
-        EXPECT_EQ((*ppItem)->m_nId, -1);
+    for (const NS_UTIL::XMLItem* pItem : NS_UTIL::XMLItems(tag)) {
+        line += std::string(" ") + pItem->m_pName + "=" + pItem->m_pValue;
+        EXPECT_STREQ(pItem->m_pValue, pItem->m_pPrintValue);
+        EXPECT_EQ(pItem->m_nId, -1);
     }
     EXPECT_EQ(tag.m_nId, -1);
     EXPECT_EQ(tag.m_Text, "");
