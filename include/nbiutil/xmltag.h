@@ -2,7 +2,6 @@
 /// The tree into which a static-description file is read: elements and their attributes, no character data.
 #pragma once
 
-#include <cstddef>
 #include <list>
 #include <string>
 #include <string_view>
@@ -11,30 +10,19 @@
 
 namespace NS_UTIL {
 
-/// One attribute of an element. Owns its three zero-terminated arrays; any of them may be null. An array that is
-/// put into an item comes from new[], and the destructor releases it. Those of an item from Make(), which the
-/// parser's are, lie in the item's own block: leave them to the item, also when another array takes their place.
+/// One attribute of an element. Owns its three zero-terminated arrays from new[], of which any may be null: who puts
+/// another in the place of one releases that with delete[]. The parser's are as long as their texts.
 struct NBI_EXPORT XMLItem final {
     XMLItem() = default;
+    /// Releases the three arrays.
     ~XMLItem();
     XMLItem(const XMLItem&) = delete;
     XMLItem& operator=(const XMLItem&) = delete;
-    /// An item with copies of its texts, all in one block, since most of what a tree costs is allocations.
-    /// \return the caller's, to be deleted like one from new
-    /// \throws std::bad_alloc
-    static XMLItem* Make(const char* pName, const char* pValue);
-    /// Only this, so that an item from Make() is not given back with the size of one from new.
-    static void operator delete(void* pItem) noexcept { ::operator delete(pItem); }
 
     int m_nId = -1;                 ///< the parser never sets it: free for interpreters
     char* m_pName = nullptr;        ///< the attribute's name
     char* m_pValue = nullptr;       ///< the attribute's value; what interpreters read
     char* m_pPrintValue = nullptr;  ///< the value once more; what XMLTag::print shows
-
-private:
-    bool IsOwnPlace(const char* pText) const;
-
-    std::size_t m_nBlock = 0;  // bytes from this on that are the item and its arrays; 0 when not from Make()
 };
 
 class XMLTag;

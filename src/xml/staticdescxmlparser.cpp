@@ -27,6 +27,13 @@ bool IsIncomplete(std::string_view text)
     return text.size() <= static_cast<std::size_t>(nFollowing) || text == "]" || text == "]]";
 }
 
+/// \return a new[] array of just the text's length
+char* CopyOf(const char* pText)
+{
+    const std::size_t nSize = std::strlen(pText) + 1;
+    return static_cast<char*>(std::memcpy(new char[nSize], pText, nSize));
+}
+
 /// Every pointer is in its owner's hands before the next allocation, which may throw.
 void SetItems(XMLTag& tag, const XML_Char** ppAttributes)
 {
@@ -35,7 +42,10 @@ void SetItems(XMLTag& tag, const XML_Char** ppAttributes)
     if (nItems == 0) return;
     tag.m_pItems = new XMLItem*[nItems + 1]();
     for (std::size_t i = 0; i < nItems; ++i) {
-        tag.m_pItems[i] = XMLItem::Make(ppAttributes[2 * i], ppAttributes[2 * i + 1]);
+        XMLItem& item = *(tag.m_pItems[i] = new XMLItem);
+        item.m_pName = CopyOf(ppAttributes[2 * i]);
+        item.m_pValue = CopyOf(ppAttributes[2 * i + 1]);
+        item.m_pPrintValue = CopyOf(ppAttributes[2 * i + 1]);
     }
 }
 

@@ -1,10 +1,8 @@
 #include "nbiutil/xmltag.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <new>
 #include <vector>
 
 #include "xml/shown.h"
@@ -92,32 +90,9 @@ private:
 
 }  // namespace
 
-XMLItem* XMLItem::Make(const char* pName, const char* pValue)
-{
-    const std::size_t nName = std::strlen(pName) + 1;
-    const std::size_t nValue = std::strlen(pValue) + 1;
-    const std::size_t nBlock = sizeof(XMLItem) + nName + 2 * nValue;
-    void* const pBlock = ::operator new(nBlock);
-    auto* const pItem = new (pBlock) XMLItem;
-    pItem->m_nBlock = nBlock;
-    pItem->m_pName = static_cast<char*>(pBlock) + sizeof(XMLItem);
-    pItem->m_pValue = std::copy_n(pName, nName, pItem->m_pName);
-    pItem->m_pPrintValue = std::copy_n(pValue, nValue, pItem->m_pValue);
-    std::copy_n(pValue, nValue, pItem->m_pPrintValue);
-    return pItem;
-}
-
-bool XMLItem::IsOwnPlace(const char* pText) const
-{
-    const auto nItem = reinterpret_cast<std::uintptr_t>(this);
-    return reinterpret_cast<std::uintptr_t>(pText) - nItem < m_nBlock;
-}
-
 XMLItem::~XMLItem()
 {
-    for (const char* pText : {m_pName, m_pValue, m_pPrintValue}) {
-        if (!IsOwnPlace(pText)) delete[] pText;
-    }
+    for (const char* pText : {m_pName, m_pValue, m_pPrintValue}) delete[] pText;
 }
 
 XMLTag::~XMLTag()

@@ -6,6 +6,8 @@
 #include <climits>
 #include <cstring>
 #include <filesystem>
+#include <memory>
+#include <utility>
 
 #include "support/heapwatch.h"
 #include "support/inchild.h"
@@ -79,6 +81,21 @@ TEST_F(StaticDescXMLParserTest, ValueAndPrintValueAreTwoCopies)
     const XMLItem& item = *m_Parser.Root().m_pItems[0];
     EXPECT_NE(item.m_pValue, item.m_pPrintValue);
     EXPECT_EQ(m_Parser.Root().m_pItems[1], nullptr);
+}
+
+TEST_F(StaticDescXMLParserTest, EachTextOfAnItemIsAnArrayThatMayBeReleasedAndReplaced)
+{
+    EXPECT_TRUE(ParseText("<r k='v' taken='along'/>"));
+    XMLItem& item = *m_Parser.Root().m_pItems[0];
+    for (char** const ppText : {&item.m_pName, &item.m_pValue, &item.m_pPrintValue}) {
+        delete[] * ppText;
+        *ppText = nullptr;
+    }
+    item.m_pValue = new char[4]{"new"};
+    XMLItem& other = *m_Parser.Root().m_pItems[1];
+    const std::unique_ptr<char[]> pTaken(std::exchange(other.m_pValue, nullptr));
+    EXPECT_STREQ(item.m_pValue, "new");
+    EXPECT_STREQ(pTaken.get(), "along");
 }
 
 TEST_F(StaticDescXMLParserTest, ElementWithoutAttributesHasNoArrayAndALeafNoList)
@@ -292,8 +309,8 @@ TEST_F(StaticDescXMLParserTest, EveryAllocationThatFailsThrowsBadAllocAndLeaksNo
                              "'><inner/><inner k='20 characters of it'/></element_with_a_long_name></root>";
     long nAllocations = 0;
     while (!ParsesWith(nAllocations, text)) ++nAllocations;
-    // The arrays of items (2), items (3), elements (3), their nodes (3) and lists (2), a long name, open elements (3).
-    EXPECT_EQ(nAllocations, 17);
+    // Arrays of items (2), items (3), their texts (9), elements (3), nodes (3), lists (2), a long name, open elements (3).
+    EXPECT_EQ(nAllocations, 26);
 }
 
 class StaticDescXMLParserLengthTest : public ::testing::Test {
