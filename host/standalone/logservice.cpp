@@ -16,6 +16,7 @@ namespace {
 constexpr const char* LINE_PATTERN = "%Y-%m-%d %H:%M:%S.%e %l [%t] %v";
 constexpr const char* NO_FUNCTION = "unknown";
 constexpr std::size_t USUAL_LENGTH = 1024;
+constexpr std::size_t MAX_LINE = 8192;
 
 spdlog::level::level_enum LevelOf(int nLevel)
 {
@@ -46,6 +47,15 @@ void AppendFormatted(std::string& line, const char* pFormat, std::va_list args)
     if (nText >= USUAL_LENGTH) std::vsnprintf(&line[nBegin], nText + 1, pFormat, again);
     va_end(again);
     if (nLength < 0) line += pFormat;  // better the bare format than nothing
+}
+
+/// Whoever sends long texts would push everything else out of the rotated files.
+void Shorten(std::string& line)
+{
+    if (line.size() <= MAX_LINE) return;
+    const std::string rest = " ... (" + std::to_string(line.size()) + " bytes)";
+    line.resize(MAX_LINE - rest.size());
+    line += rest;
 }
 
 bool IsControl(char character)
@@ -124,6 +134,7 @@ void OpenLog::Write(int nLevel, const char* pFile, const char* pFunction, int nL
     if (std::strcmp(pFunction, NO_FUNCTION) != 0) line.append(" ").append(pFunction);
     line += ' ';
     AppendFormatted(line, pFormat, args);
+    Shorten(line);
     EscapeControls(line);
     m_pLogger->log(LevelOf(nLevel), spdlog::string_view_t(line));
 }

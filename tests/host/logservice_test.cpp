@@ -117,10 +117,21 @@ TEST_F(LogServiceTest, ChosenLinesAreShownAtLevelDebug)
 TEST_F(LogServiceTest, TextOfAnyLengthIsWhole)
 {
     Start();
-    for (const std::size_t nLength : {0U, 1022U, 1023U, 1024U, 1025U, 100000U}) {
+    for (const std::size_t nLength : {0U, 1022U, 1023U, 1024U, 1025U, 8000U}) {
         Write(1, "unknown", "%s!%d", std::string(nLength, 'x').c_str(), 5);
         EXPECT_EQ(TextsOf("log").back(), "module:42 " + std::string(nLength, 'x') + "!5");
     }
+}
+
+TEST_F(LogServiceTest, LongLineIsCutAndTellsItsLength)
+{
+    Start();
+    Write(1, "unknown", "%s", std::string(8000, 'x').c_str());
+    EXPECT_EQ(TextsOf("log").back(), "module:42 " + std::string(8000, 'x'));
+    Write(1, "unknown", "%s", std::string(2000000, 'y').c_str());
+    const std::string cut = TextsOf("log").back();
+    EXPECT_EQ(cut.size(), 8192u);
+    EXPECT_THAT(cut, ::testing::EndsWith("yyy ... (2000010 bytes)"));
 }
 
 TEST_F(LogServiceTest, ControlCharactersCannotMakeASecondLine)

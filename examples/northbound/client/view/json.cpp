@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "shared/utf8.h"
+
 namespace northbound {
 namespace {
 
@@ -31,7 +33,7 @@ std::string Escaped(char c)
 std::string JsonText(const std::string& text)
 {
     std::string result = "\"";
-    for (const char c : text) result += Escaped(c);
+    for (const char c : WellFormed(text)) result += Escaped(c);
     return result + "\"";
 }
 

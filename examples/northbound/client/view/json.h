@@ -8,7 +8,7 @@
 
 namespace northbound {
 
-/// \p text as a JSON string, quotes included. Bytes above 0x7F go through as they are.
+/// \p text as a JSON string, quotes included. Bytes that are no UTF-8 are shown as "\xNN".
 std::string JsonText(const std::string& text);
 
 /// \p items, each JSON already, as an array.

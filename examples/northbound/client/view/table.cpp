@@ -6,6 +6,8 @@
 #include <ostream>
 #include <utility>
 
+#include "shared/utf8.h"
+
 namespace northbound {
 
 Table::Table(std::vector<Column> columns) : m_Columns(std::move(columns))
@@ -45,6 +47,7 @@ void Table::PrintRow(std::ostream& out, const std::vector<std::string>& cells) c
 
 std::string Printable(std::string text)
 {
+    text = WellFormed(text);
     for (char& c : text) {
         const auto nByte = static_cast<unsigned char>(c);
         if (nByte < 0x20 || nByte == 0x7F) c = '?';

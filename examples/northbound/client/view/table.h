@@ -33,7 +33,7 @@ private:
     std::vector<std::vector<std::string>> m_Rows;
 };
 
-/// \p text with "?" for each control character.
+/// \p text with "?" for each control character, and "\xNN" for each byte that is no UTF-8.
 std::string Printable(std::string text);
 
 /// ASCII letters as capitals, everything else as it is.

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "server/serving/boundedtext.h"
 #include "server/serving/operation.h"
 
 namespace northbound {
@@ -49,6 +50,8 @@ public:
         std::string m_Method;  // "gzip", "tar" or "zip"
         unsigned int m_nPerArchive =
             0;  // files in one archive of tar or zip; a rest waits for a later packing
+
+        std::vector<BoundedText> Texts() const { return {{"the method", m_Method, MAX_NAME}}; }
     };
     struct Result {
         std::list<std::string> m_Archives;  // full paths
@@ -73,6 +76,11 @@ public:
     struct Request {
         std::string m_Key;
         std::string m_Value;
+
+        std::vector<BoundedText> Texts() const
+        {
+            return {{"the item's name", m_Key, MAX_NAME}, {"the value", m_Value, MAX_VALUE}};
+        }
     };
     struct Result {
         bool m_bInForce = false;  // otherwise after a restart

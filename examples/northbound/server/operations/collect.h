@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "server/operations/collectionbook.h"
+#include "server/serving/boundedtext.h"
 #include "server/serving/operation.h"
 
 namespace northbound {
@@ -20,6 +21,8 @@ public:
         std::string m_Dn;
         unsigned int m_nInterval = 0;  // milliseconds between two samples
         unsigned int m_nDuration = 0;  // milliseconds from the first sample to the last
+
+        std::vector<BoundedText> Texts() const { return {{"the object's name", m_Dn, MAX_NAME}}; }
     };
     struct Result {
         std::string m_Operation;  // operation UUID without tags

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "server/figures/element.h"
+#include "server/serving/boundedtext.h"
 #include "server/serving/operation.h"
 
 namespace northbound {
@@ -15,6 +17,8 @@ public:
 
     struct Request {
         std::string m_Dn;
+
+        std::vector<BoundedText> Texts() const { return {{"the object's name", m_Dn, MAX_NAME}}; }
     };
     struct Result {
         std::string m_Dn;

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "server/serving/boundedtext.h"
 #include "server/serving/operation.h"
 
 namespace northbound {
@@ -31,6 +33,8 @@ public:
 
     struct Request {
         std::string m_Cipher;  // OAEP with SHA-1, as hexadecimal text
+
+        std::vector<BoundedText> Texts() const { return {{"the encrypted secret", m_Cipher, MAX_CIPHER}}; }
     };
     struct Result {
         unsigned int m_nBytes = 0;  // of the secret
@@ -48,6 +52,8 @@ public:
 
     struct Request {
         std::string m_Cipher;
+
+        std::vector<BoundedText> Texts() const { return {{"the encrypted password", m_Cipher, MAX_CIPHER}}; }
     };
     struct Result {
         std::string m_Key;  // 32 hexadecimal digits, which the session's requests carry

@@ -41,6 +41,16 @@ void Dispatcher::Admit(const Profile& operation, const Caller& caller)
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "request accepted");
 }
 
+void Dispatcher::CheckSizes(const std::vector<BoundedText>& texts)
+{
+    for (const BoundedText& text : texts) {
+        if (text.m_Text.size() <= text.m_nMost) continue;
+        ThrowFailure(
+            ErrCode::BAD_ARGUMENT, MODULE,
+            std::string(text.m_pWhat) + " is longer than " + std::to_string(text.m_nMost) + " bytes");
+    }
+}
+
 Failure Dispatcher::Refused(unsigned int nCode, const std::string& detail)
 {
     nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "the request fails with code 0x%08X: %s", nCode,

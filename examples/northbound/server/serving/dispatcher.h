@@ -4,9 +4,11 @@
 
 #include <exception>
 #include <utility>
+#include <vector>
 
 #include "nbiutil/nbitask.h"
 #include "nbiutil/processexception.h"
+#include "server/serving/boundedtext.h"
 #include "server/serving/operation.h"
 #include "server/serving/requestscope.h"
 #include "server/serving/runinpool.h"
@@ -19,7 +21,7 @@ namespace northbound {
 ///
 /// An operation is any object with
 ///     static constexpr Profile PROFILE;
-///     struct Request; struct Result;
+///     struct Request; struct Result;       // a request with texts has std::vector<BoundedText> Texts() const
 ///     Result Run(const Request&, const Caller&);  // throws ProcessException, see ThrowFailure()
 /// Threads: any number of request threads. Dispatcher and operations outlive the pools.
 class Dispatcher {
@@ -35,6 +37,7 @@ public:
         const RequestScope scope(Operation::PROFILE, known.m_User);
         try {
             Admit(Operation::PROFILE, known);
+            CheckSizes(TextsOf(request, 0));
             return CarryOut(operation, known, std::move(request));
         } catch (const NS_UTIL::ProcessException& e) {
             return Refused(e.GetErrorCode(), e.GetDetail());
@@ -63,6 +66,7 @@ private:
     }
 
     static void Admit(const Profile& operation, const Caller& caller);
+    static void CheckSizes(const std::vector<BoundedText>& texts);
     static Failure Refused(unsigned int nCode, const std::string& detail);
     static Failure Unforeseen(const std::exception& cause);
 

@@ -1,6 +1,7 @@
 #include "server/serving/failure.h"
 
 #include "nbiutil/processexception.h"
+#include "shared/utf8.h"
 
 namespace northbound {
 
@@ -10,7 +11,8 @@ using NS_UTIL::ProcessException;
 // made of it in the waiting thread; raised on a request thread the message is all there is.
 void ThrowFailure(unsigned int nCode, const char* pModule, const std::string& detail, int nLine)
 {
-    throw ProcessException(nCode, detail, detail, pModule, "unknown", nLine);
+    const std::string shown = WellFormed(detail);
+    throw ProcessException(nCode, shown, shown, pModule, "unknown", nLine);
 }
 
 }  // namespace northbound

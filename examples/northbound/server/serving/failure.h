@@ -17,7 +17,8 @@ struct Failure {
 template <class Result>
 using Outcome = std::variant<Result, Failure>;
 
-/// Raises a ProcessException whose code and detail become the request's Failure.
+/// Raises a ProcessException whose code and detail become the request's Failure; bytes of the detail that are no UTF-8
+/// are escaped.
 /// \param pModule names the part of the program, as it does in the log.
 [[noreturn]] void ThrowFailure(unsigned int nCode, const char* pModule, const std::string& detail,
                                int nLine = __builtin_LINE());

@@ -1,6 +1,7 @@
 #include "server/serving/logprefix.h"
 
 #include "nbiutil/threadcontextinfo.h"
+#include "shared/utf8.h"
 
 namespace northbound {
 namespace {
@@ -21,8 +22,8 @@ std::string Printable(std::string text)
 
 void LogPrefix::Set(const NS_UTIL::ThreadContextInfo& info)
 {
-    t_Prefix =
-        info.GetOperUUID() + " [" + info.GetInterfaceName() + "] " + Printable(info.GetUserInfo()) + " ";
+    t_Prefix = info.GetOperUUID() + " [" + info.GetInterfaceName() + "] " +
+               Printable(WellFormed(info.GetUserInfo())) + " ";
 }
 
 void LogPrefix::Clear() noexcept

@@ -21,7 +21,7 @@ public:
 
     /// Appends "<OpUUID>...</OpUUID> [<interface>] <user> " to \p line while the thread serves a request.
     /// The user is the client's own text: blanks and control characters, which could fake another prefix or
-    /// line, are shown as "?".
+    /// line, are shown as "?", bytes that are no UTF-8 as "\xNN".
     static void Append(std::string& line);
 };
 

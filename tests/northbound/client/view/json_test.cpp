@@ -10,6 +10,7 @@ TEST(JsonTest, TextIsQuotedAndEscaped)
     EXPECT_EQ(JsonText("a\"b\\c\nd\te"), R"("a\"b\\c\nd\te")");
     EXPECT_EQ(JsonText(std::string("\x01\x1F\x7F\0", 4)), R"("\u0001\u001f\u007f\u0000")");
     EXPECT_EQ(JsonText("\xC3\xA4"), "\"\xC3\xA4\"");
+    EXPECT_EQ(JsonText("a\xFF"), R"("a\\xFF")");
 }
 
 TEST(JsonTest, ArrayJoinsItsItems)

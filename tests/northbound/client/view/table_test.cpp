@@ -36,6 +36,11 @@ TEST(TableTest, ControlCharactersDoNotReachTheTerminal)
     EXPECT_EQ(Printable("a\033[2Jb\nc\x7F"), "a?[2Jb?c?");
 }
 
+TEST(TableTest, BytesThatAreNoUtf8DoNotReachTheTerminal)
+{
+    EXPECT_EQ(Printable("\xC3\xA4\xC3"), "\xC3\xA4\\xC3");
+}
+
 TEST(TableTest, BytesHaveTheUnitThatKeepsThemShort)
 {
     EXPECT_EQ(BytesText(0), "0 B");
