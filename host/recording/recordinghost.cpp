@@ -20,7 +20,6 @@
 #include "nbihost/logservice.h"
 #include "nbihost/objectschema.h"
 #include "nbihost/standalone.h"
-#include "nbihost/trim.h"
 #include "nbiutil/processexception.h"
 
 namespace nbitest {
@@ -168,11 +167,6 @@ bool BytesOf(const std::string& hex, std::string& plain)
         plain += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
     }
     return true;
-}
-
-bool IsBlank(char character)
-{
-    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
 }  // namespace
@@ -453,25 +447,6 @@ std::string GetTAVOEnvironment()
 {
     Lock lock(g_Mutex);
     return g_State.m_Root;
-}
-
-std::string LTrim(const std::string& text)
-{
-    std::size_t nBegin = 0;
-    while (nBegin < text.size() && nbitest::IsBlank(text[nBegin])) ++nBegin;
-    return text.substr(nBegin);
-}
-
-std::string RTrim(const std::string& text)
-{
-    std::size_t nEnd = text.size();
-    while (nEnd > 0 && nbitest::IsBlank(text[nEnd - 1])) --nEnd;
-    return text.substr(0, nEnd);
-}
-
-std::string Trim(const std::string& text)
-{
-    return LTrim(RTrim(text));
 }
 
 }  // namespace NS_BUNDLEMGR1

@@ -9,7 +9,7 @@
 #include "nbiutil/securebuffer.h"
 #include "support/norandombytes.h"
 #include "support/rsakey.h"
-#include "support/tempdir.h"
+#include "support/testdirectory.h"
 
 namespace NS_UTIL {
 namespace {
@@ -32,7 +32,7 @@ protected:
                                   static_cast<std::size_t>(manager.GetLocalRsaPublicKeyLen())));
     }
 
-    nbitest::TempDir m_Dir;
+    nbitest::TestDirectory m_Dir;
     nbihost::Host m_Host;
 };
 

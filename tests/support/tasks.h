@@ -62,13 +62,6 @@ private:
     int m_nMissing;  // guarded by m_Mutex
 };
 
-/// The other name of Eventually().
-template <class Condition>
-bool WaitUntil(Condition holds)
-{
-    return Eventually(holds);
-}
-
 /// The agent of every test task. Its maximum of huge tasks is 4.
 inline NS_UTIL::DBAgent& TestAgent()
 {

@@ -22,6 +22,7 @@ namespace {
 
 using ADWaitTest = nbitest::ADTest;
 using nbitest::CanFailLocks;
+using nbitest::Eventually;
 using nbitest::FailingLocks;
 using nbitest::LockKind;
 using nbitest::NextWait;
@@ -33,7 +34,6 @@ using nbitest::SetClock;
 using nbitest::ShortSlices;
 using nbitest::Sleeper;
 using nbitest::STOPPING;
-using nbitest::WaitUntil;
 
 TEST_F(ADWaitTest, WaitToCompleteReturnsWhenWoken)
 {
@@ -81,7 +81,7 @@ TEST_F(ADWaitTest, WaitToCompleteHasNoTimeLimit)
     });
     AD other;
     std::thread sliced([&other] { other.Wait(); });
-    EXPECT_TRUE(WaitUntil([&slices] { return slices.Count() >= 5; })) << "time for a limit to pass";
+    EXPECT_TRUE(Eventually([&slices] { return slices.Count() >= 5; })) << "time for a limit to pass";
     EXPECT_FALSE(bBack);
     ad.Awake();
     other.Awake();
@@ -231,7 +231,7 @@ TEST_F(ADWaitTest, AwakeWakesEveryWaiter)
     AD ad;
     ShortSlices slices;
     Waiters waiters(ad, 8);
-    EXPECT_TRUE(WaitUntil([&slices] { return slices.Count() >= 16; }));
+    EXPECT_TRUE(Eventually([&slices] { return slices.Count() >= 16; }));
     EXPECT_EQ(waiters.Back(), 0u);
     ad.SetErrorCode(9);
     ad.Awake();
@@ -256,7 +256,7 @@ TEST_F(ADWaitTest, WaiterLooksAtTheFrameworkBeforeEachSliceOfTenSeconds)
     AD ad;
     const ShortSlices slices;
     Waiters waiters(ad, 1);
-    EXPECT_TRUE(WaitUntil([&slices] { return slices.Count() >= 5; }));
+    EXPECT_TRUE(Eventually([&slices] { return slices.Count() >= 5; }));
     EXPECT_GE(m_Host.StateQueries(), 5u);
     EXPECT_EQ(waiters.Back(), 0u) << "it never gives up while the framework runs";
     ad.Awake();
@@ -272,7 +272,7 @@ TEST_F(ADWaitTest, SlicesDoNotFollowTheTimeOfDay)
         const SetClock clock(nSeconds);
         const ShortSlices slices;
         Waiters waiters(ad, 1);
-        EXPECT_TRUE(WaitUntil([&slices] { return slices.Count() >= 3; }));
+        EXPECT_TRUE(Eventually([&slices] { return slices.Count() >= 3; }));
         ad.Awake();
         waiters.Join();
         for (const std::int64_t nLength : slices.Lengths()) EXPECT_EQ(nLength, 10000000000) << nSeconds;
@@ -302,7 +302,7 @@ TEST_F(ADWaitTest, OtherAnswersOfTheFrameworkDoNotEndAWait)
         m_Host.SetState(nState);
         const ShortSlices slices;
         Waiters waiters(ad, 1);
-        EXPECT_TRUE(WaitUntil([&slices] { return slices.Count() >= 2; }));
+        EXPECT_TRUE(Eventually([&slices] { return slices.Count() >= 2; }));
         EXPECT_EQ(waiters.Back(), 0u) << nState;
         ad.Awake();
         EXPECT_FALSE(waiters.Join()[0].m_bRaised) << nState;
@@ -315,7 +315,7 @@ TEST_F(ADWaitTest, StoppingFrameworkEndsTheWaitOfManyWithCodeOne)
     ad.SetErrorInfo("so far");
     const ShortSlices slices;
     Waiters waiters(ad, 8);
-    EXPECT_TRUE(WaitUntil([&slices] { return slices.Count() >= 8; }));
+    EXPECT_TRUE(Eventually([&slices] { return slices.Count() >= 8; }));
     m_Host.SetState(STOPPING);
     for (const Outcome& outcome : waiters.Join()) {
         EXPECT_TRUE(outcome.m_bRaised);

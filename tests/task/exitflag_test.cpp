@@ -101,7 +101,7 @@ public:
         pool.PushTask(&task);
         task.SetTaskState(NBI_TASK_BUSY);
         m_Thread = std::thread([this, &pool] { m_pTaken = pool.AcquireIdleTask(); });
-        EXPECT_TRUE(WaitUntil([&host] { return host.LogsAt("nbitaskmgr", 251).size() == 1; }));
+        EXPECT_TRUE(Eventually([&host] { return host.LogsAt("nbitaskmgr", 251).size() == 1; }));
     }
     NBITask* Taken()
     {
@@ -153,7 +153,7 @@ TEST_F(ExitFlagTest, WorkerWokenByTheExitRunsTheIdleTaskAndThenStops)
         held.m_GoOn.Set();
         first.Wait();
     }
-    EXPECT_TRUE(WaitUntil([this] { return NothingIdleLines() == 1; }));  // its token is spent
+    EXPECT_TRUE(Eventually([this] { return NothingIdleLines() == 1; }));  // its token is spent
     pTask->SetTaskState(NBI_TASK_IDLE);
     pPool->SetExitFlag();
     EXPECT_EQ(pPool->wait(), 0);
@@ -172,7 +172,7 @@ TEST_P(ExitWakes, AllWorkersThatSleep)
     std::vector<AD> ads(static_cast<std::size_t>(nThreads));
     for (AD& ad : ads) pPool->PushTask(new TestTask(ad, [&] { meeting.Join(); }));
     for (AD& ad : ads) EXPECT_EQ(CodeOf(ad), 0u);
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
     pPool->SetExitFlag();
     EXPECT_EQ(pPool->wait(), 0);
     EXPECT_LE(NothingIdleLines(), static_cast<std::size_t>(nThreads));  // one each at most

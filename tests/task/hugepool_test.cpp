@@ -18,7 +18,7 @@ TEST_F(HugePoolTest, TaskStandsInTheBookWhileItRuns)
         pPool->PushTask(new TestTask(ad, [&] { book = Entered(); }));
         ad.Wait();
         EXPECT_EQ(book, (Book{{"tasks:collect", {uuid}}}));
-        EXPECT_TRUE(WaitUntil([] { return TaskPoolMgr::GetHugeTaskNum() == 0; }));
+        EXPECT_TRUE(Eventually([] { return TaskPoolMgr::GetHugeTaskNum() == 0; }));
     }
 }
 
@@ -29,7 +29,7 @@ TEST_F(HugePoolTest, TaskLeavesTheBookBeforeItIsDeleted)
     AD ad;
     std::atomic<int> nLeft{-1};
     pPool->PushTask(new TestTask(ad, {}, [&] { nLeft = TaskPoolMgr::GetHugeTaskNum(); }));
-    EXPECT_TRUE(WaitUntil([&] { return nLeft != -1; }));
+    EXPECT_TRUE(Eventually([&] { return nLeft != -1; }));
     EXPECT_EQ(nLeft, 0);
 }
 
@@ -90,7 +90,7 @@ TEST_F(HugePoolTest, OtherPoolsKeepNoBook)
     pPool->PushTask(new TestTask(ad, [&] { nEntered = TaskPoolMgr::GetHugeTaskNum(); }));
     ad.Wait();
     EXPECT_EQ(nEntered, 0);
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
     EXPECT_TRUE(m_Host.LogsOf("hugetask").empty());
 }
 
@@ -186,14 +186,14 @@ TEST_F(HugePoolTest, WorkerJudgesByTheContextOfTheTaskItRanLast)
     AD first;
     pPool->PushTask(new TestTask(first));
     first.Wait();
-    EXPECT_TRUE(WaitUntil([this] { return NothingIdleLines() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return NothingIdleLines() == 1; }));
     const ThreadContextInfo one = Enter("tasks:collect", "1");
     Enter("tasks:collect", "2");
     ServeRequest("query");
     AD second;
     auto* const pSecond = new TestTask(second);
     pPool->PushTask(pSecond);
-    EXPECT_TRUE(WaitUntil([this] { return SingleLines() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return SingleLines() == 1; }));
     EXPECT_EQ(pSecond->GetTaskState(), NBI_TASK_IDLE);
     HugeTaskMgr::Instance()->RemoveHTskInfo(one);
     AD third;
@@ -257,7 +257,7 @@ TEST_F(HugePoolTest, DeferredTaskStartsWhenARunningOneHasFinished)
     AD waiting;
     auto* const pWaiting = new TestTask(waiting);
     pPool->PushTask(pWaiting);
-    EXPECT_TRUE(WaitUntil([this] { return OverallLines() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return OverallLines() == 1; }));
     EXPECT_EQ(pWaiting->GetTaskState(), NBI_TASK_IDLE);
     goOn.Set();
     EXPECT_EQ(CodeOf(waiting), 0u);
@@ -284,7 +284,7 @@ TEST_F(HugePoolTest, HugeTaskIsRefusedWhileAnotherRunsAndAcceptedAfterwards)
               0x4118000AU);
     goOn.Set();
     running.Wait();
-    EXPECT_TRUE(WaitUntil([] { return TaskPoolMgr::GetHugeTaskNum() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TaskPoolMgr::GetHugeTaskNum() == 0; }));
     AD accepted;
     TaskPoolMgr::PushTask(TestAgent(), new TestTask(accepted), 2);
     EXPECT_EQ(CodeOf(accepted), 0u);
@@ -301,7 +301,7 @@ TEST_F(HugePoolTest, EachRunBringsOneMoreTokenAndSoOneLine)
         AD ad;
         pPool->PushTask(new TestTask(ad));
         ad.Wait();
-        EXPECT_TRUE(WaitUntil([&] { return NothingIdleLines() >= nRuns; }));
+        EXPECT_TRUE(Eventually([&] { return NothingIdleLines() >= nRuns; }));
         EXPECT_EQ(NothingIdleLines(), nRuns);
     }
     const LogLine line = m_Host.LogsAt("nbitaskmgr", 251).front();
@@ -318,7 +318,7 @@ TEST_F(HugePoolTest, LookInVainBringsNoToken)
     AD ads[3];
     for (std::size_t i = 0; i < 3; ++i) {
         pPool->PushTask(new TestTask(ads[i]));
-        EXPECT_TRUE(WaitUntil([&] { return OverallLines() >= i + 1; }));
+        EXPECT_TRUE(Eventually([&] { return OverallLines() >= i + 1; }));
         EXPECT_EQ(OverallLines(), i + 1);
     }
     EXPECT_EQ(NothingIdleLines(), 0u);

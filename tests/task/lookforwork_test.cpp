@@ -69,7 +69,7 @@ TEST_F(LookForWorkTest, CallersThreadsPassTheTokensOfTheExitOn)
         });
     }
     pPool->SetExitFlag();
-    EXPECT_TRUE(WaitUntil([&nBack] { return nBack == 3; }));
+    EXPECT_TRUE(Eventually([&nBack] { return nBack == 3; }));
     held.m_GoOn.Set();
     for (int i = nBack; i < 3; ++i) pPool->SetExitFlag();  // so that a failure does not hang
     EXPECT_EQ(pPool->wait(), 0);
@@ -81,7 +81,7 @@ TEST_F(LookForWorkTest, CallersThreadsLeaveTheWorkersTheTokensOfTheExit)
     AD first;
     pPool->PushTask(new TestTask(first));
     first.Wait();
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
     std::list<Sleeper> callers;
     for (int i = 0; i < 8; ++i) callers.emplace_back([&] { EXPECT_EQ(pPool->AcquireIdleTask(), nullptr); });
     pPool->SetExitFlag();

@@ -364,8 +364,8 @@ TEST_F(NBITaskInPoolTest, TaskThatIsFinishedLivesUntilItsRunIsOver)
     for (int i = 0; i < 10; ++i) PassTask();  // by the other worker, which sweeps each time
     EXPECT_FALSE(gone.IsSet());
     goOn.Set();
-    EXPECT_TRUE(WaitUntil([this] { return !m_Host.LogsAt("file", 12).empty(); }));
-    EXPECT_TRUE(WaitUntil([this, &gone] {
+    EXPECT_TRUE(Eventually([this] { return !m_Host.LogsAt("file", 12).empty(); }));
+    EXPECT_TRUE(Eventually([this, &gone] {
         PassTask();
         return gone.IsSet();
     }));

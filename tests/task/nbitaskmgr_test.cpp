@@ -406,7 +406,7 @@ TEST_F(NBITaskMgrTest, FacadeRoutesATaskToThePoolOfItsNumber)
         EXPECT_EQ(CodeOf(ad), 0u);
         EXPECT_TRUE(NBITaskMgr::TaskMgrExisted(nNumber));
     }
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
     TaskPoolMgr::ShutDown();  // pool 2 logs after the run, and the host goes with the test
 }
 
@@ -428,7 +428,7 @@ TEST_F(NBITaskMgrTest, FinishedTaskGoesWhenAWorkerNextLooksForWork)
     AD ad;
     pPool->PushTask(new TestTask(ad));
     ad.Wait();
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
 }
 
 TEST_F(NBITaskMgrTest, EachPushBringsOneTokenAndNoMore)
@@ -439,7 +439,7 @@ TEST_F(NBITaskMgrTest, EachPushBringsOneTokenAndNoMore)
         for (AD& ad : ads) pPool->PushTask(new TestTask(ad));
         for (AD& ad : ads) EXPECT_EQ(CodeOf(ad), 0u);
     }
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
     EXPECT_EQ(NothingIdleLines(), 0u);
 }
 

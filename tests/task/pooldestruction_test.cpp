@@ -266,7 +266,7 @@ TEST_F(WaitingBodyTest, WorkersThatEndMeanwhileWakeNobodyWithoutTheCode)
     other.m_GoOn.Set();
     NBITaskMgr* const pPool = m_pPool.get();
     std::thread destroyer([this] { m_pPool.reset(); });
-    EXPECT_TRUE(WaitUntil([pPool] { return pPool->thr_count() == 1; }));
+    EXPECT_TRUE(Eventually([pPool] { return pPool->thr_count() == 1; }));
     m_Held.m_GoOn.Set();
     destroyer.join();
     EXPECT_EQ(CodeOf(m_Pushed), 0x41180009U);

@@ -126,7 +126,7 @@ TEST_P(RandomGroups, AllComeTogether)
         });
     }
     for (std::thread& requester : requesters) requester.join();
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
     EXPECT_EQ(NothingIdleLines(), 0u);
 }
 
@@ -175,7 +175,7 @@ TEST_F(PoolStressTest, PoolOfEveryNumberServesManyRequestersAtOnce)
         });
     }
     for (std::thread& requester : requesters) requester.join();
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
     TaskPoolMgr::ShutDown();
 }
 

@@ -79,7 +79,7 @@ TEST_F(PushedAgainTest, TaskThatAWorkerRunsAndPushedAgainIsDeletedAfterTheRun)
     EXPECT_FALSE(ad.IsFinished());
     goOn.Set();
     EXPECT_EQ(CodeOf(ad), 0u);
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
 }
 
 TEST_F(PushedAgainTest, TaskThatPushesItselfIsDeletedAfterItsRun)
@@ -92,7 +92,7 @@ TEST_F(PushedAgainTest, TaskThatPushesItselfIsDeletedAfterItsRun)
     pPool->PushTask(pTask);
     EXPECT_EQ(CodeOf(ad), 0u);
     ExpectNotIdle(raised);
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
 }
 
 TEST_F(PushedAgainTest, TaskThatLetsThePushRaiseOutOfItsBodyFailsWithThatCode)
@@ -103,7 +103,7 @@ TEST_F(PushedAgainTest, TaskThatLetsThePushRaiseOutOfItsBodyFailsWithThatCode)
     pTask = new TestTask(ad, [&] { pPool->PushTask(pTask); });
     pPool->PushTask(pTask);
     EXPECT_EQ(CodeOf(ad), 0x41180010U);
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
 }
 
 TEST_F(PushedAgainTest, TaskSetIdleByItsBodyAndPushedAgainIsDeletedAfterTheRun)
@@ -119,7 +119,7 @@ TEST_F(PushedAgainTest, TaskSetIdleByItsBodyAndPushedAgainIsDeletedAfterTheRun)
     pPool->PushTask(pTask);
     EXPECT_EQ(CodeOf(ad), 0u);
     ExpectNotIdle(raised);
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
 }
 
 TEST_F(PushedAgainTest, FinishedTaskPushedAgainIsDeletedAtOnce)

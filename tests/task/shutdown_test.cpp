@@ -128,7 +128,8 @@ TEST_F(ShutdownTest, ShutDownTakesPoolByPoolAndEachAsExitCloseAndWait)
     });
     for (std::size_t nNumber = 0; nNumber < 3; ++nNumber) {
         // close() has come for this pool; those behind it wait for this one's worker
-        EXPECT_TRUE(WaitUntil([&] { return queued[nNumber].IsFinished() && running[nNumber].IsFinished(); }));
+        EXPECT_TRUE(
+            Eventually([&] { return queued[nNumber].IsFinished() && running[nNumber].IsFinished(); }));
         for (std::size_t nLater = nNumber + 1; nLater < 3; ++nLater) {
             EXPECT_FALSE(queued[nLater].IsFinished());
             EXPECT_FALSE(running[nLater].IsFinished());
@@ -185,7 +186,7 @@ TEST_F(ShutdownTest, ShutDownWhileManyPushLosesNoTask)
             }
         });
     }
-    EXPECT_TRUE(WaitUntil([] {
+    EXPECT_TRUE(Eventually([] {
         return NBITaskMgr::TaskMgrExisted(0) && NBITaskMgr::TaskMgrExisted(1) &&
                NBITaskMgr::TaskMgrExisted(2);
     }));

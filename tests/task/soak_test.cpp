@@ -63,7 +63,7 @@ protected:
     /// All the tasks are deleted, and their descriptors with them.
     static void ExpectNothingLeft()
     {
-        EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+        EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
     }
 
     std::atomic<int> m_nWrong{0};
@@ -98,7 +98,7 @@ TEST_F(SoakTest, TasksOfTheHugePoolLeaveNothingBehind)
     const std::size_t nBefore = BytesInUse();
     Serve(*pPool, nTasks);
     ExpectNothingLeft();
-    EXPECT_TRUE(WaitUntil([] { return TaskPoolMgr::GetHugeTaskNum() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TaskPoolMgr::GetHugeTaskNum() == 0; }));
     EXPECT_EQ(m_nWrong, 0);
     EXPECT_LT(BytesInUse(), nBefore + ALLOCATORS_OWN);
 }

@@ -111,7 +111,7 @@ TEST_F(TaskPoolMgrTest, TaskOfMode0IsNeverRefusedAtThePush)
     AD ad;
     auto* const pTask = new TestTask(ad);
     EXPECT_NO_THROW(TaskPoolMgr::PushTask(TestAgent(), pTask, 2));
-    EXPECT_TRUE(WaitUntil([this] { return OverallLines() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return OverallLines() == 1; }));
     EXPECT_EQ(pTask->GetTaskState(), NBI_TASK_IDLE);
     EndPool2();
 }

@@ -167,7 +167,7 @@ TEST_F(TaskQueueTest, TokenWithoutAnIdleTaskLogsOneLineAndTheWaitGoesOn)
     m_Host.ClearLogs();
     NBITask* pTaken = nullptr;
     std::thread taker([&] { pTaken = m_Pool.AcquireIdleTask(); });
-    EXPECT_TRUE(WaitUntil([this] { return NothingIdleLines() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return NothingIdleLines() == 1; }));
     NBITask* const pB = Pushed("b");
     taker.join();
     EXPECT_EQ(pTaken, pB);
@@ -189,10 +189,10 @@ TEST_F(TaskQueueTest, TaskWhoseBodySetsItIdleRunsAgainWithTheNextToken)
     AD ad;
     pAgain = new Again(ad, [&] { pAgain->SetTaskState(++nRuns == 1 ? NBI_TASK_IDLE : NBI_TASK_FINISHED); });
     pPool->PushTask(pAgain);
-    EXPECT_TRUE(WaitUntil([&] { return nRuns == 1; }));
+    EXPECT_TRUE(Eventually([&] { return nRuns == 1; }));
     AD next;
     pPool->PushTask(new TestTask(next));
-    EXPECT_TRUE(WaitUntil([&] { return nRuns == 2; }));
+    EXPECT_TRUE(Eventually([&] { return nRuns == 2; }));
     EXPECT_FALSE(next.IsFinished());  // its token went to the task in front of it
     AD last;
     pPool->PushTask(new TestTask(last));
@@ -217,11 +217,11 @@ TEST_F(TaskQueueTest, TaskThatIsRunningIsNotDeletedWhateverItsState)
         pPool->PushTask(new TestTask(other));
         other.Wait();
     }
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 1; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 1; }));
     EXPECT_EQ(pTask->GetTaskState(), NBI_TASK_FINISHED);
     goOn.Set();
     EXPECT_EQ(CodeOf(ad), 0u);
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
 }
 
 TEST_F(TaskQueueTest, TaskThatIsRunningIsNotHandedOutAgainWhateverItsState)
@@ -290,7 +290,7 @@ TEST_F(TaskQueueTest, TasksFinishedByManyThreadsWhileWorkersSweepAreDeletedOnce)
             parked.back()->SetTaskState(NBI_TASK_BUSY);
         }
         busy.Join();
-        EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == TASKS; }));
+        EXPECT_TRUE(Eventually([] { return TestTask::Alive() == TASKS; }));
     }
     const auto finishFrom = [&parked](std::size_t nFirst) {
         for (std::size_t i = nFirst; i < parked.size(); i += 2) parked[i]->SetTaskState(NBI_TASK_FINISHED);
@@ -302,7 +302,7 @@ TEST_F(TaskQueueTest, TasksFinishedByManyThreadsWhileWorkersSweepAreDeletedOnce)
     AD ad;
     pPool->PushTask(new TestTask(ad));
     ad.Wait();
-    EXPECT_TRUE(WaitUntil([] { return TestTask::Alive() == 0; }));
+    EXPECT_TRUE(Eventually([] { return TestTask::Alive() == 0; }));
     EXPECT_EQ(nGone, TASKS);
 }
 

@@ -122,7 +122,7 @@ TEST_P(WorkTokensThreads, TokensPostedAreTokensTakenAndLeft)
     }
     for (std::thread& poster : posters) poster.join();
     // Every token that is there can be taken: nobody sleeps beside one.
-    EXPECT_TRUE(WaitUntil([&] { return nTaken == POSTERS * POSTS; }));
+    EXPECT_TRUE(Eventually([&] { return nTaken == POSTERS * POSTS; }));
     EXPECT_EQ(nTaken + static_cast<int>(tokens.Count()), POSTERS * POSTS);
     bStop = true;
     tokens.PostForAll(TAKERS);

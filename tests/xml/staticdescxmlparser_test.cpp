@@ -11,7 +11,7 @@
 
 #include "support/heapwatch.h"
 #include "support/inchild.h"
-#include "support/tempdir.h"
+#include "support/testdirectory.h"
 #include "xml/expatfailure.h"
 #include "xml/madedocument.h"
 #include "xml/xmltesting.h"
@@ -26,7 +26,7 @@ using nbitest::POST_CREATE;
 using nbitest::PrintedBy;
 using nbitest::RunOnSmallStack;
 using nbitest::Silence;
-using nbitest::TempDir;
+using nbitest::TestDirectory;
 using ::testing::HasSubstr;
 using Lines = std::vector<std::string>;
 
@@ -63,7 +63,7 @@ protected:
         return bResult;
     }
 
-    const TempDir m_Folder;
+    const TestDirectory m_Folder;
     StaticDescXMLParser m_Parser;
     std::string m_Path;
     std::string m_Output;
@@ -331,7 +331,7 @@ protected:
         ASSERT_EQ(LinesOf(parser.Root()), document.LinesBefore(nLength)) << nLength;
     }
 
-    const TempDir m_Folder;
+    const TestDirectory m_Folder;
 };
 
 TEST_F(StaticDescXMLParserLengthTest, WholeDocumentsOfEveryLengthGiveTheirTree)
