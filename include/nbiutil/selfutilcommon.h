@@ -162,7 +162,7 @@ public:
     ///
     /// Beware: where no draft can be made with this owner and mode or put in the file's place, the file is
     /// rewritten in place. It is put back on a failure, but a process that is killed in the middle leaves the
-    /// head of the new text in front of the rest of the old one.
+    /// head of the new text in front of the rest of the old one. A file of more than 1 MiB is refused there.
     /// \return true when the new text, and its name, are on the disk. false when the file could not be read,
     ///         not be opened for writing, or the new text not be stored; the file then holds what it held
     ///         before, or what the command has made of it, except after a failed sync of its folder: then it

@@ -80,6 +80,10 @@ bool Overwrite(int nFile, const std::string& text)
 
 bool ReadWhole(const std::string& path, const struct stat& status, std::string& text)
 {
+    if (status.st_size > static_cast<off_t>(MAX_CONFIG_TEXT)) {
+        errno = EFBIG;
+        return false;
+    }
     const FileHandle file(OpenFile(path.c_str(), O_RDONLY));
     if (!file.IsOpen()) return false;
     text.resize(static_cast<std::size_t>(status.st_size));

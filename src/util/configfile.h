@@ -28,7 +28,7 @@ enum class StoreResult {
 
 /// Makes \p text the content of the file, a link's target being the file. A draft with the file's owner and
 /// mode takes its place by rename; where there can be none, the file is rewritten in place, and its old text
-/// put back from memory on a failure. A kill leaves one of the two texts, in place a mixture. A file that is
+/// put back from memory on a failure, for which the file may not be longer than what ReadConfigText() reads. A kill leaves one of the two texts, in place a mixture. A file that is
 /// not there is made, for its owner alone.
 StoreResult StoreConfigText(const std::string& path, const std::string& text);
 

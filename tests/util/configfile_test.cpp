@@ -334,6 +334,19 @@ TEST_F(ConfigFileTest, InPlaceNothingIsWrittenOverATextThatCannotBeKept)
     EXPECT_EQ(m_Dir.Text("conf"), "old");
 }
 
+TEST_F(ConfigFileTest, InPlaceNoMoreIsKeptThanAnEditHolds)
+{
+    const std::string name(255, 'c');
+    const std::string most(1024 * 1024, 'x');
+    m_Dir.Add(name, most + "x");
+    EXPECT_EQ(Store(name, "new"), StoreResult::NOT_STORED);
+    EXPECT_EQ(errno, EFBIG);
+    EXPECT_EQ(m_Dir.Text(name), most + "x");
+    m_Dir.Add(name, most);
+    EXPECT_EQ(Store(name, "new"), StoreResult::STORED);
+    EXPECT_EQ(m_Dir.Text(name), "new");
+}
+
 TEST_F(ConfigFileTest, NameTooLongForASiblingMeansRewritingInPlace)
 {
     const std::string name(255, 'c');
