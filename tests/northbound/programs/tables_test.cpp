@@ -51,8 +51,8 @@ Texts CodesInHeader(const std::string& header)
 
 Texts CodesOfResources(const std::string& language)
 {
-    return Matches(ReadFile(EXAMPLE + "/root/etc/nbires/" + language + "/errcode_NORTHBOUND_TDT.res"),
-                   "^(0x[0-9A-F]{8}) = .");
+    const std::string folder = EXAMPLE + "/" + "root/etc/nbires/" + language;
+    return Matches(ReadFile(folder + "/errcode_NORTHBOUND_TDT.res"), "^(0x[0-9A-F]{8}) = .");
 }
 
 TEST(TablesTest, EveryCodeOfTheServerHasAReasonInBothLanguages)
