@@ -12,14 +12,14 @@ CorbaConfigItems* CorbaConfigItems::Instance()
     return &items;
 }
 
-bool CorbaConfigItems::GetIntItemInfo(const std::string& name, int& value)
+bool CorbaConfigItems::GetIntItemInfo(const std::string& name, int& nValue)
 {
     std::string text;
     if (!GetStrItemInfo(name, text)) return false;
     int nParsed = 0;
     const auto [pEnd, error] = std::from_chars(text.data(), text.data() + text.size(), nParsed);
     if (error != std::errc() || pEnd != text.data() + text.size()) return false;
-    value = nParsed;
+    nValue = nParsed;
     return true;
 }
 

@@ -16,8 +16,8 @@
 namespace nbihost {
 namespace {
 
-constexpr const char* LOG_INTERFACE = "LogSvcInterface";
 constexpr const char* MODULE = "host";
+constexpr const char* LOG_INTERFACE = "LogSvcInterface";
 
 std::atomic<bool> g_bStarted{false};  // what a Host serves belongs to the process: one at a time
 

@@ -18,7 +18,7 @@ CipherResult ProcessKey::Get(const unsigned char*& pKey)
 {
     CipherResult result = CIPHER_DONE;
     if (m_pPage.load(std::memory_order_acquire) == nullptr) {
-        const std::lock_guard<std::mutex> guard(m_Mutex);
+        std::lock_guard<std::mutex> guard(m_Mutex);
         if (m_pPage.load(std::memory_order_relaxed) == nullptr) result = MakeLocked();
     }
     pKey = m_pPage.load(std::memory_order_acquire);

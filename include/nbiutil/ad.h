@@ -58,7 +58,7 @@ public:
     virtual void Wait();
 
     /// Blocks until finished or woken. Deliberate: one wait, not a loop; callers get control back at the
-    /// first wake-up, whatever woke it, and ask IsFinished() themselves. Raises nothing.
+    /// first wake-up, whatever woke it, and ask IsFinished() themselves. Throws nothing.
     virtual void WaitToComplete();
 
     /// Appends \p pFunctor (not owned) to the callbacks, unless the descriptor is finished.

@@ -31,12 +31,12 @@ NBI_EXPORT std::string Trim(const std::string& text);
 /// (not "0X"), each with an optional "-" in front, never a "+".
 /// There is no overflow: the value is what strtoul makes of the text (64 bits, saturating), and its low 32
 /// bits are kept, so "4294967295" gives -1.
-/// \param[out] value the number; as it was when the text is rejected
+/// \param[out] nValue the number; as it was when the text is rejected
 /// \return whether the text is an integer
-[[nodiscard]] NBI_EXPORT bool Str2Int(const std::string& text, int& value);
+[[nodiscard]] NBI_EXPORT bool Str2Int(const std::string& text, int& nValue);
 
 /// The same for a zero-terminated text; null is rejected.
-[[nodiscard]] NBI_EXPORT bool Str2Int(const char* pText, int& value);
+[[nodiscard]] NBI_EXPORT bool Str2Int(const char* pText, int& nValue);
 
 /// The same for callers to whom -1 is as good as a rejected text: the other forms tell the two apart.
 /// \return the number, or -1 for a rejected text

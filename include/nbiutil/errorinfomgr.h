@@ -39,11 +39,11 @@ public:
     /// \param bEnglish true: "en_US"; false: "zh_CN", in UTF-8
     void LoadErrorInfoFrmCfg(bool bEnglish);
 
-    /// Reads one resource file: lines "code = text", as the host reads name/value files. A code is unsigned:
-    /// decimal, hexadecimal after "0x", octal after "0". What follows the digits is ignored, and a name
-    /// without any means 0. The text is taken byte for byte; the library's own files are ASCII in English and
-    /// UTF-8 in Chinese. On the standalone host blanks around code and text do not count, and lines that begin
-    /// with ";" or "#" are comments:
+    /// Reads one resource file: lines "code = text", as the host reads name/value files. A code is
+    /// unsigned: decimal, hexadecimal after "0x", octal after "0". What follows the digits is ignored, and
+    /// a name without any means 0. The text is taken byte for byte; the library's own files are ASCII in
+    /// English and UTF-8 in Chinese. On the standalone host blanks around code and text do not count, and
+    /// lines that begin with ";" or "#" are comments:
     ///
     ///     ; what keeps a request from being taken on
     ///     0x4118000A = The limit of long-running tasks is reached.
@@ -52,11 +52,11 @@ public:
     void ReadErrorInfoFrmCfg(const std::string& path);
 
     /// Looks a reason up; a miss is not logged.
-    /// \param[out] reason the text of \p code, or "" when nothing has entered that code
-    void GetErrReasonByErrCode(std::string& reason, const unsigned long& code);
+    /// \param[out] reason the text of \p nCode, or "" when nothing has entered that code
+    void GetErrReasonByErrCode(std::string& reason, const unsigned long& nCode);
 
-    /// Enters the reason of \p code, or replaces it.
-    void SetErrReasonByErrCode(const std::string& reason, const unsigned long& code);
+    /// Enters the reason of \p nCode, or replaces it.
+    void SetErrReasonByErrCode(const std::string& reason, const unsigned long& nCode);
 
 private:
     ErrorInfoMgr();  // private, and the destructor too: only Instance() makes one

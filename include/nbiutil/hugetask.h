@@ -31,7 +31,7 @@ public:
     static void Destroy();
 
     /// Sets the overall limit, 4 until then. May be called again at any time.
-    void Init(const unsigned int& maxNum);
+    void Init(const unsigned int& nMaxNum);
 
     /// Is the calling thread's request a synchronous huge task (task number 0 or more, task type -1)?
     bool IsSynHTsk();

@@ -50,10 +50,10 @@ public:
     /// Decrypts what was encrypted with the public key: RsaAlgorithm::Decrypt() with the private key, which
     /// is in memory in plain only while this runs. Threads: any, once there is a key pair.
     /// \param[out] out the plain bytes; after a failure as it was
-    /// \param      in  cipher text, raw or as hexadecimal text
-    /// \param      len bytes at \p in; whoever takes cipher text from elsewhere bounds it
+    /// \param      pIn  cipher text, raw or as hexadecimal text
+    /// \param      nLen bytes at \p pIn; whoever takes cipher text from elsewhere bounds it
     /// \return 1, or 0 when there is no key or the cipher text is not for it
-    [[nodiscard]] int DecryptByLocalRsaKey(AutoReleaseString& out, const char* in, long len) const;
+    [[nodiscard]] int DecryptByLocalRsaKey(AutoReleaseString& out, const char* pIn, long nLen) const;
 
     /// What people compare to know that a public key is this process's: SHA-256 over its DER, in lower-case
     /// hexadecimal, as sha256sum prints it. Threads: any, once there is a key pair.

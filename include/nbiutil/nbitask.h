@@ -25,7 +25,7 @@ enum NBI_TASK_STATE : std::int32_t {
 /// Ownership: the caller's; it outlives the tasks that refer to it. Threads: any.
 class NBI_EXPORT DBAgent {
 public:
-    DBAgent(const std::string& name, int maxHugeTasks);
+    DBAgent(const std::string& name, int nMaxHugeTasks);
 
     /// Counts one more.
     /// \return false, and nothing changes, when the count is at the maximum.

@@ -122,7 +122,7 @@ private:
 class NBI_EXPORT TaskPoolMgr {
 public:
     /// Sets how many huge tasks may run at once.
-    static void Init(const int& maxHugeTasks);
+    static void Init(const int& nMaxHugeTasks);
     static int GetHugeTaskNum();
 
     /// Pushes \p pTask to the pool \p nNumber. The caller must not touch the task afterwards, whatever

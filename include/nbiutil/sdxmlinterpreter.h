@@ -46,7 +46,7 @@ private:
 NBI_EXPORT bool operator<(const TEParserKey& left, const TEParserKey& right);
 
 /// An application's parse function; what the result means is the application's own affair.
-using TEParserFunc = int (*)(const XMLTag& tag, TEParserPara* para);
+using TEParserFunc = int (*)(const XMLTag& tag, TEParserPara* pPara);
 
 /// The application's parse functions by key. Lives as long as the process. Threads: any.
 class NBI_EXPORT TEParserFuncRegistry {
@@ -95,7 +95,7 @@ public:
     virtual ~SDXMLInterpreter();
     /// Calls the function that TEParserFuncRegistry holds for \p key.
     /// \return its result, or 0 without one.
-    virtual int AppXMLParseFunc(const TEParserKey& key, const XMLTag& tag, TEParserPara* para);
+    virtual int AppXMLParseFunc(const TEParserKey& key, const XMLTag& tag, TEParserPara* pPara);
 };
 
 /// Why a file could not be parsed.
@@ -110,10 +110,12 @@ struct XMLParseFailure {
 /// dispatched under the file name stored last, which may be another thread's.
 /// Ownership: the manager deletes the interpreters that are registered when it is cleared or destroyed, each
 /// once.
-/// Clear() and Destroy() are for moments when no thread parses: they delete an interpreter also while it runs.
-/// Locks: the manager's own is held neither while a file is parsed, nor while an interpreter runs or is deleted.
-/// Destroy() deletes under the process-wide static-object lock, which every first Instance() takes: a destructor
-/// may use the singletons, and must not wait for another thread that may do so.
+/// Clear() and Destroy() are for moments when no thread parses: they delete an interpreter also while it
+/// runs.
+/// Locks: the manager's own is held neither while a file is parsed, nor while an interpreter runs or is
+/// deleted.
+/// Destroy() deletes under the process-wide static-object lock, which every first Instance() takes: a
+/// destructor may use the singletons, and must not wait for another thread that may do so.
 class NBI_EXPORT SDXMLInterpreterMgr {
 public:
     /// Null only when there is no manager yet and the static-object lock cannot be taken.
@@ -127,7 +129,7 @@ public:
     /// \param name last component of the path of the files to interpret; for documents whose element "root"
     /// has an attribute "interpreter", followed by "/" and that attribute's value. An interpreter that was
     /// registered under \p name is replaced, and is the caller's from then on.
-    void RegisterInterpreter(const std::string& name, SDXMLInterpreter* interpreter);
+    void RegisterInterpreter(const std::string& name, SDXMLInterpreter* pInterpreter);
     /// The interpreter registered under \p name, or null.
     SDXMLInterpreter* GetInterpreter(const std::string& name);
     /// Deletes every registered interpreter; macros and the file name stay. A destructor may call the
@@ -135,23 +137,23 @@ public:
     void Clear();
 
     /// Sets a macro; a later definition wins.
-    void AddMacorValue(const std::string& name, int value);
+    void AddMacorValue(const std::string& name, int nValue);
 
-    /// The macro named \p s; else the decimal number that \p s begins with, cut to 32 bits; else 0. A null or
-    /// empty text is 0 even if there is a macro of that name.
-    int ParseInt(const char* s);
+    /// The macro named \p pText; else the decimal number that \p pText begins with, cut to 32 bits; else 0.
+    /// A null or empty text is 0 even if there is a macro of that name.
+    int ParseInt(const char* pText);
 
     /// Reads a list such as "[1,3-5,MAX]" into \p out, which is emptied first; a null text gives an empty
     /// list. A token is a run of ASCII letters, digits and "_", and is read like ParseInt(). An item counts
     /// when "," or "]" follows it: 1,2,3 gives 1 and 2. An empty item repeats the value before it, so that []
     /// gives 0. "-" makes an ascending range, empty when its start is the greater; a negative number needs a
     /// macro.
-    void ParseIntList(const char* s, std::list<int>& out);
-    void ParseIntList(const char* s, std::vector<int>& out);
+    void ParseIntList(const char* pText, std::list<int>& out);
+    void ParseIntList(const char* pText, std::vector<int>& out);
 
     /// Reads lists such as "{[1,2];[5-7];MAX;9}" into \p out, which is emptied first; a null text leaves it
     /// as it was. Blanks and tabs do not count. A part that does not begin with "[" is a list of one number.
-    void ParseNestingList(const char* s, std::list<std::list<int>>& out);
+    void ParseNestingList(const char* pText, std::list<std::list<int>>& out);
 
     /// Stores what follows the last "/" of \p path; documents are dispatched under it.
     void setFileName(const std::string& path);
@@ -164,19 +166,19 @@ public:
     /// make a hundred times of a file, and more than 64 KiB, are an error of the file. Deliberate: a file cut
     /// off in the middle is parsed up to the cut, unless its length is a multiple of 256 bytes; see
     /// StaticDescXMLParser.
-    int ParseXMLFile(const char* path);
+    int ParseXMLFile(const char* pPath);
 
     /// The same, for callers who want to know why: what is on standard output is there as well.
     /// \param[in,out] failures gets the failures appended, in their order: of this file, and of all that are
     ///                         parsed by this thread meanwhile, as included ones are
-    int ParseXMLFile(const char* path, std::vector<XMLParseFailure>& failures);
+    int ParseXMLFile(const char* pPath, std::vector<XMLParseFailure>& failures);
 
     /// Parses a text in memory and hands its document element to the interpreter registered under the file
     /// name stored last.
     /// \return true when the text was parsed and the interpreter answered 0.
-    /// \param length bytes at \p data; a length of 0 is refused. When its low 32 bits are negative as a
-    /// signed number, \p data is a zero-terminated text.
-    bool ParseXMLBuffer(const void* data, unsigned long length);
+    /// \param nLength bytes at \p pData; a length of 0 is refused. When its low 32 bits are negative as a
+    /// signed number, \p pData is a zero-terminated text.
+    bool ParseXMLBuffer(const void* pData, unsigned long nLength);
 
 private:
     SDXMLInterpreterMgr();

@@ -32,16 +32,16 @@ public:
     virtual unsigned int length() const;
 
     /// Copies a text through the other setBuffer(), a subclass's own included.
-    /// \param data zero-terminated
+    /// \param pData zero-terminated
     /// \return as the other one
-    [[nodiscard]] virtual int setBuffer(const char* data);
+    [[nodiscard]] virtual int setBuffer(const char* pData);
 
     /// Replaces the content. Throws when memory is short: the object is empty then, its old content wiped.
-    /// \param data may be a part of the present content
-    /// \param len  bytes at \p data
-    /// \return 0; -1 when \p data is null, and nothing has changed; -2 when the host's bounds-checked fill or
-    ///         copy fails (beyond 256 MiB they usually do), and the payload is then \p len zero bytes
-    [[nodiscard]] virtual int setBuffer(const char* data, unsigned int len);
+    /// \param pData may be a part of the present content
+    /// \param nLen  bytes at \p pData
+    /// \return 0; -1 when \p pData is null, and nothing has changed; -2 when the host's bounds-checked fill
+    ///         or copy fails (beyond 256 MiB they usually do), and the payload is then \p nLen zero bytes
+    [[nodiscard]] virtual int setBuffer(const char* pData, unsigned int nLen);
 
 private:
     char* m_pBuffer = nullptr;  // m_nLength + 1 bytes

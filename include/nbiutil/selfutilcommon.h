@@ -50,9 +50,9 @@ public:
 
 /// The helpers of services. They keep nothing between calls.
 /// Ownership: one object per process, from the first Instance() to Destroy(); callers never delete it.
-/// Threads: any, on outputs of their own, and modifyCorbaItemByCfg() on one file at a time. StartProcess() and
-/// modifyCorbaItemByCfg() block until the command has ended, and ParserNmsHostName() until the resolver has
-/// answered.
+/// Threads: any, on outputs of their own, and modifyCorbaItemByCfg() on one file at a time. StartProcess()
+/// and modifyCorbaItemByCfg() block until the command has ended, and ParserNmsHostName() until the resolver
+/// has answered.
 /// Errors: the results stated; nothing is thrown on bad input. Only StartProcess() and modifyCorbaItemByCfg()
 /// write log lines.
 class NBI_EXPORT SelfUtilCommon {
@@ -89,11 +89,11 @@ public:
 
     /// Cuts a text out from between the first start tag and the first end tag, both looked up from the
     /// beginning.
-    /// \param offset characters behind the start of the start tag: its length gives the enclosed text
+    /// \param nOffset characters behind the start of the start tag: its length gives the enclosed text
     /// \return the text; empty when a tag is missing, or when the range is empty, inverted or begins in front
     ///         of the text
     std::string GetValByTag(const std::string& source, const std::string& startTag, const std::string& endTag,
-                            const int& offset) const;
+                            const int& nOffset) const;
 
     /// Resolves a host name, IPv4 only. An empty name, and one with a zero byte in it, is refused.
     /// \param[out] address dotted text of the first address; untouched on failure
@@ -110,9 +110,10 @@ public:
     std::string getEnvValue(const std::string& name) const;
 
     /// Replaces \p from by \p to, left to right. After each replacement the search goes on at the previous
-    /// search start plus the length of \p to, which is not the place behind the replacement: replacing "a" by
-    /// "aa" in "xa" gives "xaaa". An empty \p from changes nothing. \p from and \p to count as they are at the
-    /// call, also when one of them is \p subject itself. The time is linear in the subject and the result.
+    /// search start plus the length of \p to, which is not the place behind the replacement: replacing "a"
+    /// by "aa" in "xa" gives "xaaa". An empty \p from changes nothing. \p from and \p to count as they are
+    /// at the call, also when one of them is \p subject itself. The time is linear in the subject and the
+    /// result.
     /// \return always true
     bool replaceStr(std::string& subject, const std::string& from, const std::string& to) const;
 
@@ -154,11 +155,11 @@ public:
     /// StartProcess() in the current directory and sees the old file; when it cannot be started, a log line
     /// says so and the file is written all the same.
     ///
-    /// The new text is stored completely or not at all: a draft with the file's owner and mode, called like the
-    /// file with ".nbi-draft." and six characters behind, replaces it (hard links and access lists are not
-    /// kept; of a symbolic link the target is replaced). A process that is killed on the way leaves the old
-    /// file and perhaps its draft, with all that stands in the new text; the next edit of the file removes
-    /// every draft of it that no process holds.
+    /// The new text is stored completely or not at all: a draft with the file's owner and mode, called like
+    /// the file with ".nbi-draft." and six characters behind, replaces it (hard links and access lists are
+    /// not kept; of a symbolic link the target is replaced). A process that is killed on the way leaves the
+    /// old file and perhaps its draft, with all that stands in the new text; the next edit of the file
+    /// removes every draft of it that no process holds.
     ///
     /// Beware: where no draft can be made with this owner and mode or put in the file's place, the file is
     /// rewritten in place. It is put back on a failure, but a process that is killed in the middle leaves the

@@ -40,7 +40,7 @@ public:
     /// Copies every value.
     /// \param operUUID stored as it stands, even when empty
     /// \param tskInfo  only read
-    ThreadContextInfo(const int& threadId, const std::string& interfaceName, const std::string& userInfo,
+    ThreadContextInfo(const int& nThreadId, const std::string& interfaceName, const std::string& userInfo,
                       const std::string& operUUID, TskInfo& tskInfo);
 
     ThreadContextInfo(const ThreadContextInfo&) = default;
@@ -68,13 +68,14 @@ public:
     /// accounting.
     std::string GetTskInfo() const { return m_TskMgr + m_InterfaceName; }
 
-    void SetThreadID(const int& threadId) { m_nThreadId = threadId; }
+    void SetThreadID(const int& nThreadId) { m_nThreadId = nThreadId; }
     void SetInterfaceName(const std::string& interfaceName) { m_InterfaceName = interfaceName; }
     void SetUserInfo(const std::string& userInfo) { m_UserInfo = userInfo; }
 
     /// Mind the order: type before mode.
-    /// \param tskNum  see TskInfo::m_nTskNum; likewise the others
-    void SetHugeTskInfo(const int& tskNum, const int& tskType, const int& tskMode, const std::string& tskMgr);
+    /// \param nTskNum  see TskInfo::m_nTskNum; likewise the others
+    void SetHugeTskInfo(const int& nTskNum, const int& nTskType, const int& nTskMode,
+                        const std::string& tskMgr);
 
     /// Stores an operation UUID.
     /// \param uuid stored as it stands: who brings a UUID brings the tags too, or none. An empty text

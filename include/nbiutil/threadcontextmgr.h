@@ -38,9 +38,9 @@ public:
 
     /// Installs a fresh record for a request: this thread's own identifier (the low 32 bits of
     /// pthread_self()), no user, a fresh operation UUID, no huge-task information.
-    /// \param id   begins the interface name, which is "<id>" or "<id> <name>"
+    /// \param nId   begins the interface name, which is "<id>" or "<id> <name>"
     /// \param name may be empty
-    void SetThreadContext(const int& id, const std::string& name);
+    void SetThreadContext(const int& nId, const std::string& name);
 
 private:
     ThreadContextMgr();

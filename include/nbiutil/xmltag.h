@@ -41,23 +41,23 @@ public:
     XMLTag& operator=(const XMLTag&) = delete;
 
     /// Walks down by name, to the first child of that name in document order.
-    /// \param      path  element names, ended by a null pointer; an empty path leads to this element
-    /// \param[out] found the last element of the path; untouched when the result is false
+    /// \param      ppPath  element names, ended by a null pointer; an empty path leads to this element
+    /// \param[out] ppFound the last element of the path; untouched when the result is false
     /// These look-ups are const, since interpreters are given a const tree, and lead to elements that are
     /// not, since interpreters may number them.
-    bool getTag(char** path, XMLTag** found) const;
+    bool getTag(char** ppPath, XMLTag** ppFound) const;
     /// The same by identifiers, ended by 0: so identifier 0 is never found, nor is anything in a tree that no
     /// interpreter has numbered.
-    bool getTag(int* path, XMLTag** found) const;
+    bool getTag(int* pPath, XMLTag** ppFound) const;
 
     /// Writes the tree to standard output: a line that opens and a line that closes each element, indented by
     /// a tab per level. The word "tag" stands for the name in every line but after "<tag = ".
-    /// \param[in,out] depth the level of this element; the same afterwards
-    /// \param maxDepth      deepest level that is written; -1 for no limit. With exactly 0 an element is a
+    /// \param[in,out] nDepth the level of this element; the same afterwards
+    /// \param nMaxDepth      deepest level that is written; -1 for no limit. With exactly 0 an element is a
     ///                      single line that ends in " />".
-    void print(int& depth, int maxDepth) const;
+    void print(int& nDepth, int nMaxDepth) const;
     /// The same from level 0.
-    void print(int maxDepth) const;
+    void print(int nMaxDepth) const;
 
     int m_nId = -1;                     ///< the parser never sets it: free for interpreters
     std::string m_Name;                 ///< the element's name

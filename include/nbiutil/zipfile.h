@@ -72,16 +72,16 @@ public:
     int ZipFile(const std::string& workDir, const std::list<std::string>& in, std::list<std::string>& out);
 
     /// Compresses each file by itself as ZipFile() does, but reports the stem with ".gz" appended, or with
-    /// ".tar.gz" when \p isTar: the name of the result for tar archives only.
+    /// ".tar.gz" when \p bTar: the name of the result for tar archives only.
     /// \param in stays as it is
     /// \param[in,out] out gets the reported names appended
     /// \return 1
     int GZipFile(const std::string& workDir, std::list<std::string>& in, std::list<std::string>& out,
-                 bool& isTar);
+                 bool& bTar);
 
-    /// Packs groups of \p perArchive files into tar archives, each named after its group's first file: its
+    /// Packs groups of \p nPerArchive files into tar archives, each named after its group's first file: its
     /// stem and ".tar". The files are looked up in \p workDir by their base names. Fewer files than a group
-    /// stay in \p in for a later call. With \p perArchive below 1 nothing happens.
+    /// stay in \p in for a later call. With \p nPerArchive below 1 nothing happens.
     ///
     /// Beware: every file of a full group is deleted right after its command, also when that command could
     /// not be started or failed, and the archive is reported in any case. Make sure that tar can run.
@@ -89,9 +89,9 @@ public:
     /// \param[in,out] out gets the archives' names appended
     /// \return 1
     int TarFile(const std::string& workDir, std::list<std::string>& in, std::list<std::string>& out,
-                long perArchive);
+                long nPerArchive);
 
-    /// Packs groups of \p perArchive files into zip archives, each named after its group's first file: its
+    /// Packs groups of \p nPerArchive files into zip archives, each named after its group's first file: its
     /// stem and ".zip". A group has to fit one command. Its files are deleted when zip could be started.
     ///
     /// Beware: after a group whose zip could not be started the next group begins with that group's last
@@ -101,7 +101,7 @@ public:
     /// \param[in,out] out gets the archives' names appended
     /// \return 1
     int ArchiveZipFile(std::string& workDir, std::list<std::string>& in, std::list<std::string>& out,
-                       int perArchive);
+                       int nPerArchive);
 
 private:
     ZipFileInterface();

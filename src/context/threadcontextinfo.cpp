@@ -61,10 +61,10 @@ std::string TextOf(const ACE_Utils::UUID& uuid)
 
 }  // namespace
 
-ThreadContextInfo::ThreadContextInfo(const int& threadId, const std::string& interfaceName,
+ThreadContextInfo::ThreadContextInfo(const int& nThreadId, const std::string& interfaceName,
                                      const std::string& userInfo, const std::string& operUUID,
                                      TskInfo& tskInfo)
-    : m_nThreadId(threadId),
+    : m_nThreadId(nThreadId),
       m_InterfaceName(interfaceName),
       m_UserInfo(userInfo),
       m_OperUUID(operUUID),
@@ -81,12 +81,12 @@ bool ThreadContextInfo::operator==(const ThreadContextInfo& other) const
            m_UserInfo == other.m_UserInfo && m_OperUUID == other.m_OperUUID;
 }
 
-void ThreadContextInfo::SetHugeTskInfo(const int& tskNum, const int& tskType, const int& tskMode,
+void ThreadContextInfo::SetHugeTskInfo(const int& nTskNum, const int& nTskType, const int& nTskMode,
                                        const std::string& tskMgr)
 {
-    m_nTskNum = tskNum;
-    m_nTskType = tskType;
-    m_nTskMode = tskMode;
+    m_nTskNum = nTskNum;
+    m_nTskType = nTskType;
+    m_nTskMode = nTskMode;
     m_TskMgr = tskMgr;
 }
 

@@ -13,6 +13,9 @@
 namespace NS_UTIL {
 namespace {
 
+constexpr const char* MODULE = "threadcontextmgr";
+constexpr int STORAGE_FAILED_LINE = 90;  // part of the message, which filters match on
+
 /// What hangs on a thread's key. The generation tells whether the registry that made it is still there.
 struct ThreadRecord {
     ThreadContextInfo m_Info;
@@ -61,10 +64,8 @@ std::atomic<unsigned long> g_nGenerations{0};
 
 void ReportStorageFailure(int nError)
 {
-    constexpr const char* MODULE = "threadcontextmgr";
-    constexpr int LINE = 90;  // part of the message, which filters match on
     ACE_Log_Msg* const pLog = ACE_Log_Msg::instance();
-    pLog->conditional_set(MODULE, LINE, -1, nError);
+    pLog->conditional_set(MODULE, STORAGE_FAILED_LINE, -1, nError);
     pLog->log(LM_ERROR, ACE_TEXT("%p\n"), ACE_TEXT("Error: ACE_Thread::setspecific() failed!"));
 }
 
@@ -139,9 +140,9 @@ void ThreadContextMgr::SetThreadContext(const ThreadContextInfo& info)
     if (nLength == 0) pRecord->SetOperUUID(std::string());
 }
 
-void ThreadContextMgr::SetThreadContext(const int& id, const std::string& name)
+void ThreadContextMgr::SetThreadContext(const int& nId, const std::string& name)
 {
-    std::string interfaceName = std::to_string(id);
+    std::string interfaceName = std::to_string(nId);
     if (!name.empty()) interfaceName += ' ' + name;
     ThreadContextInfo info;
     info.SetThreadID(static_cast<int>(static_cast<unsigned int>(pthread_self())));

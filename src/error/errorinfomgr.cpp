@@ -18,7 +18,8 @@
 namespace NS_UTIL {
 namespace {
 
-constexpr SourceMark FILE_NOT_READ{"errorinfomgr", 74};
+constexpr const char* MODULE = "errorinfomgr";
+constexpr SourceMark FILE_NOT_READ{MODULE, 74};
 
 constexpr const char* ACCESS_FILE = "errcode_ACCESS_TDT.res";
 
@@ -104,7 +105,7 @@ void ErrorInfoMgr::Destroy()
 
 bool ErrorInfoMgr::IsLoaded()
 {
-    const WriteGuard guard(*m_pLoadLock);
+    WriteGuard guard(*m_pLoadLock);
     return m_bLoaded;
 }
 
@@ -124,7 +125,7 @@ void ErrorInfoMgr::ReadErrorInfoFrmCfg(const std::string& path)
     const bool bRead = ReadPairs(pairs, path);
     if (!bRead) LogNotRead(path);
     try {
-        const WriteGuard guard(*m_pCatalogueLock);
+        WriteGuard guard(*m_pCatalogueLock);
         for (NS_BUNDLEMGR1::NameValueStru& pair : pairs) {
             m_pCatalogue->Set(CodeOf(pair.m_Name), std::move(pair.m_Value));
         }
@@ -133,20 +134,20 @@ void ErrorInfoMgr::ReadErrorInfoFrmCfg(const std::string& path)
     }
 }
 
-void ErrorInfoMgr::GetErrReasonByErrCode(std::string& reason, const unsigned long& code)
+void ErrorInfoMgr::GetErrReasonByErrCode(std::string& reason, const unsigned long& nCode)
 {
-    const ReadGuard guard(*m_pCatalogueLock);
-    if (const std::string* const pFound = m_pCatalogue->Find(code)) {
+    ReadGuard guard(*m_pCatalogueLock);
+    if (const std::string* const pFound = m_pCatalogue->Find(nCode)) {
         reason = *pFound;
     } else {
         reason.clear();
     }
 }
 
-void ErrorInfoMgr::SetErrReasonByErrCode(const std::string& reason, const unsigned long& code)
+void ErrorInfoMgr::SetErrReasonByErrCode(const std::string& reason, const unsigned long& nCode)
 {
-    const WriteGuard guard(*m_pCatalogueLock);
-    m_pCatalogue->Set(code, reason);
+    WriteGuard guard(*m_pCatalogueLock);
+    m_pCatalogue->Set(nCode, reason);
 }
 
 }  // namespace NS_UTIL

@@ -73,13 +73,13 @@ std::unique_ptr<char[]> AutoReleaseStrEx::Reset(long nLength)
     return pOld;
 }
 
-void AutoReleaseStrEx::setBuffer(const char* data, long len)
+void AutoReleaseStrEx::setBuffer(const char* pData, long nLen)
 {
-    if (data == nullptr) return;
-    const std::unique_ptr<char[]> pOld = Reset(len);
+    if (pData == nullptr) return;
+    const std::unique_ptr<char[]> pOld = Reset(nLen);
     if (m_pBuffer == nullptr) return;
-    const auto nCount = static_cast<std::size_t>(len);
-    if (memcpy_s(m_pBuffer.get(), nCount + 1, data, nCount) != 0) WriteLog(COPY_FAILED, "memcpy_s failed.");
+    const auto nCount = static_cast<std::size_t>(nLen);
+    if (memcpy_s(m_pBuffer.get(), nCount + 1, pData, nCount) != 0) WriteLog(COPY_FAILED, "memcpy_s failed.");
 }
 
 void AutoReleaseStrEx::toHex()

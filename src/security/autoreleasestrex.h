@@ -21,9 +21,9 @@ public:
     /// Takes over an array made with new[], or nothing when it is null; \p len counts its payload.
     void Adopt(char* pArray, long len);
 
-    /// Replaces the content by \p len bytes at \p data, which may be a part of the present content. Null
+    /// Replaces the content by \p nLen bytes at \p pData, which may be a part of the present content. Null
     /// changes nothing; a length below 1 empties the object.
-    void setBuffer(const char* data, long len);
+    void setBuffer(const char* pData, long nLen);
 
     /// Replaces the content by twice as many bytes, all zero but for the digits of the last byte of the old
     /// content at positions 4 and 5.

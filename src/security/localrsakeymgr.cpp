@@ -169,7 +169,7 @@ int LocalRsaKeyMgr::CheckLocalRsaKey()
     return 0;
 }
 
-int LocalRsaKeyMgr::DecryptByLocalRsaKey(AutoReleaseString& out, const char* in, long len) const
+int LocalRsaKeyMgr::DecryptByLocalRsaKey(AutoReleaseString& out, const char* pIn, long nLen) const
 {
     if (m_pPrivateKey == nullptr) {
         WriteLog(Here(MODULE), "[LocalRsaKeyMgr::DecryptByLocalRsaKey] private key is null");
@@ -178,11 +178,11 @@ int LocalRsaKeyMgr::DecryptByLocalRsaKey(AutoReleaseString& out, const char* in,
     WipedText key;
     tavoAESCipher::decryptEx(m_pPrivateKey.get(), key.m_Text, CIPHER_SELECTOR);
     char* pDecrypted = nullptr;
-    long nLength = len;
-    RsaAlgorithm::Decrypt(pDecrypted, in, nLength, key.m_Text.data(), static_cast<int>(key.m_Text.size()));
+    long nLength = nLen;
+    RsaAlgorithm::Decrypt(pDecrypted, pIn, nLength, key.m_Text.data(), static_cast<int>(key.m_Text.size()));
     const WipedArray pPlain(pDecrypted, WipingDelete{static_cast<std::size_t>(std::max(nLength, 0L))});
     // A plain text is always shorter than its cipher text: as many bytes mean that the key did not parse.
-    if (nLength < 0 || nLength >= len) return 0;
+    if (nLength < 0 || nLength >= nLen) return 0;
     return out.setBuffer(pPlain.get(), static_cast<unsigned int>(nLength)) == 0 ? 1 : 0;
 }
 

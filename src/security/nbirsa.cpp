@@ -44,9 +44,9 @@ int CipherSize(long nLength, int nKeySize)
 
 /// \return false when OpenSSL refuses a chunk, or for a negative length, which it must not see; the thread's
 ///         error queue says why.
-bool EncryptChunks(char* pOut, const char* pIn, long nLeft, RSA* pKey)
+bool EncryptChunks(char* pOut, const char* pIn, long nLeft, RSA* pRsa)
 {
-    const long nChunk = RSA_size(pKey) - PADDING_SHARE;
+    const long nChunk = RSA_size(pRsa) - PADDING_SHARE;
     do {
         const long nBytes = std::min(nLeft, nChunk);
         ERR_clear_error();
@@ -54,7 +54,7 @@ bool EncryptChunks(char* pOut, const char* pIn, long nLeft, RSA* pKey)
             ERR_raise(ERR_LIB_RSA, RSA_R_INVALID_MESSAGE_LENGTH);
             return false;
         }
-        const int nWritten = RSA_public_encrypt(static_cast<int>(nBytes), AsBytes(pIn), AsBytes(pOut), pKey,
+        const int nWritten = RSA_public_encrypt(static_cast<int>(nBytes), AsBytes(pIn), AsBytes(pOut), pRsa,
                                                 RSA_PKCS1_OAEP_PADDING);
         if (nWritten < 0) return false;
         pIn += nBytes;
@@ -73,7 +73,7 @@ struct CipherInput {
 /// Decrypts \p input block by block, as far as it goes. \p pOut has room for its bytes and for k.
 /// \return bytes of plain text, or FAILED, and the thread's error queue says why. A rest shorter than a block
 ///         is a failure that OpenSSL must not see: it would read a whole block.
-long DecryptBlocks(char* pOut, CipherInput& input, long nBlock, RSA* pKey)
+long DecryptBlocks(char* pOut, CipherInput& input, long nBlock, RSA* pRsa)
 {
     const char* const pStart = pOut;
     do {
@@ -83,7 +83,7 @@ long DecryptBlocks(char* pOut, CipherInput& input, long nBlock, RSA* pKey)
             return FAILED;
         }
         const int nWritten = RSA_private_decrypt(static_cast<int>(nBlock), AsBytes(input.m_pNext),
-                                                 AsBytes(pOut), pKey, RSA_PKCS1_OAEP_PADDING);
+                                                 AsBytes(pOut), pRsa, RSA_PKCS1_OAEP_PADDING);
         if (nWritten < 0) return FAILED;
         pOut += nWritten;
         input.m_pNext += nBlock;
@@ -98,26 +98,26 @@ constexpr std::size_t MAX_PUBLIC_DER =
     4096;  // a modulus and an exponent of that length, and what is around them
 
 struct KeyDeleter {
-    void operator()(EVP_PKEY* pKey) const { EVP_PKEY_free(pKey); }
+    void operator()(EVP_PKEY* pRsa) const { EVP_PKEY_free(pRsa); }
     void operator()(EVP_PKEY_CTX* pContext) const { EVP_PKEY_CTX_free(pContext); }
     void operator()(unsigned char* pDer) const { OPENSSL_free(pDer); }
 };
 using KeyPtr = std::unique_ptr<EVP_PKEY, KeyDeleter>;
 
 /// False where \p der has bytes behind the key, or spells it in another way than DER does.
-bool IsEncodingOf(const std::string& der, EVP_PKEY* pKey)
+bool IsEncodingOf(const std::string& der, EVP_PKEY* pRsa)
 {
     unsigned char* pMade = nullptr;
-    const int nLength = i2d_PublicKey(pKey, &pMade);
+    const int nLength = i2d_PublicKey(pRsa, &pMade);
     const std::unique_ptr<unsigned char, KeyDeleter> pOwner(pMade);
     return nLength > 0 && der.compare(0, std::string::npos, reinterpret_cast<const char*>(pMade),
                                       static_cast<std::size_t>(nLength)) == 0;
 }
 
-bool HasSoundNumbers(EVP_PKEY* pKey)
+bool HasSoundNumbers(EVP_PKEY* pRsa)
 {
     const std::unique_ptr<EVP_PKEY_CTX, KeyDeleter> pContext(
-        EVP_PKEY_CTX_new_from_pkey(nullptr, pKey, nullptr));
+        EVP_PKEY_CTX_new_from_pkey(nullptr, pRsa, nullptr));
     return pContext != nullptr && EVP_PKEY_public_check(pContext.get()) == 1;
 }
 
@@ -134,83 +134,83 @@ void ReportRefusedBlock(AutoReleaseStrEx& scratch, const CipherInput& input)
 
 }  // namespace
 
-void RsaAlgorithm::Encrypt(char*& out, const char* in, long& len, const char* key, const int& keyLen)
+void RsaAlgorithm::Encrypt(char*& pOut, const char* pIn, long& nLen, const char* pKey, const int& nKeyLen)
 {
-    if (in == nullptr || key == nullptr || keyLen < 1) {
-        len = FAILED;
+    if (pIn == nullptr || pKey == nullptr || nKeyLen < 1) {
+        nLen = FAILED;
         return;
     }
-    const RsaPtr pKey = ParsePublicKey(key, keyLen);
-    if (pKey == nullptr) {
+    const RsaPtr pRsa = ParsePublicKey(pKey, nKeyLen);
+    if (pRsa == nullptr) {
         WriteLog(PUBLIC_KEY_NOT_PARSED,
                  "[LocalRsaKeyMgr::RsaEncryptByPublicKey] Call d2i_RSAPublicKey failed, get rsa obj is "
                  "null,error:%s",
                  TakeErrorText());
         return;
     }
-    const std::unique_ptr<char[]> pOld(std::exchange(out, nullptr));  // until the end: in may lie in it
-    const int nSize = CipherSize(len, RSA_size(pKey.get()));
+    const std::unique_ptr<char[]> pOld(std::exchange(pOut, nullptr));  // until the end: in may lie in it
+    const int nSize = CipherSize(nLen, RSA_size(pRsa.get()));
     if (nSize <= 0) {
         WriteLog(NO_OUTPUT_SIZE, "[LocalRsaKeyMgr::RsaEncryptByPublicKey] buf len less then zero <%d> error",
                  nSize);
-        len = FAILED;
+        nLen = FAILED;
         return;
     }
     std::unique_ptr<char[]> pCipher = ZeroedArray(static_cast<std::size_t>(nSize));
-    if (!EncryptChunks(pCipher.get(), in, len, pKey.get())) {
+    if (!EncryptChunks(pCipher.get(), pIn, nLen, pRsa.get())) {
         WriteLog(BLOCK_NOT_ENCRYPTED,
                  "[LocalRsaKeyMgr::RsaEncryptByPublicKey] Call RSA_public_encrypt error:%s", TakeErrorText());
-        len = FAILED;
+        nLen = FAILED;
         return;
     }
-    out = pCipher.release();
-    len = nSize;
+    pOut = pCipher.release();
+    nLen = nSize;
 }
 
-void RsaAlgorithm::Decrypt(char*& out, const char* in, long& len, const char* key, const int& keyLen)
+void RsaAlgorithm::Decrypt(char*& pOut, const char* pIn, long& nLen, const char* pKey, const int& nKeyLen)
 {
-    if (in == nullptr || len < 1 || keyLen < 1 || key == nullptr) {
-        len = FAILED;
+    if (pIn == nullptr || nLen < 1 || nKeyLen < 1 || pKey == nullptr) {
+        nLen = FAILED;
         return;
     }
-    const std::unique_ptr<char[]> pOld(std::exchange(out, nullptr));  // until the end: in may lie in it
-    const RsaPtr pKey = ParsePrivateKey(key, keyLen);
-    if (pKey == nullptr) {
+    const std::unique_ptr<char[]> pOld(std::exchange(pOut, nullptr));  // until the end: in may lie in it
+    const RsaPtr pRsa = ParsePrivateKey(pKey, nKeyLen);
+    if (pRsa == nullptr) {
         WriteLog(PRIVATE_KEY_NOT_PARSED,
                  "[LocalRsaKeyMgr::RSA_private_decrypt] Call d2i_RSAPrivateKey failed, get rsa obj is null, "
                  "error:%s",
                  TakeErrorText());
-        out = ZeroedArray(static_cast<std::size_t>(len)).release();
+        pOut = ZeroedArray(static_cast<std::size_t>(nLen)).release();
         return;
     }
-    const long nKeySize = RSA_size(pKey.get());
+    const long nKeySize = RSA_size(pRsa.get());
     // OpenSSL writes to all of a block's room, even if only what was there before: a short input needs it
     // too.
-    const auto nRoom = static_cast<std::size_t>(std::max(len, nKeySize));
+    const auto nRoom = static_cast<std::size_t>(std::max(nLen, nKeySize));
     WipedArray pPlain(ZeroedArray(nRoom).release(), WipingDelete{nRoom});
-    const long nBlock = std::min(nKeySize, len);
-    CipherInput input{in, len};
+    const long nBlock = std::min(nKeySize, nLen);
+    CipherInput input{pIn, nLen};
     AutoReleaseStrEx scratch;
-    if (nBlock <= len / 2) {
-        scratch.fromHex(in, len);
+    if (nBlock <= nLen / 2) {
+        scratch.fromHex(pIn, nLen);
         input = CipherInput{scratch.getBuffer(), scratch.length()};
     }
-    len = DecryptBlocks(pPlain.get(), input, nBlock, pKey.get());
-    if (len == FAILED) {
+    nLen = DecryptBlocks(pPlain.get(), input, nBlock, pRsa.get());
+    if (nLen == FAILED) {
         pPlain.reset();  // the blocks before the refused one
         ReportRefusedBlock(scratch, input);
         return;
     }
-    out = pPlain.release();
+    pOut = pPlain.release();
 }
 
-int RsaAlgorithm::RsaEncryptByPublicKey(AutoReleaseString& out, const AutoReleaseString& in, const char* key,
-                                        const int& keyLen)
+int RsaAlgorithm::RsaEncryptByPublicKey(AutoReleaseString& out, const AutoReleaseString& in, const char* pKey,
+                                        const int& nKeyLen)
 {
     long nLength = in.length();
     char* pCipher = nullptr;
-    if (key != nullptr) {
-        Encrypt(pCipher, in.getBuffer(), nLength, key, keyLen);
+    if (pKey != nullptr) {
+        Encrypt(pCipher, in.getBuffer(), nLength, pKey, nKeyLen);
     } else if (LocalRsaKeyMgr* const pLocal = LocalRsaKeyMgr::Instance()) {
         Encrypt(pCipher, in.getBuffer(), nLength, pLocal->GetLocalRsaPublicKey(),
                 pLocal->GetLocalRsaPublicKeyLen());
@@ -226,15 +226,15 @@ int RsaAlgorithm::RsaEncryptByPublicKey(AutoReleaseString& out, const AutoReleas
     return 1;
 }
 
-bool RsaAlgorithm::CheckPublicKey(const std::string& der, int minBits)
+bool RsaAlgorithm::CheckPublicKey(const std::string& der, int nMinBits)
 {
     if (der.size() > MAX_PUBLIC_DER) return false;
     ERR_clear_error();
     const unsigned char* pNext = AsBytes(der.data());
-    const KeyPtr pKey(d2i_PublicKey(EVP_PKEY_RSA, nullptr, &pNext, static_cast<long>(der.size())));
-    const bool bUsable = pKey != nullptr && EVP_PKEY_get_bits(pKey.get()) >= minBits &&
-                         EVP_PKEY_get_bits(pKey.get()) <= MAX_PUBLIC_BITS && IsEncodingOf(der, pKey.get()) &&
-                         HasSoundNumbers(pKey.get());
+    const KeyPtr pRsa(d2i_PublicKey(EVP_PKEY_RSA, nullptr, &pNext, static_cast<long>(der.size())));
+    const bool bUsable = pRsa != nullptr && EVP_PKEY_get_bits(pRsa.get()) >= nMinBits &&
+                         EVP_PKEY_get_bits(pRsa.get()) <= MAX_PUBLIC_BITS && IsEncodingOf(der, pRsa.get()) &&
+                         HasSoundNumbers(pRsa.get());
     ERR_clear_error();
     return bUsable;
 }

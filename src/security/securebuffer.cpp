@@ -29,27 +29,27 @@ unsigned int AutoReleaseString::length() const
     return m_nLength;
 }
 
-int AutoReleaseString::setBuffer(const char* data)
+int AutoReleaseString::setBuffer(const char* pData)
 {
-    if (data == nullptr) return NULL_SOURCE;
-    return setBuffer(data, static_cast<unsigned int>(std::strlen(data)));
+    if (pData == nullptr) return NULL_SOURCE;
+    return setBuffer(pData, static_cast<unsigned int>(std::strlen(pData)));
 }
 
-int AutoReleaseString::setBuffer(const char* data, unsigned int len)
+int AutoReleaseString::setBuffer(const char* pData, unsigned int nLen)
 {
-    if (data == nullptr) return NULL_SOURCE;
+    if (pData == nullptr) return NULL_SOURCE;
     const WipedArray pOld(m_pBuffer, WipingDelete{m_nLength});  // until the end: data may point into it
     m_pBuffer = nullptr;
     m_nLength = 0;
 
-    const std::size_t nSize = static_cast<std::size_t>(len) + 1;
+    const std::size_t nSize = static_cast<std::size_t>(nLen) + 1;
     m_pBuffer = new char[nSize];
-    m_nLength = len;
+    m_nLength = nLen;
     if (memset_s(m_pBuffer, nSize, 0, nSize) != 0) {
         WipeBytes(m_pBuffer, nSize);  // the caller may look at it, and it held whatever the heap left there
         return FAILED_COPY;
     }
-    return memcpy_s(m_pBuffer, nSize, data, len) == 0 ? 0 : FAILED_COPY;
+    return memcpy_s(m_pBuffer, nSize, pData, nLen) == 0 ? 0 : FAILED_COPY;
 }
 
 PwdCtrlString::~PwdCtrlString()

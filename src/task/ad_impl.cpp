@@ -9,7 +9,7 @@
 #include "nbihost/bundlemgr.h"
 #include "nbiutil/ad.h"
 #include "nbiutil/errcode.h"
-#include "task/raise.h"
+#include "task/throw.h"
 #include "task/yieldgate.h"
 
 namespace NS_UTIL {
@@ -56,7 +56,7 @@ AD_Impl::~AD_Impl() = default;
 bool AD_Impl::DropReference()
 {
     if (m_nReferences.fetch_sub(1, std::memory_order_acq_rel) != 1) return false;
-    const RecursiveGuard lastUse(m_Mutex);
+    RecursiveGuard lastUse(m_Mutex);
     return true;
 }
 
@@ -96,7 +96,7 @@ void AD_Impl::Wait()
         // that the answer may be missing although the work is still going on.
         if (IsFrameworkStopping()) m_nErrorCode.store(ErrCode::FRAMEWORK_STOPPED, std::memory_order_release);
     }
-    RaiseOnFailure();
+    ThrowOnFailure();
 }
 
 /// Yields for a while where that is cheap. A slow yield is judged by the thread's next wait: where that
@@ -123,17 +123,17 @@ void AD_Impl::WaitInSlicesLocked()
     }
 }
 
-void AD_Impl::RaiseOnFailure()
+void AD_Impl::ThrowOnFailure()
 {
     const unsigned long nCode = m_nErrorCode.load(std::memory_order_acquire);
     if (nCode == 0) return;
-    if (AD_Impl::IsFinished()) Raise(WAIT_FAILED, nCode, m_ErrorInfo);
+    if (AD_Impl::IsFinished()) Throw(WAIT_FAILED, nCode, m_ErrorInfo);
     std::string info;
     {
         RecursiveGuard guard(m_Mutex);  // the work goes on, and may still record its text
         info = m_ErrorInfo;
     }
-    Raise(WAIT_FAILED, nCode, info);
+    Throw(WAIT_FAILED, nCode, info);
 }
 
 void AD_Impl::WaitToComplete()

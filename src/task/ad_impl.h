@@ -37,8 +37,8 @@ public:
 
     /// The handles count themselves in and out. The count alone would not need the mutex, so it goes without.
     void AddReference() { m_nReferences.fetch_add(1, std::memory_order_relaxed); }
-    /// The last handle takes the mutex and leaves it again: a waiter sees "finished" without the mutex, and may
-    /// drop the very handle whose Awake() another thread is still in.
+    /// The last handle takes the mutex and leaves it again: a waiter sees "finished" without the mutex, and
+    /// may drop the very handle whose Awake() another thread is still in.
     /// \return true when the last handle has gone: the caller deletes.
     bool DropReference();
 
@@ -47,7 +47,7 @@ private:
     void ChangeWhilePending(Change change);
     bool FinishesSoon() const;
     void WaitInSlicesLocked();
-    void RaiseOnFailure();
+    void ThrowOnFailure();
 
     std::atomic<unsigned long> m_nErrorCode{0};  // written under m_Mutex
     std::string m_ErrorInfo;                     // guarded by m_Mutex until finished, then frozen

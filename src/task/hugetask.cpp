@@ -52,9 +52,9 @@ void HugeTaskMgr::Destroy()
     DestroyIn(m_pInstance, [](HugeTaskMgr* pBook) { delete pBook; });
 }
 
-void HugeTaskMgr::Init(const unsigned int& maxNum)
+void HugeTaskMgr::Init(const unsigned int& nMaxNum)
 {
-    m_nMax.store(maxNum, std::memory_order_release);
+    m_nMax.store(nMaxNum, std::memory_order_release);
 }
 
 bool HugeTaskMgr::IsSynHTsk()

@@ -35,7 +35,8 @@ void Attempt(Step step) noexcept
 
 }  // namespace
 
-DBAgent::DBAgent(const std::string& name, int maxHugeTasks) : m_AgentName(name), m_nHugeTaskMax(maxHugeTasks)
+DBAgent::DBAgent(const std::string& name, int nMaxHugeTasks)
+    : m_AgentName(name), m_nHugeTaskMax(nMaxHugeTasks)
 {
 }
 

@@ -13,8 +13,8 @@
 #include "nbiutil/nbitask.h"
 #include "task/hugepool.h"
 #include "task/processend.h"
-#include "task/raise.h"
 #include "task/taskqueue.h"
+#include "task/throw.h"
 
 namespace NS_UTIL {
 namespace {
@@ -203,7 +203,7 @@ void NBITaskMgr::PushTask(NBITask* pTask)
     }
     if (bStopping) return;
     WriteLog(Here(MODULE), "[NBITaskMgr::PushTask] CALL GetTaskState Task is busy");
-    Raise(TASK_NOT_IDLE, ErrCode::TASK_NOT_IDLE, "Task state is not idle,cann't Handle!");
+    Throw(TASK_NOT_IDLE, ErrCode::TASK_NOT_IDLE, "Task state is not idle,cann't Handle!");
 }
 
 NBITask* NBITaskMgr::AcquireIdleTask()

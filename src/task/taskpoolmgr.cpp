@@ -4,8 +4,8 @@
 #include "nbiutil/nbitask.h"
 #include "nbiutil/nbitaskmgr.h"
 #include "task/hugepool.h"
-#include "task/raise.h"
 #include "task/taskqueue.h"
+#include "task/throw.h"
 
 namespace NS_UTIL {
 namespace {
@@ -13,14 +13,14 @@ namespace {
 // The lines are those of the pools: one module to who reads the log.
 constexpr const char* MODULE = "nbitaskmgr";
 constexpr SourceMark LIMIT_LOGGED{MODULE, 329};
-constexpr SourceMark LIMIT_RAISED{MODULE, 339};
+constexpr SourceMark LIMIT_THROWN{MODULE, 339};
 
 }  // namespace
 
-void TaskPoolMgr::Init(const int& maxHugeTasks)
+void TaskPoolMgr::Init(const int& nMaxHugeTasks)
 {
     if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance()) {
-        pBook->Init(static_cast<unsigned int>(maxHugeTasks));
+        pBook->Init(static_cast<unsigned int>(nMaxHugeTasks));
     }
 }
 
@@ -42,7 +42,7 @@ void TaskPoolMgr::PushTask(DBAgent& agent, NBITask* pTask, unsigned int nNumber)
             "nowtasknum=%d",
             agent.GetHugeTaskMaxnum(), GetHugeTaskNum());
         delete pTask;
-        Raise(LIMIT_RAISED, ErrCode::HUGE_TASK_LIMIT, "");
+        Throw(LIMIT_THROWN, ErrCode::HUGE_TASK_LIMIT, "");
     }
     NBITaskMgr::GetTaskMgr(nNumber)->PushTask(pTask);
 }

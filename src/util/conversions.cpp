@@ -66,14 +66,14 @@ std::string Trim(const std::string& text)
     return NS_BUNDLEMGR1::Trim(text);
 }
 
-bool Str2Int(const std::string& text, int& value)
+bool Str2Int(const std::string& text, int& nValue)
 {
-    return ReadInteger(text, value);
+    return ReadInteger(text, nValue);
 }
 
-bool Str2Int(const char* pText, int& value)
+bool Str2Int(const char* pText, int& nValue)
 {
-    return pText != nullptr && ReadInteger(pText, value);
+    return pText != nullptr && ReadInteger(pText, nValue);
 }
 
 int Str2Int(const std::string& text)

@@ -174,12 +174,12 @@ std::string SelfUtilCommon::upperStr(const std::string& text) const
 }
 
 std::string SelfUtilCommon::GetValByTag(const std::string& source, const std::string& startTag,
-                                        const std::string& endTag, const int& offset) const
+                                        const std::string& endTag, const int& nOffset) const
 {
     const std::size_t nStartTag = source.find(startTag);
     const std::size_t nEndTag = source.find(endTag);
     if (nStartTag == std::string::npos || nEndTag == std::string::npos) return std::string();
-    const std::ptrdiff_t nBegin = static_cast<std::ptrdiff_t>(nStartTag) + offset;
+    const std::ptrdiff_t nBegin = static_cast<std::ptrdiff_t>(nStartTag) + nOffset;
     const std::ptrdiff_t nEnd = static_cast<std::ptrdiff_t>(nEndTag);
     if (nBegin < 0 || nBegin >= nEnd) return std::string();
     return source.substr(static_cast<std::size_t>(nBegin), static_cast<std::size_t>(nEnd - nBegin));

@@ -203,11 +203,11 @@ int ZipFileInterface::ZipFile(const std::string& workDir, const Names& in, Names
     return 1;
 }
 
-int ZipFileInterface::GZipFile(const std::string& workDir, Names& in, Names& out, bool& isTar)
+int ZipFileInterface::GZipFile(const std::string& workDir, Names& in, Names& out, bool& bTar)
 {
     // Deliberate: the reported name is built from the stem, whatever name gzip gives. Callers of tar archives
     // rely on ".tar.gz".
-    const char* const pEnding = isTar ? ".tar.gz" : ".gz";
+    const char* const pEnding = bTar ? ".tar.gz" : ".gz";
     Names made;
     for (const std::string& name : in) {
         if (Compress(workDir, name)) made.push_back(StemOf(name) + pEnding);
@@ -216,9 +216,9 @@ int ZipFileInterface::GZipFile(const std::string& workDir, Names& in, Names& out
     return 1;
 }
 
-int ZipFileInterface::TarFile(const std::string& workDir, Names& in, Names& out, long perArchive)
+int ZipFileInterface::TarFile(const std::string& workDir, Names& in, Names& out, long nPerArchive)
 {
-    std::size_t nGroups = GroupsIn(in.size(), perArchive);
+    std::size_t nGroups = GroupsIn(in.size(), nPerArchive);
     long nMember = 0;
     std::string archive;
     for (auto name = in.begin(); nGroups > 0;) {
@@ -233,7 +233,7 @@ int ZipFileInterface::TarFile(const std::string& workDir, Names& in, Names& out,
         // stays would be packed twice.
         DeleteTarred(*name);
         ++name;
-        if (nMember == perArchive) {
+        if (nMember == nPerArchive) {
             --nGroups;
             out.push_back(archive);
             name = in.erase(in.begin(), name);
@@ -243,17 +243,17 @@ int ZipFileInterface::TarFile(const std::string& workDir, Names& in, Names& out,
     return 1;
 }
 
-int ZipFileInterface::ArchiveZipFile(std::string& workDir, Names& in, Names& out, int perArchive)
+int ZipFileInterface::ArchiveZipFile(std::string& workDir, Names& in, Names& out, int nPerArchive)
 {
     auto first = in.begin();
-    for (std::size_t nGroups = GroupsIn(in.size(), perArchive); nGroups > 0; --nGroups) {
+    for (std::size_t nGroups = GroupsIn(in.size(), nPerArchive); nGroups > 0; --nGroups) {
         const std::string stem = StemOf(*first);
         const std::string archive = stem + ".zip";
         Command command(m_ZipCommand);
         command.Add(ZipArchiveWord(stem));
         auto last = first;
         AddZipped(command, *first, archive);
-        for (int nMember = 1; nMember < perArchive && std::next(last) != in.end(); ++nMember) {
+        for (int nMember = 1; nMember < nPerArchive && std::next(last) != in.end(); ++nMember) {
             AddZipped(command, *++last, archive);
         }
         if (ExecuteCmd(workDir, command.Runnable())) {

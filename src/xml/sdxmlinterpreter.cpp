@@ -39,20 +39,20 @@ class ActiveFile {
 public:
     /// \param nDevice, nInode what the file is known by, whatever path led to it
     ActiveFile(dev_t nDevice, ino_t nInode)
-        : m_nDevice(nDevice), m_nInode(nInode), m_nDepth(Depth() + 1), m_pOuter(m_pInnermost)
+        : m_nDevice(nDevice), m_nInode(nInode), m_nDepth(Depth() + 1), m_pOuter(t_pInnermost)
     {
-        m_pInnermost = this;
+        t_pInnermost = this;
     }
-    ~ActiveFile() { m_pInnermost = m_pOuter; }
+    ~ActiveFile() { t_pInnermost = m_pOuter; }
     ActiveFile(const ActiveFile&) = delete;
     ActiveFile& operator=(const ActiveFile&) = delete;
 
     /// How many there are.
-    static int Depth() { return m_pInnermost == nullptr ? 0 : m_pInnermost->m_nDepth; }
+    static int Depth() { return t_pInnermost == nullptr ? 0 : t_pInnermost->m_nDepth; }
 
     static bool Contains(dev_t nDevice, ino_t nInode)
     {
-        const ActiveFile* pFile = m_pInnermost;
+        const ActiveFile* pFile = t_pInnermost;
         while (pFile != nullptr && (pFile->m_nDevice != nDevice || pFile->m_nInode != nInode)) {
             pFile = pFile->m_pOuter;
         }
@@ -60,36 +60,36 @@ public:
     }
 
 private:
-    static thread_local const ActiveFile* m_pInnermost;
+    static thread_local const ActiveFile* t_pInnermost;
     const dev_t m_nDevice;
     const ino_t m_nInode;
     const int m_nDepth;
     const ActiveFile* const m_pOuter;
 };
-thread_local const ActiveFile* ActiveFile::m_pInnermost = nullptr;
+thread_local const ActiveFile* ActiveFile::t_pInnermost = nullptr;
 
 /// Where the failures of this thread's files go, for as long as the object lives.
 class Collector {
 public:
-    explicit Collector(std::vector<XMLParseFailure>& failures) : m_pOuter(m_pInnermost)
+    explicit Collector(std::vector<XMLParseFailure>& failures) : m_pOuter(t_pInnermost)
     {
-        m_pInnermost = &failures;
+        t_pInnermost = &failures;
     }
-    ~Collector() { m_pInnermost = m_pOuter; }
+    ~Collector() { t_pInnermost = m_pOuter; }
     Collector(const Collector&) = delete;
     Collector& operator=(const Collector&) = delete;
 
     /// To the innermost list, if anybody asked for one.
     static void Add(XMLParseFailure failure)
     {
-        if (m_pInnermost != nullptr) m_pInnermost->push_back(std::move(failure));
+        if (t_pInnermost != nullptr) t_pInnermost->push_back(std::move(failure));
     }
 
 private:
-    static thread_local std::vector<XMLParseFailure>* m_pInnermost;
+    static thread_local std::vector<XMLParseFailure>* t_pInnermost;
     std::vector<XMLParseFailure>* const m_pOuter;
 };
-thread_local std::vector<XMLParseFailure>* Collector::m_pInnermost = nullptr;
+thread_local std::vector<XMLParseFailure>* Collector::t_pInnermost = nullptr;
 
 void DefineMacros(const XMLTag& tag, SDXMLInterpreterMgr& mgr)
 {
@@ -129,11 +129,11 @@ int SDXMLInterpreter::InterpretXMLTag(const XMLTag& tag)
 
 SDXMLInterpreter::~SDXMLInterpreter() = default;
 
-int SDXMLInterpreter::AppXMLParseFunc(const TEParserKey& key, const XMLTag& tag, TEParserPara* para)
+int SDXMLInterpreter::AppXMLParseFunc(const TEParserKey& key, const XMLTag& tag, TEParserPara* pPara)
 {
     TEParserFuncRegistry* const pRegistry = TEParserFuncRegistry::Instance();
     const TEParserFunc pFunc = pRegistry == nullptr ? nullptr : pRegistry->Find(key);
-    return pFunc == nullptr ? 0 : pFunc(tag, para);
+    return pFunc == nullptr ? 0 : pFunc(tag, pPara);
 }
 
 std::atomic<SDXMLInterpreterMgr*> SDXMLInterpreterMgr::m_pInstance{nullptr};
@@ -161,15 +161,15 @@ void SDXMLInterpreterMgr::Initial()
 {
 }
 
-void SDXMLInterpreterMgr::RegisterInterpreter(const std::string& name, SDXMLInterpreter* interpreter)
+void SDXMLInterpreterMgr::RegisterInterpreter(const std::string& name, SDXMLInterpreter* pInterpreter)
 {
-    const WriteGuard guard(*m_pLock);
-    m_Interpreters[name] = interpreter;
+    WriteGuard guard(*m_pLock);
+    m_Interpreters[name] = pInterpreter;
 }
 
 SDXMLInterpreter* SDXMLInterpreterMgr::GetInterpreter(const std::string& name)
 {
-    const ReadGuard guard(*m_pLock);
+    ReadGuard guard(*m_pLock);
     const auto found = m_Interpreters.find(name);
     return found == m_Interpreters.end() ? nullptr : found->second;
 }
@@ -178,7 +178,7 @@ void SDXMLInterpreterMgr::Clear()
 {
     std::map<std::string, SDXMLInterpreter*> registered;
     {
-        const WriteGuard guard(*m_pLock);
+        WriteGuard guard(*m_pLock);
         registered.swap(m_Interpreters);
     }
     std::set<const SDXMLInterpreter*> deleted;  // one interpreter may stand under several names
@@ -187,22 +187,22 @@ void SDXMLInterpreterMgr::Clear()
     }
 }
 
-void SDXMLInterpreterMgr::AddMacorValue(const std::string& name, int value)
+void SDXMLInterpreterMgr::AddMacorValue(const std::string& name, int nValue)
 {
-    const WriteGuard guard(*m_pLock);
-    m_Macros[name] = value;
+    WriteGuard guard(*m_pLock);
+    m_Macros[name] = nValue;
 }
 
-int SDXMLInterpreterMgr::ParseInt(const char* s)
+int SDXMLInterpreterMgr::ParseInt(const char* pText)
 {
-    return s == nullptr || *s == '\0' ? 0 : ValueOf(s);
+    return pText == nullptr || *pText == '\0' ? 0 : ValueOf(pText);
 }
 
 /// \p token must not be followed by a digit: where it is a number, the number ends where the token does.
 int SDXMLInterpreterMgr::ValueOf(std::string_view token)
 {
     {
-        const ReadGuard guard(*m_pLock);
+        ReadGuard guard(*m_pLock);
         const auto macro = m_Macros.find(token);
         if (macro != m_Macros.end()) return macro->second;
     }
@@ -216,23 +216,23 @@ void SDXMLInterpreterMgr::ReadListInto(std::string_view text, Numbers& out)
         text, [this](std::string_view token) { return ValueOf(token); }, out);
 }
 
-void SDXMLInterpreterMgr::ParseIntList(const char* s, std::list<int>& out)
+void SDXMLInterpreterMgr::ParseIntList(const char* pText, std::list<int>& out)
 {
     out.clear();
-    ReadListInto(Shown(s), out);
+    ReadListInto(Shown(pText), out);
 }
 
-void SDXMLInterpreterMgr::ParseIntList(const char* s, std::vector<int>& out)
+void SDXMLInterpreterMgr::ParseIntList(const char* pText, std::vector<int>& out)
 {
     out.clear();
-    ReadListInto(Shown(s), out);
+    ReadListInto(Shown(pText), out);
 }
 
-void SDXMLInterpreterMgr::ParseNestingList(const char* s, std::list<std::list<int>>& out)
+void SDXMLInterpreterMgr::ParseNestingList(const char* pText, std::list<std::list<int>>& out)
 {
-    if (s == nullptr) return;
+    if (pText == nullptr) return;
     out.clear();
-    std::string text(s);
+    std::string text(pText);
     text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == ' ' || c == '\t'; }),
                text.end());
     constexpr char SEPARATORS[] = "{;}";
@@ -254,19 +254,19 @@ void SDXMLInterpreterMgr::ParseNestingList(const char* s, std::list<std::list<in
 void SDXMLInterpreterMgr::setFileName(const std::string& path)
 {
     std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0: the whole path
-    const WriteGuard guard(*m_pLock);
+    WriteGuard guard(*m_pLock);
     m_FileName = std::move(name);
 }
 
 std::string SDXMLInterpreterMgr::getFileName()
 {
-    const ReadGuard guard(*m_pLock);
+    ReadGuard guard(*m_pLock);
     return m_FileName;
 }
 
-int SDXMLInterpreterMgr::ParseXMLFile(const char* path)
+int SDXMLInterpreterMgr::ParseXMLFile(const char* pPath)
 {
-    const char* const pPath = Shown(path);
+    pPath = Shown(pPath);
     if (ActiveFile::Depth() == MOST_NESTED_FILES) {
         std::printf("[ParseXMLFile] includes nested too deep: %s\n", pPath);
         Collector::Add({pPath, 0, "is included too deep, which is left out"});
@@ -292,17 +292,17 @@ int SDXMLInterpreterMgr::ParseXMLFile(const char* path)
     return 0;
 }
 
-int SDXMLInterpreterMgr::ParseXMLFile(const char* path, std::vector<XMLParseFailure>& failures)
+int SDXMLInterpreterMgr::ParseXMLFile(const char* pPath, std::vector<XMLParseFailure>& failures)
 {
     const Collector collector(failures);
-    return ParseXMLFile(path);
+    return ParseXMLFile(pPath);
 }
 
-bool SDXMLInterpreterMgr::ParseXMLBuffer(const void* data, unsigned long length)
+bool SDXMLInterpreterMgr::ParseXMLBuffer(const void* pData, unsigned long nLength)
 {
-    if (data == nullptr || length == 0) return false;
+    if (pData == nullptr || nLength == 0) return false;
     StaticDescXMLParser parser;
-    return parser.ParseText(data, length) && Dispatch(parser.Root()) == 0;
+    return parser.ParseText(pData, nLength) && Dispatch(parser.Root()) == 0;
 }
 
 int SDXMLInterpreterMgr::Dispatch(const XMLTag& root)

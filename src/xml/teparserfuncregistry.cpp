@@ -35,19 +35,19 @@ TEParserFuncRegistry* TEParserFuncRegistry::Instance()
 
 void TEParserFuncRegistry::Register(const TEParserKey& key, TEParserFunc func)
 {
-    const WriteGuard guard(*m_pLock);
+    WriteGuard guard(*m_pLock);
     m_Funcs[key] = func;
 }
 
 std::size_t TEParserFuncRegistry::Remove(const TEParserKey& key)
 {
-    const WriteGuard guard(*m_pLock);
+    WriteGuard guard(*m_pLock);
     return m_Funcs.erase(key);
 }
 
 std::size_t TEParserFuncRegistry::RemoveBySecond(const std::string& second)
 {
-    const WriteGuard guard(*m_pLock);
+    WriteGuard guard(*m_pLock);
     std::size_t nRemoved = 0;
     for (auto entry = m_Funcs.begin(); entry != m_Funcs.end();) {
         if (entry->first.Second() == second) {
@@ -63,11 +63,11 @@ std::size_t TEParserFuncRegistry::RemoveBySecond(const std::string& second)
 TEParserFunc TEParserFuncRegistry::Find(const TEParserKey& key)
 {
     {
-        const ReadGuard guard(*m_pLock);
+        ReadGuard guard(*m_pLock);
         const auto found = m_Funcs.find(key);
         if (found != m_Funcs.end()) return found->second;
     }
-    const WriteGuard guard(*m_pLock);
+    WriteGuard guard(*m_pLock);
     return m_Funcs.try_emplace(key, nullptr).first->second;
 }
 

@@ -113,38 +113,38 @@ XMLTag::~XMLTag()
     delete m_pChildren;
 }
 
-bool XMLTag::getTag(char** path, XMLTag** found) const
+bool XMLTag::getTag(char** ppPath, XMLTag** ppFound) const
 {
     auto* pTag = const_cast<XMLTag*>(this);
-    for (; *path != nullptr; ++path) {
-        pTag = FindChild(*pTag,
-                         [path](const XMLTag& tag) { return std::strcmp(tag.m_Name.c_str(), *path) == 0; });
+    for (; *ppPath != nullptr; ++ppPath) {
+        pTag = FindChild(
+            *pTag, [ppPath](const XMLTag& tag) { return std::strcmp(tag.m_Name.c_str(), *ppPath) == 0; });
         if (pTag == nullptr) return false;
     }
-    *found = pTag;
+    *ppFound = pTag;
     return true;
 }
 
-bool XMLTag::getTag(int* path, XMLTag** found) const
+bool XMLTag::getTag(int* pPath, XMLTag** ppFound) const
 {
     auto* pTag = const_cast<XMLTag*>(this);
-    for (; *path != 0; ++path) {
-        pTag = FindChild(*pTag, [path](const XMLTag& tag) { return tag.m_nId == *path; });
+    for (; *pPath != 0; ++pPath) {
+        pTag = FindChild(*pTag, [pPath](const XMLTag& tag) { return tag.m_nId == *pPath; });
         if (pTag == nullptr) return false;
     }
-    *found = pTag;
+    *ppFound = pTag;
     return true;
 }
 
-void XMLTag::print(int& depth, int maxDepth) const
+void XMLTag::print(int& nDepth, int nMaxDepth) const
 {
-    TreePrinter(depth, maxDepth).Print(*this);
+    TreePrinter(nDepth, nMaxDepth).Print(*this);
 }
 
-void XMLTag::print(int maxDepth) const
+void XMLTag::print(int nMaxDepth) const
 {
     int nDepth = 0;
-    print(nDepth, maxDepth);
+    print(nDepth, nMaxDepth);
 }
 
 const char* Attribute(const XMLTag& tag, std::string_view name)

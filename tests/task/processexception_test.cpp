@@ -9,7 +9,7 @@
 
 #include "nbiutil/errcode.h"
 #include "support/vtable.h"
-#include "task/raise.h"
+#include "task/throw.h"
 
 namespace NS_UTIL {
 namespace {
@@ -225,7 +225,7 @@ TEST(ProcessExceptionTest, MissingInterfaceCopiesLikeItsBase)
 TEST(ProcessExceptionTest, RaiseGivesTheMarkAndAnEmptyErrorInfo)
 {
     try {
-        Raise(SourceMark{"module", 42}, 0x100000007UL, "detail");
+        Throw(SourceMark{"module", 42}, 0x100000007UL, "detail");
         FAIL() << "it returned";
     } catch (ProcessException& failure) {
         EXPECT_EQ(failure.GetErrorCode(), 7u);

@@ -32,7 +32,8 @@ public:
     {
         std::vector<int> numbers;
         std::string token;
-        std::optional<int> rangeStart;
+        bool bRange = false;
+        int nRangeStart = 0;
         int nValue = 0;
         for (const char character : text) {
             if (std::string(TOKEN).find(character) != std::string::npos) {
@@ -41,13 +42,16 @@ public:
             }
             if (!token.empty()) nValue = Number(token);
             token.clear();
-            if (character == '-') rangeStart = nValue;
+            if (character == '-') {
+                bRange = true;
+                nRangeStart = nValue;
+            }
             if (character != ',' && character != ']') continue;
-            const std::int64_t nFrom = rangeStart.value_or(nValue);
+            const std::int64_t nFrom = bRange ? nRangeStart : nValue;
             const std::int64_t nCount = nValue - nFrom + 1;
             if (nCount > static_cast<std::int64_t>(m_nMost - numbers.size())) return std::nullopt;
             for (std::int64_t i = 0; i < nCount; ++i) numbers.push_back(static_cast<int>(nFrom + i));
-            rangeStart.reset();
+            bRange = false;
         }
         return numbers;
     }

@@ -53,7 +53,7 @@ public:
 
     /// The service registered under an interface number that CheckIFBuf() gave. Never null.
     /// \throws NS_UTIL::InterfaceNotExistException when no service is registered there.
-    virtual ServiceInterface* GetService(int interfaceNumber) = 0;
+    virtual ServiceInterface* GetService(int nInterfaceNumber) = 0;
 };
 
 }  // namespace NS_BUNDLEMGR1

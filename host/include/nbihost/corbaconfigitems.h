@@ -13,8 +13,8 @@ class NBIHOST_API CorbaConfigItems {
 public:
     static CorbaConfigItems* Instance();
 
-    /// \return false when the host has no such item or it is not an integer; \p value is then as it was.
-    bool GetIntItemInfo(const std::string& name, int& value);
+    /// \return false when the host has no such item or it is not an integer; \p nValue is then as it was.
+    bool GetIntItemInfo(const std::string& name, int& nValue);
 
     /// \return false when the host has no such item; \p value is then as it was.
     bool GetStrItemInfo(const std::string& name, std::string& value);

@@ -66,8 +66,8 @@ public:
 private:
     static const void*& Innermost()
     {
-        thread_local const void* pTask = nullptr;
-        return pTask;
+        thread_local const void* t_pTask = nullptr;
+        return t_pTask;
     }
 
     const void* const m_pOuter;

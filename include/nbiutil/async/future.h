@@ -55,7 +55,7 @@ public:
         const auto pState = std::move(m_pState);
         if (!pState) throw std::logic_error("Future::Get without a task");
         pState->Await();
-        pState->RaiseFailure();
+        pState->ThrowFailure();
         if constexpr (!std::is_void_v<T>) return std::move(*pState->m_Value);
     }
 

@@ -70,7 +70,7 @@ public:
             throw;
         } catch (const std::exception& failure) {
             this->Fail(ErrCode::TASK_EXCEPTION, failure.what());
-            this->RaiseFailure();
+            this->ThrowFailure();
         } catch (...) {
             this->Fail(ErrCode::TASK_BODY_FAILED, "");
             throw;

@@ -122,7 +122,7 @@ public:
         try {
             m_pFailure = std::make_unique<ProcessException>(failure);
         } catch (...) {
-            // Deliberate: RaiseFailure() raises the code alone.
+            // Deliberate: ThrowFailure() raises the code alone.
         }
         Answer();
     }
@@ -200,7 +200,7 @@ public:
         }
     }
 
-    void RaiseFailure()
+    void ThrowFailure()
     {
         if (!IsAnswered()) {
             throw ProcessException(ErrCode::FRAMEWORK_STOPPED, "the framework stops", "the framework stops",

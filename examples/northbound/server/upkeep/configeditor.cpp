@@ -95,7 +95,7 @@ ConfigEditor::ConfigEditor(std::string configFile, std::string changedFile, std:
 void ConfigEditor::Set(const std::string& key, const std::string& value)
 {
     CheckItem(key, value);
-    const std::lock_guard<std::mutex> guard(m_Mutex);
+    std::lock_guard<std::mutex> guard(m_Mutex);
     const std::string before = TextOf(m_ChangedFile);
     const bool bAdopted = m_bApart && !ValueIn(m_ChangedFile, key);
     if (bAdopted) Adopt(key, before);
@@ -110,7 +110,7 @@ void ConfigEditor::Set(const std::string& key, const std::string& value)
 
 void ConfigEditor::Reload()
 {
-    const std::lock_guard<std::mutex> guard(m_Mutex);
+    std::lock_guard<std::mutex> guard(m_Mutex);
     m_Reload();
 }
 

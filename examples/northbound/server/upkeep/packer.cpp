@@ -117,7 +117,7 @@ Packer::Packer(std::string directory)
 
 PackOutcome Packer::Pack(PackMethod method, std::size_t nPerArchive)
 {
-    const std::lock_guard<std::mutex> guard(m_Mutex);
+    std::lock_guard<std::mutex> guard(m_Mutex);
     if (!NS_UTIL::ZipFileInterface::Instance()->ExecuteCmd(m_Directory,
                                                            std::string(ProgramOf(method)) + " --version")) {
         ThrowFailure(ErrCode::CANNOT_PACK, MODULE,

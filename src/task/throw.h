@@ -1,5 +1,5 @@
 /// \file
-/// The one place that raises an exception of the library's own.
+/// The one place that throws an exception of the library's own.
 #pragma once
 
 #include <string>
@@ -9,10 +9,10 @@
 
 namespace NS_UTIL {
 
-/// Raises a ProcessException with the mark's file, function and line; its error-info stream stays empty.
+/// Throws a ProcessException with the mark's file, function and line; its error-info stream stays empty.
 /// Inline and without temporaries, here and in its callers: each frame, and each object that is destroyed on
 /// the way to the handler, adds to the cost of a failing task.
-[[noreturn]] inline void Raise(const SourceMark& mark, unsigned long nCode, const std::string& detail)
+[[noreturn]] inline void Throw(const SourceMark& mark, unsigned long nCode, const std::string& detail)
 {
     throw ProcessException(nCode, detail, mark.m_pModule, mark.m_pFunction, mark.m_nLine);
 }
