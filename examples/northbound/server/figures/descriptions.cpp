@@ -74,8 +74,8 @@ public:
 
     void ExpectOnly(std::initializer_list<const char*> names)
     {
-        for (XMLItem** pp = m_Tag.m_pItems; pp != nullptr && *pp != nullptr; ++pp) {
-            const std::string name = (*pp)->m_pName;
+        for (const XMLItem* pItem : NS_UTIL::XMLItems(m_Tag)) {
+            const std::string name = pItem->m_pName;
             if (std::find(names.begin(), names.end(), name) == names.end()) {
                 Complain(Quoted(name) + " is no attribute of it");
             }
