@@ -32,3 +32,11 @@ foreach(pc_file ${nbi_pc_files})
     configure_file(cmake/${pc_file}.in ${PROJECT_BINARY_DIR}/${pc_file} @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/${pc_file} DESTINATION ${NBIUTIL_PC_DIR})
 endforeach()
+
+# An archive for systems without packages of the library: unpacked anywhere, it serves from there.
+if(PROJECT_IS_TOP_LEVEL)
+    set(CPACK_GENERATOR TGZ)
+    set(CPACK_PACKAGE_FILE_NAME nbiutil-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR})
+    set(CPACK_VERBATIM_VARIABLES ON)
+    include(CPack)
+endif()
