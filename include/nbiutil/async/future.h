@@ -59,10 +59,14 @@ public:
         if constexpr (!std::is_void_v<T>) return std::move(*pState->m_Value);
     }
 
-    /// Sleeps until the answer is there, at most until \p limit.
+    /// Sleeps until the answer is there, at most until \p limit. A stop of the framework is seen after up to
+    /// 10 seconds.
     /// \return true when Get() has nothing to wait for
+    /// \throws std::logic_error when not valid
     bool WaitUntil(Deadline limit) { return State().WaitUntil(limit); }
 
+    /// Sleeps until the answer is there, at most for \p duration from now.
+    /// \return true when Get() has nothing to wait for
     template <class Rep, class Period>
     bool WaitFor(const std::chrono::duration<Rep, Period>& duration)
     {
@@ -76,6 +80,7 @@ public:
     /// \return true when the task had not started: it will not run, and answers ErrCode::TASK_CANCELLED
     bool Cancel() { return State().RequestStop(); }
 
+    /// Cancels the task after this future has gone, or from another thread.
     StopSource GetStopSource() const { return StopSource(m_pState); }
 
 private:
