@@ -212,7 +212,7 @@ void Run(const CommandLine& line, const ServiceManager& manager)
     pService = std::make_unique<Service>(settings, std::move(catalogue), editor, stop,
                                          [] { kill(getpid(), SIGTERM); });
     pServant = MakeManagerServant(*pService);
-    pEndpoint = std::make_unique<OrbEndpoint>(settings.m_Listening, *pServant);
+    pEndpoint = std::make_unique<OrbEndpoint>(settings.m_Listening, settings.m_Connections, *pServant);
     Announce(line, *pEndpoint);
     manager.Tell("READY=1");
     Serve(manager, editor);

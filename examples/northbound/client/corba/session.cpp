@@ -85,6 +85,9 @@ bool Session::IsGone() const
 
 std::string Session::ReasonOf(const CORBA::SystemException& failure)
 {
+    if (dynamic_cast<const CORBA::COMM_FAILURE*>(&failure) != nullptr) {
+        return "the connection was closed: refused, or not a server";
+    }
     const char* const pMinor = failure.NP_minorString();
     return pMinor == nullptr ? failure._name() : pMinor;
 }

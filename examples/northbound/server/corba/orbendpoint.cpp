@@ -45,9 +45,25 @@ std::string PlacesText(const Listening& places)
 
 using Options = std::vector<std::pair<std::string, std::string>>;
 
-Options OptionsFor(const Listening& places)
+/// Each with its reason: what the ORB does by itself suits a server among friends.
+Options OptionsFor(const Listening& places, const ConnectionLimits& connections)
 {
-    Options options{{"unixTransportPermission", "0600"}};
+    Options options{
+        {"unixTransportPermission", "0600"},
+        // Every connection has a thread, which also closes it at once where it is one too many. Beyond the first of
+        // these numbers, which no descriptor limit reaches, the ORB would leave connections unlooked at until they
+        // send something.
+        {"threadPerConnectionUpperLimit", "100000000"},
+        {"threadPerConnectionLowerLimit", "99999999"},
+        // Threads beside those, for requests that share a connection.
+        {"maxServerThreadPoolSize", "100"},
+        // A connection that asks nothing is closed, and so is one that keeps the rest of a message to itself: the
+        // first of these times runs between requests, the second while a request or an answer is on its way. None
+        // runs while a request is carried out, so a collection may last as long as it likes.
+        {"scanGranularity", "1"},
+        {"inConScanPeriod", std::to_string(connections.m_Idle.count())},
+        {"serverCallTimeOutPeriod", std::to_string(std::chrono::milliseconds(connections.m_Idle).count())},
+    };
     if (places.m_Tcp) {
         const std::string port = places.m_Tcp->m_nPort == 0 ? "" : std::to_string(places.m_Tcp->m_nPort);
         options.emplace_back("endPoint", "giop:tcp:" + places.m_Tcp->m_Host + ":" + port);
@@ -65,7 +81,6 @@ CORBA::ORB_ptr InitOrb(const Options& options)
     }
     int nArgs = 0;
     CORBA::ORB_ptr orb = CORBA::ORB_init(nArgs, nullptr, "omniORB4", pTable.get());
-    NotePeers();
     return orb;
 }
 
@@ -78,11 +93,14 @@ PortableServer::POA_ptr Adapter(CORBA::ORB_ptr orb)
 
 }  // namespace
 
-OrbEndpoint::OrbEndpoint(const Listening& places, PortableServer::ServantBase& servant)
+OrbEndpoint::OrbEndpoint(const Listening& places, const ConnectionLimits& connections,
+                         PortableServer::ServantBase& servant)
 {
     omniORB::setLogFunction(LogOrbMessage);
     try {
-        m_Orb = InitOrb(OptionsFor(places));
+        m_Orb = InitOrb(OptionsFor(places, connections));
+        NotePeers();
+        LimitConnections(connections.m_nMost);
         const CORBA::Object_var object = Activate(servant);
         if (places.m_Tcp) m_Addresses.push_back(TcpText({places.m_Tcp->m_Host, InternetPortOf(object)}));
     } catch (const CORBA::Exception& e) {

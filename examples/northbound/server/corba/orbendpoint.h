@@ -23,7 +23,8 @@ class OrbEndpoint {
 public:
     /// \param places at least one; the socket's path is claimed
     /// \throws EndpointError
-    OrbEndpoint(const Listening& places, PortableServer::ServantBase& servant);
+    OrbEndpoint(const Listening& places, const ConnectionLimits& connections,
+                PortableServer::ServantBase& servant);
     ~OrbEndpoint();
     OrbEndpoint(const OrbEndpoint&) = delete;
     OrbEndpoint& operator=(const OrbEndpoint&) = delete;

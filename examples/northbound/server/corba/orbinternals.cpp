@@ -10,6 +10,11 @@
 #include <omniORB4/internal/GIOP_S.h>
 // clang-format on
 
+#include <chrono>
+
+#include "nbihost/standalone.h"
+#include "server/serving/occasionally.h"
+
 namespace northbound {
 namespace {
 
@@ -30,7 +35,55 @@ CORBA::Boolean NotePeer(omni::omniInterceptors::serverReceiveRequest_T::info_T& 
     return true;
 }
 
+std::size_t g_nMostConnections = 0;  // set before the ORB has other threads
+
+/// Marks the connections that were let in, with one of the bits that the ORB leaves to applications.
+constexpr CORBA::ULong LET_IN = 0x40000000;
+static_assert((LET_IN & ~GIOPSTRAND_APPLICATION_MASK) == 0);
+
+/// Nothing of the ORB's tells that a connection has ended, so they are counted where it keeps them. Counting and marking
+/// are one step: of a crowd that comes at once, exactly as many as may are let in.
+bool LetIn(omni::giopStrand& connection, std::size_t nMost)
+{
+    const omni_tracedmutex_lock guard(*omni::omniTransportLock);
+    std::size_t nInside = 0;
+    const omni::StrandList& all = omni::giopStrand::passive;
+    for (const omni::StrandList* p = all.next; p != &all; p = p->next) {
+        if ((static_cast<const omni::giopStrand*>(p)->flags & LET_IN) != 0) ++nInside;
+    }
+    if (nInside >= nMost) return false;
+    connection.flags |= LET_IN;
+    return true;
+}
+
+void TellRejected(const std::string& address)
+{
+    static Occasionally lines{std::chrono::minutes(1)};
+    const unsigned long nRejected = lines.Count();
+    if (nRejected == 0) return;
+    nbihost::Log(nbihost::LOG_LEVEL_WARNING, "orb",
+                 "connection from %s closed at once: as many as may are open, %zu; %lu closed so since the "
+                 "last such line",
+                 address.c_str(), g_nMostConnections, nRejected);
+}
+
+CORBA::Boolean CheckRoom(omni::omniInterceptors::serverAcceptConnection_T::info_T& info)
+{
+    const Peer peer = PeerAt(info.peeraddress());
+    if (LetIn(info.strand, g_nMostConnections + (peer.m_bLocal ? LOCAL_CONNECTIONS : 0))) return true;
+    info.reject = true;
+    info.why = "as many connections as may are open";
+    TellRejected(peer.m_Address);
+    return true;
+}
+
 }  // namespace
+
+void LimitConnections(std::size_t nMost)
+{
+    g_nMostConnections = nMost;
+    omniORB::getInterceptors()->serverAcceptConnection.add(CheckRoom);
+}
 
 void NotePeers()
 {

@@ -1,10 +1,11 @@
 /// \file
-/// What the ORB keeps behind its public interface: the peer of a request, and the port of an endpoint. The
+/// What the ORB keeps behind its public interface: the peer of a request, its connections, and the port of an endpoint. The
 /// source of this header alone includes headers that the ORB does not promise to keep.
 #pragma once
 
 #include <omniORB4/CORBA.h>
 
+#include <cstddef>
 #include <string>
 
 namespace northbound {
@@ -19,6 +20,14 @@ struct Peer {
 
 /// The client whose request this thread of the ORB serves.
 const Peer& CurrentPeer();
+
+/// Connections that may be open. Those of the local socket have some of their own, so that a crowd from the network keeps
+/// no administrator out.
+constexpr std::size_t LOCAL_CONNECTIONS = 16;
+
+/// From now on the ORB closes a connection at once when \p nMost are open, and tells the log once a minute. Once, before
+/// requests are served.
+void LimitConnections(std::size_t nMost);
 
 /// The port that the ORB serves \p object on; -1 without an internet endpoint.
 int InternetPortOf(CORBA::Object_ptr object);

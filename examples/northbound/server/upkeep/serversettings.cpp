@@ -1,5 +1,8 @@
 #include "server/upkeep/serversettings.h"
 
+#include <sys/resource.h>
+
+#include <algorithm>
 #include <filesystem>
 
 #include "nbihost/corbaconfigitems.h"
@@ -10,6 +13,15 @@ namespace northbound {
 namespace {
 
 using NS_BUNDLEMGR1::CorbaConfigItems;
+
+/// The process's descriptors, less some for files and children.
+std::size_t RoomForConnections()
+{
+    constexpr rlim_t SPARE = 64;
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    return files.rlim_cur > SPARE ? files.rlim_cur - SPARE : 1;
+}
 
 class ItemReader {
 public:
@@ -47,6 +59,16 @@ public:
         return std::chrono::seconds(Number(pKey, static_cast<int>(fallback.count())));
     }
 
+    ConnectionLimits Connections() const
+    {
+        ConnectionLimits limits;
+        const auto nMost =
+            static_cast<std::size_t>(Number("MaxConnections", static_cast<int>(limits.m_nMost)));
+        limits.m_nMost = std::min(nMost, RoomForConnections());
+        limits.m_Idle = Seconds("ConnectionIdle", limits.m_Idle);
+        return limits;
+    }
+
     std::string Path(const char* pKey, const char* pFallback) const
     {
         const std::filesystem::path directory = std::filesystem::absolute(m_ConfigFile).parent_path();
@@ -68,6 +90,7 @@ Settings ReadSettings(const std::string& configFile)
                                       reader.Number("ListenPort", DEFAULT_PORT)};
     }
     if (reader.Has("ListenSocket")) settings.m_Listening.m_Socket = reader.Path("ListenSocket", "");
+    settings.m_Connections = reader.Connections();
     settings.m_Anonymous = RoleNamed(reader.Text("Anonymous", "none")).value_or(Role::NONE);
     settings.m_CollectionDirectory = reader.Path("CollectionDirectory", "collections");
     settings.m_OutputFile = reader.Path("OutputFile", "nbi-server.out");

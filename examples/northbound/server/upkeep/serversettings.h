@@ -2,6 +2,8 @@
 /// What the server reads from its configuration file beside what the host does.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -28,8 +30,14 @@ struct Listening {
     std::string m_Socket;  // absolute path; "": none
 };
 
+struct ConnectionLimits {
+    std::size_t m_nMost = 1000;       // and no more than the process's descriptors, 64 less
+    std::chrono::seconds m_Idle{60};  // without a request, or with half of one
+};
+
 struct Settings {
     Listening m_Listening;
+    ConnectionLimits m_Connections;
     Role m_Anonymous = Role::NONE;  // of callers from the network that have not logged in
     std::string m_CollectionDirectory;
     std::string m_OutputFile;
@@ -40,7 +48,7 @@ struct Settings {
     SessionLimits m_Sessions;
 };
 
-/// Reads the host's configuration items ListenAddress, ListenPort, ListenSocket, Anonymous, CollectionDirectory,
+/// Reads the host's configuration items ListenAddress, ListenPort, ListenSocket, MaxConnections, ConnectionIdle, Anonymous, CollectionDirectory,
 /// OutputFile, DescriptionFile, ElementRoot, HugeTaskLimit, CollectionsPerPort, SessionIdle and SessionLife. One of the first two asks for TCP; those that are not there have defaults, relative
 /// paths start at the directory of \p configFile. The host must be started.
 /// \throws SettingsError when a value is not what its key wants.
