@@ -24,9 +24,8 @@ TEST(IpLong2StrTest, WritesTheLow32Bits)
 TEST(IpLong2StrTest, EveryByteValueHasItsDecimals)
 {
     for (long nByte = 0; nByte < 256; ++nByte) {
-        char expected[16];
-        std::snprintf(expected, sizeof expected, "%ld.%ld.%ld.%ld", nByte, nByte, nByte, nByte);
-        EXPECT_EQ(IpLong2Str(nByte * 0x01010101), expected);
+        const std::string text = std::to_string(nByte);
+        EXPECT_EQ(IpLong2Str(nByte * 0x01010101), text + "." + text + "." + text + "." + text);
     }
 }
 
