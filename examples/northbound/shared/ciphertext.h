@@ -11,6 +11,10 @@ constexpr unsigned int KEY_BYTES = 256;
 /// What OAEP with SHA-1 leaves of it for a secret.
 constexpr unsigned int MAX_SECRET = KEY_BYTES - 42;
 
+/// Characters of the challenge that stands in front of the password in what a login encrypts.
+constexpr unsigned int LOGIN_CHALLENGE = 56;
+constexpr unsigned int MAX_PASSWORD = MAX_SECRET - LOGIN_CHALLENGE;
+
 /// What keeps \p text from being the hexadecimal text of one block under that key; "" when nothing does.
 inline std::string CipherTextFault(const std::string& text)
 {

@@ -39,6 +39,8 @@ constexpr unsigned int NOT_CONFIGURED = 0x4E42000BU;
 constexpr unsigned int NOT_LOGGED_IN = 0x4E42000CU;
 /// The caller's role does not allow this operation.
 constexpr unsigned int NOT_ALLOWED = 0x4E42000DU;
+/// Too many logins at once, or too many that failed; the detail says when to try again.
+constexpr unsigned int TRY_LATER = 0x4E42000EU;
 }  // namespace ErrCode
 
 }  // namespace northbound

@@ -8,8 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "client/commands/secrets.h"
 #include "northbound/programs/processmemory.h"
-#include "northbound/programs/programs.h"
+#include "northbound/programs/requests.h"
+#include "shared/names.h"
 #include "shared/passworddigest.h"
 
 namespace northbound {
@@ -145,6 +147,39 @@ TEST_F(SessionsTest, WrongPasswordAndUnknownUserGetTheSameAnswer)
     EXPECT_THAT(wrong.m_Error,
                 HasSubstr("0x4E42000C: the server does not know this user with this password"));
     EXPECT_EQ(Ask("bert", {"login", m_File}).m_Error, wrong.m_Error);
+}
+
+/// What was heard on the network opens no session.
+TEST_F(SessionsTest, LoginThatIsSentAgainIsRefused)
+{
+    const Session session(m_Server.Address(), "anna");
+    const std::string cipher = EncryptedLogin(session, m_File);
+    const auto send = [&] {
+        const CORBA::String_var key = session.Server()->Login(session.Who(), cipher.c_str());
+    };
+    EXPECT_EQ(FailureOf(send).code, 0u);
+    const Northbound::OperationFailed again = FailureOf(send);
+    EXPECT_EQ(again.code, ErrCode::NOT_LOGGED_IN);
+    EXPECT_STREQ(again.detail.in(), "the login was sent before");
+}
+
+TEST_F(SessionsTest, AddressWhosePasswordsAreWrongHasToWaitAndNobodyElse)
+{
+    WriteFile(m_File, "open barley");
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_THAT(Ask("anna", {"login", m_File}).m_Error,
+                    HasSubstr("does not know this user with this password"));
+    }
+    EXPECT_THAT(Ask("anna", {"login", m_File}).m_Error, HasSubstr("0x4E42000E: try again in "));
+    EXPECT_EQ(Ask("anna", {"pubkey"}).m_nExitCode, 0);
+    WriteFile(m_File, PASSWORD);
+    EXPECT_TRUE(Eventually([&] { return Ask("anna", {"login", m_File}).m_nExitCode == 0; }));
+}
+
+TEST_F(SessionsTest, PasswordThatIsTooLongForALoginIsNamed)
+{
+    WriteFile(m_File, std::string(159, 'x'));
+    EXPECT_THAT(Ask("anna", {"login", m_File}).m_Error, HasSubstr("the password is longer than 158 bytes"));
 }
 
 TEST_F(SessionsTest, NeitherPasswordNorKeyIsInTheLogOrInTheServersMemory)

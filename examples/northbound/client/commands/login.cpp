@@ -14,7 +14,7 @@ namespace northbound {
 
 int LogIn(const Session& session, const OutputOptions& output, const std::string& file)
 {
-    const std::string cipher = EncryptedSecret(session, file);
+    const std::string cipher = EncryptedLogin(session, file);
     const std::string user = session.Who().user.in();
     const CORBA::String_var key = session.Server()->Login(session.Who(), cipher.c_str());
     KeyFile(session.Address(), user).Write(key.in());

@@ -180,6 +180,27 @@ std::string EncryptedSecret(const Session& session, const std::string& path)
     return Encrypted(secret, key.in());
 }
 
+std::string EncryptedLogin(const Session& session, const std::string& path)
+{
+    AutoReleaseString password;
+    ReadSecret(password, path);
+    if (password.length() > MAX_PASSWORD) {
+        Refuse(ErrCode::BAD_ARGUMENT,
+               "the password is longer than " + std::to_string(MAX_PASSWORD) + " bytes");
+    }
+    const Northbound::Bytes_var key = session.Server()->PublicKey(session.Who());
+    const CORBA::String_var challenge = session.Server()->Challenge(session.Who());
+    const std::size_t nChallenge = std::min<std::size_t>(strlen(challenge.in()), LOGIN_CHALLENGE);
+    SecretRoom room;
+    memcpy(room.m_Bytes, challenge.in(), nChallenge);
+    memcpy(room.m_Bytes + nChallenge, password.getBuffer(), password.length());
+    AutoReleaseString both;
+    if (both.setBuffer(room.m_Bytes, static_cast<unsigned int>(nChallenge + password.length())) != 0) {
+        Refuse(ErrCode::INTERNAL, "the password cannot be copied");
+    }
+    return Encrypted(both, key.in());
+}
+
 int ShowPublicKey(const Session& session, const OutputOptions& output)
 {
     const Northbound::Bytes_var key = session.Server()->PublicKey(session.Who());

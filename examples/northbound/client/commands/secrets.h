@@ -26,6 +26,9 @@ int SendSecret(const Session& session, const OutputOptions& output, const Secret
 /// Reads a secret as SendSecret() does with m_bEncrypt.
 void ReadSecret(NS_UTIL::AutoReleaseString& secret, const std::string& path);
 
+/// A challenge of the server's and the password in \p path, encrypted with its public key, as hexadecimal text.
+std::string EncryptedLogin(const Session& session, const std::string& path);
+
 /// The secret in \p path, encrypted with the server's public key, as hexadecimal text.
 std::string EncryptedSecret(const Session& session, const std::string& path);
 

@@ -62,6 +62,11 @@ public:
         return Ask<northbound::SendSecret>(who, {pCipher}).m_nBytes;
     }
 
+    char* Challenge(const Northbound::Caller& who) override
+    {
+        return CORBA::string_dup(Ask<northbound::Challenge>(who, {}).m_Text.c_str());
+    }
+
     char* Login(const Northbound::Caller& who, const char* pCipher) override
     {
         return CORBA::string_dup(Ask<northbound::Login>(who, {pCipher}).m_Key.c_str());

@@ -1,5 +1,8 @@
 #include "server/operations/secrets.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include "nbihost/standalone.h"
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/securebuffer.h"
@@ -48,13 +51,17 @@ SendSecret::Result SendSecret::Run(const Request& request, const Caller& /*calle
 
 Login::Result Login::Run(const Request& request, const Caller& caller) const
 {
+    LoginGate::Passage passage(m_Gate, HostOf(caller.m_Address));
     NS_UTIL::AutoReleaseString secret;
     Decrypt(secret, request.m_Cipher);
+    const std::size_t nChallenge = std::min<std::size_t>(secret.length(), LOGIN_CHALLENGE);
+    passage.Redeem(std::string(secret.getBuffer(), nChallenge));
     NS_UTIL::UserPara user(caller.m_User, TimeText(), "", "", caller.m_Address);
-    std::string password(secret.getBuffer(), secret.length());
+    std::string password(secret.getBuffer() + nChallenge, secret.length() - nChallenge);
     user.SetPwd(password);
     NS_UTIL::PwdCtrlString::ClearStr(password);
     const std::string key = m_Sessions.Open(user);
+    passage.Succeed();
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "logged in from %s", user.GetIPAndPort().c_str());
     return {key};
 }

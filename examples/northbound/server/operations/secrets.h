@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "server/serving/boundedtext.h"
+#include "server/serving/logingate.h"
 #include "server/serving/operation.h"
 
 namespace northbound {
@@ -44,11 +45,29 @@ public:
     Result Run(const Request& request, const Caller& caller) const;
 };
 
-/// Opens a session for the caller with a password that comes encrypted like a secret. The plain password lives while
-/// it is checked.
+/// What the next login encrypts in front of the password, so that nobody can send it again.
+class Challenge {
+public:
+    static constexpr Profile PROFILE{14, "challenge", Place::REQUEST_THREAD, Role::NONE};
+
+    struct Request {};
+    struct Result {
+        std::string m_Text;  // LOGIN_CHALLENGE characters
+    };
+
+    explicit Challenge(const LoginGate& gate) : m_Gate(gate) {}
+
+    Result Run(const Request& /*request*/, const Caller& /*caller*/) const { return {m_Gate.Challenge()}; }
+
+private:
+    const LoginGate& m_Gate;
+};
+
+/// Opens a session for the caller with a challenge and a password, which come encrypted like a secret. The plain
+/// password lives while it is checked. On the request thread: few may run at once, and none of them takes a worker.
 class Login {
 public:
-    static constexpr Profile PROFILE{11, "login", Place::POOL_1, Role::NONE};
+    static constexpr Profile PROFILE{11, "login", Place::REQUEST_THREAD, Role::NONE};
 
     struct Request {
         std::string m_Cipher;
@@ -59,13 +78,14 @@ public:
         std::string m_Key;  // 32 hexadecimal digits, which the session's requests carry
     };
 
-    explicit Login(UserSessions& sessions) : m_Sessions(sessions) {}
+    Login(UserSessions& sessions, LoginGate& gate) : m_Sessions(sessions), m_Gate(gate) {}
 
-    /// \throws ProcessException as SendSecret, and NOT_LOGGED_IN
+    /// \throws ProcessException as SendSecret, NOT_LOGGED_IN, and TRY_LATER
     Result Run(const Request& request, const Caller& caller) const;
 
 private:
     UserSessions& m_Sessions;
+    LoginGate& m_Gate;
 };
 
 /// Ends the caller's session.

@@ -24,8 +24,8 @@ Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& ed
       m_Packer(settings.m_CollectionDirectory),
       m_Operations(Inventory(m_Element), Columns(m_Element.m_Catalogue), ReadCounters(m_Element),
                    Collect(m_Element, m_Book), HugeTasks(m_Book), Stop(std::move(requestStop)), PublicKey(),
-                   SendSecret(), Login(m_Sessions), Logout(m_Sessions), Sessions(m_Sessions), Pack(m_Packer),
-                   SetItem(editor))
+                   SendSecret(), Challenge(m_LoginGate), Login(m_Sessions, m_LoginGate), Logout(m_Sessions),
+                   Sessions(m_Sessions), Pack(m_Packer), SetItem(editor))
 {
     Apply(settings);
 }

@@ -13,6 +13,7 @@
 #include "server/operations/readcounters.h"
 #include "server/operations/secrets.h"
 #include "server/serving/dispatcher.h"
+#include "server/serving/logingate.h"
 #include "server/serving/usersessions.h"
 #include "server/upkeep/packer.h"
 #include "server/upkeep/serversettings.h"
@@ -25,7 +26,7 @@ namespace northbound {
 class Service {
 public:
     using Operations = std::tuple<Inventory, Columns, ReadCounters, Collect, HugeTasks, Stop, PublicKey,
-                                  SendSecret, Login, Logout, Sessions, Pack, SetItem>;
+                                  SendSecret, Challenge, Login, Logout, Sessions, Pack, SetItem>;
 
     /// \param catalogue   which figures the ports have
     /// \param requestStop starts the server's end and returns at once
@@ -44,6 +45,7 @@ public:
 private:
     const Element m_Element;
     UserSessions m_Sessions;
+    LoginGate m_LoginGate;
     Dispatcher m_Dispatcher;
     CollectionBoard m_Board;
     LocalCollectionBook m_Book;

@@ -19,6 +19,12 @@ struct Caller {
     Role m_Role = Role::NONE;
 };
 
+/// "<address>:<port>" without the port, which each connection has for itself.
+inline std::string HostOf(const std::string& address)
+{
+    return address.substr(0, address.rfind(':'));
+}
+
 /// Where an operation does its work. Pool 2, for collections, is the collection book's own.
 enum class Place { REQUEST_THREAD, POOL_0, POOL_1 };
 

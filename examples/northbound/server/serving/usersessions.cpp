@@ -65,12 +65,6 @@ std::string DigestOf(const std::string& key)
     return std::string(reinterpret_cast<const char*>(digest.data()), nLength);
 }
 
-/// "<address>:<port>" without the port, which each connection has for itself.
-std::string HostOf(const std::string& address)
-{
-    return address.substr(0, address.rfind(':'));
-}
-
 }  // namespace
 
 UserSessions::UserSessions(Role anonymous, std::function<Clock::time_point()> now)

@@ -89,7 +89,9 @@ TEST_F(ServiceTest, EveryOperationAnswersWithoutAFrontEnd)
 
     const PublicKey::Result key = Ask<PublicKey>({});
     EXPECT_EQ(Ask<SendSecret>({Encrypted(key, "open sesame")}).m_nBytes, 11u);
-    EXPECT_EQ(Ask<Login>({Encrypted(key, "open sesame")}).m_Key.size(), 32u);
+    const std::string challenge = Ask<Challenge>({}).m_Text;
+    EXPECT_EQ(Ask<Login>({Encrypted(key, challenge + "open sesame")}).m_Key.size(), 32u);
+    EXPECT_EQ(CodeOf(m_Server.Ask<Login>({Encrypted(key, "open sesame")})), ErrCode::NOT_LOGGED_IN);
     m_Driven.insert(Logout::PROFILE.m_pName);
     EXPECT_EQ(CodeOf(m_Server.Ask<Logout>({})), ErrCode::NOT_LOGGED_IN) << "the caller carries no key";
     const Sessions::Result sessions = Ask<Sessions>({});
