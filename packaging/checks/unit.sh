@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # The unit's restrictions: how much they leave open, that each forbids what it says, and that the server's own tests pass
-# under them. usage: unit.sh PROJECT_DIR BUILD_DIR
-set -eu
+# under them. usage: unit.sh PROJECT_DIR BUILD_DIR [UNIT]
+set -euo pipefail
 source=$(realpath "$1") build=$(realpath "$2")
-unit=$source/packaging/nbi-server.service
+unit=${3:-$source/packaging/nbi-server.service}
 limit=15  # tenths
 systemd-analyze security --offline=yes --threshold=$limit "$unit" | tail -n 1
 [ "$(id -u)" -eq 0 ] || { echo "not root: the restrictions cannot be put in force"; exit 77; }
