@@ -236,7 +236,7 @@ subproject)
     done
     "$CMAKE" --build "$work/subproject" --parallel 2
     readelf -d "$work/subproject/nbiutil/libnbiutil.so" | grep NEEDED | grep myhost
-    "$work/subproject/program"
+    [ "$(TaskMgrMaxThreadNum=3 "$work/subproject/program" 2>/dev/null)" = $'hello from a worker\n3 workers' ]
     "$CMAKE" --install "$work/subproject" --prefix "$work/subprefix"
     [ -n "$(find "$work/subprefix" -name nbiutilTargets.cmake)" ]
     if grep -r myhost "$work/subprefix" --include='*.cmake'; then
