@@ -19,9 +19,9 @@
 #include <string>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/zipfile.h"
 #include "rounds.h"
-#include "support/recordinghost.h"
 #include "support/testdirectory.h"
 
 namespace {

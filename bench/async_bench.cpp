@@ -13,10 +13,10 @@
 #include <string>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/async.h"
 #include "nbiutil/threadcontextmgr.h"
 #include "rounds.h"
-#include "support/recordinghost.h"
 
 #ifdef BENCH_ASIO
 #include <boost/asio/post.hpp>

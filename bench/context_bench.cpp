@@ -10,9 +10,9 @@
 #include "compare.h"
 #include "log/log.h"
 #include "nbihost/logservice.h"
+#include "nbihost/recordinghost.h"
 #include "nbiutil/threadcontextinfo.h"
 #include "nbiutil/threadcontextmgr.h"
-#include "support/recordinghost.h"
 
 namespace {
 

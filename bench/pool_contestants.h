@@ -9,11 +9,11 @@
 #include <string>
 #include <utility>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/ad.h"
 #include "nbiutil/nbitask.h"
 #include "nbiutil/nbitaskmgr.h"
 #include "nbiutil/threadcontextmgr.h"
-#include "support/recordinghost.h"
 
 #ifdef BENCH_ASIO
 #include <boost/asio/post.hpp>

@@ -22,10 +22,10 @@
 
 #include "compare.h"
 #include "nbihost/cfgfile.h"
+#include "nbihost/recordinghost.h"
 #include "nbiutil/errorinfomgr.h"
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbirsa.h"
-#include "support/recordinghost.h"
 #include "support/rsakey.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <memory>
 #include <string>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/async.h"
-#include "support/recordinghost.h"
 #include "support/tasks.h"
 
 namespace nbitest {

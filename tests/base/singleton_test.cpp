@@ -13,9 +13,9 @@
 #include <typeinfo>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/nbiutil.h"
 #include "support/lockfailure.h"
-#include "support/recordinghost.h"
 
 namespace NS_UTIL {
 namespace {

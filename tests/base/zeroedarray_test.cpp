@@ -4,8 +4,8 @@
 
 #include <string>
 
+#include "nbihost/recordinghost.h"
 #include "support/heapwatch.h"
-#include "support/recordinghost.h"
 
 namespace NS_UTIL {
 namespace {

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/errorinfomgr.h"
 #include "support/heapwatch.h"
 #include "support/lockfailure.h"
-#include "support/recordinghost.h"
 #include "support/testdirectory.h"
 
 namespace NS_UTIL {

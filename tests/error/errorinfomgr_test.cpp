@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/recordinghost.h"
+#include "nbihost/recordinghost.h"
 #include "support/testdirectory.h"
 
 namespace NS_UTIL {

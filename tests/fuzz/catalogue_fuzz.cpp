@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "demand.h"
+#include "nbihost/recordinghost.h"
 #include "nbiutil/errorinfomgr.h"
-#include "support/recordinghost.h"
 #include "support/testdirectory.h"
 
 using nbitest::Demand;

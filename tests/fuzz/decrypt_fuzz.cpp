@@ -6,8 +6,8 @@
 
 #include "demand.h"
 #include "fuzzkey.h"
+#include "nbihost/recordinghost.h"
 #include "nbiutil/nbirsa.h"
-#include "support/recordinghost.h"
 
 using nbitest::Demand;
 using NS_UTIL::RsaAlgorithm;

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "demand.h"
+#include "nbihost/recordinghost.h"
 #include "security/autoreleasestrex.h"
-#include "support/recordinghost.h"
 
 using nbitest::Demand;
 

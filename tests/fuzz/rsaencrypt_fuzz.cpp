@@ -6,9 +6,9 @@
 
 #include "demand.h"
 #include "fuzzkey.h"
+#include "nbihost/recordinghost.h"
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
-#include "support/recordinghost.h"
 
 using nbitest::Demand;
 using NS_UTIL::AutoReleaseString;

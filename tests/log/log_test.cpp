@@ -5,7 +5,7 @@
 #include <cerrno>
 
 #include "nbihost/bundlemgr.h"
-#include "support/recordinghost.h"
+#include "nbihost/recordinghost.h"
 
 namespace NS_UTIL {
 namespace {

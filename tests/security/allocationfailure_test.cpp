@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
@@ -16,7 +17,6 @@
 #include "security/opensslheap.h"
 #include "security/privateneedles.h"
 #include "support/heapwatch.h"
-#include "support/recordinghost.h"
 #include "support/rsakey.h"
 
 namespace {

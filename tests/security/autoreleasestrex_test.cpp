@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "support/recordinghost.h"
+#include "nbihost/recordinghost.h"
 
 namespace NS_UTIL {
 namespace {

@@ -15,11 +15,11 @@
 #include <vector>
 
 #include "nbihost/cipher.h"
+#include "nbihost/recordinghost.h"
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
 #include "support/heapwatch.h"
 #include "support/norandombytes.h"
-#include "support/recordinghost.h"
 #include "support/rsakey.h"
 
 namespace {

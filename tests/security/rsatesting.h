@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbirsa.h"
-#include "support/recordinghost.h"
 #include "support/rsakey.h"
 
 namespace nbitest {

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "support/recordinghost.h"
+#include "nbihost/recordinghost.h"
 
 namespace NS_UTIL {
 namespace {

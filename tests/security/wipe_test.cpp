@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
 #include "security/opensslheap.h"
 #include "security/privateneedles.h"
 #include "support/heapwatch.h"
-#include "support/recordinghost.h"
 #include "support/rsakey.h"
 #include "support/stackwatch.h"
 

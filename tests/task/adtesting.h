@@ -6,9 +6,9 @@
 
 #include <string>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/ad.h"
 #include "nbiutil/processexception.h"
-#include "support/recordinghost.h"
 
 namespace nbitest {
 

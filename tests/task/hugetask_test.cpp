@@ -10,9 +10,9 @@
 #include <thread>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/threadcontextmgr.h"
 #include "support/lockfailure.h"
-#include "support/recordinghost.h"
 
 namespace NS_UTIL {
 namespace {

@@ -9,9 +9,9 @@
 #include <thread>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/hugetask.h"
 #include "nbiutil/threadcontextmgr.h"
-#include "support/recordinghost.h"
 
 namespace NS_UTIL {
 namespace {

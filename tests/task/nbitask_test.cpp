@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/errcode.h"
 #include "nbiutil/nbitaskmgr.h"
 #include "nbiutil/processexception.h"
@@ -21,7 +22,6 @@
 #include "support/condwaits.h"
 #include "support/heapwatch.h"
 #include "support/lockfailure.h"
-#include "support/recordinghost.h"
 #include "support/tasks.h"
 #include "support/vtable.h"
 #include "task/nbitasktesting.h"

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/nbitask.h"
 #include "nbiutil/processexception.h"
-#include "support/recordinghost.h"
 #include "support/tasks.h"
 
 namespace nbitest {

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/errcode.h"
 #include "nbiutil/hugetask.h"
 #include "nbiutil/nbitaskmgr.h"
 #include "nbiutil/processexception.h"
-#include "support/recordinghost.h"
 #include "support/tasks.h"
 
 namespace nbitest {

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/nbitaskmgr.h"
-#include "support/recordinghost.h"
 
 namespace NS_UTIL {
 namespace {

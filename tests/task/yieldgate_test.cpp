@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/ad.h"
 #include "nbiutil/processexception.h"
-#include "support/recordinghost.h"
 #include "support/sleeper.h"
 #include "support/yields.h"
 #include "task/worktokens.h"

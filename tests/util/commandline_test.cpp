@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/selfutilcommon.h"
 #include "nbiutil/zipfile.h"
-#include "support/recordinghost.h"
 #include "support/testdirectory.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/selfutilcommon.h"
-#include "support/recordinghost.h"
 #include "support/testdirectory.h"
 
 namespace nbitest {

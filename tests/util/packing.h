@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/zipfile.h"
 #include "support/inchild.h"
-#include "support/recordinghost.h"
 #include "support/testdirectory.h"
 
 namespace nbitest {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/recordinghost.h"
+#include "nbihost/recordinghost.h"
 #include "support/testdirectory.h"
 
 namespace northbound {

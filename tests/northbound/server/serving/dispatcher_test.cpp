@@ -5,9 +5,9 @@
 #include <string>
 #include <variant>
 
+#include "nbihost/recordinghost.h"
 #include "server/serving/usersessions.h"
 #include "shared/names.h"
-#include "support/recordinghost.h"
 
 namespace northbound {
 namespace {

@@ -4,8 +4,8 @@
 
 #include <string>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/threadcontextmgr.h"
-#include "support/recordinghost.h"
 
 namespace northbound {
 namespace {

@@ -7,11 +7,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/processexception.h"
 #include "server/serving/failure.h"
 #include "server/serving/requestscope.h"
 #include "shared/names.h"
-#include "support/recordinghost.h"
 
 namespace northbound {
 namespace {

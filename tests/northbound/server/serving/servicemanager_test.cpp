@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "nbihost/recordinghost.h"
 #include "northbound/servicesocket.h"
-#include "support/recordinghost.h"
 #include "support/testdirectory.h"
 
 namespace northbound {

@@ -6,9 +6,9 @@
 #include <set>
 #include <string>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/processexception.h"
 #include "shared/passworddigest.h"
-#include "support/recordinghost.h"
 
 namespace northbound {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "nbihost/recordinghost.h"
 #include "shared/names.h"
-#include "support/recordinghost.h"
 
 namespace northbound {
 namespace {
