@@ -43,7 +43,7 @@ timespec TimeOf(std::int64_t nNanoseconds)
 
 void KeepLength(std::int64_t nLength)
 {
-    const std::lock_guard<std::mutex> guard(g_LengthsMutex);
+    std::lock_guard<std::mutex> guard(g_LengthsMutex);
     if (g_pLengths != nullptr) g_pLengths->emplace_back(nLength);
 }
 
@@ -57,14 +57,14 @@ std::int64_t TrueLength(std::int64_t nLength)
 
 FastClock::FastClock()
 {
-    const std::lock_guard<std::mutex> guard(g_LengthsMutex);
+    std::lock_guard<std::mutex> guard(g_LengthsMutex);
     g_pLengths = new std::vector<std::chrono::nanoseconds>;
     g_bFast = true;
 }
 
 FastClock::~FastClock()
 {
-    const std::lock_guard<std::mutex> guard(g_LengthsMutex);
+    std::lock_guard<std::mutex> guard(g_LengthsMutex);
     g_bFast = false;
     delete g_pLengths;
     g_pLengths = nullptr;
@@ -72,7 +72,7 @@ FastClock::~FastClock()
 
 std::vector<std::chrono::nanoseconds> FastClock::Lengths() const
 {
-    const std::lock_guard<std::mutex> guard(g_LengthsMutex);
+    std::lock_guard<std::mutex> guard(g_LengthsMutex);
     return *g_pLengths;
 }
 

@@ -23,7 +23,7 @@ public:
     /// \return 0 when the last line is too young; else the events since that, this one included
     unsigned long Count()
     {
-        const std::lock_guard<std::mutex> guard(m_Mutex);
+        std::lock_guard<std::mutex> guard(m_Mutex);
         ++m_nEvents;
         const Clock::time_point now = m_Now();
         if (m_bTold && now - m_Told < m_Period) return 0;
