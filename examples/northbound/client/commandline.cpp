@@ -92,6 +92,17 @@ void AddCollect(CLI::App& app, CommandLine& line)
     });
 }
 
+void AddCancel(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand("cancel", "End a collection of one's own");
+    pCommand->add_option("OPERATION", line.m_Operation, "Its operation, as tasks lists it")->required();
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return CancelCollection(session, line.m_Output, line.m_Operation);
+        };
+    });
+}
+
 void AddTasks(CLI::App& app, CommandLine& line)
 {
     CLI::App* const pCommand = app.add_subcommand("tasks", "List the running huge tasks");
@@ -190,6 +201,7 @@ void Describe(CLI::App& app, CommandLine& line)
     AddPlain(app, line, "inventory", "List the machine's network interfaces", ShowInventory);
     AddCounters(app, line);
     AddCollect(app, line);
+    AddCancel(app, line);
     AddTasks(app, line);
     AddConfig(app, line);
     AddLogin(app, line);

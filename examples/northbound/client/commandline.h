@@ -26,6 +26,7 @@ struct CommandLine {
     std::string m_PasswordFile = "-";
     std::string m_Port;
     std::string m_Code;
+    std::string m_Operation;
     CollectOptions m_Collect;
     ConfigOptions m_Config;
     TasksOptions m_Tasks;

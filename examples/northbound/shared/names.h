@@ -41,6 +41,8 @@ constexpr unsigned int NOT_LOGGED_IN = 0x4E42000CU;
 constexpr unsigned int NOT_ALLOWED = 0x4E42000DU;
 /// Too many logins at once, or too many that failed; the detail says when to try again.
 constexpr unsigned int TRY_LATER = 0x4E42000EU;
+/// A collection was cancelled, or its caller has gone.
+constexpr unsigned int CANCELLED = 0x4E42000FU;
 }  // namespace ErrCode
 
 }  // namespace northbound

@@ -88,6 +88,7 @@ TEST_F(SessionsTest, EachUserReachesAsFarAsItsRole)
     ExpectRefused("rita", collect, tooFar + "reader");
     ExpectRefused("rita", {"sessions"}, tooFar + "reader");
     EXPECT_EQ(Ask("carl", collect).m_nExitCode, 0);
+    ExpectRefused("rita", {"cancel", "x"}, tooFar + "reader");
     ExpectRefused("carl", {"config", "set", "HugeTaskLimit", "5"}, tooFar + "collector");
     ExpectRefused("carl", {"stop"}, tooFar + "collector");
     const Outcome sessions = Ask("anna", {"sessions"});

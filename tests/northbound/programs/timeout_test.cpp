@@ -87,8 +87,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Words{"collect", Loopback(), "--duration", "3600"},
                       Words{"collect", Loopback(), "--duration", "3600", "--quiet"}, Words{"tasks"},
                       Words{"tasks", "--watch"}, Words{"config", "set", "HugeTaskLimit", "5"},
-                      Words{"login", "FILE"}, Words{"logout"}, Words{"sessions"}, Words{"stop"},
-                      Words{"pubkey"}, Words{"send-secret", "--encrypt", "FILE"}),
+                      Words{"login", "FILE"}, Words{"cancel", "x"}, Words{"logout"}, Words{"sessions"},
+                      Words{"stop"}, Words{"pubkey"}, Words{"send-secret", "--encrypt", "FILE"}),
     NameOf);
 
 }  // namespace

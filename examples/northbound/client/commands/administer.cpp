@@ -22,6 +22,15 @@ int SetItem(const Session& session, const OutputOptions& output, const ConfigOpt
     return EXIT_DONE;
 }
 
+int CancelCollection(const Session& session, const OutputOptions& output, const std::string& operation)
+{
+    session.Server()->Cancel(session.Who(), operation.c_str());
+    std::cout << (output.m_bJson ? JsonObject().Text("cancelled", operation).Done()
+                                 : Printable(operation) + " is cancelled")
+              << '\n';
+    return EXIT_DONE;
+}
+
 int StopServer(const Session& session, const OutputOptions& output)
 {
     session.Server()->Stop(session.Who());

@@ -37,6 +37,9 @@ int ShowCounters(const Session& session, const OutputOptions& output, const std:
 /// files, if it is asked for and a collection has made one.
 int RunCollections(const Session& session, const OutputOptions& output, const CollectOptions& options);
 
+/// Ends the collection with this operation UUID.
+int CancelCollection(const Session& session, const OutputOptions& output, const std::string& operation);
+
 /// Changes an item of the server's configuration file.
 int SetItem(const Session& session, const OutputOptions& output, const ConfigOptions& options);
 

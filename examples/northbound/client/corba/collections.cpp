@@ -18,8 +18,10 @@ void Collection::Carry(const Session& session, unsigned int nTimeout)
 {
     const omni_thread::ensure_self self;  // the ORB keeps the time limit in a record of its own threads
     Session::LimitAnswerTime(m_Work.duration + nTimeout);
+    Northbound::Caller who = session.Who();
+    who.patience = m_Work.duration + nTimeout;
     try {
-        m_pResult.reset(session.Server()->Collect(session.Who(), m_Work));
+        m_pResult.reset(session.Server()->Collect(who, m_Work));
     } catch (const Northbound::OperationFailed& e) {
         m_pRefusal = std::make_unique<Northbound::OperationFailed>(e);
     } catch (const CORBA::SystemException& e) {

@@ -38,6 +38,7 @@ Session::Session(const std::string& server, const std::string& user, const std::
     m_Manager = Northbound::Manager::_unchecked_narrow(object);
     m_Who.user = user.c_str();
     m_Who.key = key.c_str();
+    m_Who.patience = static_cast<CORBA::ULong>(timeout.count());
     LimitAnswerTime(static_cast<unsigned int>(timeout.count()));
 }
 

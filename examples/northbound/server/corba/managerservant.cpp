@@ -1,5 +1,7 @@
 #include "server/corba/managerservant.h"
 
+#include <chrono>
+#include <functional>
 #include <utility>
 #include <variant>
 
@@ -10,6 +12,15 @@
 
 namespace northbound {
 namespace {
+
+/// \param nPatience milliseconds that the caller waits; 0: no matter how long
+std::function<bool()> WhetherGone(int nSocket, CORBA::ULong nPatience)
+{
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end =
+        nPatience == 0 ? Clock::time_point::max() : Clock::now() + std::chrono::milliseconds(nPatience);
+    return [nSocket, end] { return Clock::now() > end || HasHungUp(nSocket); };
+}
 
 /// One method per operation: the request as a plain struct, the answer translated back.
 class ManagerServant final : public POA_Northbound::Manager {
@@ -35,6 +46,11 @@ public:
                                           const Northbound::CollectionOrder& work) override
     {
         return ToIdl(Ask<northbound::Collect>(who, {work.dn.in(), work.interval, work.duration}));
+    }
+
+    void Cancel(const Northbound::Caller& who, const char* pOperation) override
+    {
+        Ask<northbound::Cancel>(who, {pOperation});
     }
 
     Northbound::PackResult* Pack(const Northbound::Caller& who, const Northbound::PackOrder& work) override
@@ -87,7 +103,8 @@ private:
     typename Operation::Result Ask(const Northbound::Caller& who, typename Operation::Request request)
     {
         const Peer& peer = CurrentPeer();
-        const Caller caller{who.user.in(), peer.m_Address, peer.m_bLocal, who.key.in()};
+        Caller caller{who.user.in(), peer.m_Address, peer.m_bLocal, who.key.in()};
+        caller.m_HasGone = WhetherGone(peer.m_nSocket, who.patience);
         auto outcome = m_Service.Ask<Operation>(caller, std::move(request));
         if (const Failure* const pFailure = std::get_if<Failure>(&outcome)) {
             throw Northbound::OperationFailed(pFailure->m_nCode, pFailure->m_Detail.c_str());

@@ -8,7 +8,11 @@
 #include <omniORB4/internal/giopStrand.h>
 #include <omniORB4/internal/giopRope.h>
 #include <omniORB4/internal/GIOP_S.h>
+#include <omniORB4/tcpConnection.h>
+#include <omniORB4/unixConnection.h>
 // clang-format on
+
+#include <poll.h>
 
 #include <chrono>
 
@@ -25,13 +29,22 @@ Peer PeerAt(const std::string& address)
 {
     const std::string tcp = "giop:tcp:";
     const std::string local = "giop:unix:";
-    if (address.compare(0, local.size(), local) == 0) return {"local", true};
-    return {address.compare(0, tcp.size(), tcp) == 0 ? address.substr(tcp.size()) : address, false};
+    if (address.compare(0, local.size(), local) == 0) return {"local", true, -1};
+    return {address.compare(0, tcp.size(), tcp) == 0 ? address.substr(tcp.size()) : address, false, -1};
+}
+
+int SocketOf(omni::giopConnection* pConnection)
+{
+    if (const auto* const pTcp = dynamic_cast<omni::tcpConnection*>(pConnection)) return pTcp->handle();
+    if (const auto* const pUnix = dynamic_cast<omni::unixConnection*>(pConnection)) return pUnix->handle();
+    return -1;
 }
 
 CORBA::Boolean NotePeer(omni::omniInterceptors::serverReceiveRequest_T::info_T& info)
 {
-    t_Peer = PeerAt(info.giop_s.strand().connection->peeraddress());
+    omni::giopConnection* const pConnection = info.giop_s.strand().connection;
+    t_Peer = PeerAt(pConnection->peeraddress());
+    t_Peer.m_nSocket = SocketOf(pConnection);
     return true;
 }
 
@@ -88,6 +101,12 @@ void LimitConnections(std::size_t nMost)
 void NotePeers()
 {
     omniORB::getInterceptors()->serverReceiveRequest.add(NotePeer);
+}
+
+bool HasHungUp(int nSocket)
+{
+    pollfd one{nSocket, POLLRDHUP, 0};
+    return nSocket >= 0 && poll(&one, 1, 0) > 0 && (one.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
 }
 
 const Peer& CurrentPeer()

@@ -16,7 +16,11 @@ void NotePeers();
 struct Peer {
     std::string m_Address;  // "<address>:<port>"; "local" for one without
     bool m_bLocal = false;  // came through the local socket
+    int m_nSocket = -1;     // open for as long as the request is under way
 };
+
+/// Whether the other side of \p nSocket has closed it.
+bool HasHungUp(int nSocket);
 
 /// The client whose request this thread of the ORB serves.
 const Peer& CurrentPeer();

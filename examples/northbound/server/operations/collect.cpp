@@ -1,5 +1,6 @@
 #include "server/operations/collect.h"
 
+#include "nbihost/standalone.h"
 #include "server/serving/failure.h"
 #include "shared/names.h"
 
@@ -13,11 +14,28 @@ constexpr unsigned int MAX_DURATION = 24U * 3600U * 1000U;  // milliseconds
 
 }  // namespace
 
-Collect::Result Collect::Run(const Request& request, const Caller& /*caller*/) const
+Collect::Result Collect::Run(const Request& request, const Caller& caller) const
 {
-    const CollectionOutcome outcome = m_Book.Collect(CheckedPlan(request));
+    CollectionPlan plan = CheckedPlan(request);
+    plan.m_HasGone = caller.m_HasGone;
+    const CollectionOutcome outcome = m_Book.Collect(plan);
     return {outcome.m_Operation, outcome.m_File, outcome.m_nSamples,
             Named(m_Element.m_Catalogue, outcome.m_Increase)};
+}
+
+Cancel::Result Cancel::Run(const Request& request, const Caller& caller) const
+{
+    const CollectionProgress progress = m_Book.Find(request.m_Operation);
+    if (progress.m_nPlanned == 0) {
+        ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE,
+                     "no collection \"" + request.m_Operation + "\" is under way");
+    }
+    if (caller.m_Role != Role::ADMIN && progress.m_User != caller.m_User) {
+        ThrowFailure(ErrCode::NOT_ALLOWED, MODULE, "the collection is another user's");
+    }
+    m_Book.Cancel(request.m_Operation);
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "collection %s is cancelled", request.m_Operation.c_str());
+    return {};
 }
 
 /// Before the limits are asked: nothing that does not exist is ever counted under them.
@@ -34,7 +52,7 @@ CollectionPlan Collect::CheckedPlan(const Request& request) const
                      "a duration of " + std::to_string(request.m_nDuration) +
                          " ms is shorter than the interval or longer than a day");
     }
-    return {request.m_Dn, port, request.m_nInterval, request.m_nDuration};
+    return {request.m_Dn, port, request.m_nInterval, request.m_nDuration, {}};
 }
 
 }  // namespace northbound

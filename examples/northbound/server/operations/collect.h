@@ -43,6 +43,27 @@ private:
     CollectionBook& m_Book;
 };
 
+/// Ends a collection of the caller's own; an admin ends anybody's.
+class Cancel {
+public:
+    static constexpr Profile PROFILE{15, "cancel", Place::REQUEST_THREAD, Role::COLLECTOR};
+
+    struct Request {
+        std::string m_Operation;  // operation UUID without tags
+
+        std::vector<BoundedText> Texts() const { return {{"the operation", m_Operation, MAX_NAME}}; }
+    };
+    struct Result {};
+
+    explicit Cancel(CollectionBook& book) : m_Book(book) {}
+
+    /// \throws ProcessException BAD_ARGUMENT when there is no such collection, NOT_ALLOWED when it is another user's
+    Result Run(const Request& request, const Caller& caller) const;
+
+private:
+    CollectionBook& m_Book;
+};
+
 /// The collections that run, and how far they are.
 class HugeTasks {
 public:

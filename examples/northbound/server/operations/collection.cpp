@@ -1,5 +1,6 @@
 #include "server/operations/collection.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "nbihost/standalone.h"
@@ -22,10 +23,32 @@ std::chrono::milliseconds OffsetOf(const CollectionPlan& plan, unsigned int nSam
     return Milliseconds(static_cast<Milliseconds::rep>(nSample) * plan.m_nInterval);
 }
 
-[[noreturn]] void ThrowCutShort(unsigned int nTaken, const CollectionPlan& plan, const std::string& file)
+/// How long a collection that nobody wants may go on.
+constexpr std::chrono::milliseconds LOOK(250);
+
+/// What ends the wait for a sample.
+enum class Wake { SAMPLE, STOP, CANCEL, CALLER_GONE };
+
+Wake WaitForSample(const CollectionEnvironment& environment, const CollectionPlan& plan,
+                   const std::string& operation, Clock::time_point when)
 {
-    ThrowFailure(ErrCode::CUT_SHORT, MODULE,
-                 "the server stopped after " + std::to_string(nTaken) + " of " +
+    for (;;) {
+        if (environment.m_Board.Find(operation).m_bCancelled) return Wake::CANCEL;
+        if (plan.m_HasGone && plan.m_HasGone()) return Wake::CALLER_GONE;
+        const Clock::time_point next = std::min(when, Clock::now() + LOOK);
+        if (environment.m_Stop.WaitUntil(next)) return Wake::STOP;
+        if (next == when) return Wake::SAMPLE;
+    }
+}
+
+[[noreturn]] void ThrowEnded(Wake wake, unsigned int nTaken, const CollectionPlan& plan,
+                             const std::string& file)
+{
+    const char* const pWhy = wake == Wake::STOP     ? "the server stopped"
+                             : wake == Wake::CANCEL ? "the collection was cancelled"
+                                                    : "the caller has gone";
+    ThrowFailure(wake == Wake::STOP ? ErrCode::CUT_SHORT : ErrCode::CANCELLED, MODULE,
+                 std::string(pWhy) + " after " + std::to_string(nTaken) + " of " +
                      std::to_string(plan.Samples()) + " samples; they are in " + file);
 }
 
@@ -43,7 +66,8 @@ CollectionOutcome TakeSamples(const CollectionEnvironment& environment, const Co
     Figures first;
     Figures last;
     for (unsigned int i = 0; i < plan.Samples(); ++i) {
-        if (environment.m_Stop.WaitUntil(start + OffsetOf(plan, i))) ThrowCutShort(i, plan, file.Path());
+        const Wake wake = WaitForSample(environment, plan, operation, start + OffsetOf(plan, i));
+        if (wake != Wake::SAMPLE) ThrowEnded(wake, i, plan, file.Path());
         environment.m_Element.m_Machine.Require(plan.m_Port);
         last = reader.Read(plan.m_Port);
         if (i == 0) first = last;

@@ -2,6 +2,7 @@
 /// One performance collection: a port's counters, sampled into a file.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "server/figures/element.h"
@@ -14,8 +15,9 @@ namespace northbound {
 struct CollectionPlan {
     std::string m_Dn;
     std::string m_Port;
-    unsigned int m_nInterval = 0;  // milliseconds
-    unsigned int m_nDuration = 0;  // milliseconds
+    unsigned int m_nInterval = 0;       // milliseconds
+    unsigned int m_nDuration = 0;       // milliseconds
+    std::function<bool()> m_HasGone{};  // see Caller
 
     unsigned int Samples() const { return m_nDuration / m_nInterval + 1; }
 };
@@ -35,9 +37,10 @@ struct CollectionEnvironment {
     std::string m_Directory;
 };
 
-/// Samples the port's counters into a CSV file until the plan is fulfilled. Looks for the stop at each sample.
+/// Samples the port's counters into a CSV file until the plan is fulfilled. Looks for the stop at each sample, and
+/// four times a second whether it is cancelled or its caller has gone.
 /// \param operation operation UUID without tags; its entry on the board tells how far the collection is
-/// \throws ProcessException CUT_SHORT at the stop, and the file keeps its ".part" name; FILE_NOT_WRITTEN,
+/// \throws ProcessException CUT_SHORT at the stop and CANCELLED, and the file keeps its ".part" name; FILE_NOT_WRITTEN,
 ///         UNKNOWN_OBJECT when the port has gone, NO_FIGURES
 CollectionOutcome TakeSamples(const CollectionEnvironment& environment, const CollectionPlan& plan,
                               const std::string& operation);

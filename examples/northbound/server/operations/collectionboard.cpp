@@ -49,6 +49,13 @@ void CollectionBoard::Step(const std::string& operation)
     if (found != m_Entries.end()) ++found->second.m_nTaken;
 }
 
+void CollectionBoard::Cancel(const std::string& operation)
+{
+    const Guard guard(m_Mutex);
+    const auto found = m_Entries.find(operation);
+    if (found != m_Entries.end()) found->second.m_bCancelled = true;
+}
+
 void CollectionBoard::Leave(const std::string& operation)
 {
     const Guard guard(m_Mutex);

@@ -14,6 +14,7 @@ struct CollectionProgress {
     std::string m_User;
     unsigned int m_nTaken = 0;
     unsigned int m_nPlanned = 0;
+    bool m_bCancelled = false;
 };
 
 struct CollectionLimits {
@@ -35,6 +36,7 @@ public:
     /// \return false, and nothing changes, when as many are entered as may be
     bool Enter(const std::string& operation, const CollectionProgress& progress);
     void Step(const std::string& operation);
+    void Cancel(const std::string& operation);
     void Leave(const std::string& operation);
 
     /// Waits until \p operation has left; a second at most.

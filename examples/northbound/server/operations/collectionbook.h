@@ -28,6 +28,12 @@ public:
 
     virtual std::vector<RunningCollection> Running() const = 0;
 
+    /// All zero and empty for a collection that is not under way; \p operation is an operation UUID without tags.
+    virtual CollectionProgress Find(const std::string& operation) const = 0;
+
+    /// Ends the collection within a second; one that waits for a worker, as soon as it has one.
+    virtual void Cancel(const std::string& operation) = 0;
+
 protected:
     CollectionBook() = default;
     CollectionBook(const CollectionBook&) = default;

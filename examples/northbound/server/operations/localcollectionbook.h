@@ -21,6 +21,11 @@ public:
 
     CollectionOutcome Collect(const CollectionPlan& plan) override;
     std::vector<RunningCollection> Running() const override;
+    CollectionProgress Find(const std::string& operation) const override
+    {
+        return m_Environment.m_Board.Find(operation);
+    }
+    void Cancel(const std::string& operation) override { m_Environment.m_Board.Cancel(operation); }
 
 private:
     NS_UTIL::DBAgent& m_Agent;

@@ -23,9 +23,10 @@ Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& ed
       m_Book(m_Dispatcher.Agent(), {m_Element, m_Board, stop, settings.m_CollectionDirectory}),
       m_Packer(settings.m_CollectionDirectory),
       m_Operations(Inventory(m_Element), Columns(m_Element.m_Catalogue), ReadCounters(m_Element),
-                   Collect(m_Element, m_Book), HugeTasks(m_Book), Stop(std::move(requestStop)), PublicKey(),
-                   SendSecret(), Challenge(m_LoginGate), Login(m_Sessions, m_LoginGate), Logout(m_Sessions),
-                   Sessions(m_Sessions), Pack(m_Packer), SetItem(editor))
+                   Collect(m_Element, m_Book), Cancel(m_Book), HugeTasks(m_Book),
+                   Stop(std::move(requestStop)), PublicKey(), SendSecret(), Challenge(m_LoginGate),
+                   Login(m_Sessions, m_LoginGate), Logout(m_Sessions), Sessions(m_Sessions), Pack(m_Packer),
+                   SetItem(editor))
 {
     Apply(settings);
 }

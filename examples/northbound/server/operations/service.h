@@ -25,8 +25,8 @@ namespace northbound {
 /// Threads: any number of request threads. Outlives the front ends and the pools.
 class Service {
 public:
-    using Operations = std::tuple<Inventory, Columns, ReadCounters, Collect, HugeTasks, Stop, PublicKey,
-                                  SendSecret, Challenge, Login, Logout, Sessions, Pack, SetItem>;
+    using Operations = std::tuple<Inventory, Columns, ReadCounters, Collect, Cancel, HugeTasks, Stop,
+                                  PublicKey, SendSecret, Challenge, Login, Logout, Sessions, Pack, SetItem>;
 
     /// \param catalogue   which figures the ports have
     /// \param requestStop starts the server's end and returns at once

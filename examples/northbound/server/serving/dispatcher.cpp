@@ -41,6 +41,13 @@ void Dispatcher::Admit(const Profile& operation, const Caller& caller)
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "request accepted");
 }
 
+/// Work that has queued for long may be nobody's by now.
+void Dispatcher::CheckWaiting(const Caller& caller)
+{
+    if (!caller.m_HasGone || !caller.m_HasGone()) return;
+    ThrowFailure(ErrCode::NOT_CARRIED_OUT, MODULE, "its caller no longer waits");
+}
+
 void Dispatcher::CheckSizes(const std::vector<BoundedText>& texts)
 {
     for (const BoundedText& text : texts) {

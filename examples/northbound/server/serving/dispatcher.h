@@ -60,12 +60,14 @@ private:
         } else {
             return ResultFromPool(m_Agent, PLACE == Place::POOL_0 ? 0 : 1,
                                   [&operation, caller, request = std::move(request)] {
+                                      CheckWaiting(caller);
                                       return operation.Run(request, caller);
                                   });
         }
     }
 
     static void Admit(const Profile& operation, const Caller& caller);
+    static void CheckWaiting(const Caller& caller);
     static void CheckSizes(const std::vector<BoundedText>& texts);
     static Failure Refused(unsigned int nCode, const std::string& detail);
     static Failure Unforeseen(const std::exception& cause);

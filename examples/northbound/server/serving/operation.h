@@ -2,6 +2,7 @@
 /// What the server has to know of an operation, and an operation of its caller.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "server/serving/failure.h"
@@ -17,6 +18,8 @@ struct Caller {
     bool m_bLocal = false;  // came through a way that is open to the server's own user alone
     std::string m_Key{};    // of its session; "" without one
     Role m_Role = Role::NONE;
+    std::function<bool()>
+        m_HasGone{};  // whether nobody waits for the answer any more; empty: the front end cannot tell
 };
 
 /// "<address>:<port>" without the port, which each connection has for itself.

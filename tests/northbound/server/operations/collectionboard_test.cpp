@@ -76,6 +76,18 @@ TEST_F(CollectionBoardTest, ProgressIsThatOfTheOperation)
     EXPECT_EQ(m_Board.Find("none").m_nPlanned, 0u);
 }
 
+TEST_F(CollectionBoardTest, CancellationIsThatOfTheOperation)
+{
+    m_Board.SetLimits({3, 0});
+    Enter("a");
+    Enter("b");
+    m_Board.Cancel("b");
+    m_Board.Cancel("none");
+    EXPECT_FALSE(m_Board.Find("a").m_bCancelled);
+    EXPECT_TRUE(m_Board.Find("b").m_bCancelled);
+    EXPECT_FALSE(m_Board.Find("none").m_bCancelled);
+}
+
 TEST_F(CollectionBoardTest, WaitEndsWhenTheOperationLeaves)
 {
     m_Board.SetLimits({3, 0});

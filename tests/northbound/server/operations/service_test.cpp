@@ -84,6 +84,8 @@ TEST_F(ServiceTest, EveryOperationAnswersWithoutAFrontEnd)
     const Collect::Result collected = Ask<Collect>({Loopback(), 10, 20});
     EXPECT_EQ(collected.m_nSamples, 3u);
     EXPECT_THAT(collected.m_File, HasSubstr("/perf-lo-" + collected.m_Operation + ".csv"));
+    m_Driven.insert(Cancel::PROFILE.m_pName);
+    EXPECT_EQ(CodeOf(m_Server.Ask<Cancel>({collected.m_Operation})), ErrCode::BAD_ARGUMENT) << "it is over";
     Ask<HugeTasks>({});
     EXPECT_EQ(Ask<Pack>({"gzip", 1}).m_Archives, std::list<std::string>{collected.m_File + ".gz"});
 

@@ -21,6 +21,18 @@ struct Probe {
     static Result Run(const Request& /*request*/, const Caller& /*caller*/) { return {}; }
 };
 
+struct ProbeInPool {
+    static constexpr Profile PROFILE{1, "probe", Place::POOL_1, Role::NONE};
+    struct Request {};
+    struct Result {};
+    Result Run(const Request& /*request*/, const Caller& /*caller*/)
+    {
+        ++m_nRuns;
+        return {};
+    }
+    int m_nRuns = 0;
+};
+
 class DispatcherTest : public ::testing::Test {
 protected:
     /// What \p caller gets from a server that gives those from the network \p anonymous: 0 for an answer.
@@ -51,6 +63,25 @@ TEST_F(DispatcherTest, CallerFromTheNetworkReachesAsFarAsItsRole)
     EXPECT_EQ(CodeFor<Role::COLLECTOR>(Role::COLLECTOR, m_Remote), 0u);
     EXPECT_EQ(CodeFor<Role::ADMIN>(Role::COLLECTOR, m_Remote), ErrCode::NOT_ALLOWED);
     EXPECT_EQ(CodeFor<Role::ADMIN>(Role::ADMIN, m_Remote), 0u);
+}
+
+/// Its work waited in a pool's queue until nobody wanted it any more.
+TEST_F(DispatcherTest, WorkOfACallerThatHasGoneIsNotBegun)
+{
+    ProbeInPool operation;
+    UserSessions sessions(Role::NONE);
+    Dispatcher dispatcher(sessions, 1);
+    Caller caller = m_Local;
+    caller.m_HasGone = [] { return true; };
+    const auto outcome = dispatcher.Ask(operation, caller, {});
+    ASSERT_NE(std::get_if<Failure>(&outcome), nullptr);
+    EXPECT_EQ(std::get<Failure>(outcome).m_nCode, ErrCode::NOT_CARRIED_OUT);
+    EXPECT_EQ(std::get<Failure>(outcome).m_Detail, "its caller no longer waits");
+    EXPECT_EQ(operation.m_nRuns, 0);
+    caller.m_HasGone = [] { return false; };
+    const auto served = dispatcher.Ask(operation, caller, {});
+    EXPECT_EQ(std::get_if<Failure>(&served), nullptr);
+    EXPECT_EQ(operation.m_nRuns, 1);
 }
 
 TEST_F(DispatcherTest, LocalCallerIsAdmin)
