@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # What the libraries promise to programs that are linked with them, held against what was kept.
 # usage: contract.sh check|write BUILD_DIR PROJECT_DIR [LIST]
-# packaging/contract/exported-symbols.txt has every exported name with the version that it came with; the .abi files there
-# have the types behind them. While there are no .abi files, changes are listed and not refused. "write" keeps the names as
-# they are (to LIST, if given), and the types where there are .abi files already or KEEP_TYPES=yes is set. The types need a build with debug
-# information.
+# packaging/contract/exported-symbols.txt has every exported name with the version that it came with; the .abi.xz files there
+# have the types behind them. While there are none of them, changes are listed and not refused. "write" keeps the names as
+# they are (to LIST, if given), and the types where there are such files already or KEEP_TYPES=yes is set. The types need a
+# build with debug information.
 set -eu
 action=$1 build=$2 source=$3
 export LC_ALL=C
@@ -46,7 +46,10 @@ if [ "$action" = write ]; then
     cp "$scratch/list" "${4:-$list}"
     [ -z "${4:-}" ] || exit 0
     for one in "${!library[@]}"; do
-        if [ -e "$kept/$one.abi" ] || [ "${KEEP_TYPES:-}" = yes ]; then types "$one" "$kept/$one.abi"; fi
+        if [ -e "$kept/$one.abi.xz" ] || [ "${KEEP_TYPES:-}" = yes ]; then
+            types "$one" "$scratch/now.abi"
+            xz -9 -c "$scratch/now.abi" >"$kept/$one.abi.xz"
+        fi
     done
     exit
 fi
@@ -60,12 +63,13 @@ if ! diff <(c++filt <"$then") <(c++filt <"$now") >"$scratch/diff"; then
 fi
 frozen=
 for one in "${!library[@]}"; do
-    [ -e "$kept/$one.abi" ] || continue
+    [ -e "$kept/$one.abi.xz" ] || continue
     frozen=yes
+    xz -dc "$kept/$one.abi.xz" >"$scratch/kept.abi"
     echo "-- types of ${library[$one]}"
     # New names are told above; whatever else differs may break a program.
     types "$one" "$scratch/now.abi"
-    abidiff --no-added-syms --drop-private-types "$kept/$one.abi" "$scratch/now.abi" || changed=yes
+    abidiff --no-added-syms --drop-private-types "$scratch/kept.abi" "$scratch/now.abi" || changed=yes
 done
 [ -n "$changed" ] || exit 0
 [ -z "$frozen" ] || { echo "the contract is frozen: docs/contract.md says what may change, and how"; exit 1; }
