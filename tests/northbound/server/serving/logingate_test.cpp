@@ -7,10 +7,10 @@
 #include <set>
 #include <string>
 
+#include "nbihost/recordinghost.h"
 #include "nbiutil/processexception.h"
 #include "shared/ciphertext.h"
 #include "shared/names.h"
-#include "support/recordinghost.h"
 
 namespace northbound {
 namespace {
