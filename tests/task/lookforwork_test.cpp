@@ -210,20 +210,26 @@ TEST_F(LookForWorkTest, TaskThatGoesBackToIdleFindsItsPlaceFromEitherEnd)
 class HeldTask : public TestTask {
 public:
     HeldTask(NBITaskMgr& pool, AD& ad, Action body)
-        : TestTask(ad, {}, [this] { m_bGone = true; }), m_Pool(pool), m_Body(std::move(body))
+        : HeldTask(pool, ad, std::move(body), std::make_shared<bool>(false))
     {
     }
     void Execute() override
     {
+        const std::shared_ptr<const bool> pGone = m_pGone;
         m_Pool.PushTask(this);
         m_Body();
-        EXPECT_FALSE(m_bGone);
+        EXPECT_FALSE(*pGone);
     }
 
 private:
+    HeldTask(NBITaskMgr& pool, AD& ad, Action body, const std::shared_ptr<bool>& pGone)
+        : TestTask(ad, {}, [pGone] { *pGone = true; }), m_Pool(pool), m_Body(std::move(body)), m_pGone(pGone)
+    {
+    }
+
     NBITaskMgr& m_Pool;
     Action m_Body;
-    bool m_bGone = false;
+    std::shared_ptr<bool> m_pGone;
 };
 
 TEST_F(LookForWorkTest, IdleTaskThatSomebodyRunsIsPassedOver)
