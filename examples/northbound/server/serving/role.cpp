@@ -1,12 +1,11 @@
 #include "server/serving/role.h"
 
-#include <array>
 #include <cstddef>
 
 namespace northbound {
 namespace {
 
-constexpr std::array<const char*, 4> NAMES{"none", "reader", "collector", "admin"};
+constexpr const char* NAMES[] = {"none", "reader", "collector", "admin"};
 
 }  // namespace
 
