@@ -3,6 +3,7 @@
 
 PROJECT_DIR=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 JOBS=$(nproc)
+TEST_JOBS=$JOBS  # tests that run side by side
 if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ] && command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache
 fi
@@ -111,7 +112,7 @@ check() {
 run_tests() {
     local folder="$PROJECT_DIR/build/$1" log="$PROJECT_DIR/build/$1/ctest.log" failed total skipped
     shift
-    ctest --test-dir "$folder" --parallel "$JOBS" --output-on-failure "$@" </dev/null 2>&1 |
+    ctest --test-dir "$folder" --parallel "$TEST_JOBS" --output-on-failure "$@" </dev/null 2>&1 |
         tee "$log" | grep -vE '^ +Start +[0-9]+: |  Passed +[0-9.]+ sec$'
     # "98% tests passed, 2 tests failed out of 130"; skipped ones are among the passed.
     read -r failed total < <(sed -nE 's/.* ([0-9]+) tests? failed out of ([0-9]+).*/\1 \2/p' "$log" | tail -n 1)
