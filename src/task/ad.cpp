@@ -45,9 +45,13 @@ bool AD::IsFinished() const
 {
     return m_pImpl->IsFinished();
 }
+/// With a reference of its own: a waiter sees "finished" without the mutex, and may drop the last handle, this
+/// one included, while the others are still being woken.
 void AD::Awake()
 {
-    m_pImpl->Awake();
+    AD_Impl* const pImpl = Share(m_pImpl);
+    pImpl->Awake();
+    LetGo(pImpl);
 }
 unsigned long AD::GetErrorCode()
 {

@@ -35,16 +35,16 @@ public:
     void Bind(Functor* pFunctor);
     void CallBack();
 
-    /// The handles count themselves in and out. The count alone would not need the mutex, so it goes without.
+    /// The handles count themselves in and out, and so does each call of Awake(). The count alone would not
+    /// need the mutex, so it goes without.
     void AddReference() { m_nReferences.fetch_add(1, std::memory_order_relaxed); }
-    /// The last handle takes the mutex and leaves it again: a waiter sees "finished" without the mutex, and
-    /// may drop the very handle whose Awake() another thread is still in.
-    /// \return true when the last handle has gone: the caller deletes.
-    bool DropReference();
+    /// \return true when the last reference has gone: the caller deletes.
+    bool DropReference() { return m_nReferences.fetch_sub(1, std::memory_order_acq_rel) == 1; }
 
 private:
+    /// \return false, and nothing is done, when the answer has been there already
     template <class Change>
-    void ChangeWhilePending(Change change);
+    bool ChangeWhilePending(Change change);
     bool FinishesSoon() const;
     void WaitInSlicesLocked();
     void ThrowOnFailure();

@@ -20,6 +20,7 @@ void TaskList::InsertBefore(NBITaskPlace& next, NBITask& task)
     NBITaskPlace& place = PlaceOf(task);
     place.m_pPrev = next.m_pPrev;
     place.m_pNext = &next;
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): whoever is in a list has both neighbours
     next.m_pPrev->m_pNext = &place;
     next.m_pPrev = &place;
 }

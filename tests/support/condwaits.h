@@ -30,8 +30,8 @@ private:
     std::function<void()> m_Instead;
 };
 
-/// While it lives, the next broadcast of this thread calls \p first, with the lock held, and wakes when that
-/// answers true. One at a time per thread.
+/// While it lives, the next broadcast of this thread calls \p first, and wakes when that answers true. One at a
+/// time per thread.
 class NextBroadcast {
 public:
     explicit NextBroadcast(std::function<bool()> first);

@@ -218,26 +218,22 @@ TEST_F(ADTest, HandlesComeAndGoOnManyThreads)
 
 // Guarded setters
 
-/// What the other thread does when it has seen "finished" without the lock: the handle, and with it the state,
-/// goes while the waker is still inside.
+/// What a waiter may do that has seen "finished" without the lock: the last handle goes while the waker is still
+/// inside, and the state only when the waker has left it.
 TEST_F(ADTest, StateOutlivesTheAwakeOfTheHandleThatItsWaiterDrops)
 {
     auto pHandle = std::make_unique<AD>();
-    AD* const pWaker = pHandle.get();
-    std::optional<Sleeper> dropper;
-    {
-        const NextBroadcast broadcast([&] {
-            dropper.emplace([&pHandle] {
-                EXPECT_TRUE(pHandle->IsFinished());
-                pHandle.reset();
-            });
-            EXPECT_FALSE(dropper->IsDone()) << "it waits for the waker to leave";
-            return !dropper->IsDone();
-        });
-        pWaker->Awake();
-    }
-    dropper->Join();
+    const NextBroadcast broadcast([&pHandle] {
+        EXPECT_TRUE(pHandle->IsFinished());
+        const long nBefore = LiveAllocations();
+        pHandle.reset();
+        EXPECT_EQ(LiveAllocations(), nBefore - 1) << "the handle alone";
+        return true;
+    });
+    const long nBefore = LiveAllocations();
+    pHandle.get()->Awake();
     EXPECT_EQ(pHandle, nullptr);
+    EXPECT_LE(LiveAllocations(), nBefore - 2) << "handle and state";
 }
 
 TEST_F(ADTest, OneHandleObjectServesAWaiterAndAWaker)
