@@ -2,9 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
+#include <iostream>
+#include <sstream>
 
 #include "client/commands/login.h"
 #include "client/commands/secrets.h"
+#include "client/view/json.h"
 #include "client/view/reasons.h"
 #include "shared/configfile.h"
 #include "shared/names.h"
@@ -13,6 +16,7 @@
 namespace northbound {
 namespace {
 
+constexpr const char* PROGRAM = "nbi-client";
 constexpr double DAY = 86400;  // seconds
 
 std::string DefaultUser()
@@ -21,13 +25,26 @@ std::string DefaultUser()
     return pUser == nullptr ? "-" : pUser;
 }
 
+std::string VersionAnswer(const OutputOptions& output)
+{
+    if (!output.m_bJson) return VersionText(PROGRAM);
+    const Version version = ThisVersion();
+    return JsonObject()
+        .Text("program", PROGRAM)
+        .Text("version", version.m_pNumber)
+        .Text("commit", version.m_pCommit)
+        .Text("built", version.m_pOptions)
+        .Done();
+}
+
 void AddGeneral(CLI::App& app, CommandLine& line)
 {
     line.m_User = DefaultUser();
     app.add_option("-s,--server", line.m_Server,
                    "Server, as <host>:<port> or unix:<path> (the local one of the same user)");
-    app.set_version_flag("--version", VersionText("nbi-client"),
-                         "Print version, commit and how it was built");
+    app.set_version_flag(
+        "--version", [&line] { return VersionAnswer(line.m_Output); },
+        "Print version, commit and how it was built");
     app.add_option("-u,--user", line.m_User, "On whose behalf; the server's log says it (your login name)");
     line.m_ConfigFile = ConfigFile("nbi-client.ini");
     app.add_option("-c,--config", line.m_ConfigFile,
@@ -190,11 +207,37 @@ void AddReason(CLI::App& app, CommandLine& line)
     });
 }
 
+/// What counts for the answer to a command line that makes no sense, or asks for help, wherever it stands.
+void ReadHowToAnswer(int nArgs, char** pArgs, CommandLine& line)
+{
+    CLI::App early;
+    early.set_help_flag();
+    early.allow_extras();
+    early.add_flag("--json", line.m_Output.m_bJson);
+    try {
+        early.parse(nArgs, pArgs);
+    } catch (const CLI::ParseError&) {
+        // The whole description tells what is wrong.
+    }
+}
+
+/// The text for --help or --version that \p asked for.
+void Answer(const CLI::App& app, const CLI::ParseError& asked, const OutputOptions& output)
+{
+    std::ostringstream text;
+    app.exit(asked, text);
+    if (output.m_bJson && dynamic_cast<const CLI::CallForVersion*>(&asked) == nullptr) {
+        ReportDone(output, JsonObject().Text("help", text.str()).Done(), "");
+    } else {
+        std::cout << text.str();
+    }
+}
+
 }  // namespace
 
 void Describe(CLI::App& app, CommandLine& line)
 {
-    app.name("nbi-client");
+    app.name(PROGRAM);
     app.description("Asks the northbound server about its machine");
     app.fallthrough();  // before the subcommands, which inherit it: general options may stand behind them
     AddGeneral(app, line);
@@ -220,13 +263,18 @@ void Describe(CLI::App& app, CommandLine& line)
 
 std::optional<int> Parse(int nArgs, char** pArgs, CommandLine& line)
 {
+    ReadHowToAnswer(nArgs, pArgs, line);
     CLI::App app;
     Describe(app, line);
     try {
         app.parse(nArgs, pArgs);
         return std::nullopt;
+    } catch (const CLI::Success& e) {
+        Answer(app, e, line.m_Output);
+        return EXIT_DONE;
     } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? EXIT_DONE : EXIT_BAD_USAGE;
+        const std::string hint = line.m_Output.m_bJson ? "" : "; --help tells more";
+        return ReportFailure(line.m_Output, Failure{"usage", EXIT_BAD_USAGE, e.what() + hint, {}, ""});
     }
 }
 

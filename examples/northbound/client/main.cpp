@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 
 #include "client/commandline.h"
 #include "client/commands/keyfile.h"
@@ -28,34 +27,21 @@ std::string LocalServer()
     return SOCKET_SCHEME + DefaultSocket();
 }
 
-int AskServer(const CommandLine& line)
+/// \param server whom the command asks, once that is known
+int AskServer(const CommandLine& line, std::string& server)
 {
-    std::string server = line.m_Server;
-    try {
-        if (server.empty()) server = LocalServer();
-        const Session session(server, line.m_User, KeyFile(server, line.m_User).Read(),
-                              Milliseconds(line.m_Timeout));
-        return line.m_Command(session);
-    } catch (const InputError& e) {
-        return ReportInputError(line.m_Output, e);
-    } catch (const Northbound::OperationFailed& e) {
-        return ReportRefusal(line.m_Output, e);
-    } catch (const CORBA::SystemException& e) {
-        return ReportNoServer(line.m_Output, server, e);
-    }
+    server = line.m_Server.empty() ? LocalServer() : line.m_Server;
+    const Session session(server, line.m_User, KeyFile(server, line.m_User).Read(),
+                          Milliseconds(line.m_Timeout));
+    return line.m_Command(session);
 }
 
-int RunCommand(const CommandLine& line)
+int RunCommand(const CommandLine& line, std::string& server)
 {
-    try {
-        nbihost::Host host(line.m_ConfigFile);
-        host.Start();
-        NS_UTIL::ErrorInfoMgr::Instance()->LoadErrorInfoFrmCfg(line.m_Language == "en");
-        return line.m_CommandWithoutServer ? line.m_CommandWithoutServer() : AskServer(line);
-    } catch (const nbihost::HostError& e) {
-        std::cerr << "nbi-client: " << e.what() << '\n';
-        return EXIT_BAD_USAGE;
-    }
+    nbihost::Host host(line.m_ConfigFile);
+    host.Start();
+    NS_UTIL::ErrorInfoMgr::Instance()->LoadErrorInfoFrmCfg(line.m_Language == "en");
+    return line.m_CommandWithoutServer ? line.m_CommandWithoutServer() : AskServer(line, server);
 }
 
 }  // namespace
@@ -63,8 +49,15 @@ int RunCommand(const CommandLine& line)
 int ClientMain(int nArgs, char** pArgs)
 {
     CommandLine line;
-    if (const std::optional<int> exitCode = Parse(nArgs, pArgs, line)) return *exitCode;
-    return RunCommand(line);
+    std::string server;
+    try {
+        if (const std::optional<int> exitCode = Parse(nArgs, pArgs, line)) return *exitCode;
+        return RunCommand(line, server);
+    } catch (const nbihost::HostError& e) {
+        return ReportFailure(line.m_Output, Failure{"input", EXIT_BAD_USAGE, e.what(), {}, ""});
+    } catch (...) {
+        return ReportFailure(line.m_Output, CurrentFailure(server));
+    }
 }
 
 }  // namespace northbound
@@ -72,7 +65,7 @@ int ClientMain(int nArgs, char** pArgs)
 int main(int nArgs, char** pArgs)
 {
     try {
-        return northbound::ClientMain(nArgs, pArgs);
+        return northbound::AfterOutput(northbound::ClientMain(nArgs, pArgs));
     } catch (...) {
         std::fputs("nbi-client: unforeseen failure\n", stderr);
         return 1;

@@ -6,6 +6,15 @@
 
 namespace northbound {
 
+/// What stands in this build's programs.
+struct Version {
+    const char* m_pNumber;
+    const char* m_pCommit;
+    const char* m_pOptions;  // compiler, type of the build and the like
+};
+
+Version ThisVersion();
+
 /// Version and commit of \p program, and how it was built; two lines.
 std::string VersionText(const std::string& program);
 

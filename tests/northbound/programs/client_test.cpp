@@ -43,7 +43,7 @@ TEST_F(ClientTest, JsonIsOneValueOnOneLine)
     EXPECT_EQ(std::count(inventory.m_Output.begin(), inventory.m_Output.end(), '\n'), 1);
     const Outcome counters = Client({"counters", "lo", "--json"});
     EXPECT_TRUE(StartsWith(counters.m_Output, "{\"dn\":\"" + Loopback() + "\",")) << counters.m_Output;
-    EXPECT_EQ(Client({"--json", "tasks"}).m_Output, "[]\n");
+    EXPECT_EQ(Client({"--json", "tasks"}).m_Output, "{\"tasks\":[]}\n");
 }
 
 TEST_F(ClientTest, PortGoesByItsNameOrByItsDistinguishedName)
@@ -62,9 +62,10 @@ TEST_F(ClientTest, FailedRequestGivesCodeAndDetailAndExitCodeOne)
         << text.m_Error;
     const Outcome json = Client({"--json", "counters", "nothing"});
     EXPECT_EQ(json.m_nExitCode, 1);
-    EXPECT_TRUE(StartsWith(json.m_Output,
-                           "{\"error\":{\"code\":1312948225,\"hex\":\"0x4E420001\","
-                           "\"detail\":\"there is no managed object \\\"nothing\\\"\""))
+    EXPECT_TRUE(
+        StartsWith(json.m_Output,
+                   "{\"error\":{\"kind\":\"refused\",\"exit\":1,\"code\":1312948225,\"hex\":\"0x4E420001\","
+                   "\"detail\":\"there is no managed object \\\"nothing\\\"\""))
         << json.m_Output;
     EXPECT_EQ(json.m_Error, "");
 }
@@ -89,7 +90,8 @@ TEST_F(ClientTest, RefusedCollectionGivesExitCodeOne)
     EXPECT_NE(text.m_Error.find("0x4E420002"), std::string::npos) << text.m_Error;
     const Outcome json = Client({"--json", "collect", "lo", "--interval", "0"});
     EXPECT_EQ(json.m_nExitCode, 1);
-    EXPECT_NE(json.m_Output.find("\"refusal\":{\"error\":{\"code\":1312948226"), std::string::npos);
+    EXPECT_NE(json.m_Output.find("\"error\":{\"kind\":\"refused\",\"exit\":1,\"code\":1312948226"),
+              std::string::npos);
 }
 
 TEST_F(ClientTest, TasksWaitsForAsManyAsAskedFor)

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <list>
+#include <optional>
 #include <thread>
 
 #include "client/commands/commands.h"
@@ -53,7 +54,7 @@ void WaitUntilOver(const Session& session, const Collections& collections, Progr
 void ShowUntilOver(const Session& session, const Collections& collections, bool bShow)
 {
     if (!bShow) return WaitUntilOver(session, collections, nullptr);
-    ProgressView view;
+    ProgressView view(false);
     WaitUntilOver(session, collections, &view);
     view.Show(Northbound::HugeTaskList());
 }
@@ -61,31 +62,36 @@ void ShowUntilOver(const Session& session, const Collections& collections, bool 
 /// The ORB cannot call off what other threads wait for, so the process ends around them.
 [[noreturn]] void EndWithCallsUnderWay(int nExitCode)
 {
-    std::cout << std::flush;
-    std::_Exit(nExitCode);
+    std::_Exit(AfterOutput(nExitCode));
 }
 
-std::string OutcomeJson(const Collection& collection)
+Failure FailureOf(const Session& session, const Collection& collection)
+{
+    return collection.Refusal() != nullptr ? RefusedBy(session.Address(), *collection.Refusal())
+                                           : NoAnswerFrom(session.Address(), *collection.NoServer());
+}
+
+std::string OutcomeJson(const Session& session, const Collection& collection)
 {
     JsonObject outcome;
     outcome.Text("dn", collection.Work().dn.in());
-    if (collection.Result() != nullptr) outcome.Raw("result", ToJson(*collection.Result()));
-    if (collection.Refusal() != nullptr) outcome.Raw("refusal", ToJson(*collection.Refusal()));
-    if (collection.NoServer() != nullptr) outcome.Text("noServer", collection.NoServer()->_name());
+    if (collection.Result() != nullptr) {
+        outcome.Raw("result", ToJson(*collection.Result()));
+    } else {
+        outcome.Raw("error", ErrorJson(FailureOf(session, collection)));
+    }
     return outcome.Done();
 }
 
-void PrintOutcome(const Collection& collection)
+void PrintOutcome(const Session& session, const Collection& collection)
 {
     const std::string dn = Printable(collection.Work().dn.in());
     if (const Northbound::CollectionResult* const pResult = collection.Result()) {
         std::cout << dn << ": " << pResult->samples << " samples; " << ToText(pResult->increase)
                   << "\n  file      " << Printable(pResult->file.in()) << "\n  operation "
                   << Printable(pResult->operation.in()) << '\n';
-    } else if (collection.Refusal() != nullptr) {
-        std::cerr << "nbi-client: " << dn << ": " << ToText(*collection.Refusal()) << '\n';
     } else {
-        std::cerr << "nbi-client: " << dn << ": no answer (" << collection.NoServer()->_name() << ")\n";
+        std::cerr << "nbi-client: " << dn << ": " << ToText(FailureOf(session, collection)) << '\n';
     }
 }
 
@@ -105,13 +111,25 @@ bool HasResult(const Collections& collections)
                        [](const Collection& c) { return c.Result() != nullptr; });
 }
 
-Northbound::PackResult* Pack(const Session& session, const CollectOptions& options)
+/// What became of the packing: one of the two.
+struct Packing {
+    Northbound::PackResult_var m_pResult;
+    std::optional<Failure> m_Failure;
+};
+
+Packing Pack(const Session& session, const CollectOptions& options)
 {
     Northbound::PackOrder work;
     work.method = options.m_PackMethod.c_str();
     work.perArchive =
         options.m_nPerArchive > 0 ? options.m_nPerArchive : static_cast<CORBA::ULong>(options.m_Ports.size());
-    return session.Server()->Pack(session.Who(), work);
+    Packing packing;
+    try {
+        packing.m_pResult = session.Server()->Pack(session.Who(), work);
+    } catch (const CORBA::Exception&) {
+        packing.m_Failure = CurrentFailure(session.Address());
+    }
+    return packing;
 }
 
 void PrintPacked(const Northbound::PackResult& packed)
@@ -131,22 +149,37 @@ std::string PackedJson(const Northbound::PackResult& packed)
     return JsonObject().Raw("archives", JsonArray(archives)).Number("waiting", packed.waiting).Done();
 }
 
-/// With \p pPacked the JSON is an object of the outcomes and of what was packed, else the outcomes alone.
-void PrintOutcomes(const Collections& collections, const OutputOptions& output,
-                   const Northbound::PackResult* pPacked)
+/// "null" where nothing was to be packed.
+std::string PackingJson(const std::optional<Packing>& packing)
 {
-    if (!output.m_bJson) {
-        for (const Collection& collection : collections) PrintOutcome(collection);
-        if (pPacked != nullptr) PrintPacked(*pPacked);
-        return;
+    if (!packing) return "null";
+    return packing->m_Failure ? ToJson(*packing->m_Failure) : PackedJson(packing->m_pResult.in());
+}
+
+void PrintOutcomes(const Session& session, const Collections& collections,
+                   const std::optional<Packing>& packing)
+{
+    for (const Collection& collection : collections) PrintOutcome(session, collection);
+    if (!packing) return;
+    if (packing->m_Failure) {
+        ReportFailure({}, *packing->m_Failure);
+    } else {
+        PrintPacked(packing->m_pResult.in());
     }
+}
+
+void PrintOutcomesAsJson(const Session& session, const Collections& collections,
+                         const std::optional<Packing>& packing)
+{
     std::vector<std::string> items;
-    for (const Collection& collection : collections) items.push_back(OutcomeJson(collection));
-    const std::string outcomes = JsonArray(items);
-    std::cout << (pPacked == nullptr
-                      ? outcomes
-                      : JsonObject().Raw("collections", outcomes).Raw("packed", PackedJson(*pPacked)).Done())
+    for (const Collection& collection : collections) items.push_back(OutcomeJson(session, collection));
+    std::cout << JsonObject().Raw("collections", JsonArray(items)).Raw("packed", PackingJson(packing)).Done()
               << '\n';
+}
+
+int ExitCodeOf(const std::optional<Packing>& packing)
+{
+    return packing && packing->m_Failure ? packing->m_Failure->m_nExitCode : EXIT_DONE;
 }
 
 }  // namespace
@@ -167,15 +200,12 @@ int RunCollections(const Session& session, const OutputOptions& output, const Co
     try {
         ShowUntilOver(session, collections, !output.m_bJson && !options.m_bQuiet);
     } catch (const CORBA::SystemException& e) {
-        EndWithCallsUnderWay(ReportNoServer(output, session.Address(), e));
+        EndWithCallsUnderWay(ReportFailure(output, NoAnswerFrom(session.Address(), e)));
     }
-    if (options.m_PackMethod.empty() || !HasResult(collections)) {
-        PrintOutcomes(collections, output, nullptr);
-    } else {
-        const Northbound::PackResult_var packed = Pack(session, options);
-        PrintOutcomes(collections, output, packed.operator->());
-    }
-    return ExitCodeOf(collections);
+    std::optional<Packing> packing;
+    if (!options.m_PackMethod.empty() && HasResult(collections)) packing = Pack(session, options);
+    (output.m_bJson ? PrintOutcomesAsJson : PrintOutcomes)(session, collections, packing);
+    return std::max(ExitCodeOf(collections), ExitCodeOf(packing));
 }
 
 }  // namespace northbound

@@ -18,10 +18,7 @@ int LogIn(const Session& session, const OutputOptions& output, const std::string
     const std::string user = session.Who().user.in();
     const CORBA::String_var key = session.Server()->Login(session.Who(), cipher.c_str());
     KeyFile(session.Address(), user).Write(key.in());
-    std::cout << (output.m_bJson ? JsonObject().Text("loggedIn", user).Done()
-                                 : Printable(user) + " is logged in")
-              << '\n';
-    return EXIT_DONE;
+    return ReportDone(output, JsonObject().Text("loggedIn", user).Done(), Printable(user) + " is logged in");
 }
 
 int LogOut(const Session& session, const OutputOptions& output)
@@ -35,10 +32,8 @@ int LogOut(const Session& session, const OutputOptions& output)
         throw;
     }
     file.Remove();
-    std::cout << (output.m_bJson ? JsonObject().Text("loggedOut", user).Done()
-                                 : Printable(user) + " is logged out")
-              << '\n';
-    return EXIT_DONE;
+    return ReportDone(output, JsonObject().Text("loggedOut", user).Done(),
+                      Printable(user) + " is logged out");
 }
 
 int ShowSessions(const Session& session, const OutputOptions& output)
@@ -58,7 +53,7 @@ int ShowSessions(const Session& session, const OutputOptions& output)
                    Printable(one.address.in())});
     }
     if (output.m_bJson) {
-        std::cout << JsonArray(items) << '\n';
+        std::cout << JsonObject().Raw("sessions", JsonArray(items)).Done() << '\n';
     } else {
         table.Print(std::cout);
     }
@@ -71,10 +66,8 @@ int ShowPasswordItem(const OutputOptions& output, const std::string& user, const
     ReadSecret(password, file);
     const std::string key = "Password_" + user;
     const std::string digest = PasswordDigest(user, password.getBuffer(), password.length());
-    std::cout << (output.m_bJson ? JsonObject().Text("key", key).Text("value", digest).Done()
-                                 : key + " = " + digest)
-              << '\n';
-    return EXIT_DONE;
+    return ReportDone(output, JsonObject().Text("key", key).Text("value", digest).Done(),
+                      key + " = " + digest);
 }
 
 }  // namespace northbound

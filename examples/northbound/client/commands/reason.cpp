@@ -1,5 +1,3 @@
-#include <iostream>
-
 #include "client/commands/commands.h"
 #include "client/view/json.h"
 #include "client/view/reasons.h"
@@ -11,13 +9,14 @@ int ShowReason(const OutputOptions& output, unsigned int nCode)
 {
     const std::string reason = ReasonOf(nCode);
     const std::string hex = CodeText(nCode);
-    const std::string json =
-        JsonObject().Number("code", nCode).Text("hex", hex).Text("reason", reason).Done();
     if (reason.empty()) {
-        return ReportFailure(output, json, "the catalogue has no reason for code " + hex, EXIT_REFUSED);
+        return ReportFailure(
+            output,
+            Failure{"no-reason", EXIT_REFUSED, "the catalogue has no reason for code " + hex, {}, ""});
     }
-    std::cout << (output.m_bJson ? json : hex + ": " + Printable(reason)) << '\n';
-    return EXIT_DONE;
+    return ReportDone(output,
+                      JsonObject().Number("code", nCode).Text("hex", hex).Text("reason", reason).Done(),
+                      hex + ": " + Printable(reason));
 }
 
 }  // namespace northbound

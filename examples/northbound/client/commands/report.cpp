@@ -2,45 +2,32 @@
 
 #include <iostream>
 
-#include "client/corba/session.h"
-#include "client/view/format.h"
-#include "client/view/json.h"
+#include "client/view/output.h"
 
 namespace northbound {
 
-int ReportFailure(const OutputOptions& output, const std::string& json, const std::string& text,
-                  int nExitCode)
+int ReportDone(const OutputOptions& output, const std::string& json, const std::string& text)
+{
+    std::cout << (output.m_bJson ? json : text) << '\n';
+    return EXIT_DONE;
+}
+
+int ReportFailure(const OutputOptions& output, const Failure& failure)
 {
     if (output.m_bJson) {
-        std::cout << json << '\n';
+        std::cout << ToJson(failure) << '\n';
     } else {
-        std::cerr << "nbi-client: " << text << '\n';
+        std::cerr << "nbi-client: " << ToText(failure) << '\n';
     }
-    return nExitCode;
+    return failure.m_nExitCode;
 }
 
-int ReportTooLate(const OutputOptions& output, const std::string& text)
+int AfterOutput(int nExitCode)
 {
-    return ReportFailure(output, JsonObject().Text("tooLate", text).Done(), text, EXIT_REFUSED);
-}
-
-int ReportInputError(const OutputOptions& output, const InputError& error)
-{
-    return ReportFailure(output, JsonObject().Text("badInput", error.what()).Done(), error.what(),
-                         EXIT_BAD_USAGE);
-}
-
-int ReportRefusal(const OutputOptions& output, const Northbound::OperationFailed& failure)
-{
-    return ReportFailure(output, ToJson(failure), ToText(failure), EXIT_REFUSED);
-}
-
-int ReportNoServer(const OutputOptions& output, const std::string& server,
-                   const CORBA::SystemException& failure)
-{
-    const std::string reason = Session::ReasonOf(failure);
-    return ReportFailure(output, JsonObject().Text("noServer", server).Text("reason", reason).Done(),
-                         "no answer from a server at " + server + " (" + reason + ")", EXIT_NO_SERVER);
+    if (FlushOutput()) return nExitCode;
+    const std::string why = WhyOutputIsLost();
+    std::cerr << "nbi-client: the output cannot be written" << (why.empty() ? "" : ": " + why) << '\n';
+    return nExitCode == EXIT_DONE ? EXIT_REFUSED : nExitCode;
 }
 
 }  // namespace northbound

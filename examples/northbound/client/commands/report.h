@@ -1,37 +1,29 @@
 /// \file
-/// How a subcommand speaks and ends, and what it says when it fails.
+/// How a subcommand speaks and ends.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 
-#include "northbound.hh"
+#include "client/commands/failure.h"
 
 namespace northbound {
-
-enum ExitCode { EXIT_DONE = 0, EXIT_REFUSED = 1, EXIT_BAD_USAGE = 2, EXIT_NO_SERVER = 3 };
 
 /// How every subcommand prints.
 struct OutputOptions {
     bool m_bJson = false;
 };
 
-/// What the user gave cannot be read; what() is one line that names it.
-class InputError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+/// Says that something is done.
+/// \param json for programs, \p text for people: a line on standard output either way
+int ReportDone(const OutputOptions& output, const std::string& json, const std::string& text);
 
-/// \param json for programs, on standard output; \p text is for people, on standard error
-/// \return \p nExitCode
-int ReportFailure(const OutputOptions& output, const std::string& json, const std::string& text,
-                  int nExitCode);
+/// Tells programs on standard output, people on standard error.
+/// \return the failure's exit code
+int ReportFailure(const OutputOptions& output, const Failure& failure);
 
-/// A wait was longer than the timeout.
-int ReportTooLate(const OutputOptions& output, const std::string& text);
-int ReportInputError(const OutputOptions& output, const InputError& error);
-int ReportRefusal(const OutputOptions& output, const Northbound::OperationFailed& failure);
-int ReportNoServer(const OutputOptions& output, const std::string& server,
-                   const CORBA::SystemException& failure);
+/// Whether all that was printed has arrived; standard error tells of what has not.
+/// \param nExitCode that of the command
+/// \return \p nExitCode, or EXIT_REFUSED for a command that was done and could not say it
+int AfterOutput(int nExitCode);
 
 }  // namespace northbound

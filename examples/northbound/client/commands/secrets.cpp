@@ -217,12 +217,8 @@ int SendSecret(const Session& session, const OutputOptions& output, const Secret
     const std::string fault = CipherTextFault(cipher);
     if (!fault.empty()) Refuse(ErrCode::BAD_CIPHER_TEXT, fault);
     const CORBA::ULong nBytes = session.Server()->SendSecret(session.Who(), cipher.c_str());
-    if (output.m_bJson) {
-        std::cout << JsonObject().Number("bytes", nBytes).Done() << '\n';
-    } else {
-        std::cout << "the server has decrypted a secret of " << nBytes << " bytes\n";
-    }
-    return EXIT_DONE;
+    return ReportDone(output, JsonObject().Number("bytes", nBytes).Done(),
+                      "the server has decrypted a secret of " + std::to_string(nBytes) + " bytes");
 }
 
 }  // namespace northbound

@@ -5,19 +5,20 @@
 #include "client/commands/report.h"
 #include "client/commands/waiting.h"
 #include "client/view/format.h"
+#include "client/view/output.h"
 #include "client/view/progressview.h"
 
 namespace northbound {
 namespace {
 
-int WatchTasks(const Session& session)
+/// Ends early when nobody can see it any more.
+int WatchTasks(const Session& session, const OutputOptions& output)
 {
-    ProgressView view;
-    for (;;) {
+    ProgressView view(output.m_bJson);
+    for (;; std::this_thread::sleep_for(POLL)) {
         const Northbound::HugeTaskList_var tasks = session.Server()->HugeTasks(session.Who());
         view.Show(tasks);
-        if (tasks->length() == 0) return EXIT_DONE;
-        std::this_thread::sleep_for(POLL);
+        if (tasks->length() == 0 || !FlushOutput()) return EXIT_DONE;
     }
 }
 
@@ -31,9 +32,11 @@ int ShowTasks(const Session& session, const OutputOptions& output, const TasksOp
         return tasks->length() >= options.m_nAtLeast;
     });
     if (!bEnough) {
-        return ReportTooLate(output, "there are no " + std::to_string(options.m_nAtLeast) + " huge tasks");
+        return ReportFailure(
+            output,
+            TooLate(session.Address(), "there are no " + std::to_string(options.m_nAtLeast) + " huge tasks"));
     }
-    if (options.m_bWatch) return WatchTasks(session);
+    if (options.m_bWatch) return WatchTasks(session, output);
     if (output.m_bJson) {
         std::cout << ToJson(tasks.in()) << '\n';
     } else {

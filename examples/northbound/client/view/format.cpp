@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "client/view/json.h"
-#include "client/view/reasons.h"
 #include "client/view/table.h"
 
 namespace northbound {
@@ -107,7 +106,7 @@ std::string ToJson(const Northbound::HugeTask& task)
 
 std::string ToJson(const Northbound::HugeTaskList& tasks)
 {
-    return ListToJson(tasks);
+    return JsonObject().Raw("tasks", ListToJson(tasks)).Done();
 }
 
 std::string ToJson(const Northbound::CollectionResult& result)
@@ -118,24 +117,6 @@ std::string ToJson(const Northbound::CollectionResult& result)
         .Number("samples", result.samples)
         .Raw("increase", ToJson(result.increase))
         .Done();
-}
-
-std::string ToJson(const Northbound::OperationFailed& failure)
-{
-    const std::string error = JsonObject()
-                                  .Number("code", failure.code)
-                                  .Text("hex", CodeText(failure.code))
-                                  .Text("detail", failure.detail.in())
-                                  .Text("reason", ReasonOf(failure.code))
-                                  .Done();
-    return JsonObject().Raw("error", error).Done();
-}
-
-std::string ToText(const Northbound::OperationFailed& failure)
-{
-    const std::string reason = ReasonOf(failure.code);
-    return "failed with code " + CodeText(failure.code) + ": " + Printable(failure.detail.in()) +
-           (reason.empty() ? "" : "\n  reason: " + Printable(reason));
 }
 
 std::string ToText(const Northbound::Figure& figure)

@@ -16,10 +16,9 @@ std::string ToJson(const Northbound::Port& port);
 std::string ToJson(const Northbound::PortList& ports);
 std::string ToJson(const Northbound::Reading& reading);
 std::string ToJson(const Northbound::HugeTask& task);
+/// {"tasks":[...]}
 std::string ToJson(const Northbound::HugeTaskList& tasks);
 std::string ToJson(const Northbound::CollectionResult& result);
-/// {"error":{"code":...,"hex":"0x...","detail":"...","reason":"..."}}; the reason is "" when there is none
-std::string ToJson(const Northbound::OperationFailed& failure);
 
 /// \param columns what the ports' figures mean; the brief ones are shown
 void Print(const Northbound::PortList& ports, const Northbound::ColumnList& columns);
@@ -30,7 +29,5 @@ void Print(const Northbound::HugeTaskList& tasks);
 std::string ToText(const Northbound::Figure& figure);
 /// "rxBytes 1.5 KiB, rxPackets 12": those that are known and not 0; "nothing counted" without any
 std::string ToText(const Northbound::FigureList& figures);
-/// "failed with code 0x4118000A: <detail>", and a second line "  reason: <reason>" when there is one
-std::string ToText(const Northbound::OperationFailed& failure);
 
 }  // namespace northbound

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <iostream>
 
+#include "client/view/format.h"
+#include "client/view/output.h"
 #include "client/view/table.h"
 
 namespace northbound {
@@ -28,16 +30,24 @@ std::string ProgressBar(unsigned int nDone, unsigned int nAll)
            std::to_string(nDone) + "/" + std::to_string(nAll);
 }
 
-ProgressView::ProgressView() : m_bTerminal(isatty(STDOUT_FILENO) != 0)
+ProgressView::ProgressView(bool bJson) : m_bJson(bJson), m_bTerminal(!bJson && isatty(STDOUT_FILENO) != 0)
 {
 }
 
 void ProgressView::Show(const Northbound::HugeTaskList& tasks)
 {
-    if (m_bTerminal) {
-        Redraw(tasks);
-    } else if (std::chrono::steady_clock::now() >= m_NextLine && tasks.length() > 0) {
-        m_NextLine = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    Print(tasks);
+    FlushOutput();
+}
+
+void ProgressView::Print(const Northbound::HugeTaskList& tasks)
+{
+    if (m_bTerminal) return Redraw(tasks);
+    if (std::chrono::steady_clock::now() < m_NextLine && tasks.length() > 0) return;
+    m_NextLine = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    if (m_bJson) {
+        std::cout << ToJson(tasks) << '\n';
+    } else if (tasks.length() > 0) {
         AddLine(tasks);
     }
 }
@@ -49,7 +59,6 @@ void ProgressView::Redraw(const Northbound::HugeTaskList& tasks)
         std::cout << "  " << PortName(tasks[i].dn.in()) << " for " << Printable(tasks[i].user.in()) << "  "
                   << ProgressBar(tasks[i].samplesTaken, tasks[i].samplesPlanned) << '\n';
     }
-    std::cout << std::flush;
     m_nDrawn = tasks.length();
 }
 
@@ -59,7 +68,7 @@ void ProgressView::AddLine(const Northbound::HugeTaskList& tasks)
         std::cout << (i == 0 ? "  " : "  | ") << PortName(tasks[i].dn.in()) << ' '
                   << ProgressBar(tasks[i].samplesTaken, tasks[i].samplesPlanned);
     }
-    std::cout << std::endl;
+    std::cout << '\n';
 }
 
 }  // namespace northbound

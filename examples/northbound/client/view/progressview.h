@@ -12,17 +12,21 @@ namespace northbound {
 /// "[##########..........] 5/10"
 std::string ProgressBar(unsigned int nDone, unsigned int nAll);
 
-/// On a terminal one line per collection, drawn anew each time; elsewhere one line for all, once a second.
+/// On a terminal one line per collection, drawn anew each time; elsewhere one line for all, once a second and when
+/// none is left.
 class ProgressView {
 public:
-    ProgressView();
+    /// \param bJson the lines are JSON, on a terminal too
+    explicit ProgressView(bool bJson);
     void Show(const Northbound::HugeTaskList& tasks);
 
 private:
+    void Print(const Northbound::HugeTaskList& tasks);
     void Redraw(const Northbound::HugeTaskList& tasks);
     static void AddLine(const Northbound::HugeTaskList& tasks);
 
-    bool m_bTerminal;
+    const bool m_bJson;
+    const bool m_bTerminal;
     unsigned int m_nDrawn = 0;  // lines on the terminal
     std::chrono::steady_clock::time_point m_NextLine;
 };

@@ -1,0 +1,48 @@
+/// \file
+/// Why a command failed, as people and programs are told.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "northbound.hh"
+
+namespace northbound {
+
+enum ExitCode { EXIT_DONE = 0, EXIT_REFUSED = 1, EXIT_BAD_USAGE = 2, EXIT_NO_SERVER = 3 };
+
+/// What the user gave cannot be read; what() is one line that names it.
+class InputError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Failure {
+    const char* m_pKind = "";  // for programs: one of those that the guide lists
+    ExitCode m_nExitCode = EXIT_REFUSED;
+    std::string m_Detail;                 // what has happened
+    std::optional<unsigned int> m_nCode;  // of the server's codes
+    std::string m_Server;                 // whom the command asked; "" for nobody
+};
+
+Failure RefusedBy(const std::string& server, const Northbound::OperationFailed& refusal);
+Failure NoAnswerFrom(const std::string& server, const CORBA::SystemException& failure);
+/// A wait was longer than the timeout.
+Failure TooLate(const std::string& server, const std::string& detail);
+
+/// The failure that the exception being handled is; only inside a catch clause.
+/// \param server whom the command asked; "" for nobody
+Failure CurrentFailure(const std::string& server);
+
+/// {"kind":...,"exit":...,"code":...,"hex":"0x...","detail":...,"reason":...,"server":...}; code and hex are null when
+/// there is no code, reason and server "" when there is none.
+std::string ErrorJson(const Failure& failure);
+/// {"error":{...}}
+std::string ToJson(const Failure& failure);
+
+/// "failed with code 0x4118000A: <detail>", and a second line "  reason: <reason>" when there is one; the detail alone
+/// when there is no code.
+std::string ToText(const Failure& failure);
+
+}  // namespace northbound
