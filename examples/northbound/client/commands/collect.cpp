@@ -12,6 +12,7 @@
 #include "client/view/format.h"
 #include "client/view/json.h"
 #include "client/view/progressview.h"
+#include "client/view/screen.h"
 #include "client/view/table.h"
 
 namespace northbound {
@@ -91,7 +92,8 @@ void PrintOutcome(const Session& session, const Collection& collection)
                   << "\n  file      " << Printable(pResult->file.in()) << "\n  operation "
                   << Printable(pResult->operation.in()) << '\n';
     } else {
-        std::cerr << "nbi-client: " << dn << ": " << ToText(FailureOf(session, collection)) << '\n';
+        std::cerr << Red("nbi-client:", ErrorScreen()) << ' ' << dn << ": "
+                  << ToText(FailureOf(session, collection)) << '\n';
     }
 }
 

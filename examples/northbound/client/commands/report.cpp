@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "client/view/output.h"
+#include "client/view/screen.h"
 
 namespace northbound {
 
@@ -17,7 +18,7 @@ int ReportFailure(const OutputOptions& output, const Failure& failure)
     if (output.m_bJson) {
         std::cout << ToJson(failure) << '\n';
     } else {
-        std::cerr << "nbi-client: " << ToText(failure) << '\n';
+        std::cerr << Red("nbi-client:", ErrorScreen()) << ' ' << ToText(failure) << '\n';
     }
     return failure.m_nExitCode;
 }

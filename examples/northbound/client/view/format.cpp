@@ -177,7 +177,7 @@ void Print(const Northbound::ColumnList& columns)
 
 void Print(const Northbound::Reading& reading)
 {
-    std::cout << Printable(reading.dn.in()) << " at " << Printable(reading.takenAt.in()) << '\n';
+    PrintHeading(std::cout, std::string(reading.dn.in()) + " at " + reading.takenAt.in());
     Table table({{"FIGURE", Align::LEFT}, {"VALUE", Align::RIGHT}, {"UNIT", Align::LEFT}});
     const Northbound::FigureList& figures = reading.counting;
     for (CORBA::ULong i = 0; i < figures.length(); ++i) {

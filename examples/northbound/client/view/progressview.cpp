@@ -1,10 +1,10 @@
 #include "client/view/progressview.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <iostream>
+#include <vector>
 
+#include "client/view/columns.h"
 #include "client/view/format.h"
 #include "client/view/output.h"
 #include "client/view/table.h"
@@ -12,7 +12,8 @@
 namespace northbound {
 namespace {
 
-constexpr unsigned int BAR_WIDTH = 20;
+constexpr std::size_t BAR_WIDTH = 20;
+constexpr std::size_t SHORTEST_BAR = 4;
 
 std::string PortName(const std::string& dn)
 {
@@ -22,16 +23,25 @@ std::string PortName(const std::string& dn)
 
 }  // namespace
 
-std::string ProgressBar(unsigned int nDone, unsigned int nAll)
+std::string ProgressBar(unsigned int nDone, unsigned int nAll, std::size_t nWidth)
 {
-    const unsigned int nFull =
-        nAll == 0 ? 0 : static_cast<unsigned int>(std::min(1.0, 1.0 * nDone / nAll) * BAR_WIDTH);
-    return "[" + std::string(nFull, '#') + std::string(BAR_WIDTH - nFull, '.') + "] " +
-           std::to_string(nDone) + "/" + std::to_string(nAll);
+    const double share = nAll == 0 ? 0 : std::min(1.0, 1.0 * nDone / nAll);
+    const auto nFull = static_cast<std::size_t>(share * static_cast<double>(nWidth));
+    return "[" + std::string(nFull, '#') + std::string(nWidth - nFull, '.') + "] " + std::to_string(nDone) +
+           "/" + std::to_string(nAll);
 }
 
-ProgressView::ProgressView(bool bJson) : m_bJson(bJson), m_bTerminal(!bJson && isatty(STDOUT_FILENO) != 0)
+std::string ProgressLine(const Northbound::HugeTask& task, std::size_t nColumns)
 {
+    const std::string names = "  " + PortName(task.dn.in()) + " for " + Printable(task.user.in());
+    const std::string count = std::to_string(task.samplesTaken) + "/" + std::to_string(task.samplesPlanned);
+    const std::size_t nOthers = ColumnsOf(names + "  [] " + count);
+    if (nOthers + SHORTEST_BAR <= nColumns) {
+        const std::size_t nWidth = std::min(BAR_WIDTH, nColumns - nOthers);
+        return names + "  " + ProgressBar(task.samplesTaken, task.samplesPlanned, nWidth);
+    }
+    const std::size_t nBehind = count.size() + 1;
+    return CutTo(nColumns - std::min(nColumns, nBehind), names) + " " + count;
 }
 
 void ProgressView::Show(const Northbound::HugeTaskList& tasks)
@@ -42,7 +52,8 @@ void ProgressView::Show(const Northbound::HugeTaskList& tasks)
 
 void ProgressView::Print(const Northbound::HugeTaskList& tasks)
 {
-    if (m_bTerminal) return Redraw(tasks);
+    const Screen screen = OutputScreen();
+    if (screen.IsTerminal() && !m_bJson) return Redraw(tasks, screen);
     if (std::chrono::steady_clock::now() < m_NextLine && tasks.length() > 0) return;
     m_NextLine = std::chrono::steady_clock::now() + std::chrono::seconds(1);
     if (m_bJson) {
@@ -52,14 +63,13 @@ void ProgressView::Print(const Northbound::HugeTaskList& tasks)
     }
 }
 
-void ProgressView::Redraw(const Northbound::HugeTaskList& tasks)
+void ProgressView::Redraw(const Northbound::HugeTaskList& tasks, const Screen& screen)
 {
-    if (m_nDrawn > 0) std::cout << "\033[" << m_nDrawn << "A\033[J";
+    std::vector<std::string> lines;
     for (CORBA::ULong i = 0; i < tasks.length(); ++i) {
-        std::cout << "  " << PortName(tasks[i].dn.in()) << " for " << Printable(tasks[i].user.in()) << "  "
-                  << ProgressBar(tasks[i].samplesTaken, tasks[i].samplesPlanned) << '\n';
+        lines.push_back(ProgressLine(tasks[i], screen.m_nColumns));
     }
-    m_nDrawn = tasks.length();
+    std::cout << m_Live.Draw(lines, screen);
 }
 
 void ProgressView::AddLine(const Northbound::HugeTaskList& tasks)

@@ -6,10 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "client/view/screen.h"
+
 namespace northbound {
 
-/// Columns as wide as their widest cell, two blanks apart. Control characters in a cell, which could drive
-/// the terminal, are shown as "?".
+/// Columns as wide as their widest cell, two blanks apart. Where that is too wide for the screen, texts are wrapped at
+/// blanks in columns that are aligned to the left; where that does not do either, each row is a block with a line per
+/// cell. Control characters in a cell, which could drive the terminal, are shown as "?".
 class Table {
 public:
     enum class Align { LEFT, RIGHT };
@@ -23,15 +26,31 @@ public:
     /// \param cells one for each column
     void Add(std::vector<std::string> cells);
 
-    void Print(std::ostream& out) const;
+    /// \param screen what \p out is
+    void Print(std::ostream& out, const Screen& screen = OutputScreen()) const;
 
 private:
-    void PrintRow(std::ostream& out, const std::vector<std::string>& cells) const;
+    using Cells = std::vector<std::string>;
+    using Widths = std::vector<std::size_t>;
+
+    Cells Titles() const;
+    Widths NaturalWidths() const;
+    /// With every text wrapped that may be.
+    Widths NarrowestWidths() const;
+    /// Narrow enough for the screen; empty when no widths are.
+    Widths FittingWidths(const Screen& screen) const;
+
+    void PrintRows(std::ostream& out, const Screen& screen, const Widths& widths) const;
+    std::vector<std::string> Lines(const Cells& row, const Widths& widths) const;
+    void PrintBlocks(std::ostream& out, const Screen& screen) const;
+    void PrintBlock(std::ostream& out, const Screen& screen, const Cells& row) const;
 
     std::vector<Column> m_Columns;
-    std::vector<std::size_t> m_Widths;
-    std::vector<std::vector<std::string>> m_Rows;
+    std::vector<Cells> m_Rows;
 };
+
+/// A line above a table; more than one where the screen is too narrow.
+void PrintHeading(std::ostream& out, const std::string& text, const Screen& screen = OutputScreen());
 
 /// \p text with "?" for each control character, and "\xNN" for each byte that is no UTF-8.
 std::string Printable(std::string text);

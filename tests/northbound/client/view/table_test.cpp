@@ -4,8 +4,6 @@
 
 #include <sstream>
 
-#include "client/view/progressview.h"
-
 namespace northbound {
 namespace {
 
@@ -15,7 +13,7 @@ TEST(TableTest, ColumnsAreAsWideAsTheirWidestCell)
     table.Add({"a", "1", "x"});
     table.Add({"longer", "100", ""});
     std::ostringstream out;
-    table.Print(out);
+    table.Print(out, Screen{});
     EXPECT_EQ(out.str(),
               "NAME      N  END\n"
               "a         1  x\n"
@@ -27,8 +25,75 @@ TEST(TableTest, MissingCellsAreEmpty)
     Table table({{"A", Table::Align::LEFT}, {"B", Table::Align::LEFT}});
     table.Add({"1"});
     std::ostringstream out;
-    table.Print(out);
+    table.Print(out, Screen{});
     EXPECT_EQ(out.str(), "A  B\n1\n");
+}
+
+/// A table with a text that may be wrapped, as lines on a screen of this width.
+std::string OnScreen(std::size_t nColumns)
+{
+    Table table(
+        {{"NAME", Table::Align::LEFT}, {"N", Table::Align::RIGHT}, {"ALL THE REST", Table::Align::LEFT}});
+    table.Add({"first", "1", "some words here"});
+    table.Add({"second", "22", ""});
+    std::ostringstream out;
+    table.Print(out, Screen{nColumns, 24, false});
+    return out.str();
+}
+
+TEST(TableTest, ThatFitsStaysAsItIs)
+{
+    EXPECT_EQ(OnScreen(27),
+              "NAME     N  ALL THE REST\n"
+              "first    1  some words here\n"
+              "second  22\n");
+}
+
+TEST(TableTest, TextsAreWrappedAtBlanksWhereTheScreenIsTooNarrow)
+{
+    EXPECT_EQ(OnScreen(22),
+              "NAME     N  ALL THE\n"
+              "            REST\n"
+              "first    1  some words\n"
+              "            here\n"
+              "second  22\n");
+}
+
+TEST(TableTest, RowsAreBlocksWhereWrappingDoesNotHelp)
+{
+    EXPECT_EQ(OnScreen(16),
+              "NAME\n  first\nN\n  1\nALL THE REST\n  some words\n  here\n"
+              "\n"
+              "NAME\n  second\nN\n  22\n");
+    Table table({{"DN"}, {"ID"}});
+    table.Add({"0123456789", "0123456789abcdef"});
+    std::ostringstream out;
+    table.Print(out, Screen{20, 5, false});
+    EXPECT_EQ(out.str(),
+              "DN  0123456789\n"
+              "ID  0123456789abcdef\n");
+}
+
+TEST(TableTest, ChineseTextTakesTwoColumnsACharacter)
+{
+    Table table({{"名称"}, {"N", Table::Align::RIGHT}});
+    table.Add({"a", "1"});
+    table.Add({"e\xCC\x81t\xC3\xA9", "2"});
+    std::ostringstream out;
+    table.Print(out, Screen{});
+    EXPECT_EQ(out.str(),
+              "名称  N\n"
+              "a     1\n"
+              "e\xCC\x81t\xC3\xA9   2\n");
+}
+
+TEST(TableTest, HeadIsBoldOnAScreenThatLikesIt)
+{
+    Table table({{"A"}});
+    table.Add({"1"});
+    std::ostringstream out;
+    table.Print(out, Screen{80, 24, true});
+    EXPECT_EQ(out.str(), "\033[1mA\033[0m\n1\n");
 }
 
 TEST(TableTest, ControlCharactersDoNotReachTheTerminal)
@@ -48,20 +113,6 @@ TEST(TableTest, BytesHaveTheUnitThatKeepsThemShort)
     EXPECT_EQ(BytesText(1536), "1.5 KiB");
     EXPECT_EQ(BytesText(45709182), "43.6 MiB");
     EXPECT_EQ(BytesText(18446744073709551615u), "16.0 EiB");
-}
-
-TEST(ProgressBarTest, BarIsFullOnlyAtTheEnd)
-{
-    EXPECT_EQ(ProgressBar(0, 10), "[....................] 0/10");
-    EXPECT_EQ(ProgressBar(5, 10), "[##########..........] 5/10");
-    EXPECT_EQ(ProgressBar(99, 100), "[###################.] 99/100");
-    EXPECT_EQ(ProgressBar(10, 10), "[####################] 10/10");
-}
-
-TEST(ProgressBarTest, FiguresThatCannotBeStayInTheBar)
-{
-    EXPECT_EQ(ProgressBar(0, 0), "[....................] 0/0");
-    EXPECT_EQ(ProgressBar(11, 10), "[####################] 11/10");
 }
 
 }  // namespace
