@@ -1,5 +1,7 @@
 #include "support/shiftedclock.h"
 
+#include <dlfcn.h>
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <time.h>
@@ -10,6 +12,11 @@
 namespace {
 
 std::atomic<long> g_nShift{0};
+
+/// A deadline on the monotonic clock, which counts from the start of the machine, is below this.
+constexpr time_t YEAR_2001 = 1000000000;
+
+using TimedWait = int (*)(pthread_cond_t*, pthread_mutex_t*, const timespec*);
 
 }  // namespace
 
@@ -48,6 +55,15 @@ time_t time(time_t* pTime) noexcept
     clock_gettime(CLOCK_REALTIME, &now);
     if (pTime != nullptr) *pTime = now.tv_sec;
     return now.tv_sec;
+}
+
+// The system waits by its own clock, which nobody has set.
+int pthread_cond_timedwait(pthread_cond_t* pCondition, pthread_mutex_t* pMutex, const timespec* pUntil)
+{
+    static const auto pNext = reinterpret_cast<TimedWait>(dlsym(RTLD_NEXT, "pthread_cond_timedwait"));
+    timespec until = *pUntil;
+    if (until.tv_sec > YEAR_2001) until.tv_sec -= g_nShift;
+    return pNext(pCondition, pMutex, &until);
 }
 }
 #pragma GCC visibility pop

@@ -1,6 +1,6 @@
 /// \file
 /// A clock of the day that a test sets, as an administrator or a time server does: CLOCK_REALTIME as this process
-/// reads it. CLOCK_MONOTONIC goes on.
+/// reads it, and as its condition variables wait by it from then on. CLOCK_MONOTONIC goes on.
 #pragma once
 
 namespace nbitest {
