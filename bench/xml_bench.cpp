@@ -161,8 +161,9 @@ struct PlainBuilder {
         std::size_t nTexts = 0;
         while (ppAttributes[nTexts] != nullptr) ++nTexts;
         tag.m_Items.reserve(nTexts / 2);
-        for (; *ppAttributes != nullptr; ppAttributes += 2) {
-            tag.m_Items.push_back({-1, ppAttributes[0], ppAttributes[1], ppAttributes[1]});
+        for (std::size_t i = 0; i < nTexts; i += 2) {
+            // NOLINTNEXTLINE(clang-analyzer-cplusplus.StringChecker): expat gives a value to each name
+            tag.m_Items.push_back({-1, ppAttributes[i], ppAttributes[i + 1], ppAttributes[i + 1]});
         }
     }
     static void XMLCALL End(void* pUser, const XML_Char*)

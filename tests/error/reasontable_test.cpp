@@ -74,8 +74,9 @@ TEST(ReasonTableTest, NothingIsLostWhenThereIsNoRoomToGrow)
     } catch (const std::bad_alloc&) {
     }
     EXPECT_GE(nEntered, 100u);
-    for (unsigned long nCode = 0; nCode < nEntered; ++nCode)
+    for (unsigned long nCode = 0; nCode < nEntered; ++nCode) {
         EXPECT_EQ(*table.Find(nCode), std::to_string(nCode));
+    }
     EXPECT_EQ(table.Find(nEntered), nullptr);
     table.Set(nEntered, "room again");
     EXPECT_EQ(*table.Find(nEntered), "room again");

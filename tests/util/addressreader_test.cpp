@@ -1,6 +1,7 @@
 // IpStr2Long() and IpLong2Str(): dotted addresses.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <string>
 
 #include "nbiutil/conversions.h"
@@ -24,8 +25,10 @@ TEST(IpLong2StrTest, WritesTheLow32Bits)
 TEST(IpLong2StrTest, EveryByteValueHasItsDecimals)
 {
     for (long nByte = 0; nByte < 256; ++nByte) {
-        const std::string text = std::to_string(nByte);
-        EXPECT_EQ(IpLong2Str(nByte * 0x01010101), text + "." + text + "." + text + "." + text);
+        std::string text = std::to_string(nByte);
+        const std::string further = '.' + text;
+        for (int i = 0; i < 3; ++i) text += further;
+        EXPECT_EQ(IpLong2Str(nByte * 0x01010101), text);
     }
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <regex.h>
 
+#include <climits>
 #include <cstdlib>
 #include <random>
 #include <string>

@@ -15,7 +15,7 @@ extern "C" XML_Parser __wrap_XML_ParserCreate_MM(const XML_Char* pEncoding,
                                                  const XML_Memory_Handling_Suite* pMemory,
                                                  const XML_Char* pSeparator)
 {
-    XML_Parser const parser = __real_XML_ParserCreate_MM(pEncoding, pMemory, pSeparator);
-    if (parser != nullptr) nbitest::NeverPutOff(parser);
-    return parser;
+    XML_ParserStruct* const pParser = __real_XML_ParserCreate_MM(pEncoding, pMemory, pSeparator);
+    if (pParser != nullptr) nbitest::NeverPutOff(pParser);
+    return pParser;
 }

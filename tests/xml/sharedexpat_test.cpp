@@ -18,10 +18,10 @@ extern "C" __attribute__((visibility("default"))) XML_Parser XML_ParserCreate_MM
     using Create = XML_Parser (*)(const XML_Char*, const XML_Memory_Handling_Suite*, const XML_Char*);
     using Switch = XML_Bool (*)(XML_Parser, XML_Bool);
     const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "XML_ParserCreate_MM"));
-    XML_Parser const parser = create(pEncoding, pMemory, pSeparator);
+    XML_ParserStruct* const pParser = create(pEncoding, pMemory, pSeparator);
     const auto renamed = reinterpret_cast<Switch>(dlsym(RTLD_DEFAULT, "XML_TDtReparseDeferralEnabled"));
-    if (renamed != nullptr) renamed(parser, XML_FALSE);
-    return parser;
+    if (renamed != nullptr) renamed(pParser, XML_FALSE);
+    return pParser;
 }
 
 namespace NS_UTIL {

@@ -61,8 +61,9 @@ protected:
     std::vector<fs::path> KeyFiles() const
     {
         std::vector<fs::path> files;
-        for (const auto& entry : fs::directory_iterator(m_Runtime.Path() + "/nbiutil"))
+        for (const auto& entry : fs::directory_iterator(m_Runtime.Path() + "/nbiutil")) {
             files.push_back(entry);
+        }
         return files;
     }
 

@@ -144,8 +144,9 @@ TEST_F(UpkeepTest, ItemOfTheNextStartIsToldAsSuch)
 TEST_F(UpkeepTest, ValueIsNeverLogged)
 {
     Ask({"config", "set", "ListenAddress", "a-value-nobody-else-uses"});
-    for (const LoggedLine& line : m_Server.Log())
+    for (const LoggedLine& line : m_Server.Log()) {
         EXPECT_FALSE(line.Has("a-value-nobody-else-uses")) << line.m_Text;
+    }
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ std::vector<Include> IncludesUnder(const std::string& folder)
 {
     const std::regex line("^[ \t]*#[ \t]*include[ \t]*[<\"]([^>\"]+)[>\"]");
     std::vector<Include> includes;
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(EXAMPLE + "/" + folder)) {
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(fs::path(EXAMPLE) / folder)) {
         if (!entry.is_regular_file()) continue;
         const std::string text = nbitest::ReadFile(entry.path());
         const std::string name = fs::relative(entry.path(), EXAMPLE);
@@ -83,8 +83,9 @@ TEST(LayeringTest, FoldersOfTheServerIncludeOnlyWhatIsBelowThem)
         if (to.empty() || from == to) continue;
         ASSERT_EQ(floors.count(from), 1u) << from;
         ASSERT_EQ(floors.count(to), 1u) << to;
-        if (floors.at(to) >= floors.at(from))
+        if (floors.at(to) >= floors.at(from)) {
             upwards.insert(include.m_File + " includes " + include.m_Header);
+        }
     }
     EXPECT_THAT(upwards, IsEmpty());
 }
@@ -106,8 +107,8 @@ TEST(LayeringTest, HeadersOfTheExampleFormNoCircle)
         for (auto& [file, headers] : reachable) {
             for (const std::string& header : std::set<std::string>(headers)) {
                 const auto further = reachable.find(header);
-                if (further != reachable.end())
-                    headers.insert(further->second.begin(), further->second.end());
+                if (further == reachable.end()) continue;
+                headers.insert(further->second.begin(), further->second.end());
             }
             nAfter += headers.size();
         }

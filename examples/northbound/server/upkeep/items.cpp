@@ -67,8 +67,8 @@ std::string SettableNames()
 {
     std::string names;
     for (const Item& item : ITEMS) {
-        if (item.m_Setting != Setting::NEVER)
-            names += (names.empty() ? "" : ", ") + std::string(item.m_pName);
+        if (item.m_Setting == Setting::NEVER) continue;
+        names += (names.empty() ? "" : ", ") + std::string(item.m_pName);
     }
     return names;
 }

@@ -110,6 +110,7 @@ TEST_F(CollectionBoardTest, LimitIsExactHoweverManyComeAtOnce)
         std::atomic<bool> bGo{false};
         std::atomic<int> nEntered{0};
         std::vector<std::thread> clients;
+        clients.reserve(CLIENTS);
         for (int i = 0; i < CLIENTS; ++i) {
             clients.emplace_back([&, i] {
                 while (!bGo) std::this_thread::yield();
