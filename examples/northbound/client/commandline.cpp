@@ -7,6 +7,7 @@
 
 #include "client/commands/login.h"
 #include "client/commands/secrets.h"
+#include "client/texts/texts.h"
 #include "client/view/json.h"
 #include "client/view/reasons.h"
 #include "shared/configfile.h"
@@ -17,6 +18,7 @@ namespace northbound {
 namespace {
 
 constexpr const char* PROGRAM = "nbi-client";
+constexpr const char* CHINESE = "zh";
 constexpr double DAY = 86400;  // seconds
 
 std::string DefaultUser()
@@ -41,38 +43,39 @@ void AddGeneral(CLI::App& app, CommandLine& line)
 {
     line.m_User = DefaultUser();
     app.add_option("-s,--server", line.m_Server,
-                   "Server, as <host>:<port> or unix:<path> (the local one of the same user)");
+                   Say("Server, as <host>:<port> or unix:<path> (the local one of the same user)"));
     app.set_version_flag(
         "--version", [&line] { return VersionAnswer(line.m_Output); },
-        "Print version, commit and how it was built");
-    app.add_option("-u,--user", line.m_User, "On whose behalf; the server's log says it (your login name)");
+        Say("Print version, commit and how it was built"));
+    app.add_option("-u,--user", line.m_User,
+                   Say("On whose behalf; the server's log says it (your login name)"));
     line.m_ConfigFile = ConfigFile("nbi-client.ini");
     app.add_option("-c,--config", line.m_ConfigFile,
-                   "Configuration file (nbi-client.ini beside the program, then in /etc/nbiutil)")
+                   Say("Configuration file (nbi-client.ini beside the program, then in /etc/nbiutil)"))
         ->type_name("FILE");
-    app.add_option("-l,--lang", line.m_Language, "Language of the reasons of failures")
+    app.add_option("-l,--lang", line.m_Language, Say("Language of all that the client says"))
         ->capture_default_str()
-        ->check(CLI::IsMember({"en", "zh"}));
-    app.add_flag("--json", line.m_Output.m_bJson, "Print JSON, failures included");
+        ->check(CLI::IsMember({"en", CHINESE}));
+    app.add_flag("--json", line.m_Output.m_bJson, Say("Print JSON, failures included"));
     app.add_option("-t,--timeout", line.m_Timeout,
-                   "Seconds to wait for an answer, beside what a collection lasts")
+                   Say("Seconds to wait for an answer, beside what a collection lasts"))
         ->capture_default_str()
         ->check(CLI::Range(0.1, DAY));
 }
 
 /// A subcommand without options of its own.
-void AddPlain(CLI::App& app, CommandLine& line, const char* pName, const char* pHelp,
+void AddPlain(CLI::App& app, CommandLine& line, const char* pName, const std::string& help,
               int (*command)(const Session&, const OutputOptions&))
 {
-    app.add_subcommand(pName, pHelp)->callback([&line, command] {
+    app.add_subcommand(pName, help)->callback([&line, command] {
         line.m_Command = [&line, command](const Session& session) { return command(session, line.m_Output); };
     });
 }
 
 void AddCounters(CLI::App& app, CommandLine& line)
 {
-    CLI::App* const pCommand = app.add_subcommand("counters", "Show one interface's counters");
-    pCommand->add_option("PORT", line.m_Port, "\"eth0\" or \"ne=<host>,port=eth0\"")->required();
+    CLI::App* const pCommand = app.add_subcommand("counters", Say("Show one interface's counters"));
+    pCommand->add_option("PORT", line.m_Port, Say("\"eth0\" or \"ne=<host>,port=eth0\""))->required();
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
             return ShowCounters(session, line.m_Output, line.m_Port);
@@ -82,26 +85,27 @@ void AddCounters(CLI::App& app, CommandLine& line)
 
 void AddCollect(CLI::App& app, CommandLine& line)
 {
-    CLI::App* const pCommand =
-        app.add_subcommand("collect", "Sample interfaces' counters into files on the server, side by side");
-    pCommand->add_option("PORT", line.m_Collect.m_Ports, "As for counters; one collection for each")
+    CLI::App* const pCommand = app.add_subcommand(
+        "collect", Say("Sample interfaces' counters into files on the server, side by side"));
+    pCommand->add_option("PORT", line.m_Collect.m_Ports, Say("As for counters; one collection for each"))
         ->required();
-    pCommand->add_option("-i,--interval", line.m_Collect.m_Interval, "Seconds between two samples")
+    pCommand->add_option("-i,--interval", line.m_Collect.m_Interval, Say("Seconds between two samples"))
         ->capture_default_str()
         ->check(CLI::Range(0.0, DAY));
     pCommand
-        ->add_option("-d,--duration", line.m_Collect.m_Duration, "Seconds from the first sample to the last")
+        ->add_option("-d,--duration", line.m_Collect.m_Duration,
+                     Say("Seconds from the first sample to the last"))
         ->capture_default_str()
         ->check(CLI::Range(0.0, DAY));
     pCommand
         ->add_option("-p,--pack", line.m_Collect.m_PackMethod,
-                     "Pack the files that wait on the server afterwards")
+                     Say("Pack the files that wait on the server afterwards"))
         ->check(CLI::IsMember({"gzip", "tar", "zip"}));
     pCommand
         ->add_option("--per-archive", line.m_Collect.m_nPerArchive,
-                     "Files in one tar or zip archive; a rest waits (as many as there are PORTs)")
+                     Say("Files in one tar or zip archive; a rest waits (as many as there are PORTs)"))
         ->check(CLI::Range(1, 1000000));
-    pCommand->add_flag("-q,--quiet", line.m_Collect.m_bQuiet, "No progress display");
+    pCommand->add_flag("-q,--quiet", line.m_Collect.m_bQuiet, Say("No progress display"));
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
             return RunCollections(session, line.m_Output, line.m_Collect);
@@ -111,8 +115,8 @@ void AddCollect(CLI::App& app, CommandLine& line)
 
 void AddCancel(CLI::App& app, CommandLine& line)
 {
-    CLI::App* const pCommand = app.add_subcommand("cancel", "End a collection of one's own");
-    pCommand->add_option("OPERATION", line.m_Operation, "Its operation, as tasks lists it")->required();
+    CLI::App* const pCommand = app.add_subcommand("cancel", Say("End a collection of one's own"));
+    pCommand->add_option("OPERATION", line.m_Operation, Say("Its operation, as tasks lists it"))->required();
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
             return CancelCollection(session, line.m_Output, line.m_Operation);
@@ -122,9 +126,9 @@ void AddCancel(CLI::App& app, CommandLine& line)
 
 void AddTasks(CLI::App& app, CommandLine& line)
 {
-    CLI::App* const pCommand = app.add_subcommand("tasks", "List the running huge tasks");
-    pCommand->add_flag("-w,--watch", line.m_Tasks.m_bWatch, "Show their progress until none is left");
-    pCommand->add_option("--at-least", line.m_Tasks.m_nAtLeast, "Wait until there are so many");
+    CLI::App* const pCommand = app.add_subcommand("tasks", Say("List the running huge tasks"));
+    pCommand->add_flag("-w,--watch", line.m_Tasks.m_bWatch, Say("Show their progress until none is left"));
+    pCommand->add_option("--at-least", line.m_Tasks.m_nAtLeast, Say("Wait until there are so many"));
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
             return ShowTasks(session, line.m_Output, line.m_Tasks);
@@ -134,12 +138,12 @@ void AddTasks(CLI::App& app, CommandLine& line)
 
 void AddConfig(CLI::App& app, CommandLine& line)
 {
-    CLI::App* const pCommand = app.add_subcommand("config", "Look after the server's configuration");
+    CLI::App* const pCommand = app.add_subcommand("config", Say("Look after the server's configuration"));
     pCommand->require_subcommand(1);
     CLI::App* const pSet =
-        pCommand->add_subcommand("set", "Change an item that stands in the configuration file");
-    pSet->add_option("KEY", line.m_Config.m_Key, "The item's name")->required();
-    pSet->add_option("VALUE", line.m_Config.m_Value, "Its new value")->required();
+        pCommand->add_subcommand("set", Say("Change an item that stands in the configuration file"));
+    pSet->add_option("KEY", line.m_Config.m_Key, Say("The item's name"))->required();
+    pSet->add_option("VALUE", line.m_Config.m_Value, Say("Its new value"))->required();
     pSet->callback([&line] {
         line.m_Command = [&line](const Session& session) {
             return SetItem(session, line.m_Output, line.m_Config);
@@ -149,13 +153,14 @@ void AddConfig(CLI::App& app, CommandLine& line)
 
 void AddPasswordFile(CLI::App& command, CommandLine& line)
 {
-    command.add_option("FILE", line.m_PasswordFile, "Holds the password; - is standard input")
+    command.add_option("FILE", line.m_PasswordFile, Say("Holds the password; - is standard input"))
         ->capture_default_str();
 }
 
 void AddLogin(CLI::App& app, CommandLine& line)
 {
-    CLI::App* const pCommand = app.add_subcommand("login", "Log the user in; the password travels encrypted");
+    CLI::App* const pCommand =
+        app.add_subcommand("login", Say("Log the user in; the password travels encrypted"));
     AddPasswordFile(*pCommand, line);
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
@@ -167,7 +172,7 @@ void AddLogin(CLI::App& app, CommandLine& line)
 void AddPasswordItem(CLI::App& app, CommandLine& line)
 {
     CLI::App* const pCommand = app.add_subcommand(
-        "password-item", "Print the line of the server's configuration that lets the user log in");
+        "password-item", Say("Print the line of the server's configuration that lets the user log in"));
     AddPasswordFile(*pCommand, line);
     pCommand->callback([&line] {
         line.m_CommandWithoutServer = [&line] {
@@ -179,13 +184,13 @@ void AddPasswordItem(CLI::App& app, CommandLine& line)
 void AddSendSecret(CLI::App& app, CommandLine& line)
 {
     CLI::App* const pCommand = app.add_subcommand(
-        "send-secret", "Send a secret that was encrypted with the server's public key (OAEP, SHA-1)");
+        "send-secret", Say("Send a secret that was encrypted with the server's public key (OAEP, SHA-1)"));
     pCommand
         ->add_option("FILE", line.m_Secret.m_File,
-                     "Hexadecimal text of the encrypted secret; - is standard input")
+                     Say("Hexadecimal text of the encrypted secret; - is standard input"))
         ->capture_default_str();
     pCommand->add_flag("-e,--encrypt", line.m_Secret.m_bEncrypt,
-                       "FILE holds the secret itself; encrypt it here");
+                       Say("FILE holds the secret itself; encrypt it here"));
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
             return SendSecret(session, line.m_Output, line.m_Secret);
@@ -196,11 +201,11 @@ void AddSendSecret(CLI::App& app, CommandLine& line)
 void AddReason(CLI::App& app, CommandLine& line)
 {
     CLI::App* const pCommand =
-        app.add_subcommand("reason", "Tell what a failure's code means, without a server");
-    pCommand->add_option("CODE", line.m_Code, "Decimal, or hexadecimal after 0x")
+        app.add_subcommand("reason", Say("Tell what a failure's code means, without a server"));
+    pCommand->add_option("CODE", line.m_Code, Say("Decimal, or hexadecimal after 0x"))
         ->required()
         ->check([](const std::string& text) {
-            return ParseCode(text) ? "" : "\"" + text + "\" is no code of 32 bits, decimal or after 0x";
+            return ParseCode(text) ? "" : Say("\"{1}\" is no code of 32 bits, decimal or after 0x", {text});
         });
     pCommand->callback([&line] {
         line.m_CommandWithoutServer = [&line] { return ShowReason(line.m_Output, *ParseCode(line.m_Code)); };
@@ -214,11 +219,15 @@ void ReadHowToAnswer(int nArgs, char** pArgs, CommandLine& line)
     early.set_help_flag();
     early.allow_extras();
     early.add_flag("--json", line.m_Output.m_bJson);
+    early.add_option("-l,--lang", line.m_Language);
     try {
         early.parse(nArgs, pArgs);
     } catch (const CLI::ParseError&) {
         // The whole description tells what is wrong.
     }
+    SpeakChinese(line.m_Language == CHINESE);
+    line.m_Language =
+        CommandLine().m_Language;  // the whole description reads it again, and shows the default
 }
 
 /// The text for --help or --version that \p asked for.
@@ -233,32 +242,55 @@ void Answer(const CLI::App& app, const CLI::ParseError& asked, const OutputOptio
     }
 }
 
+/// Before anything is described: the words that the parser has itself.
+void UseLanguage(CLI::App& app)
+{
+    app.set_help_flag("-h,--help", Say("Print this help message and exit"));
+    app.get_formatter()->label("Usage", Say("Usage"));
+    app.get_formatter()->label("OPTIONS", Say("OPTIONS"));
+    app.get_formatter()->label("SUBCOMMAND", Say("SUBCOMMAND"));
+    app.get_formatter()->label("Positionals", Say("Positionals"));
+    app.get_formatter()->label("REQUIRED", Say("REQUIRED"));
+}
+
+/// After all is described: the headings above options and subcommands.
+void NameGroups(CLI::App& app)
+{
+    for (CLI::Option* const pOption : app.get_options()) pOption->group(Say("Options"));
+    for (CLI::App* const pCommand : app.get_subcommands({})) {
+        pCommand->group(Say("Subcommands"));
+        NameGroups(*pCommand);
+    }
+}
+
 }  // namespace
 
 void Describe(CLI::App& app, CommandLine& line)
 {
     app.name(PROGRAM);
-    app.description("Asks the northbound server about its machine");
+    app.description(Say("Asks the northbound server about its machine"));
+    UseLanguage(app);
     app.fallthrough();  // before the subcommands, which inherit it: general options may stand behind them
     AddGeneral(app, line);
-    AddPlain(app, line, "inventory", "List the machine's network interfaces", ShowInventory);
+    AddPlain(app, line, "inventory", Say("List the machine's network interfaces"), ShowInventory);
     AddCounters(app, line);
     AddCollect(app, line);
     AddCancel(app, line);
     AddTasks(app, line);
     AddConfig(app, line);
     AddLogin(app, line);
-    AddPlain(app, line, "logout", "End the user's session", LogOut);
-    AddPlain(app, line, "sessions", "List the users that have logged in", ShowSessions);
+    AddPlain(app, line, "logout", Say("End the user's session"), LogOut);
+    AddPlain(app, line, "sessions", Say("List the users that have logged in"), ShowSessions);
     AddPasswordItem(app, line);
-    AddPlain(app, line, "stop", "Stop the server in order, and wait until it is gone", StopServer);
-    AddPlain(app, line, "pubkey", "Print the server's public key as PEM, for secrets", ShowPublicKey);
+    AddPlain(app, line, "stop", Say("Stop the server in order, and wait until it is gone"), StopServer);
+    AddPlain(app, line, "pubkey", Say("Print the server's public key as PEM, for secrets"), ShowPublicKey);
     AddSendSecret(app, line);
     AddReason(app, line);
     app.require_subcommand(1);
     app.footer(
-        "Exit codes: 0 done, 1 refused, not in time or no such reason, 2 bad command line or\n"
-        "configuration, 3 no answer from a server.");
+        Say("Exit codes: 0 done, 1 refused, not in time or no such reason, 2 bad command line or\n"
+            "configuration, 3 no answer from a server."));
+    NameGroups(app);
 }
 
 std::optional<int> Parse(int nArgs, char** pArgs, CommandLine& line)
@@ -273,8 +305,9 @@ std::optional<int> Parse(int nArgs, char** pArgs, CommandLine& line)
         Answer(app, e, line.m_Output);
         return EXIT_DONE;
     } catch (const CLI::ParseError& e) {
-        const std::string hint = line.m_Output.m_bJson ? "" : "; --help tells more";
-        return ReportFailure(line.m_Output, Failure{"usage", EXIT_BAD_USAGE, e.what() + hint, {}, ""});
+        const std::string fault = Translated(e.what());
+        const std::string text = line.m_Output.m_bJson ? fault : Say("{1}; --help tells more", {fault});
+        return ReportFailure(line.m_Output, Failure{"usage", EXIT_BAD_USAGE, text, {}, ""});
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "client/commandline.h"
 #include "client/commands/keyfile.h"
+#include "client/texts/texts.h"
 #include "nbihost/standalone.h"
 #include "nbiutil/errorinfomgr.h"
 #include "shared/localsocket.h"
@@ -23,7 +24,8 @@ std::string LocalServer()
 {
     const std::string folder = RuntimeFolder();
     const std::string fault = FolderFault(folder);
-    if (!fault.empty()) throw InputError(folder + ", where the local server's socket is, " + fault);
+    if (!fault.empty())
+        throw InputError(Say("{1}, where the local server's socket is, {2}", {folder, Translated(fault)}));
     return SOCKET_SCHEME + DefaultSocket();
 }
 
@@ -54,7 +56,7 @@ int ClientMain(int nArgs, char** pArgs)
         if (const std::optional<int> exitCode = Parse(nArgs, pArgs, line)) return *exitCode;
         return RunCommand(line, server);
     } catch (const nbihost::HostError& e) {
-        return ReportFailure(line.m_Output, Failure{"input", EXIT_BAD_USAGE, e.what(), {}, ""});
+        return ReportFailure(line.m_Output, Failure{"input", EXIT_BAD_USAGE, Translated(e.what()), {}, ""});
     } catch (...) {
         return ReportFailure(line.m_Output, CurrentFailure(server));
     }

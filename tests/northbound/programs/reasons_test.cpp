@@ -108,7 +108,9 @@ TEST(ReasonTest, StandsBesideCodeAndDetailOfARefusal)
     const std::string start =
         "nbi-client: failed with code 0x4E420001: there is no managed object \"nothing\"\n";
     EXPECT_EQ(client("en").m_Error, start + "  reason: There is no managed object of that name.\n");
-    EXPECT_EQ(client("zh").m_Error, start + "  reason: 不存在该名称的管理对象。\n");
+    EXPECT_EQ(client("zh").m_Error,
+              "nbi-client: 失败，代码 0x4E420001：there is no managed object \"nothing\"\n"
+              "  原因：不存在该名称的管理对象。\n");
     EXPECT_EQ(client("en").m_nExitCode, 1);
 }
 

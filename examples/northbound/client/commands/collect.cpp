@@ -9,6 +9,7 @@
 #include "client/commands/commands.h"
 #include "client/commands/waiting.h"
 #include "client/corba/collections.h"
+#include "client/texts/texts.h"
 #include "client/view/format.h"
 #include "client/view/json.h"
 #include "client/view/progressview.h"
@@ -88,9 +89,10 @@ void PrintOutcome(const Session& session, const Collection& collection)
 {
     const std::string dn = Printable(collection.Work().dn.in());
     if (const Northbound::CollectionResult* const pResult = collection.Result()) {
-        std::cout << dn << ": " << pResult->samples << " samples; " << ToText(pResult->increase)
-                  << "\n  file      " << Printable(pResult->file.in()) << "\n  operation "
-                  << Printable(pResult->operation.in()) << '\n';
+        std::cout << Say("{1}: {2} samples; {3}",
+                         {dn, std::to_string(pResult->samples), ToText(pResult->increase)})
+                  << "\n  " << Say("file      {1}", {Printable(pResult->file.in())}) << "\n  "
+                  << Say("operation {1}", {Printable(pResult->operation.in())}) << '\n';
     } else {
         std::cerr << Red("nbi-client:", ErrorScreen()) << ' ' << dn << ": "
                   << ToText(FailureOf(session, collection)) << '\n';
@@ -137,9 +139,9 @@ Packing Pack(const Session& session, const CollectOptions& options)
 void PrintPacked(const Northbound::PackResult& packed)
 {
     for (CORBA::ULong i = 0; i < packed.archives.length(); ++i) {
-        std::cout << "packed into " << Printable(packed.archives[i].in()) << '\n';
+        std::cout << Say("packed into {1}", {Printable(packed.archives[i].in())}) << '\n';
     }
-    std::cout << packed.waiting << " files wait for a later packing\n";
+    std::cout << Say("{1} files wait for a later packing", {std::to_string(packed.waiting)}) << '\n';
 }
 
 std::string PackedJson(const Northbound::PackResult& packed)

@@ -1,6 +1,7 @@
 #include "client/commands/failure.h"
 
 #include "client/corba/session.h"
+#include "client/texts/texts.h"
 #include "client/view/json.h"
 #include "client/view/reasons.h"
 #include "client/view/table.h"
@@ -16,7 +17,7 @@ Failure NoAnswerFrom(const std::string& server, const CORBA::SystemException& fa
 {
     return Failure{"no-server",
                    EXIT_NO_SERVER,
-                   "no answer from a server at " + server + " (" + Session::ReasonOf(failure) + ")",
+                   Say("no answer from a server at {1} ({2})", {server, Session::ReasonOf(failure)}),
                    {},
                    server};
 }
@@ -37,10 +38,9 @@ Failure CurrentFailure(const std::string& server)
     } catch (const CORBA::SystemException& e) {
         return NoAnswerFrom(server, e);
     } catch (const std::exception& e) {
-        return Failure{
-            "unforeseen", EXIT_REFUSED, std::string("unforeseen failure: ") + e.what(), {}, server};
+        return Failure{"unforeseen", EXIT_REFUSED, Say("unforeseen failure: {1}", {e.what()}), {}, server};
     } catch (...) {
-        return Failure{"unforeseen", EXIT_REFUSED, "unforeseen failure", {}, server};
+        return Failure{"unforeseen", EXIT_REFUSED, Say("unforeseen failure"), {}, server};
     }
 }
 
@@ -67,9 +67,9 @@ std::string ToText(const Failure& failure)
 {
     const std::string detail = Printable(failure.m_Detail);
     if (!failure.m_nCode) return detail;
-    const std::string text = "failed with code " + CodeText(*failure.m_nCode) + ": " + detail;
+    const std::string text = Say("failed with code {1}: {2}", {CodeText(*failure.m_nCode), detail});
     const std::string reason = ReasonOf(*failure.m_nCode);
-    return reason.empty() ? text : text + "\n  reason: " + Printable(reason);
+    return reason.empty() ? text : text + "\n  " + Say("reason: {1}", {Printable(reason)});
 }
 
 }  // namespace northbound

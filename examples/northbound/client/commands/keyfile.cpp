@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "client/commands/report.h"
+#include "client/texts/texts.h"
 #include "shared/localsocket.h"
 
 namespace northbound {
@@ -41,7 +42,7 @@ std::string NameFor(const std::string& text)
 
 [[noreturn]] void FailToWrite(const std::string& path)
 {
-    Fail(path, std::string("cannot be written: ") + std::strerror(errno));
+    throw InputError(Say("{1} cannot be written: {2}", {path, std::strerror(errno)}));
 }
 
 class OpenFile {
@@ -79,8 +80,8 @@ std::string KeyFile::Read() const
     const OpenFile file(open(m_Path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     if (file.Number() < 0) return "";
     const std::string fault = FolderFault(m_Folder);
-    if (!fault.empty()) Fail(m_Folder, fault);
-    if (!IsOwnAlone(file.Number())) Fail(m_Path, "is open to other users; remove it and log in again");
+    if (!fault.empty()) Fail(m_Folder, Translated(fault));
+    if (!IsOwnAlone(file.Number())) Fail(m_Path, Say("is open to other users; remove it and log in again"));
     char text[ROOM];
     const ssize_t nLength = read(file.Number(), text, sizeof(text));
     return std::string(text, nLength < 0 ? 0 : static_cast<std::size_t>(nLength));
@@ -90,7 +91,7 @@ void KeyFile::Write(const std::string& key) const
 {
     if (mkdir(m_Folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) FailToWrite(m_Folder);
     const std::string fault = FolderFault(m_Folder);
-    if (!fault.empty()) Fail(m_Folder, fault);
+    if (!fault.empty()) Fail(m_Folder, Translated(fault));
     const std::string draft = m_Path + ".part";
     unlink(draft.c_str());  // of a client that was killed
     const OpenFile file(open(draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));

@@ -5,6 +5,7 @@
 
 #include "client/commands/keyfile.h"
 #include "client/commands/secrets.h"
+#include "client/texts/texts.h"
 #include "client/view/format.h"
 #include "client/view/json.h"
 #include "client/view/table.h"
@@ -18,7 +19,8 @@ int LogIn(const Session& session, const OutputOptions& output, const std::string
     const std::string user = session.Who().user.in();
     const CORBA::String_var key = session.Server()->Login(session.Who(), cipher.c_str());
     KeyFile(session.Address(), user).Write(key.in());
-    return ReportDone(output, JsonObject().Text("loggedIn", user).Done(), Printable(user) + " is logged in");
+    return ReportDone(output, JsonObject().Text("loggedIn", user).Done(),
+                      Say("{1} is logged in", {Printable(user)}));
 }
 
 int LogOut(const Session& session, const OutputOptions& output)
@@ -33,14 +35,14 @@ int LogOut(const Session& session, const OutputOptions& output)
     }
     file.Remove();
     return ReportDone(output, JsonObject().Text("loggedOut", user).Done(),
-                      Printable(user) + " is logged out");
+                      Say("{1} is logged out", {Printable(user)}));
 }
 
 int ShowSessions(const Session& session, const OutputOptions& output)
 {
     const Northbound::UserSessionList_var sessions = session.Server()->Sessions(session.Who());
     std::vector<std::string> items;
-    Table table({{"USER"}, {"ROLE"}, {"SINCE"}, {"FROM"}});
+    Table table({{Say("USER")}, {Say("ROLE")}, {Say("SINCE")}, {Say("FROM")}});
     for (CORBA::ULong i = 0; i < sessions->length(); ++i) {
         const Northbound::UserSession& one = sessions.in()[i];
         items.push_back(JsonObject()

@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "client/texts/texts.h"
 #include "client/view/output.h"
 #include "client/view/screen.h"
 
@@ -27,7 +28,8 @@ int AfterOutput(int nExitCode)
 {
     if (FlushOutput()) return nExitCode;
     const std::string why = WhyOutputIsLost();
-    std::cerr << "nbi-client: the output cannot be written" << (why.empty() ? "" : ": " + why) << '\n';
+    std::cerr << "nbi-client: " << Say("the output cannot be written") << (why.empty() ? "" : ": " + why)
+              << '\n';
     return nExitCode == EXIT_DONE ? EXIT_REFUSED : nExitCode;
 }
 

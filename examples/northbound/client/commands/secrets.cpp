@@ -14,6 +14,7 @@
 #include <iterator>
 #include <memory>
 
+#include "client/texts/texts.h"
 #include "client/view/json.h"
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
@@ -47,7 +48,7 @@ std::string ToPem(const Northbound::Bytes& der)
 class Input {
 public:
     explicit Input(const std::string& path)
-        : m_Name(path == "-" ? "standard input" : path),
+        : m_Name(path == "-" ? Say("standard input") : path),
           m_nFile(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC))
     {
         if (m_nFile < 0) Fail();
@@ -77,7 +78,10 @@ public:
     }
 
 private:
-    [[noreturn]] void Fail() const { throw InputError(m_Name + " cannot be read: " + strerror(errno)); }
+    [[noreturn]] void Fail() const
+    {
+        throw InputError(Say("{1} cannot be read: {2}", {m_Name, strerror(errno)}));
+    }
 
     std::string m_Name;
     int m_nFile;
@@ -92,7 +96,7 @@ public:
         termios unseen = m_Before;
         unseen.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         m_bHidden = tcsetattr(m_Input.File(), TCSAFLUSH, &unseen) == 0;
-        std::cerr << "Secret: " << std::flush;  // now that nothing typed is shown
+        std::cerr << Say("Secret:") << ' ' << std::flush;  // now that nothing typed is shown
     }
     ~Unseen()
     {
@@ -150,7 +154,7 @@ std::string Encrypted(const AutoReleaseString& secret, const Northbound::Bytes& 
                                    reinterpret_cast<const char*>(key.get_buffer()),
                                    static_cast<int>(key.length()));
     const std::unique_ptr<char[]> pCipher(pEncrypted);
-    if (pCipher == nullptr) Refuse(ErrCode::INTERNAL, "the server's public key cannot be used");
+    if (pCipher == nullptr) Refuse(ErrCode::INTERNAL, Say("the server's public key cannot be used"));
     return ToHex(pCipher.get(), nLength);
 }
 
@@ -163,12 +167,13 @@ void ReadSecret(AutoReleaseString& secret, const std::string& path)
     SecretRoom room;
     std::size_t nLength = input.Read(room.m_Bytes, sizeof(room.m_Bytes));
     if (nLength > 0 && room.m_Bytes[nLength - 1] == '\n') --nLength;
-    if (nLength == 0) Refuse(ErrCode::BAD_ARGUMENT, "the secret is empty");
+    if (nLength == 0) Refuse(ErrCode::BAD_ARGUMENT, Say("the secret is empty"));
     if (nLength > MAX_SECRET) {
-        Refuse(ErrCode::BAD_ARGUMENT, "the secret is longer than " + std::to_string(MAX_SECRET) + " bytes");
+        Refuse(ErrCode::BAD_ARGUMENT,
+               Say("the secret is longer than {1} bytes", {std::to_string(MAX_SECRET)}));
     }
     if (secret.setBuffer(room.m_Bytes, static_cast<unsigned int>(nLength)) != 0) {
-        Refuse(ErrCode::INTERNAL, "the secret cannot be copied");
+        Refuse(ErrCode::INTERNAL, Say("the secret cannot be copied"));
     }
 }
 
@@ -186,7 +191,7 @@ std::string EncryptedLogin(const Session& session, const std::string& path)
     ReadSecret(password, path);
     if (password.length() > MAX_PASSWORD) {
         Refuse(ErrCode::BAD_ARGUMENT,
-               "the password is longer than " + std::to_string(MAX_PASSWORD) + " bytes");
+               Say("the password is longer than {1} bytes", {std::to_string(MAX_PASSWORD)}));
     }
     const Northbound::Bytes_var key = session.Server()->PublicKey(session.Who());
     const CORBA::String_var challenge = session.Server()->Challenge(session.Who());
@@ -196,7 +201,7 @@ std::string EncryptedLogin(const Session& session, const std::string& path)
     memcpy(room.m_Bytes + nChallenge, password.getBuffer(), password.length());
     AutoReleaseString both;
     if (both.setBuffer(room.m_Bytes, static_cast<unsigned int>(nChallenge + password.length())) != 0) {
-        Refuse(ErrCode::INTERNAL, "the password cannot be copied");
+        Refuse(ErrCode::INTERNAL, Say("the password cannot be copied"));
     }
     return Encrypted(both, key.in());
 }
@@ -205,7 +210,7 @@ int ShowPublicKey(const Session& session, const OutputOptions& output)
 {
     const Northbound::Bytes_var key = session.Server()->PublicKey(session.Who());
     const std::string pem = ToPem(key.in());
-    if (pem.empty()) Refuse(ErrCode::INTERNAL, "the server's public key cannot be used");
+    if (pem.empty()) Refuse(ErrCode::INTERNAL, Say("the server's public key cannot be used"));
     std::cout << (output.m_bJson ? JsonObject().Text("pem", pem).Done() + "\n" : pem);
     return EXIT_DONE;
 }
@@ -215,10 +220,10 @@ int SendSecret(const Session& session, const OutputOptions& output, const Secret
     const std::string cipher =
         options.m_bEncrypt ? EncryptedSecret(session, options.m_File) : ReadCipherText(options.m_File);
     const std::string fault = CipherTextFault(cipher);
-    if (!fault.empty()) Refuse(ErrCode::BAD_CIPHER_TEXT, fault);
+    if (!fault.empty()) Refuse(ErrCode::BAD_CIPHER_TEXT, Translated(fault));
     const CORBA::ULong nBytes = session.Server()->SendSecret(session.Who(), cipher.c_str());
     return ReportDone(output, JsonObject().Number("bytes", nBytes).Done(),
-                      "the server has decrypted a secret of " + std::to_string(nBytes) + " bytes");
+                      Say("the server has decrypted a secret of {1} bytes", {std::to_string(nBytes)}));
 }
 
 }  // namespace northbound

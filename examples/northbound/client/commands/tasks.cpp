@@ -4,6 +4,7 @@
 #include "client/commands/commands.h"
 #include "client/commands/report.h"
 #include "client/commands/waiting.h"
+#include "client/texts/texts.h"
 #include "client/view/format.h"
 #include "client/view/output.h"
 #include "client/view/progressview.h"
@@ -32,9 +33,8 @@ int ShowTasks(const Session& session, const OutputOptions& output, const TasksOp
         return tasks->length() >= options.m_nAtLeast;
     });
     if (!bEnough) {
-        return ReportFailure(
-            output,
-            TooLate(session.Address(), "there are no " + std::to_string(options.m_nAtLeast) + " huge tasks"));
+        return ReportFailure(output, TooLate(session.Address(), Say("there are no {1} huge tasks",
+                                                                    {std::to_string(options.m_nAtLeast)})));
     }
     if (options.m_bWatch) return WatchTasks(session, output);
     if (output.m_bJson) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <map>
 
+#include "client/texts/texts.h"
 #include "shared/localsocket.h"
 #include "shared/names.h"
 
@@ -87,7 +88,7 @@ bool Session::IsGone() const
 std::string Session::ReasonOf(const CORBA::SystemException& failure)
 {
     if (dynamic_cast<const CORBA::COMM_FAILURE*>(&failure) != nullptr) {
-        return "the connection was closed: refused, or not a server";
+        return Say("the connection was closed: refused, or not a server");
     }
     const char* const pMinor = failure.NP_minorString();
     return pMinor == nullptr ? failure._name() : pMinor;

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "client/texts/texts.h"
 #include "client/view/json.h"
 #include "client/view/table.h"
 
@@ -132,19 +133,19 @@ std::string ToText(const Northbound::FigureList& figures)
         if (!figures[i].known || figures[i].value == 0) continue;
         text += (text.empty() ? "" : ", ") + std::string(figures[i].name.in()) + " " + ToText(figures[i]);
     }
-    return text.empty() ? "nothing counted" : Printable(text);
+    return text.empty() ? Say("nothing counted") : Printable(text);
 }
 
 void Print(const Northbound::PortList& ports, const Northbound::ColumnList& columns)
 {
-    std::vector<Table::Column> heading = {{"MANAGED OBJECT", Align::LEFT},
-                                          {"STATE", Align::LEFT},
-                                          {"MTU", Align::RIGHT},
-                                          {"MBIT/S", Align::RIGHT}};
+    std::vector<Table::Column> heading = {{Say("MANAGED OBJECT"), Align::LEFT},
+                                          {Say("STATE"), Align::LEFT},
+                                          {Say("MTU"), Align::RIGHT},
+                                          {Say("MBIT/S"), Align::RIGHT}};
     for (CORBA::ULong i = 0; i < columns.length(); ++i) {
         if (columns[i].brief) heading.push_back({UpperCase(columns[i].title.in()), Align::RIGHT});
     }
-    heading.push_back({"ADDRESSES", Align::LEFT});
+    heading.push_back({Say("ADDRESSES"), Align::LEFT});
     Table table(heading);
     for (CORBA::ULong i = 0; i < ports.length(); ++i) {
         const Northbound::Port& port = ports[i];
@@ -161,12 +162,12 @@ void Print(const Northbound::PortList& ports, const Northbound::ColumnList& colu
 
 void Print(const Northbound::ColumnList& columns)
 {
-    Table table({{"TABLE", Align::LEFT},
-                 {"FIGURE", Align::LEFT},
-                 {"TITLE", Align::LEFT},
-                 {"UNIT", Align::LEFT},
-                 {"TYPE", Align::LEFT},
-                 {"DIRECTION", Align::LEFT}});
+    Table table({{Say("TABLE"), Align::LEFT},
+                 {Say("FIGURE"), Align::LEFT},
+                 {Say("TITLE"), Align::LEFT},
+                 {Say("UNIT"), Align::LEFT},
+                 {Say("TYPE"), Align::LEFT},
+                 {Say("DIRECTION"), Align::LEFT}});
     for (CORBA::ULong i = 0; i < columns.length(); ++i) {
         const Northbound::Column& column = columns[i];
         table.Add({column.table.in(), column.name.in(), column.title.in(), column.unit.in(), column.type.in(),
@@ -177,8 +178,8 @@ void Print(const Northbound::ColumnList& columns)
 
 void Print(const Northbound::Reading& reading)
 {
-    PrintHeading(std::cout, std::string(reading.dn.in()) + " at " + reading.takenAt.in());
-    Table table({{"FIGURE", Align::LEFT}, {"VALUE", Align::RIGHT}, {"UNIT", Align::LEFT}});
+    PrintHeading(std::cout, Say("{1} at {2}", {reading.dn.in(), reading.takenAt.in()}));
+    Table table({{Say("FIGURE"), Align::LEFT}, {Say("VALUE"), Align::RIGHT}, {Say("UNIT"), Align::LEFT}});
     const Northbound::FigureList& figures = reading.counting;
     for (CORBA::ULong i = 0; i < figures.length(); ++i) {
         table.Add({figures[i].name.in(), figures[i].known ? std::to_string(figures[i].value) : "-",
@@ -190,13 +191,13 @@ void Print(const Northbound::Reading& reading)
 void Print(const Northbound::HugeTaskList& tasks)
 {
     if (tasks.length() == 0) {
-        std::cout << "no huge tasks are running\n";
+        std::cout << Say("no huge tasks are running") << '\n';
         return;
     }
-    Table table({{"OPERATION", Align::LEFT},
-                 {"USER", Align::LEFT},
-                 {"COUNTED UNDER", Align::LEFT},
-                 {"SAMPLES", Align::RIGHT}});
+    Table table({{Say("OPERATION"), Align::LEFT},
+                 {Say("USER"), Align::LEFT},
+                 {Say("COUNTED UNDER"), Align::LEFT},
+                 {Say("SAMPLES"), Align::RIGHT}});
     for (CORBA::ULong i = 0; i < tasks.length(); ++i) {
         const Northbound::HugeTask& task = tasks[i];
         table.Add({task.operation.in(), task.user.in(), task.list.in(),

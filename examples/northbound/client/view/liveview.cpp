@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "client/texts/texts.h"
 #include "client/view/columns.h"
 
 namespace northbound {
@@ -14,7 +15,7 @@ std::vector<std::string> Fitting(std::vector<std::string> lines, const Screen& s
     if (lines.size() > nRoom) {
         const std::size_t nLeftOut = lines.size() - nRoom + 1;
         lines.resize(nRoom - 1);
-        lines.push_back("  ... " + std::to_string(nLeftOut) + " more");
+        lines.push_back("  ... " + Say("{1} more", {std::to_string(nLeftOut)}));
     }
     for (std::string& line : lines) line = CutTo(screen.m_nColumns, line);
     return lines;

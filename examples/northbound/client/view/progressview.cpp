@@ -4,6 +4,7 @@
 #include <iostream>
 #include <vector>
 
+#include "client/texts/texts.h"
 #include "client/view/columns.h"
 #include "client/view/format.h"
 #include "client/view/output.h"
@@ -33,7 +34,7 @@ std::string ProgressBar(unsigned int nDone, unsigned int nAll, std::size_t nWidt
 
 std::string ProgressLine(const Northbound::HugeTask& task, std::size_t nColumns)
 {
-    const std::string names = "  " + PortName(task.dn.in()) + " for " + Printable(task.user.in());
+    const std::string names = "  " + Say("{1} for {2}", {PortName(task.dn.in()), Printable(task.user.in())});
     const std::string count = std::to_string(task.samplesTaken) + "/" + std::to_string(task.samplesPlanned);
     const std::size_t nOthers = ColumnsOf(names + "  [] " + count);
     if (nOthers + SHORTEST_BAR <= nColumns) {
