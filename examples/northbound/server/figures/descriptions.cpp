@@ -267,8 +267,9 @@ private:
 /// place.
 void DescriptionInterpreter::ExpectInclude(const XMLTag& child)
 {
-    if (child.m_Name != INCLUDE || child.m_pItems == nullptr) return;
-    const std::string path = child.m_pItems[0]->m_pValue;
+    const NS_UTIL::XMLItems items(child);
+    if (child.m_Name != INCLUDE || items.begin() == items.end()) return;
+    const std::string path = (*items.begin())->m_pValue;
     const std::string name = FileNameOf(path);
     m_Draft.m_Paths.emplace(name, path);
     const std::string key = name + "/" + TABLE_INTERPRETER;
