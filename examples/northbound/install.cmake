@@ -17,9 +17,8 @@ installed_path(NBI_LOG_FOLDER ${CMAKE_INSTALL_FULL_LOCALSTATEDIR}/log/nbiutil)
 set(NBI_ITEMS_FILE "; Items that \"nbi-client config set\" has changed take the place of those below.
 items_file = ${NBI_STATE_FOLDER}/items.ini")
 # A service of the system has a folder that its unit makes; whoever starts a server by hand takes the usual one.
-set(NBI_SOCKET "ListenSocket = /run/nbiutil/nbi-server.sock")
-if(NOT CMAKE_INSTALL_FULL_SYSCONFDIR STREQUAL /etc)
-    string(PREPEND NBI_SOCKET "; ")
+if(CMAKE_INSTALL_FULL_SYSCONFDIR STREQUAL /etc)
+    string(REGEX REPLACE "; (Listen)" "\\1" NBI_SOCKET "${NBI_SOCKET}")
 endif()
 string(APPEND NBI_STATE_FOLDER /)
 string(APPEND NBI_LOG_FOLDER /)

@@ -67,10 +67,12 @@ for _ in $(seq 300); do
 done
 within sh -eu -c '
     ask() { nbi-client --server unix:/run/nbiutil/nbi-server.sock "$@"; }
-    if setpriv --reuid nobody --clear-groups nbi-client --server unix:/run/nbiutil/nbi-server.sock inventory 2>/dev/null; then
+    as_nobody() { setpriv --reuid nobody --regid nogroup "$@" nbi-client --server unix:/run/nbiutil/nbi-server.sock inventory; }
+    if as_nobody --clear-groups 2>/dev/null; then
         echo "anybody is served"
         exit 1
     fi
+    as_nobody --groups nbiutil | grep -q port=lo
     ask inventory | grep -q port=lo
     ask counters lo >/dev/null
     for method in gzip tar zip; do

@@ -200,7 +200,7 @@ void Run(const CommandLine& line, const ServiceManager& manager)
     const Settings settings = SettingsOf(line);
     WarnOfItems(host);
     WarnOfOpenDoor(settings);
-    const SocketClaim claim(settings.m_Listening.m_Socket);
+    const SocketClaim claim(settings.m_Listening.m_Socket, settings.m_Listening.m_SocketGroup);
     MakeCollectionDirectory(settings.m_CollectionDirectory);
     RedirectOutput(settings.m_OutputFile);
     MakeKeyPair();

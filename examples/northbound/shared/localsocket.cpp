@@ -51,7 +51,7 @@ std::string SocketPathFault(const std::string& path)
     return "";
 }
 
-std::string FolderFault(const std::string& folder)
+std::string FolderFault(const std::string& folder, const std::optional<gid_t>& group)
 {
     struct stat status {};
     if (lstat(folder.c_str(), &status) != 0) {
@@ -59,7 +59,11 @@ std::string FolderFault(const std::string& folder)
     }
     if (!S_ISDIR(status.st_mode)) return "is no folder";
     if (status.st_uid != geteuid()) return "belongs to another user";
-    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) return "is open to other users; chmod 700 closes it";
+    if (group && status.st_gid != *group) return "belongs to another group";
+    if (group && (status.st_mode & (S_IWGRP | S_IRWXO)) != 0)
+        return "is open to other users; chmod 750 closes it";
+    if (!group && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+        return "is open to other users; chmod 700 closes it";
     return "";
 }
 

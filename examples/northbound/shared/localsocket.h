@@ -2,6 +2,9 @@
 /// Where a server and the clients of its own user meet without a network.
 #pragma once
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 
 namespace northbound {
@@ -21,6 +24,7 @@ std::string SocketPathFault(const std::string& path);
 
 /// What lets others than this process's user into \p folder, or keeps it from being a folder, as the rest of a
 /// sentence about it; "" when nothing does, or when there is no such folder.
-std::string FolderFault(const std::string& folder);
+/// \param group whose members may enter too, though they may change nothing there
+std::string FolderFault(const std::string& folder, const std::optional<gid_t>& group = {});
 
 }  // namespace northbound

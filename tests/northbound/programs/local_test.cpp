@@ -1,9 +1,11 @@
 // The server without configuration: closed to everyone but its own user, who needs no password.
 #include <gmock/gmock.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <memory>
@@ -41,6 +43,21 @@ TEST_F(LocalTest, ClientFindsTheServerAndIsAdmin)
     EXPECT_EQ(RunClient({"stop"}).m_Output, "the server has stopped\n");
     EXPECT_EQ(server.Process().Wait(), 0);
     EXPECT_FALSE(fs::exists(m_Socket));
+}
+
+TEST_F(LocalTest, MembersOfTheGroupAreServedWhereItIsNamed)
+{
+    const std::string group = getgrgid(getegid())->gr_name;
+    const std::string socket = m_Runtime.Path() + "/shared/a.sock";
+    Server server("ListenSocket = " + socket + "\nListenGroup = " + group + "\n", Way::LOCAL);
+    EXPECT_EQ(RunClient({"--server", "unix:" + socket, "counters", "lo"}).m_nExitCode, 0);
+    struct stat status {};
+    ASSERT_EQ(stat((m_Runtime.Path() + "/shared").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0750U);
+    ASSERT_EQ(stat(socket.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0660U);
+    EXPECT_EQ(status.st_gid, getegid());
+    StopInOrder(server);
 }
 
 TEST_F(LocalTest, LivingServersSocketIsNotTakenOverAndAStaleOneIsReplaced)

@@ -49,7 +49,7 @@ using Options = std::vector<std::pair<std::string, std::string>>;
 Options OptionsFor(const Listening& places, const ConnectionLimits& connections)
 {
     Options options{
-        {"unixTransportPermission", "0600"},
+        {"unixTransportPermission", places.m_SocketGroup.empty() ? "0600" : "0660"},
         // Every connection has a thread, which also closes it at once where it is one too many. Beyond the first of
         // these numbers, which no descriptor limit reaches, the ORB would leave connections unlooked at until they
         // send something.

@@ -28,6 +28,7 @@ constexpr Item ITEMS[] = {
     {"CollectionsPerPort", Kind::NUMBER, Setting::AT_ONCE, 0, 1000000},
     {"TaskMgrMaxThreadNum", Kind::NUMBER, Setting::AFTER_RESTART, 1, 999, "each pool has 20 workers"},
     {"ListenSocket", Kind::TEXT, Setting::NEVER},
+    {"ListenGroup", Kind::TEXT, Setting::NEVER},
     {"MaxConnections", Kind::NUMBER, Setting::AFTER_RESTART, 1, 1000000},
     {"ConnectionIdle", Kind::NUMBER, Setting::AFTER_RESTART, 1, 86400},
     {"SessionIdle", Kind::NUMBER, Setting::AT_ONCE, 1, 31536000},

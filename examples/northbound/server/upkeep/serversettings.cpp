@@ -90,6 +90,7 @@ Settings ReadSettings(const std::string& configFile)
                                       reader.Number("ListenPort", DEFAULT_PORT)};
     }
     if (reader.Has("ListenSocket")) settings.m_Listening.m_Socket = reader.Path("ListenSocket", "");
+    if (reader.Has("ListenGroup")) settings.m_Listening.m_SocketGroup = reader.Text("ListenGroup", "");
     settings.m_Connections = reader.Connections();
     settings.m_Anonymous = RoleNamed(reader.Text("Anonymous", "none")).value_or(Role::NONE);
     settings.m_CollectionDirectory = reader.Path("CollectionDirectory", "collections");

@@ -27,7 +27,8 @@ struct TcpAddress {
 /// Where the server serves: without any of it on DefaultSocket().
 struct Listening {
     std::optional<TcpAddress> m_Tcp;
-    std::string m_Socket;  // absolute path; "": none
+    std::string m_Socket;       // absolute path; "": none
+    std::string m_SocketGroup;  // whose members are served there too; "": only the server's user
 };
 
 struct ConnectionLimits {

@@ -20,9 +20,10 @@ class SocketClaim {
 public:
     /// Makes the folder, closed to other users, when there is none.
     /// \param path "" claims nothing
+    /// \param group the system's group whose members may enter the folder too; "": nobody
     /// \throws SocketError when another process has the path, something that is no socket has its name, its folder is
-    ///         open to other users, or it is no path for a socket
-    explicit SocketClaim(const std::string& path);
+    ///         open to other users, it is no path for a socket, or there is no such group
+    explicit SocketClaim(const std::string& path, const std::string& group = "");
     ~SocketClaim();
     SocketClaim(const SocketClaim&) = delete;
     SocketClaim& operator=(const SocketClaim&) = delete;

@@ -24,6 +24,7 @@ TEST_F(ServerSettingsTest, EmptyConfigurationServesNobodyFromTheNetwork)
     const Settings settings = ReadSettings("/etc/nbi/server.ini");
     EXPECT_FALSE(settings.m_Listening.m_Tcp);
     EXPECT_EQ(settings.m_Listening.m_Socket, "");
+    EXPECT_EQ(settings.m_Listening.m_SocketGroup, "");
     EXPECT_EQ(settings.m_Anonymous, Role::NONE);
     EXPECT_EQ(settings.m_CollectionDirectory, "/etc/nbi/collections");
     EXPECT_EQ(settings.m_OutputFile, "/etc/nbi/nbi-server.out");
@@ -40,6 +41,7 @@ TEST_F(ServerSettingsTest, ItemsAreTaken)
     SetNumber("CollectionsPerPort", 9);
     m_Host.SetStr("ListenAddress", "192.0.2.1");
     m_Host.SetStr("ListenSocket", "a.sock");
+    m_Host.SetStr("ListenGroup", "operators");
     m_Host.SetStr("Anonymous", "collector");
     m_Host.SetStr("CollectionDirectory", "../data");
     m_Host.SetStr("OutputFile", "/var/log/out");
@@ -49,6 +51,7 @@ TEST_F(ServerSettingsTest, ItemsAreTaken)
     EXPECT_EQ(settings.m_Listening.m_Tcp->m_nPort, 0);
     EXPECT_EQ(settings.m_Listening.m_Tcp->m_Host, "192.0.2.1");
     EXPECT_EQ(settings.m_Listening.m_Socket, "/etc/nbi/a.sock");
+    EXPECT_EQ(settings.m_Listening.m_SocketGroup, "operators");
     EXPECT_EQ(settings.m_Anonymous, Role::COLLECTOR);
     EXPECT_EQ(settings.m_nHugeTaskLimit, 0);
     EXPECT_EQ(settings.m_nPerPortLimit, 9);
