@@ -42,8 +42,12 @@ std::string VersionAnswer(const OutputOptions& output)
 void AddGeneral(CLI::App& app, CommandLine& line)
 {
     line.m_User = DefaultUser();
-    app.add_option("-s,--server", line.m_Server,
-                   Say("Server, as <host>:<port> or unix:<path> (the local one of the same user)"));
+    app.add_option(
+           "-s,--server", line.m_Servers,
+           Say("Server, as <host>:<port> or unix:<path>; several with commas between them (the local one of "
+               "the same user)"))
+        ->delimiter(',')
+        ->allow_extra_args(false);
     app.set_version_flag(
         "--version", [&line] { return VersionAnswer(line.m_Output); },
         Say("Print version, commit and how it was built"));

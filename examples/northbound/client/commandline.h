@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "client/commands/commands.h"
 #include "client/commands/secrets.h"
@@ -18,8 +19,8 @@ namespace northbound {
 /// What it asks for.
 struct CommandLine {
     OutputOptions m_Output;
-    std::string m_Server;   // "": the local one
-    double m_Timeout = 30;  // seconds
+    std::vector<std::string> m_Servers;  // none: the local one
+    double m_Timeout = 30;               // seconds
     std::string m_ConfigFile;
     std::string m_Language = "en";
     std::string m_User;

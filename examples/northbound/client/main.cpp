@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <vector>
 
 #include "client/commandline.h"
 #include "client/commands/keyfile.h"
@@ -29,21 +30,33 @@ std::string LocalServer()
     return SOCKET_SCHEME + DefaultSocket();
 }
 
-/// \param server whom the command asks, once that is known
-int AskServer(const CommandLine& line, std::string& server)
+std::vector<Endpoint> Endpoints(const CommandLine& line)
 {
-    server = line.m_Server.empty() ? LocalServer() : line.m_Server;
-    const Session session(server, line.m_User, KeyFile(server, line.m_User).Read(),
-                          Milliseconds(line.m_Timeout));
-    return line.m_Command(session);
+    std::vector<Endpoint> endpoints;
+    for (const std::string& server : line.m_Servers) {
+        if (!server.empty()) endpoints.push_back({server, KeyFile(server, line.m_User).Read()});
+    }
+    if (!endpoints.empty()) return endpoints;
+    const std::string local = LocalServer();
+    return {{local, KeyFile(local, line.m_User).Read()}};
 }
 
-int RunCommand(const CommandLine& line, std::string& server)
+int AskServer(const CommandLine& line)
+{
+    const Session session(Endpoints(line), line.m_User, Milliseconds(line.m_Timeout));
+    try {
+        return line.m_Command(session);
+    } catch (...) {
+        return ReportFailure(line.m_Output, CurrentFailure(session));
+    }
+}
+
+int RunCommand(const CommandLine& line)
 {
     nbihost::Host host(line.m_ConfigFile);
     host.Start();
     NS_UTIL::ErrorInfoMgr::Instance()->LoadErrorInfoFrmCfg(line.m_Language == "en");
-    return line.m_CommandWithoutServer ? line.m_CommandWithoutServer() : AskServer(line, server);
+    return line.m_CommandWithoutServer ? line.m_CommandWithoutServer() : AskServer(line);
 }
 
 }  // namespace
@@ -51,14 +64,13 @@ int RunCommand(const CommandLine& line, std::string& server)
 int ClientMain(int nArgs, char** pArgs)
 {
     CommandLine line;
-    std::string server;
     try {
         if (const std::optional<int> exitCode = Parse(nArgs, pArgs, line)) return *exitCode;
-        return RunCommand(line, server);
+        return RunCommand(line);
     } catch (const nbihost::HostError& e) {
         return ReportFailure(line.m_Output, Failure{"input", EXIT_BAD_USAGE, Translated(e.what()), {}, ""});
     } catch (...) {
-        return ReportFailure(line.m_Output, CurrentFailure(server));
+        return ReportFailure(line.m_Output, CurrentFailure(""));
     }
 }
 

@@ -9,6 +9,7 @@ namespace northbound {
 
 int SetItem(const Session& session, const OutputOptions& output, const ConfigOptions& options)
 {
+    session.Settle();
     const bool bInForce =
         session.Server()->SetItem(session.Who(), options.m_Key.c_str(), options.m_Value.c_str());
     const std::string key = Printable(options.m_Key);
@@ -20,6 +21,7 @@ int SetItem(const Session& session, const OutputOptions& output, const ConfigOpt
 
 int CancelCollection(const Session& session, const OutputOptions& output, const std::string& operation)
 {
+    session.Settle();
     session.Server()->Cancel(session.Who(), operation.c_str());
     return ReportDone(output, JsonObject().Text("cancelled", operation).Done(),
                       Say("{1} is cancelled", {Printable(operation)}));
@@ -27,10 +29,11 @@ int CancelCollection(const Session& session, const OutputOptions& output, const 
 
 int StopServer(const Session& session, const OutputOptions& output)
 {
+    session.Settle();
     session.Server()->Stop(session.Who());
     if (!WaitFor(session, [&session] { return session.IsGone(); })) {
-        return ReportFailure(
-            output, TooLate(session.Address(), Say("the server has the order to stop, but is still there")));
+        return ReportFailure(output,
+                             TooLate(session, Say("the server has the order to stop, but is still there")));
     }
     return ReportDone(output, "{\"stopped\":true}", Say("the server has stopped"));
 }

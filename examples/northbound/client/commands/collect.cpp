@@ -69,7 +69,7 @@ void ShowUntilOver(const Session& session, const Collections& collections, bool 
 
 Failure FailureOf(const Session& session, const Collection& collection)
 {
-    return collection.Refusal() != nullptr ? RefusedBy(session.Address(), *collection.Refusal())
+    return collection.Refusal() != nullptr ? RefusedBy(session, *collection.Refusal())
                                            : NoAnswerFrom(session.Address(), *collection.NoServer());
 }
 
@@ -131,7 +131,7 @@ Packing Pack(const Session& session, const CollectOptions& options)
     try {
         packing.m_pResult = session.Server()->Pack(session.Who(), work);
     } catch (const CORBA::Exception&) {
-        packing.m_Failure = CurrentFailure(session.Address());
+        packing.m_Failure = CurrentFailure(session);
     }
     return packing;
 }
@@ -197,6 +197,7 @@ int RunCollections(const Session& session, const OutputOptions& output, const Co
         orders.back().interval = Milliseconds(options.m_Interval);
         orders.back().duration = Milliseconds(options.m_Duration);
     }
+    session.Settle();
     Collections collections;
     for (const auto& work : orders) {
         collections.emplace_back(session, work, static_cast<unsigned int>(session.Timeout().count()));

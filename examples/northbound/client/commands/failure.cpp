@@ -1,6 +1,5 @@
 #include "client/commands/failure.h"
 
-#include "client/corba/session.h"
 #include "client/texts/texts.h"
 #include "client/view/json.h"
 #include "client/view/reasons.h"
@@ -8,9 +7,39 @@
 
 namespace northbound {
 
-Failure RefusedBy(const std::string& server, const Northbound::OperationFailed& refusal)
+namespace {
+
+/// What is the same whoever was asked; \p server for what it says itself.
+Failure WithoutRefusal(const std::string& server)
+{
+    try {
+        throw;
+    } catch (const InputError& e) {
+        return Failure{"input", EXIT_BAD_USAGE, e.what(), {}, server};
+    } catch (const NoAnswer& e) {
+        return Failure{
+            "no-server", EXIT_NO_SERVER, Say("no answer from any server: {1}", {e.what()}), {}, server};
+    } catch (const CORBA::SystemException& e) {
+        return NoAnswerFrom(server, e);
+    } catch (const std::exception& e) {
+        return Failure{"unforeseen", EXIT_REFUSED, Say("unforeseen failure: {1}", {e.what()}), {}, server};
+    } catch (...) {
+        return Failure{"unforeseen", EXIT_REFUSED, Say("unforeseen failure"), {}, server};
+    }
+}
+
+Failure Refused(const std::string& server, const Northbound::OperationFailed& refusal)
 {
     return Failure{"refused", EXIT_REFUSED, refusal.detail.in(), refusal.code, server};
+}
+
+}  // namespace
+
+Failure RefusedBy(const Session& session, const Northbound::OperationFailed& refusal)
+{
+    Failure failure = Refused(session.Address(), refusal);
+    failure.m_bTellServer = session.HasSeveralServers();
+    return failure;
 }
 
 Failure NoAnswerFrom(const std::string& server, const CORBA::SystemException& failure)
@@ -22,25 +51,30 @@ Failure NoAnswerFrom(const std::string& server, const CORBA::SystemException& fa
                    server};
 }
 
-Failure TooLate(const std::string& server, const std::string& detail)
+Failure TooLate(const Session& session, const std::string& detail)
 {
-    return Failure{"late", EXIT_REFUSED, detail, {}, server};
+    return Failure{"late", EXIT_REFUSED, detail, {}, session.Address(), session.HasSeveralServers()};
+}
+
+Failure CurrentFailure(const Session& session)
+{
+    try {
+        throw;
+    } catch (const Northbound::OperationFailed& e) {
+        return RefusedBy(session, e);
+    } catch (...) {
+        return WithoutRefusal(session.Address());
+    }
 }
 
 Failure CurrentFailure(const std::string& server)
 {
     try {
         throw;
-    } catch (const InputError& e) {
-        return Failure{"input", EXIT_BAD_USAGE, e.what(), {}, server};
     } catch (const Northbound::OperationFailed& e) {
-        return RefusedBy(server, e);
-    } catch (const CORBA::SystemException& e) {
-        return NoAnswerFrom(server, e);
-    } catch (const std::exception& e) {
-        return Failure{"unforeseen", EXIT_REFUSED, Say("unforeseen failure: {1}", {e.what()}), {}, server};
+        return Refused(server, e);
     } catch (...) {
-        return Failure{"unforeseen", EXIT_REFUSED, Say("unforeseen failure"), {}, server};
+        return WithoutRefusal(server);
     }
 }
 
@@ -65,11 +99,14 @@ std::string ToJson(const Failure& failure)
 
 std::string ToText(const Failure& failure)
 {
-    const std::string detail = Printable(failure.m_Detail);
-    if (!failure.m_nCode) return detail;
-    const std::string text = Say("failed with code {1}: {2}", {CodeText(*failure.m_nCode), detail});
-    const std::string reason = ReasonOf(*failure.m_nCode);
-    return reason.empty() ? text : text + "\n  " + Say("reason: {1}", {Printable(reason)});
+    std::string text = Printable(failure.m_Detail);
+    if (failure.m_nCode) {
+        text = Say("failed with code {1}: {2}", {CodeText(*failure.m_nCode), text});
+        const std::string reason = ReasonOf(*failure.m_nCode);
+        if (!reason.empty()) text += "\n  " + Say("reason: {1}", {Printable(reason)});
+    }
+    if (failure.m_bTellServer) text += "\n  " + Say("server: {1}", {failure.m_Server});
+    return text;
 }
 
 }  // namespace northbound

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "client/corba/session.h"
 #include "northbound.hh"
 
 namespace northbound {
@@ -23,16 +24,19 @@ struct Failure {
     ExitCode m_nExitCode = EXIT_REFUSED;
     std::string m_Detail;                 // what has happened
     std::optional<unsigned int> m_nCode;  // of the server's codes
-    std::string m_Server;                 // whom the command asked; "" for nobody
+    std::string m_Server;                 // whom the command asked last; "" for nobody
+    bool m_bTellServer = false;           // to people, too: it is one of several
 };
 
-Failure RefusedBy(const std::string& server, const Northbound::OperationFailed& refusal);
+Failure RefusedBy(const Session& session, const Northbound::OperationFailed& refusal);
 Failure NoAnswerFrom(const std::string& server, const CORBA::SystemException& failure);
 /// A wait was longer than the timeout.
-Failure TooLate(const std::string& server, const std::string& detail);
+Failure TooLate(const Session& session, const std::string& detail);
 
 /// The failure that the exception being handled is; only inside a catch clause.
-/// \param server whom the command asked; "" for nobody
+Failure CurrentFailure(const Session& session);
+/// The same without a session.
+/// \param server whom the command would have asked; "" for nobody
 Failure CurrentFailure(const std::string& server);
 
 /// {"kind":...,"exit":...,"code":...,"hex":"0x...","detail":...,"reason":...,"server":...}; code and hex are null when
@@ -41,8 +45,8 @@ std::string ErrorJson(const Failure& failure);
 /// {"error":{...}}
 std::string ToJson(const Failure& failure);
 
-/// "failed with code 0x4118000A: <detail>", and a second line "  reason: <reason>" when there is one; the detail alone
-/// when there is no code.
+/// "failed with code 0x4118000A: <detail>", and lines "  reason: <reason>" and "  server: <address>" where there is
+/// something to tell; the detail alone when there is no code.
 std::string ToText(const Failure& failure);
 
 }  // namespace northbound

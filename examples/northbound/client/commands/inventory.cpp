@@ -8,8 +8,10 @@ namespace northbound {
 
 int ShowInventory(const Session& session, const OutputOptions& output)
 {
-    const Northbound::PortList_var ports = session.Server()->Inventory(session.Who());
-    const Northbound::ColumnList_var columns = session.Server()->Columns(session.Who());
+    const Northbound::PortList_var ports = session.Read(
+        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->Inventory(who); });
+    const Northbound::ColumnList_var columns = session.Read(
+        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->Columns(who); });
     if (output.m_bJson) {
         std::cout << JsonObject().Raw("ports", ToJson(ports.in())).Raw("figures", ToJson(columns.in())).Done()
                   << '\n';
@@ -24,7 +26,10 @@ int ShowInventory(const Session& session, const OutputOptions& output)
 int ShowCounters(const Session& session, const OutputOptions& output, const std::string& port)
 {
     const std::string dn = session.DnsOf({port}).front();
-    const Northbound::Reading_var reading = session.Server()->ReadCounters(session.Who(), dn.c_str());
+    const Northbound::Reading_var reading =
+        session.Read([&dn](Northbound::Manager_ptr server, const Northbound::Caller& who) {
+            return server->ReadCounters(who, dn.c_str());
+        });
     if (output.m_bJson) {
         std::cout << ToJson(reading.in()) << '\n';
     } else {

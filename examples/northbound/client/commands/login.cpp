@@ -15,6 +15,7 @@ namespace northbound {
 
 int LogIn(const Session& session, const OutputOptions& output, const std::string& file)
 {
+    session.Settle();
     const std::string cipher = EncryptedLogin(session, file);
     const std::string user = session.Who().user.in();
     const CORBA::String_var key = session.Server()->Login(session.Who(), cipher.c_str());
@@ -25,6 +26,7 @@ int LogIn(const Session& session, const OutputOptions& output, const std::string
 
 int LogOut(const Session& session, const OutputOptions& output)
 {
+    session.Settle();
     const std::string user = session.Who().user.in();
     const KeyFile file(session.Address(), user);
     try {
@@ -40,7 +42,8 @@ int LogOut(const Session& session, const OutputOptions& output)
 
 int ShowSessions(const Session& session, const OutputOptions& output)
 {
-    const Northbound::UserSessionList_var sessions = session.Server()->Sessions(session.Who());
+    const Northbound::UserSessionList_var sessions = session.Read(
+        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->Sessions(who); });
     std::vector<std::string> items;
     Table table({{Say("USER")}, {Say("ROLE")}, {Say("SINCE")}, {Say("FROM")}});
     for (CORBA::ULong i = 0; i < sessions->length(); ++i) {

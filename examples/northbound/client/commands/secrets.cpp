@@ -208,7 +208,8 @@ std::string EncryptedLogin(const Session& session, const std::string& path)
 
 int ShowPublicKey(const Session& session, const OutputOptions& output)
 {
-    const Northbound::Bytes_var key = session.Server()->PublicKey(session.Who());
+    const Northbound::Bytes_var key = session.Read(
+        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->PublicKey(who); });
     const std::string pem = ToPem(key.in());
     if (pem.empty()) Refuse(ErrCode::INTERNAL, Say("the server's public key cannot be used"));
     std::cout << (output.m_bJson ? JsonObject().Text("pem", pem).Done() + "\n" : pem);
@@ -217,6 +218,7 @@ int ShowPublicKey(const Session& session, const OutputOptions& output)
 
 int SendSecret(const Session& session, const OutputOptions& output, const SecretOptions& options)
 {
+    session.Settle();
     const std::string cipher =
         options.m_bEncrypt ? EncryptedSecret(session, options.m_File) : ReadCipherText(options.m_File);
     const std::string fault = CipherTextFault(cipher);

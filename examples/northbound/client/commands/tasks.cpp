@@ -12,12 +12,18 @@
 namespace northbound {
 namespace {
 
+Northbound::HugeTaskList* HugeTasks(const Session& session)
+{
+    return session.Read(
+        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->HugeTasks(who); });
+}
+
 /// Ends early when nobody can see it any more.
 int WatchTasks(const Session& session, const OutputOptions& output)
 {
     ProgressView view(output.m_bJson);
     for (;; std::this_thread::sleep_for(POLL)) {
-        const Northbound::HugeTaskList_var tasks = session.Server()->HugeTasks(session.Who());
+        const Northbound::HugeTaskList_var tasks = HugeTasks(session);
         view.Show(tasks);
         if (tasks->length() == 0 || !FlushOutput()) return EXIT_DONE;
     }
@@ -29,12 +35,12 @@ int ShowTasks(const Session& session, const OutputOptions& output, const TasksOp
 {
     Northbound::HugeTaskList_var tasks;
     const bool bEnough = WaitFor(session, [&] {
-        tasks = session.Server()->HugeTasks(session.Who());
+        tasks = HugeTasks(session);
         return tasks->length() >= options.m_nAtLeast;
     });
     if (!bEnough) {
-        return ReportFailure(output, TooLate(session.Address(), Say("there are no {1} huge tasks",
-                                                                    {std::to_string(options.m_nAtLeast)})));
+        return ReportFailure(output, TooLate(session, Say("there are no {1} huge tasks",
+                                                          {std::to_string(options.m_nAtLeast)})));
     }
     if (options.m_bWatch) return WatchTasks(session, output);
     if (output.m_bJson) {

@@ -20,11 +20,16 @@ std::string LocationOf(const std::string& server)
     return "corbaloc:omniunix:" + server.substr(scheme.size()) + ":/" + OBJECT_KEY;
 }
 
+std::string Named(const std::string& address, const CORBA::SystemException& failure)
+{
+    return address + " (" + Session::ReasonOf(failure) + ")";
+}
+
 }  // namespace
 
-Session::Session(const std::string& server, const std::string& user, const std::string& key,
+Session::Session(const std::vector<Endpoint>& servers, const std::string& user,
                  std::chrono::milliseconds timeout)
-    : m_Address(server), m_Timeout(timeout)
+    : m_Timeout(timeout)
 {
     // By default five connections carry all requests, and a sixth collection would wait for one of the first
     // five. Time limits of threads count only where the ORB is told to look for them. Trace level 0: failures are
@@ -35,12 +40,25 @@ Session::Session(const std::string& server, const std::string& user, const std::
                                 {nullptr, nullptr}};
     int nArgs = 0;
     m_Orb = CORBA::ORB_init(nArgs, nullptr, "omniORB4", options);
-    const CORBA::Object_var object = m_Orb->string_to_object(LocationOf(server).c_str());
-    m_Manager = Northbound::Manager::_unchecked_narrow(object);
-    m_Who.user = user.c_str();
-    m_Who.key = key.c_str();
-    m_Who.patience = static_cast<CORBA::ULong>(timeout.count());
+    for (const Endpoint& server : servers) {
+        m_Servers.emplace_back();
+        m_Servers.back().m_Address = server.m_Address;
+        m_Servers.back().m_Manager = ManagerAt(server.m_Address);
+        m_Servers.back().m_Who.user = user.c_str();
+        m_Servers.back().m_Who.key = server.m_Key.c_str();
+        m_Servers.back().m_Who.patience = static_cast<CORBA::ULong>(timeout.count());
+    }
     LimitAnswerTime(static_cast<unsigned int>(timeout.count()));
+}
+
+Northbound::Manager_ptr Session::ManagerAt(const std::string& address) const
+{
+    try {
+        const CORBA::Object_var object = m_Orb->string_to_object(LocationOf(address).c_str());
+        return Northbound::Manager::_unchecked_narrow(object);
+    } catch (const CORBA::SystemException& e) {
+        throw NoAnswer(Named(address, e));
+    }
 }
 
 Session::~Session()
@@ -52,11 +70,63 @@ Session::~Session()
     }
 }
 
+void Session::Settle() const
+{
+    if (m_bSettled || !HasSeveralServers()) return;
+    for (Attempts attempts(*this, 1);;) {
+        attempts.Begin();
+        try {
+            Ping();
+            attempts.TakeTheRest();
+            m_bSettled = true;
+            return;
+        } catch (const CORBA::SystemException& e) {
+            attempts.GoOn(e);
+        }
+    }
+}
+
+Session::Attempts::Attempts(const Session& session, unsigned int nReserved)
+    : m_Session(session),
+      m_End(std::chrono::steady_clock::now() + session.m_Timeout),
+      m_nLeft(static_cast<unsigned int>(session.m_Servers.size())),
+      m_nReserved(nReserved)
+{
+}
+
+void Session::Attempts::Begin()
+{
+    Limit(m_nLeft-- + m_nReserved);
+}
+
+void Session::Attempts::TakeTheRest()
+{
+    Limit(1);
+}
+
+void Session::Attempts::Limit(unsigned int nShares)
+{
+    using Milliseconds = std::chrono::milliseconds;
+    const auto left = std::chrono::duration_cast<Milliseconds>(m_End - std::chrono::steady_clock::now());
+    const auto nShare = std::max<Milliseconds::rep>(left.count() / nShares, 1);  // 0 would be no limit
+    LimitAnswerTime(static_cast<unsigned int>(nShare));
+    m_Session.m_Servers[m_Session.m_nCurrent].m_Who.patience = static_cast<CORBA::ULong>(nShare);
+}
+
+void Session::Attempts::GoOn(const CORBA::SystemException& failure)
+{
+    if (!m_Failures.empty()) m_Failures += ", ";
+    m_Failures += Named(m_Session.Address(), failure);
+    if (m_nLeft == 0) throw NoAnswer(m_Failures);
+    m_Session.m_nCurrent = (m_Session.m_nCurrent + 1) % m_Session.m_Servers.size();
+}
+
 std::vector<std::string> Session::DnsOf(const std::vector<std::string>& ports) const
 {
     const auto isDn = [](const std::string& port) { return port.find('=') != std::string::npos; };
     if (std::all_of(ports.begin(), ports.end(), isDn)) return ports;
-    const Northbound::PortList_var inventory = m_Manager->Inventory(m_Who);
+    const Northbound::PortList_var inventory = Read(
+        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->Inventory(who); });
     std::map<std::string, std::string> dns;
     for (CORBA::ULong i = 0; i < inventory->length(); ++i) {
         dns[inventory.in()[i].name.in()] = inventory.in()[i].dn.in();
@@ -71,13 +141,13 @@ std::vector<std::string> Session::DnsOf(const std::vector<std::string>& ports) c
 
 void Session::Ping() const
 {
-    static_cast<void>(m_Manager->_non_existent());
+    static_cast<void>(Server()->_non_existent());
 }
 
 bool Session::IsGone() const
 {
     try {
-        return static_cast<bool>(m_Manager->_non_existent());
+        return static_cast<bool>(Server()->_non_existent());
     } catch (const CORBA::TRANSIENT& e) {
         return e.minor() == omni::TRANSIENT_ConnectFailed;
     } catch (const CORBA::COMM_FAILURE&) {

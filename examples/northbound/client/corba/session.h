@@ -5,6 +5,7 @@
 #include <omniORB4/CORBA.h>
 
 #include <chrono>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -12,25 +13,70 @@
 
 namespace northbound {
 
-/// The process's ORB and the server's object: one at a time. No connection is made before the first request.
-/// Threads: any may send requests; each has a connection of its own.
+/// Where a server is, and the user's key there.
+struct Endpoint {
+    std::string m_Address;  // "<host>:<port>" or "unix:<path>"
+    std::string m_Key;      // "" without a session
+};
+
+/// None of the servers has answered; what() names each with the reason.
+class NoAnswer : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The process's ORB and the servers' objects: one at a time. No connection is made before the first request.
+///
+/// Of several servers one is asked: the first, and in Read() and Settle() the next one when it does not answer. Each
+/// gets its share of the time that is left, so that one that hangs leaves time for the others.
+/// Threads: any may send requests with Server() and Who(), each has a connection of its own; while one is in Read() or
+/// Settle() no other may, unless there is one server or Settle() has returned before.
 class Session {
 public:
-    /// \param server  "<host>:<port>" or "unix:<path>"
-    /// \param key     of the user's session there; "" without one
+    /// \param servers at least one
     /// \param timeout for the calling thread's requests, as LimitAnswerTime() sets it
-    /// \throws CORBA::SystemException when \p server is no such text
+    /// \throws NoAnswer when an address is none
+    Session(const std::vector<Endpoint>& servers, const std::string& user, std::chrono::milliseconds timeout);
+    /// With one server.
     Session(const std::string& server, const std::string& user, const std::string& key = "",
-            std::chrono::milliseconds timeout = std::chrono::seconds(30));
+            std::chrono::milliseconds timeout = std::chrono::seconds(30))
+        : Session({Endpoint{server, key}}, user, timeout)
+    {
+    }
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    Northbound::Manager_ptr Server() const { return m_Manager.in(); }
-    const Northbound::Caller& Who() const { return m_Who; }
+    /// The server that is asked now.
+    Northbound::Manager_ptr Server() const { return Current().m_Manager.in(); }
+    const Northbound::Caller& Who() const { return Current().m_Who; }
+    const std::string& Address() const { return Current().m_Address; }
+    bool HasSeveralServers() const { return m_Servers.size() > 1; }
 
-    const std::string& Address() const { return m_Address; }
     std::chrono::milliseconds Timeout() const { return m_Timeout; }
+
+    /// For requests that may be sent twice.
+    /// \param ask takes Northbound::Manager_ptr and const Northbound::Caller&
+    /// \return what \p ask has, with the first server that answers
+    /// \throws NoAnswer when none of several does; whatever \p ask throws with one server
+    template <class Ask>
+    auto Read(const Ask& ask) const
+    {
+        if (!HasSeveralServers() || m_bSettled) return ask(Server(), Who());
+        for (Attempts attempts(*this, 0);;) {
+            attempts.Begin();
+            try {
+                return ask(Server(), Who());
+            } catch (const CORBA::SystemException& e) {
+                attempts.GoOn(e);
+            }
+        }
+    }
+
+    /// For requests that may not be sent twice, before the first of them: looks for a server that answers. From now on
+    /// no other one is asked.
+    /// \throws as Read()
+    void Settle() const;
 
     /// Returns when the server answers.
     /// \throws CORBA::SystemException when it does not, CORBA::TIMEOUT when it takes longer than the timeout
@@ -50,11 +96,44 @@ public:
     static std::string ReasonOf(const CORBA::SystemException& failure);
 
 private:
+    struct Way {
+        std::string m_Address;
+        Northbound::Manager_var m_Manager;
+        Northbound::Caller m_Who;
+    };
+
+    /// One server after the other, until the time is over.
+    class Attempts {
+    public:
+        /// \param nReserved shares of the time that are left when all servers have had theirs
+        Attempts(const Session& session, unsigned int nReserved);
+        /// Gives the current server its share of the time.
+        void Begin();
+        /// Takes the next server.
+        /// \throws NoAnswer after the last one
+        void GoOn(const CORBA::SystemException& failure);
+        /// Gives the current server all the time that is left.
+        void TakeTheRest();
+
+    private:
+        void Limit(unsigned int nShares);
+
+        const Session& m_Session;
+        const std::chrono::steady_clock::time_point m_End;
+        unsigned int m_nLeft;  // servers that have not been asked
+        unsigned int m_nReserved;
+        std::string m_Failures;
+    };
+
+    Northbound::Manager_ptr ManagerAt(const std::string& address) const;
+    const Way& Current() const { return m_Servers[m_nCurrent]; }
+
     CORBA::ORB_var m_Orb;
-    Northbound::Manager_var m_Manager;
-    Northbound::Caller m_Who;
-    const std::string m_Address;
     const std::chrono::milliseconds m_Timeout;
+    // Which one is asked is no part of what callers see.
+    mutable std::vector<Way> m_Servers;
+    mutable std::size_t m_nCurrent = 0;
+    mutable bool m_bSettled = false;
 };
 
 }  // namespace northbound
