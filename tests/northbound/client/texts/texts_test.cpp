@@ -126,5 +126,21 @@ TEST(TextsTest, TextsOfOthersAreKnownByTheirForm)
     EXPECT_EQ(Translated(""), "");
 }
 
+/// What FolderFault() may say.
+TEST(TextsTest, FaultsOfFoldersAreKnown)
+{
+    const std::string source = nbitest::ReadFile(NBI_CLIENT_SOURCES "/../shared/localsocket.cpp");
+    const std::string function = source.substr(source.find("\nstd::string FolderFault("));
+    static const std::regex literal(R"re("([a-z][a-z0-9 ;:]{4,})")re");
+    const Chinese chinese;
+    std::size_t nFaults = 0;
+    for (std::sregex_iterator at(function.begin(), function.end(), literal), end; at != end;
+         ++at, ++nFaults) {
+        const std::string fault = (*at)[1];
+        EXPECT_NE(Translated(fault), fault) << "client/texts/chinese.cpp has them";
+    }
+    EXPECT_GE(nFaults, 4u);
+}
+
 }  // namespace
 }  // namespace northbound
