@@ -5,13 +5,13 @@
 #include <memory>
 #include <utility>
 
+#include "nbiutil/async.h"
 #include "nbiutil/errcode.h"
 #include "nbiutil/hugetask.h"
 #include "nbiutil/processexception.h"
 #include "nbiutil/threadcontextinfo.h"
 #include "nbiutil/threadcontextmgr.h"
 #include "server/serving/failure.h"
-#include "server/serving/requestscope.h"
 #include "server/serving/runinpool.h"
 
 namespace northbound {
@@ -67,6 +67,15 @@ private:
     const std::string& m_Operation;
 };
 
+/// \param nPerPort collections of \p dn that may run; one more still begins, and 0 sets no limit
+NS_UTIL::HugeRequest HugeRequestFor(const std::string& dn, int nPerPort)
+{
+    NS_UTIL::HugeRequest huge;
+    huge.Synchronous().Of(dn + " ");
+    if (nPerPort > 0) huge.AtMost(nPerPort + 1);
+    return huge;
+}
+
 /// The book tells operation UUIDs with their tags.
 std::string Bare(const std::string& operation)
 {
@@ -85,7 +94,7 @@ LocalCollectionBook::LocalCollectionBook(NS_UTIL::DBAgent& agent, CollectionEnvi
 CollectionOutcome LocalCollectionBook::Collect(const CollectionPlan& plan)
 {
     CollectionBoard& board = m_Environment.m_Board;
-    MarkAsHuge(plan.m_Dn, board.Limits().m_nPerPort);
+    const NS_UTIL::HugeScope huge(HugeRequestFor(plan.m_Dn, board.Limits().m_nPerPort));
     const ThreadContextInfo request = NS_UTIL::ThreadContextMgr::Instance()->GetThreadContext();
     const std::string operation = request.GetBareOperUUID();
     auto pEntry = std::make_shared<const BoardEntry>(

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 
+#include "nbiutil/async.h"
 #include "server/serving/logprefix.h"
 #include "server/serving/operation.h"
 
@@ -20,11 +21,8 @@ public:
     static constexpr std::size_t MAX_USER = 64;
 
 private:
+    NS_UTIL::RequestScope m_Context;
     LogPrefixScope m_Prefix;
 };
-
-/// Makes the calling thread's request a huge one whose caller waits for it.
-/// \param nPerObject collections of \p dn that may run; one more still begins, and 0 sets no limit
-void MarkAsHuge(const std::string& dn, int nPerObject);
 
 }  // namespace northbound
