@@ -58,6 +58,9 @@ public:
     /// \param[out] out a copy of the book: task information to operation UUIDs in the order of entering
     void GetHuTaskMap(std::map<std::string, std::list<std::string>>& out);
 
+    /// The overall limit.
+    unsigned int GetHTskMax() const;
+
 private:
     HugeTaskMgr();
     ~HugeTaskMgr();

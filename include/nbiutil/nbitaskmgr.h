@@ -7,6 +7,7 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "nbiutil/export.h"
@@ -18,6 +19,7 @@ namespace NS_UTIL {
 class DBAgent;
 class NBITask;
 class TaskQueue;
+struct PoolSnapshot;
 
 /// A pool of worker threads that run tasks first-in first-out. Pools go by small numbers and live in a
 /// process-wide registry from their first GetTaskMgr() until the process ends. Pool 2 is the huge-task pool:
@@ -87,6 +89,20 @@ public:
     /// Deletes the pool in m_pInstance, if a derived class has put one there. No lock is held meanwhile: one
     /// thread calls it, when nobody uses that pool any more.
     static void Destroy();
+
+    /// What the pool does now, and has done. Takes the queue lock. nbiutil/poolsnapshot.h says what the figures
+    /// mean, and has the pools of the registry by number.
+    /// \throws std::bad_alloc
+    PoolSnapshot TakeSnapshot();
+    /// For code in front of the pool that refuses tasks by a rule of its own: counts a refusal, so that it stands
+    /// in the pool's snapshot beside those of the pool.
+    /// \param nCode the code that the caller gets
+    void CountRefused(unsigned int nCode);
+
+    /// Workers are named after pool and number, "nbi-p2-w07", for debuggers and process viewers. This puts a
+    /// prefix in front of the names of those that start from now on, for a process with several libraries.
+    /// \param prefix its first four characters count
+    static void SetThreadNamePrefix(const std::string& prefix);
 
 protected:
     static NBITaskMgr* m_pInstance;

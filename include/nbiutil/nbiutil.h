@@ -12,6 +12,7 @@
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/nbitask.h"
 #include "nbiutil/nbitaskmgr.h"
+#include "nbiutil/poolsnapshot.h"
 #include "nbiutil/processexception.h"
 #include "nbiutil/sdxmlinterpreter.h"
 #include "nbiutil/securebuffer.h"

@@ -10,6 +10,7 @@
 #include "nbiutil/ad.h"
 #include "nbiutil/errcode.h"
 #include "task/throw.h"
+#include "task/waiters.h"
 #include "task/yieldgate.h"
 
 namespace NS_UTIL {
@@ -112,9 +113,11 @@ bool AD_Impl::FinishesSoon() const
 
 void AD_Impl::WaitInSlicesLocked()
 {
+    Waiter waiter;
     ACE_Time_Value deadline = EndOfSlice();
     while (!IsFrameworkStopping()) {
         if (m_Condition.wait(&deadline) == 0 || AD_Impl::IsFinished()) return;
+        waiter.SliceEnds();
         deadline = EndOfSlice();
     }
 }
@@ -134,7 +137,10 @@ void AD_Impl::ThrowOnFailure()
 
 void AD_Impl::WaitToComplete()
 {
-    ChangeWhilePending([this] { m_Condition.wait(); });
+    ChangeWhilePending([this] {
+        const Waiter waiter;
+        m_Condition.wait();
+    });
 }
 
 void AD_Impl::SetErrorCode(unsigned long nCode)

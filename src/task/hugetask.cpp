@@ -72,6 +72,11 @@ unsigned int HugeTaskMgr::GetHTskNum()
     return m_nTotal.load(std::memory_order_acquire);
 }
 
+unsigned int HugeTaskMgr::GetHTskMax() const
+{
+    return m_nMax.load(std::memory_order_acquire);
+}
+
 bool HugeTaskMgr::IsOverHTaskNum()
 {
     if (m_nMax.load(std::memory_order_acquire) > GetHTskNum()) return false;

@@ -92,11 +92,13 @@ void NBITask::RunGuarded(AD& descriptor)
         Execute();
         Complete();
     } catch (const ProcessException& failure) {
+        TaskQueue::MarkFailed(*this);
         Attempt([&failure] { LogFailure(failure); });
         descriptor.SetErrorCode(failure.GetErrorCode());
         Attempt([&] { descriptor.SetErrorInfo(failure.GetErrorInfo()); });
         Finish(descriptor);
     } catch (...) {
+        TaskQueue::MarkFailed(*this);
         WriteLog(BODY_FAILED, "There's an error in NBITask::Run");
         descriptor.SetErrorCode(ErrCode::TASK_BODY_FAILED);
         Finish(descriptor);

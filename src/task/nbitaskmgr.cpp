@@ -11,10 +11,12 @@
 #include "nbiutil/errcode.h"
 #include "nbiutil/hugetask.h"
 #include "nbiutil/nbitask.h"
+#include "nbiutil/poolsnapshot.h"
 #include "task/hugepool.h"
 #include "task/processend.h"
 #include "task/taskqueue.h"
 #include "task/throw.h"
+#include "task/workername.h"
 
 namespace NS_UTIL {
 namespace {
@@ -45,6 +47,38 @@ void EnterIntoBook(NBITask& task) noexcept
         if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance()) pBook->SetHTskInfo(task.GetThreadInfo());
     } catch (const std::bad_alloc&) {
         WriteLog(Here(MODULE), "[NBITaskMgr::AcquireIdleTask] no memory to enter a task into the book");
+    }
+}
+
+/// The calling thread stands among the pool's workers while this lives.
+class EnteredWorker {
+public:
+    explicit EnteredWorker(TaskQueue& queue) : m_Queue(queue)
+    {
+        MutexGuard guard(m_Queue.Lock());
+        m_Queue.FiguresLocked().Enter(m_Worker);
+    }
+    EnteredWorker(const EnteredWorker&) = delete;
+    EnteredWorker& operator=(const EnteredWorker&) = delete;
+    ~EnteredWorker()
+    {
+        MutexGuard guard(m_Queue.Lock());
+        m_Queue.FiguresLocked().Leave(m_Worker);
+    }
+    unsigned int Number() const { return m_Worker.m_nNumber; }
+
+private:
+    TaskQueue& m_Queue;
+    PoolFigures::Worker m_Worker;
+};
+
+/// For people who look at the process. A thread without memory for its name works without one.
+void NameWorker(unsigned int nPool, unsigned int nWorker) noexcept
+{
+    try {
+        NameThisThread(WorkerName(nPool, nWorker));
+    } catch (const std::bad_alloc&) {
+        WriteLog(Here(MODULE), "[NBITaskMgr::svc] no memory for the name of a thread");
     }
 }
 
@@ -138,6 +172,8 @@ bool NBITaskMgr::IsHugePool() const
 int NBITaskMgr::svc()
 {
     ProcessEnd::WorkerArrives();
+    const EnteredWorker worker(*m_pQueue);
+    NameWorker(static_cast<unsigned int>(m_nNumber), worker.Number());
     NBITask* pRan = nullptr;
     while (!IsStopping()) {
         NBITask* const pTask = Acquire(Hands::WORKER, pRan);
@@ -159,17 +195,19 @@ int NBITaskMgr::svc()
 
 void NBITaskMgr::TakeBack(NBITask& task)
 {
+    const std::int64_t nNow = PoolFigures::Now();
     MutexGuard guard(m_pQueue->Lock());
-    m_pQueue->TakeBackLocked(task);
+    m_pQueue->TakeBackLocked(task, nNow);
 }
 
 /// A pool that ends sweeps no more.
 void NBITaskMgr::TakeBackAndSweep(NBITask& task)
 {
+    const std::int64_t nNow = PoolFigures::Now();
     TaskList finished;
     {
         MutexGuard guard(m_pQueue->Lock());
-        m_pQueue->TakeBackLocked(task);
+        m_pQueue->TakeBackLocked(task, nNow);
         if (!IsStopping()) m_pQueue->SweepFinishedLocked(finished);
     }
     DeleteAll(finished);
@@ -182,12 +220,13 @@ void NBITaskMgr::PushTask(NBITask* pTask)
         return;
     }
     OpenIfWithoutWorkers();
+    const std::int64_t nNow = PoolFigures::Now();
     bool bStopping = false;
     bool bQueued = false;
     {
         MutexGuard guard(m_pQueue->Lock());
         bStopping = IsStopping();
-        if (!bStopping) bQueued = m_pQueue->AppendLocked(*pTask);
+        if (!bStopping) bQueued = m_pQueue->AppendLocked(*pTask, nNow);
     }
     if (bQueued) {
         m_pQueue->Tokens().Post();
@@ -200,8 +239,10 @@ void NBITaskMgr::PushTask(NBITask* pTask)
         // stop. A pool that alone goes away has no such signal behind it.
         if (bStopping && !m_bExit.load(std::memory_order_acquire)) TaskQueue::Fail(*pTask);
         delete pTask;
+        if (bStopping) m_pQueue->CountDropped();
     }
     if (bStopping) return;
+    CountRefused(ErrCode::TASK_NOT_IDLE);
     WriteLog(Here(MODULE), "[NBITaskMgr::PushTask] CALL GetTaskState Task is busy");
     Throw(TASK_NOT_IDLE, ErrCode::TASK_NOT_IDLE, "Task state is not idle,cann't Handle!");
 }
@@ -222,9 +263,10 @@ NBITask* NBITaskMgr::Acquire(Hands hands, NBITask* pReturned)
         NBITask* pTask = nullptr;
         bool bDeferred = false;
         bool bToken = false;
+        const std::int64_t nNow = pReturned != nullptr ? PoolFigures::Now() : 0;
         {
             MutexGuard guard(m_pQueue->Lock());
-            if (pReturned != nullptr) m_pQueue->TakeBackLocked(*pReturned);
+            if (pReturned != nullptr) m_pQueue->TakeBackLocked(*pReturned, nNow);
             pReturned = nullptr;
             m_pQueue->SweepFinishedLocked(finished);
             bToken = (!IsHugePool() || finished.IsEmpty()) && tokens.TryTake();
@@ -249,6 +291,7 @@ NBITask* NBITaskMgr::TakeIdleLocked(Hands hands, bool& bDeferred)
     if (m_bStopping.load(std::memory_order_relaxed)) return nullptr;  // the idle ones have failed already
     while (NBITask* const pTask = m_pQueue->FirstIdleLocked()) {
         if (IsHugePool() && !MayStartLocked(*pTask)) {
+            m_pQueue->FiguresLocked().Defer();
             bDeferred = true;
             return nullptr;
         }
@@ -263,7 +306,7 @@ NBITask* NBITaskMgr::TakeIdleLocked(Hands hands, bool& bDeferred)
 /// servers tune their limits to that.
 bool NBITaskMgr::MayStartLocked(NBITask& task)
 {
-    if (task.GetTaskMode() == 0 && IsHugeTaskLimitReached()) return false;
+    if (task.GetTaskMode() == 0 && ReachedHugeLimit() != HugeLimit::NONE) return false;
     EnterIntoBook(task);
     return true;
 }
@@ -272,6 +315,29 @@ void NBITaskMgr::SetExitFlag()
 {
     m_bExit.store(true, std::memory_order_release);
     m_pQueue->Tokens().PostForAll(static_cast<unsigned int>(m_nThreadNum) + 1);
+}
+
+void NBITaskMgr::CountRefused(unsigned int nCode)
+{
+    m_pQueue->CountRefused(nCode);
+}
+
+void NBITaskMgr::SetThreadNamePrefix(const std::string& prefix)
+{
+    SetWorkerNamePrefix(prefix);
+}
+
+PoolSnapshot NBITaskMgr::TakeSnapshot()
+{
+    PoolSnapshot snapshot;
+    snapshot.m_nNumber = static_cast<unsigned int>(m_nNumber);
+    snapshot.m_nWorkers = static_cast<unsigned int>(m_nThreadNum);
+    {
+        MutexGuard guard(m_pQueue->Lock());
+        m_pQueue->ReadLocked(snapshot);
+    }
+    if (IsHugePool()) ReadBook(snapshot);
+    return snapshot;
 }
 
 NBITaskMgr* NBITaskMgr::FindStarted(unsigned int nNumber)

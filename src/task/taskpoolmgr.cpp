@@ -35,7 +35,9 @@ void TaskPoolMgr::PushTask(DBAgent& agent, NBITask* pTask, unsigned int nNumber)
     // A task that a pool owns already is no new task: the pool refuses it, whatever the limits say.
     const bool bHuge = nNumber == HUGE_POOL && pTask != nullptr && TaskQueue::OwnerOf(*pTask) == nullptr &&
                        pTask->GetTaskMode() != 0;
-    if (bHuge && IsHugeTaskLimitReached()) {
+    const HugeLimit limit = bHuge ? ReachedHugeLimit() : HugeLimit::NONE;
+    if (limit != HugeLimit::NONE) {
+        CountRefusalAt(limit);
         WriteLog(
             LIMIT_LOGGED,
             "[TaskPoolMgr::PushTask] CALL IncreaseHugeTask error, reached the max num:Taskmaxtasknum=%d, "

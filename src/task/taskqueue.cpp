@@ -2,6 +2,7 @@
 
 #include "nbiutil/errcode.h"
 #include "nbiutil/hugetask.h"
+#include "nbiutil/poolsnapshot.h"
 
 namespace NS_UTIL {
 
@@ -35,14 +36,30 @@ void TaskQueue::DeleteAllFailed()
     }
 }
 
-bool TaskQueue::AppendLocked(NBITask& task)
+bool TaskQueue::AppendLocked(NBITask& task, std::int64_t nNow)
 {
     if (task.GetTaskState() != NBI_TASK_IDLE) return false;
     TaskQueue* pNobody = nullptr;
     if (!task.m_pOwner.compare_exchange_strong(pNobody, this, std::memory_order_acq_rel)) return false;
-    task.m_nOrder = m_nNextOrder++;
-    m_Idle.Append(task);
+    task.m_nOrder = m_Figures.Push(nNow);
+    EnterIdleLocked(task);
     return true;
+}
+
+void TaskQueue::EnterIdleLocked(NBITask& task)
+{
+    task.m_nOrder |= PoolFigures::QUEUED;
+    m_Idle.InsertInOrder(task);
+    m_Figures.EnterQueue();
+}
+
+void TaskQueue::UnlinkLocked(NBITask& task)
+{
+    if ((task.m_nOrder & PoolFigures::QUEUED) != 0) {
+        task.m_nOrder &= ~PoolFigures::QUEUED;
+        m_Figures.LeaveQueue();
+    }
+    TaskList::Unlink(task);
 }
 
 NBITask* TaskQueue::FirstIdleLocked()
@@ -51,7 +68,7 @@ NBITask* TaskQueue::FirstIdleLocked()
     for (NBITask* pTask = m_Idle.First(); pTask != nullptr; pTask = m_Idle.First()) {
         const unsigned int nState = pTask->m_nState.load(std::memory_order_acquire);
         if (StateIn(nState) == NBI_TASK_IDLE && (nState & HELD) == 0) return pTask;
-        TaskList::Unlink(*pTask);
+        UnlinkLocked(*pTask);
         FileLocked(*pTask);
     }
     return nullptr;
@@ -62,15 +79,19 @@ bool TaskQueue::HandOutLocked(NBITask& task, bool bHeld)
     unsigned int nIdle = NBI_TASK_IDLE;
     const unsigned int nBusy = NBI_TASK_BUSY | (bHeld ? HELD : 0U);
     if (!task.m_nState.compare_exchange_strong(nIdle, nBusy, std::memory_order_acq_rel)) return false;
-    TaskList::Unlink(task);
+    UnlinkLocked(task);
     m_Others.Append(task);
+    m_Figures.Take(task.m_nOrder);
+    if (bHeld) m_Figures.Begin(task, (task.m_nOrder & PoolFigures::MEASURED) != 0);
+    task.m_nOrder &= ~PoolFigures::MEASURED;
     return true;
 }
 
-void TaskQueue::TakeBackLocked(NBITask& task)
+void TaskQueue::TakeBackLocked(NBITask& task, std::int64_t nNow)
 {
-    task.m_nState.fetch_and(~HELD, std::memory_order_acq_rel);
-    TaskList::Unlink(task);
+    const unsigned int nState = task.m_nState.fetch_and(~(HELD | FAILED), std::memory_order_acq_rel);
+    m_Figures.End(task, (nState & FAILED) != 0, nNow);
+    UnlinkLocked(task);
     FileLocked(task);
 }
 
@@ -83,7 +104,7 @@ void TaskQueue::FileLocked(NBITask& task)
     } else if (StateIn(nState) == NBI_TASK_FINISHED || (nState & DOOMED) != 0) {
         m_Finished.Append(task);
     } else if (StateIn(nState) == NBI_TASK_IDLE) {
-        m_Idle.InsertInOrder(task);
+        EnterIdleLocked(task);
     } else {
         m_Others.Append(task);
     }
@@ -150,7 +171,7 @@ void TaskQueue::ChangeState(NBITask& task, NBI_TASK_STATE state)
         if (StateIn(nState) == state) return;
     } while (!ReplaceState(task, nState, state));
     if ((nState & HELD) != 0) return;
-    TaskList::Unlink(task);
+    UnlinkLocked(task);
     FileLocked(task);
 }
 
@@ -159,15 +180,21 @@ bool TaskQueue::Hold(NBITask& task)
     return (task.m_nState.fetch_or(HELD, std::memory_order_acq_rel) & HELD) == 0;
 }
 
+void TaskQueue::MarkFailed(NBITask& task)
+{
+    task.m_nState.fetch_or(FAILED, std::memory_order_acq_rel);
+}
+
 void TaskQueue::Release(NBITask& task)
 {
     TaskQueue* const pOwner = OwnerOf(task);
     if (pOwner == nullptr) {
-        task.m_nState.fetch_and(~HELD, std::memory_order_acq_rel);
+        task.m_nState.fetch_and(~(HELD | FAILED), std::memory_order_acq_rel);
         return;
     }
+    const std::int64_t nNow = PoolFigures::Now();
     MutexGuard guard(pOwner->m_QueueLock);
-    pOwner->TakeBackLocked(task);
+    pOwner->TakeBackLocked(task, nNow);
 }
 
 void TaskQueue::PushedAgain(NBITask& task)
@@ -181,10 +208,32 @@ void TaskQueue::PushedAgain(NBITask& task)
             task.m_nState.fetch_and(~DOOMED, std::memory_order_acq_rel);
             return;
         }
-        TaskList::Unlink(task);
+        owner.UnlinkLocked(task);
         owner.ForgetLocked(task);
     }
     delete &task;
+}
+
+void TaskQueue::CountDropped()
+{
+    MutexGuard guard(m_QueueLock);
+    m_Figures.Drop();
+}
+
+void TaskQueue::CountRefused(unsigned int nCode)
+{
+    MutexGuard guard(m_QueueLock);
+    m_Figures.Refuse(nCode);
+}
+
+/// A task that a worker has in its hands lives until it comes back, which needs the lock.
+void TaskQueue::ReadLocked(PoolSnapshot& snapshot)
+{
+    const NBITask* const pOldest = m_Idle.First();
+    m_Figures.ReadInto(snapshot, pOldest != nullptr ? &pOldest->m_nOrder : nullptr);
+    if (const PoolFigures::Worker* const pLongest = m_Figures.Longest()) {
+        snapshot.m_LongestBodyUUID = pLongest->m_pTask->m_ThreadInfo.GetBareOperUUID();
+    }
 }
 
 }  // namespace NS_UTIL

@@ -4,22 +4,23 @@
 
 #include <ace/Thread_Mutex.h>
 
-#include <cstdint>
-
 #include "base/lockguard.h"
 #include "nbiutil/nbitask.h"
+#include "task/poolfigures.h"
 #include "task/tasklist.h"
 #include "task/worktokens.h"
 
 namespace NS_UTIL {
 
+struct PoolSnapshot;
+
 /// The tasks of one pool, filed by what is to become of them, so that no operation walks over the others:
 /// those that are idle, in the order of pushing; those that are finished and wait for the next sweep; and the
 /// rest, which are in somebody's hands or were set busy from outside.
 ///
-/// A task's m_nState holds its state in the low bits and two marks. HELD: somebody runs it, so it is neither
+/// A task's m_nState holds its state in the low bits and three marks. HELD: somebody runs it, so it is neither
 /// handed out nor deleted, and its state is looked at when it comes back. DOOMED: it is deleted when it comes
-/// back. A state that is changed while the mark HELD is not set changes under the queue lock, which files the
+/// back. FAILED: the run that goes on has failed. A state that is changed while the mark HELD is not set changes under the queue lock, which files the
 /// task anew.
 ///
 /// Operations whose name ends in Locked are for callers that hold Lock().
@@ -29,6 +30,7 @@ public:
     static constexpr unsigned int STATE_MASK = 0x3;
     static constexpr unsigned int HELD = 0x4;
     static constexpr unsigned int DOOMED = 0x8;
+    static constexpr unsigned int FAILED = 0x10;
 
     /// \param bHugePool the tasks stand in HugeTaskMgr's book from their hand-out until they are deleted
     explicit TaskQueue(bool bHugePool) : m_bHugePool(bHugePool) {}
@@ -37,10 +39,16 @@ public:
 
     ACE_Thread_Mutex& Lock() { return m_QueueLock; }
     WorkTokens& Tokens() { return m_Tokens; }
+    PoolFigures& FiguresLocked() { return m_Figures; }
+    void CountDropped();
+    void CountRefused(unsigned int nCode);
+    /// Fills in what the queue and its figures know.
+    void ReadLocked(PoolSnapshot& snapshot);
 
     /// Makes this queue the owner of an idle task and appends it.
+    /// \param nNow when the push began: PoolFigures::Now()
     /// \return false, and nothing has changed, when the task is not idle or has an owner
-    bool AppendLocked(NBITask& task);
+    bool AppendLocked(NBITask& task, std::int64_t nNow);
 
     /// The first idle task, which stays where it is; null when there is none.
     NBITask* FirstIdleLocked();
@@ -49,7 +57,8 @@ public:
     /// \return false, and nothing has changed, when its state was set from outside meanwhile
     bool HandOutLocked(NBITask& task, bool bHeld);
     /// Takes a task back from whoever ran it and files it by its state.
-    void TakeBackLocked(NBITask& task);
+    /// \param nNow when the run ended: PoolFigures::Now()
+    void TakeBackLocked(NBITask& task, std::int64_t nNow);
     /// Moves the finished tasks to \p finished, in the order of pushing, and takes them out of HugeTaskMgr's
     /// book. The caller deletes them without the lock.
     void SweepFinishedLocked(TaskList& finished);
@@ -74,6 +83,8 @@ public:
     /// Marks \p task as being run.
     /// \return false when it was marked already
     static bool Hold(NBITask& task);
+    /// An exception has ended the run that goes on.
+    static void MarkFailed(NBITask& task);
     /// The end of a run that began with Hold(). The task may be gone afterwards.
     static void Release(NBITask& task);
     /// A task was pushed although it has an owner. Queued and idle, it stays; held, it is deleted when it
@@ -87,16 +98,19 @@ private:
     }
     static bool ReplaceState(NBITask& task, unsigned int& nState, NBI_TASK_STATE state);
     void ChangeState(NBITask& task, NBI_TASK_STATE state);
+    void EnterIdleLocked(NBITask& task);
+    void UnlinkLocked(NBITask& task);
     void FileLocked(NBITask& task);
     void ForgetLocked(const NBITask& task);
 
-    const bool m_bHugePool;
-    ACE_Thread_Mutex m_QueueLock;
-    TaskList m_Idle;                 // guarded by m_QueueLock
-    TaskList m_Finished;             // guarded by m_QueueLock
-    TaskList m_Others;               // guarded by m_QueueLock
-    std::uint64_t m_nNextOrder = 0;  // guarded by m_QueueLock
+    // The order matters: a push and a hand-out touch the first three cache lines and the tokens' one.
+    alignas(64) ACE_Thread_Mutex m_QueueLock;
+    TaskList m_Idle;        // guarded by m_QueueLock
+    PoolFigures m_Figures;  // guarded by m_QueueLock
+    TaskList m_Finished;    // guarded by m_QueueLock
+    TaskList m_Others;      // guarded by m_QueueLock
     WorkTokens m_Tokens;
+    const bool m_bHugePool;
 };
 
 }  // namespace NS_UTIL

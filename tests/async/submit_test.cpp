@@ -2,6 +2,7 @@
 #include "async/asynctesting.h"
 #include "nbiutil/async.h"
 #include "nbiutil/hugetask.h"
+#include "nbiutil/poolsnapshot.h"
 
 namespace NS_UTIL {
 namespace {
@@ -24,6 +25,7 @@ TEST_F(SubmitTest, AFullQueueRefusesWithACodeOfItsOwn)
     const Failure refusal =
         FailureOf([] { TrySubmit(2, POOL, TestAgent(), [held = Counted()] { return 3; }); });
     EXPECT_EQ(refusal.m_nCode, ErrCode::QUEUE_FULL);
+    EXPECT_EQ(TakePoolSnapshot(POOL).m_Refused.at(ErrCode::QUEUE_FULL), 1U);
     EXPECT_EQ(Counted::Alive(), 0);
     EXPECT_EQ(QueuedTasks(POOL), 2U);
     gate.Open();

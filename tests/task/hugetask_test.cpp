@@ -167,6 +167,7 @@ TEST_F(HugeTaskMgrTest, LimitCanBeSetAgainAtAnyTime)
 {
     Enter("a", {"1", "2", "3", "4"});
     Mgr().Init(5);
+    EXPECT_EQ(Mgr().GetHTskMax(), 5U);
     EXPECT_FALSE(Mgr().IsOverHTaskNum());
     Mgr().Init(3);
     EXPECT_TRUE(Mgr().IsOverHTaskNum()) << "above the limit";

@@ -145,6 +145,7 @@ inline QueuePlace TakePlace(unsigned int nPool, std::size_t nLimit)
     const std::size_t nQueued = count.fetch_add(1);
     QueuePlace place(&count);
     if (nQueued >= nLimit) {
+        NBITaskMgr::GetTaskMgr(nPool)->CountRefused(ErrCode::QUEUE_FULL);
         throw ProcessException(ErrCode::QUEUE_FULL, "the pool's queue is full", "async", "TrySubmit",
                                __LINE__);
     }

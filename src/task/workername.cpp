@@ -1,0 +1,48 @@
+#include "task/workername.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+
+namespace NS_UTIL {
+namespace {
+
+constexpr std::size_t LONGEST = 15;
+
+using Prefix = std::array<char, 4>;
+std::atomic<Prefix> g_Prefix{Prefix{}};
+static_assert(std::atomic<Prefix>::is_always_lock_free);
+
+std::string CurrentPrefix()
+{
+    const Prefix prefix = g_Prefix.load(std::memory_order_acquire);
+    return {prefix.begin(), std::find(prefix.begin(), prefix.end(), '\0')};
+}
+
+}  // namespace
+
+std::string WorkerName(unsigned int nPool, unsigned int nWorker)
+{
+    const std::string front = CurrentPrefix() + "nbi-p";
+    const std::string back = (nWorker < 10 ? "-w0" : "-w") + std::to_string(nWorker);
+    const std::string pool = std::to_string(nPool);
+    const std::size_t nFixed = front.size() + back.size();
+    const std::size_t nRoom = nFixed < LONGEST ? LONGEST - nFixed : 0;
+    return front + pool.substr(pool.size() - std::min(pool.size(), nRoom)) + back;
+}
+
+void NameThisThread(const std::string& name) noexcept
+{
+    pthread_setname_np(pthread_self(), name.c_str());
+}
+
+void SetWorkerNamePrefix(const std::string& prefix)
+{
+    Prefix first{};
+    std::copy_n(prefix.begin(), std::min(prefix.size(), first.size()), first.begin());
+    g_Prefix.store(first, std::memory_order_release);
+}
+
+}  // namespace NS_UTIL
