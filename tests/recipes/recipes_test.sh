@@ -1,22 +1,9 @@
 #!/usr/bin/env bash
 # What docs/recipes/ promises of each program. usage: recipes_test.sh STEP PROJECT_DIR BUILD_DIR
 set -eu -o pipefail
-step=$1 source=$2 build=$3
-built=$build/recipes
-
-if [ "$step" = build ]; then
-    rm -rf "$built"
-    cp -a "$source/examples/recipes" "$built"
-    "$CMAKE" -S "$built" -B "$built/build" -DCMAKE_PREFIX_PATH="$build/consumer/prefix" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror"
-    "$CMAKE" --build "$built/build" --parallel 2
-    exit
-fi
-
-folder=$build/recipes/$step
-rm -rf "$folder"
-mkdir "$folder"
-cp -a "$built"/{host.ini,etc} "$folder"
-cd "$folder"
+# shellcheck source=tests/support/reader.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../support/reader.sh"
+reader recipes host.ini etc
 
 # is WANTED SAID: what a program said.
 is() { [ "$2" = "$1" ] || { printf 'said:\n%s\nwanted:\n%s\n' "$2" "$1"; exit 1; }; }

@@ -1,23 +1,9 @@
 #!/usr/bin/env bash
 # What docs/tutorial.md promises of each program. usage: tutorial_test.sh STEP PROJECT_DIR BUILD_DIR
 set -eu -o pipefail
-step=$1 source=$2 build=$3
-built=$build/tutorial
-
-if [ "$step" = build ]; then
-    rm -rf "$built"
-    cp -a "$source/examples/tutorial" "$built"
-    "$CMAKE" -S "$built" -B "$built/build" -DCMAKE_PREFIX_PATH="$build/consumer/prefix" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror"
-    "$CMAKE" --build "$built/build" --parallel 2
-    exit
-fi
-
-# Each program in a folder of its own, since each writes a log.
-folder=$build/tutorial/$step
-rm -rf "$folder"
-mkdir "$folder"
-cp -a "$built"/{server.ini,etc,ports.xml} "$folder"
-cd "$folder"
+# shellcheck source=tests/support/reader.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../support/reader.sh"
+reader tutorial server.ini etc ports.xml
 
 # says WANTED [ARGUMENT...]: what the program prints for the lines that it is given.
 says() {
