@@ -11,13 +11,16 @@ die() {
 
 [ $# -eq 1 ] || die "usage: demo.sh BUILD-DIRECTORY"
 PROGRAMS=$(cd "$1/examples/northbound" 2>/dev/null && pwd) || die "$1 is no build directory of this project"
+command -v openssl >/dev/null || die "openssl is not installed"
 for program in nbi-server nbi-client; do
     [ -x "$PROGRAMS/$program" ] || die "$PROGRAMS/$program is not built"
 done
 HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+CERTIFICATES=$HERE/../../scripts/certificates
 WORK=$(mktemp -d) || die "no temporary directory"
 export XDG_RUNTIME_DIR=$WORK  # where the server's socket is
 unset ADDRESS
+CONFIG=()  # of the client, where it needs one
 SERVER_PID=
 CLIENT_PIDS=()
 WAS_AS_TOLD=yes
@@ -44,7 +47,7 @@ client() {
     ask "$@" 2>&1
 }
 
-ask() { "$PROGRAMS/nbi-client" ${ADDRESS+--server "$ADDRESS"} "$@"; }
+ask() { "$PROGRAMS/nbi-client" ${CONFIG[@]+"${CONFIG[@]}"} ${ADDRESS+--server "$ADDRESS"} "$@"; }
 
 # expect WHAT CONDITION...: the story goes on, but its exit code tells.
 expect() {
@@ -256,16 +259,25 @@ wait "$SERVER_PID"
 expect "the server ended in order again" test $? -eq 0
 SERVER_PID=
 
-chapter "14. TCP, with a login"
+chapter "14. TCP with TLS, and a login"
 tell <<'TEXT'
-An address or a port in the configuration serves TCP. Whoever comes that way may do nothing before a login; the password travels encrypted with the server's public key, and the configuration holds a digest of it. The server answers with the key of a session, which the client keeps in a file that nobody else can read.
+An address or a port in the configuration serves TCP, and with a certificate and its key by TLS alone. The client goes on only with a server whose certificate names the host that it was told, and comes from an authority that it trusts. Whoever comes that way may do nothing before a login; the configuration holds a digest of the password. The server answers with the key of a session, which the client keeps in a file that nobody else can read.
 TEXT
+"$CERTIFICATES" "$WORK/certificates" 127.0.0.1 >/dev/null || die "no certificates"
+printf '%s$ certificates certificates 127.0.0.1%s\n' "$DIM" "$PLAIN"
+expect "nobody else can read the server's key" test "$(stat -c %a "$WORK/certificates/server-key.pem")" = 600
 printf 'open sesame\n' >"$WORK/password"
 ITEM=$("$PROGRAMS/nbi-client" --user anna password-item "$WORK/password")
 printf '%s$ nbi-client --user anna password-item%s\n%s\n' "$DIM" "$PLAIN" "$ITEM"
-start_server "ListenPort = 0" "$ITEM" "Role_anna = admin"
+start_server "ListenPort = 0" "TlsCertificate = certificates/server.pem" "TlsKey = certificates/server-key.pem" \
+    "$ITEM" "Role_anna = admin"
 ADDRESS=$(cat "$WORK/ready")
 printf 'nbi-server is serving on %s.\n' "$ADDRESS"
+client --user anna counters "$PORT"
+expect "an authority that the client does not know vouches for nothing" test $? -eq 3
+printf '[host]\nroot = %s\nlog_stderr = no\n[client]\nTlsAuthorities = certificates/authority.pem\n' "$HERE/root/lib" \
+    >"$WORK/nbi-client.ini"
+CONFIG=(--config "$WORK/nbi-client.ini")
 client --user anna counters "$PORT"
 expect "without a login it was refused" test $? -eq 1
 client --user anna login "$WORK/password"

@@ -42,10 +42,10 @@ std::string VersionAnswer(const OutputOptions& output)
 void AddGeneral(CLI::App& app, CommandLine& line)
 {
     line.m_User = DefaultUser();
-    app.add_option(
-           "-s,--server", line.m_Servers,
-           Say("Server, as <host>:<port> or unix:<path>; several with commas between them (the local one of "
-               "the same user)"))
+    app.add_option("-s,--server", line.m_Servers,
+                   Say("Server, as <host>:<port>, tls:<host>:<port> or unix:<path>; several with commas "
+                       "between them (the "
+                       "local one of the same user)"))
         ->delimiter(',')
         ->allow_extra_args(false);
     app.set_version_flag(

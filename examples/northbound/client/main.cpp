@@ -3,11 +3,13 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <vector>
 
 #include "client/commandline.h"
 #include "client/commands/keyfile.h"
 #include "client/texts/texts.h"
+#include "nbihost/corbaconfigitems.h"
 #include "nbihost/standalone.h"
 #include "nbiutil/errorinfomgr.h"
 #include "shared/localsocket.h"
@@ -30,6 +32,20 @@ std::string LocalServer()
     return SOCKET_SCHEME + DefaultSocket();
 }
 
+/// The absolute path that the configuration gives under \p key; "" without one.
+std::string PathIn(const std::string& configFile, const std::string& key)
+{
+    std::string path;
+    if (!NS_BUNDLEMGR1::CorbaConfigItems::Instance()->GetStrItemInfo(key, path) || path.empty()) return "";
+    return (std::filesystem::absolute(configFile).parent_path() / path).lexically_normal().string();
+}
+
+TlsFiles TlsFilesIn(const std::string& configFile)
+{
+    return {PathIn(configFile, "TlsAuthorities"), PathIn(configFile, "TlsCertificate"),
+            PathIn(configFile, "TlsKey")};
+}
+
 std::vector<Endpoint> Endpoints(const CommandLine& line)
 {
     std::vector<Endpoint> endpoints;
@@ -43,7 +59,8 @@ std::vector<Endpoint> Endpoints(const CommandLine& line)
 
 int AskServer(const CommandLine& line)
 {
-    const Session session(Endpoints(line), line.m_User, Milliseconds(line.m_Timeout));
+    const Session session(Endpoints(line), line.m_User, Milliseconds(line.m_Timeout),
+                          TlsFilesIn(line.m_ConfigFile));
     try {
         return line.m_Command(session);
     } catch (...) {

@@ -235,6 +235,8 @@ int RunReporting(const CommandLine& line, const ServiceManager& manager)
         return Report(e.what(), EXIT_BAD_INPUT);
     } catch (const SettingsError& e) {
         return Report(e.what(), EXIT_BAD_INPUT);
+    } catch (const TlsError& e) {
+        return Report(e.what(), EXIT_BAD_INPUT);
     } catch (const SocketError& e) {
         return Report(e.what(), EXIT_NO_ENDPOINT);
     } catch (const EndpointError& e) {

@@ -4,6 +4,7 @@
 #include "client/view/json.h"
 #include "client/view/reasons.h"
 #include "client/view/table.h"
+#include "shared/tlsfiles.h"
 
 namespace northbound {
 
@@ -16,6 +17,8 @@ Failure WithoutRefusal(const std::string& server)
         throw;
     } catch (const InputError& e) {
         return Failure{"input", EXIT_BAD_USAGE, e.what(), {}, server};
+    } catch (const TlsError& e) {
+        return Failure{"input", EXIT_BAD_USAGE, Translated(e.what()), {}, server};
     } catch (const NoAnswer& e) {
         return Failure{
             "no-server", EXIT_NO_SERVER, Say("no answer from any server: {1}", {e.what()}), {}, server};

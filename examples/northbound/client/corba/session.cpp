@@ -5,19 +5,82 @@
 
 #include <algorithm>
 #include <map>
+#include <mutex>
 
 #include "client/texts/texts.h"
+#include "shared/corba/tlscontext.h"
 #include "shared/localsocket.h"
 #include "shared/names.h"
 
 namespace northbound {
 namespace {
 
+bool Has(const std::string& server, const std::string& scheme)
+{
+    return server.compare(0, scheme.size(), scheme) == 0;
+}
+
+std::string Without(const std::string& server, const std::string& scheme)
+{
+    return server.substr(scheme.size());
+}
+
 std::string LocationOf(const std::string& server)
 {
-    const std::string scheme = SOCKET_SCHEME;
-    if (server.compare(0, scheme.size(), scheme) != 0) return "corbaloc:iiop:" + server + "/" + OBJECT_KEY;
-    return "corbaloc:omniunix:" + server.substr(scheme.size()) + ":/" + OBJECT_KEY;
+    const std::string slashAndKey = std::string("/") + OBJECT_KEY;
+    if (Has(server, SOCKET_SCHEME))
+        return "corbaloc:omniunix:" + Without(server, SOCKET_SCHEME) + ":" + slashAndKey;
+    if (Has(server, TLS_SCHEME)) return "corbaloc:ssliop:" + Without(server, TLS_SCHEME) + slashAndKey;
+    return "corbaloc:iiop:" + server + slashAndKey;
+}
+
+/// Without port and without the brackets of an IPv6 address.
+std::string HostIn(const std::string& hostAndPort)
+{
+    std::string host = hostAndPort.substr(0, hostAndPort.rfind(':'));
+    if (host.size() > 1 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+    return host;
+}
+
+/// Why TLS has failed. The ORB says no more than that it got no connection.
+class TlsFailure {
+public:
+    void Set(const std::string& why)
+    {
+        std::lock_guard<std::mutex> guard(m_Mutex);
+        m_Why = why;
+    }
+
+    std::string Get()
+    {
+        std::lock_guard<std::mutex> guard(m_Mutex);
+        return m_Why;
+    }
+
+private:
+    std::mutex m_Mutex;
+    std::string m_Why;  // guarded by m_Mutex
+};
+
+TlsFailure& LastTlsFailure()
+{
+    static TlsFailure failure;
+    return failure;
+}
+
+void SpeakTls(const std::vector<Endpoint>& servers, const TlsFiles& files)
+{
+    const auto isTls = [](const Endpoint& server) { return Has(server.m_Address, TLS_SCHEME); };
+    if (std::none_of(servers.begin(), servers.end(), isTls)) return;
+    TlsContext::InstallForClient(
+        files, [](const std::string& /*peer*/, const std::string& why) { LastTlsFailure().Set(why); });
+}
+
+/// Before anything is asked of the server at \p address.
+void ExpectFrom(const std::string& address)
+{
+    LastTlsFailure().Set("");
+    if (Has(address, TLS_SCHEME)) TlsContext::Expect(HostIn(Without(address, TLS_SCHEME)));
 }
 
 std::string Named(const std::string& address, const CORBA::SystemException& failure)
@@ -28,7 +91,7 @@ std::string Named(const std::string& address, const CORBA::SystemException& fail
 }  // namespace
 
 Session::Session(const std::vector<Endpoint>& servers, const std::string& user,
-                 std::chrono::milliseconds timeout)
+                 std::chrono::milliseconds timeout, const TlsFiles& tls)
     : m_Timeout(timeout)
 {
     // By default five connections carry all requests, and a sixth collection would wait for one of the first
@@ -38,6 +101,7 @@ Session::Session(const std::vector<Endpoint>& servers, const std::string& user,
                                 {"supportPerThreadTimeOut", "1"},
                                 {"traceLevel", "0"},
                                 {nullptr, nullptr}};
+    SpeakTls(servers, tls);
     int nArgs = 0;
     m_Orb = CORBA::ORB_init(nArgs, nullptr, "omniORB4", options);
     for (const Endpoint& server : servers) {
@@ -48,6 +112,7 @@ Session::Session(const std::vector<Endpoint>& servers, const std::string& user,
         m_Servers.back().m_Who.key = server.m_Key.c_str();
         m_Servers.back().m_Who.patience = static_cast<CORBA::ULong>(timeout.count());
     }
+    ExpectFrom(Address());
     LimitAnswerTime(static_cast<unsigned int>(timeout.count()));
 }
 
@@ -119,6 +184,7 @@ void Session::Attempts::GoOn(const CORBA::SystemException& failure)
     m_Failures += Named(m_Session.Address(), failure);
     if (m_nLeft == 0) throw NoAnswer(m_Failures);
     m_Session.m_nCurrent = (m_Session.m_nCurrent + 1) % m_Session.m_Servers.size();
+    ExpectFrom(m_Session.Address());
 }
 
 std::vector<std::string> Session::DnsOf(const std::vector<std::string>& ports) const
@@ -157,8 +223,11 @@ bool Session::IsGone() const
 
 std::string Session::ReasonOf(const CORBA::SystemException& failure)
 {
+    const std::string tlsFailure = LastTlsFailure().Get();
+    if (!tlsFailure.empty()) return Say("TLS failed: {1}", {Translated(tlsFailure)});
     if (dynamic_cast<const CORBA::COMM_FAILURE*>(&failure) != nullptr) {
-        return Say("the connection was closed: refused, or not a server");
+        return Say(
+            "the connection was closed: refused, or not a server, or one with TLS (tls:<host>:<port>)");
     }
     const char* const pMinor = failure.NP_minorString();
     return pMinor == nullptr ? failure._name() : pMinor;

@@ -10,12 +10,13 @@
 #include <vector>
 
 #include "northbound.hh"
+#include "shared/tlsfiles.h"
 
 namespace northbound {
 
 /// Where a server is, and the user's key there.
 struct Endpoint {
-    std::string m_Address;  // "<host>:<port>" or "unix:<path>"
+    std::string m_Address;  // "<host>:<port>", "tls:<host>:<port>" or "unix:<path>"
     std::string m_Key;      // "" without a session
 };
 
@@ -35,8 +36,11 @@ class Session {
 public:
     /// \param servers at least one
     /// \param timeout for the calling thread's requests, as LimitAnswerTime() sets it
+    /// \param tls     for those with TLS
     /// \throws NoAnswer when an address is none
-    Session(const std::vector<Endpoint>& servers, const std::string& user, std::chrono::milliseconds timeout);
+    /// \throws TlsError
+    Session(const std::vector<Endpoint>& servers, const std::string& user, std::chrono::milliseconds timeout,
+            const TlsFiles& tls = {});
     /// With one server.
     Session(const std::string& server, const std::string& user, const std::string& key = "",
             std::chrono::milliseconds timeout = std::chrono::seconds(30))
@@ -92,7 +96,7 @@ public:
     /// From now on the calling thread's requests fail when they are not answered within this time.
     static void LimitAnswerTime(unsigned int nMilliseconds);
 
-    /// What the ORB says about \p failure, in a few words.
+    /// What the ORB says about \p failure, in a few words; what TLS says where that has failed.
     static std::string ReasonOf(const CORBA::SystemException& failure);
 
 private:

@@ -104,6 +104,7 @@ private:
     {
         const Peer& peer = CurrentPeer();
         Caller caller{who.user.in(), peer.m_Address, peer.m_bLocal, who.key.in()};
+        caller.m_bEncrypted = peer.m_bEncrypted;
         caller.m_HasGone = WhetherGone(peer.m_nSocket, who.patience);
         auto outcome = m_Service.Ask<Operation>(caller, std::move(request));
         if (const Failure* const pFailure = std::get_if<Failure>(&outcome)) {

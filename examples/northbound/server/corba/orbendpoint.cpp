@@ -10,6 +10,8 @@
 
 #include "nbihost/standalone.h"
 #include "server/corba/orbinternals.h"
+#include "server/serving/occasionally.h"
+#include "shared/corba/tlscontext.h"
 #include "shared/localsocket.h"
 #include "shared/names.h"
 
@@ -30,14 +32,15 @@ void LogOrbMessage(const char* pMessage)
     nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "%s", text.c_str());
 }
 
-std::string TcpText(const TcpAddress& tcp)
+/// As clients name it.
+std::string TcpText(const Listening& places, int nPort)
 {
-    return tcp.m_Host + ":" + std::to_string(tcp.m_nPort);
+    return (places.m_Tls ? TLS_SCHEME : "") + places.m_Tcp->m_Host + ":" + std::to_string(nPort);
 }
 
 std::string PlacesText(const Listening& places)
 {
-    std::string text = places.m_Tcp ? TcpText(*places.m_Tcp) : "";
+    std::string text = places.m_Tcp ? TcpText(places, places.m_Tcp->m_nPort) : "";
     if (places.m_Socket.empty()) return text;
     if (!text.empty()) text += " and ";
     return text + SOCKET_SCHEME + places.m_Socket;
@@ -66,10 +69,22 @@ Options OptionsFor(const Listening& places, const ConnectionLimits& connections)
     };
     if (places.m_Tcp) {
         const std::string port = places.m_Tcp->m_nPort == 0 ? "" : std::to_string(places.m_Tcp->m_nPort);
-        options.emplace_back("endPoint", "giop:tcp:" + places.m_Tcp->m_Host + ":" + port);
+        const std::string transport = places.m_Tls ? "giop:ssl:" : "giop:tcp:";
+        options.emplace_back("endPoint", transport + places.m_Tcp->m_Host + ":" + port);
     }
     if (!places.m_Socket.empty()) options.emplace_back("endPoint", "giop:unix:" + places.m_Socket);
     return options;
+}
+
+/// At most one line a minute: whoever reaches the port can make as many failures as he likes.
+void TellTlsFailure(const std::string& peer, const std::string& why)
+{
+    static Occasionally lines{std::chrono::minutes(1)};
+    const unsigned long nFailures = lines.Count();
+    if (nFailures == 0) return;
+    nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE,
+                 "TLS with %s failed: %s; %lu such failures since the last such line", peer.c_str(),
+                 why.c_str(), nFailures);
 }
 
 CORBA::ORB_ptr InitOrb(const Options& options)
@@ -98,11 +113,12 @@ OrbEndpoint::OrbEndpoint(const Listening& places, const ConnectionLimits& connec
 {
     omniORB::setLogFunction(LogOrbMessage);
     try {
+        if (places.m_Tls) TlsContext::InstallForServer(*places.m_Tls, TellTlsFailure);
         m_Orb = InitOrb(OptionsFor(places, connections));
         NotePeers();
         LimitConnections(connections.m_nMost);
         const CORBA::Object_var object = Activate(servant);
-        if (places.m_Tcp) m_Addresses.push_back(TcpText({places.m_Tcp->m_Host, InternetPortOf(object)}));
+        if (places.m_Tcp) m_Addresses.push_back(TcpText(places, InternetPortOf(object)));
     } catch (const CORBA::Exception& e) {
         throw EndpointError("cannot listen on " + PlacesText(places) + " (" + e._name() +
                             "); the log says more");

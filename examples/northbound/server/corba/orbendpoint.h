@@ -23,13 +23,14 @@ class OrbEndpoint {
 public:
     /// \param places at least one; the socket's path is claimed
     /// \throws EndpointError
+    /// \throws TlsError
     OrbEndpoint(const Listening& places, const ConnectionLimits& connections,
                 PortableServer::ServantBase& servant);
     ~OrbEndpoint();
     OrbEndpoint(const OrbEndpoint&) = delete;
     OrbEndpoint& operator=(const OrbEndpoint&) = delete;
 
-    /// "<host>:<port>", or "unix:<path>" of a server without TCP.
+    /// "<host>:<port>", with TLS "tls:<host>:<port>", or "unix:<path>" of a server without TCP.
     const std::string& Address() const { return m_Addresses.front(); }
     const std::vector<std::string>& Addresses() const { return m_Addresses; }
 

@@ -10,6 +10,8 @@
 #include <omniORB4/internal/GIOP_S.h>
 #include <omniORB4/tcpConnection.h>
 #include <omniORB4/unixConnection.h>
+#include <omniORB4/sslContext.h>
+#include <omniORB4/sslConnection.h>
 // clang-format on
 
 #include <poll.h>
@@ -24,18 +26,22 @@ namespace {
 
 thread_local Peer t_Peer;
 
-/// \param address "giop:tcp:<address>:<port>", "giop:unix:<path>", ...
+/// \param address "giop:tcp:<address>:<port>", "giop:ssl:<address>:<port>", "giop:unix:<path>", ...
 Peer PeerAt(const std::string& address)
 {
-    const std::string tcp = "giop:tcp:";
-    const std::string local = "giop:unix:";
-    if (address.compare(0, local.size(), local) == 0) return {"local", true, -1};
-    return {address.compare(0, tcp.size(), tcp) == 0 ? address.substr(tcp.size()) : address, false, -1};
+    const auto rest = [&address](const std::string& scheme) {
+        return address.compare(0, scheme.size(), scheme) == 0 ? address.substr(scheme.size()) : "";
+    };
+    if (!rest("giop:unix:").empty()) return {"local", true};
+    if (const std::string tls = rest("giop:ssl:"); !tls.empty()) return {tls, false, true};
+    const std::string tcp = rest("giop:tcp:");
+    return {tcp.empty() ? address : tcp};
 }
 
 int SocketOf(omni::giopConnection* pConnection)
 {
     if (const auto* const pTcp = dynamic_cast<omni::tcpConnection*>(pConnection)) return pTcp->handle();
+    if (const auto* const pTls = dynamic_cast<omni::sslConnection*>(pConnection)) return pTls->handle();
     if (const auto* const pUnix = dynamic_cast<omni::unixConnection*>(pConnection)) return pUnix->handle();
     return -1;
 }
@@ -90,6 +96,24 @@ CORBA::Boolean CheckRoom(omni::omniInterceptors::serverAcceptConnection_T::info_
     return true;
 }
 
+/// Of an object that is not served by plain TCP.
+int TlsPortOf(const IOP::MultipleComponentProfile& components)
+{
+    for (CORBA::ULong i = 0; i < components.length(); ++i) {
+        if (components[i].tag != IOP::TAG_SSL_SEC_TRANS) continue;
+        const auto& data = components[i].component_data;
+        cdrEncapsulationStream stream(data.get_buffer(), data.length(), true);
+        CORBA::UShort nSupported = 0;
+        CORBA::UShort nRequired = 0;
+        CORBA::UShort nPort = 0;
+        nSupported <<= stream;
+        nRequired <<= stream;
+        nPort <<= stream;
+        return nPort;
+    }
+    return -1;
+}
+
 }  // namespace
 
 void LimitConnections(std::size_t nMost)
@@ -123,7 +147,7 @@ int InternetPortOf(CORBA::Object_ptr object)
         if (profiles[i].tag != IOP::TAG_INTERNET_IOP) continue;
         IIOP::ProfileBody body;
         IIOP::unmarshalProfile(profiles[i], body);
-        return body.address.port;
+        return body.address.port != 0 ? body.address.port : TlsPortOf(body.components);
     }
     return -1;
 }

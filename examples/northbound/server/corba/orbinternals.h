@@ -14,9 +14,10 @@ namespace northbound {
 void NotePeers();
 
 struct Peer {
-    std::string m_Address;  // "<address>:<port>"; "local" for one without
-    bool m_bLocal = false;  // came through the local socket
-    int m_nSocket = -1;     // open for as long as the request is under way
+    std::string m_Address;      // "<address>:<port>"; "local" for one without
+    bool m_bLocal = false;      // came through the local socket
+    bool m_bEncrypted = false;  // came by TLS
+    int m_nSocket = -1;         // open for as long as the request is under way
 };
 
 /// Whether the other side of \p nSocket has closed it.
@@ -33,7 +34,7 @@ constexpr std::size_t LOCAL_CONNECTIONS = 16;
 /// requests are served.
 void LimitConnections(std::size_t nMost);
 
-/// The port that the ORB serves \p object on; -1 without an internet endpoint.
+/// The port that the ORB serves \p object on, by TCP or by TLS; -1 without an internet endpoint.
 int InternetPortOf(CORBA::Object_ptr object);
 
 }  // namespace northbound

@@ -18,6 +18,7 @@ struct Caller {
     bool m_bLocal = false;  // came through a way that is open to the server's own user alone
     std::string m_Key{};    // of its session; "" without one
     Role m_Role = Role::NONE;
+    bool m_bEncrypted = false;  // nobody on the way could read the request
     std::function<bool()>
         m_HasGone{};  // whether nobody waits for the answer any more; empty: the front end cannot tell
 };

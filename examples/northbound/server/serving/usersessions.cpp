@@ -141,7 +141,7 @@ UserSessions::Sessions::iterator UserSessions::FindLocked(const Caller& caller)
     const auto found = m_Sessions.find(DigestOf(caller.m_Key));
     if (found == m_Sessions.end() || IsOverLocked(found->second)) return m_Sessions.end();
     const bool bSameHost = HostOf(found->second.m_User.GetIPAndPort()) == HostOf(caller.m_Address);
-    return bSameHost ? found : m_Sessions.end();
+    return caller.m_bEncrypted || bSameHost ? found : m_Sessions.end();
 }
 
 bool UserSessions::IsOverLocked(const UserSession& session) const

@@ -29,8 +29,8 @@ struct UserSession {
     std::chrono::steady_clock::time_point m_LastUsed;
 };
 
-/// The sessions, each under a key of 128 random bits that the requests of its user carry. The network does not hide
-/// a key, so it counts only where it comes from the address that logged in. Threads: any.
+/// The sessions, each under a key of 128 random bits that the requests of its user carry. A network without TLS does
+/// not hide a key, so there it counts only from the address that logged in. Threads: any.
 class UserSessions {
 public:
     using Clock = std::chrono::steady_clock;

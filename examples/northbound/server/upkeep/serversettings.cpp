@@ -75,6 +75,19 @@ public:
         return (directory / Text(pKey, pFallback)).lexically_normal().string();
     }
 
+    /// A certificate asks for TLS, and neither of the other two files is of use without it.
+    std::optional<TlsFiles> Tls() const
+    {
+        const auto path = [this](const char* pKey) { return Has(pKey) ? Path(pKey, "") : ""; };
+        TlsFiles files{path("TlsAuthorities"), path("TlsCertificate"), path("TlsKey")};
+        if (files.m_Certificate.empty() != files.m_Key.empty() ||
+            (files.m_Certificate.empty() && !files.m_Authorities.empty())) {
+            throw SettingsError(m_ConfigFile + ": TLS needs both TlsCertificate and TlsKey");
+        }
+        if (files.m_Certificate.empty()) return std::nullopt;
+        return files;
+    }
+
 private:
     std::string m_ConfigFile;
 };
@@ -91,6 +104,7 @@ Settings ReadSettings(const std::string& configFile)
     }
     if (reader.Has("ListenSocket")) settings.m_Listening.m_Socket = reader.Path("ListenSocket", "");
     if (reader.Has("ListenGroup")) settings.m_Listening.m_SocketGroup = reader.Text("ListenGroup", "");
+    settings.m_Listening.m_Tls = reader.Tls();
     settings.m_Connections = reader.Connections();
     settings.m_Anonymous = RoleNamed(reader.Text("Anonymous", "none")).value_or(Role::NONE);
     settings.m_CollectionDirectory = reader.Path("CollectionDirectory", "collections");

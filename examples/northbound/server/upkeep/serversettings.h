@@ -10,6 +10,7 @@
 
 #include "server/serving/role.h"
 #include "server/serving/usersessions.h"
+#include "shared/tlsfiles.h"
 
 namespace northbound {
 
@@ -27,8 +28,9 @@ struct TcpAddress {
 /// Where the server serves: without any of it on DefaultSocket().
 struct Listening {
     std::optional<TcpAddress> m_Tcp;
-    std::string m_Socket;       // absolute path; "": none
-    std::string m_SocketGroup;  // whose members are served there too; "": only the server's user
+    std::optional<TlsFiles> m_Tls;  // what is served by TCP is served by TLS alone
+    std::string m_Socket;           // absolute path; "": none
+    std::string m_SocketGroup;      // whose members are served there too; "": only the server's user
 };
 
 struct ConnectionLimits {
@@ -49,7 +51,7 @@ struct Settings {
     SessionLimits m_Sessions;
 };
 
-/// Reads the host's configuration items ListenAddress, ListenPort, ListenSocket, MaxConnections, ConnectionIdle, Anonymous, CollectionDirectory,
+/// Reads the host's configuration items ListenAddress, ListenPort, ListenSocket, TlsCertificate, TlsKey, TlsAuthorities, MaxConnections, ConnectionIdle, Anonymous, CollectionDirectory,
 /// OutputFile, DescriptionFile, ElementRoot, HugeTaskLimit, CollectionsPerPort, SessionIdle and SessionLife. One of the first two asks for TCP; those that are not there have defaults, relative
 /// paths start at the directory of \p configFile. The host must be started.
 /// \throws SettingsError when a value is not what its key wants.

@@ -75,6 +75,14 @@ TEST_F(UserSessionsTest, KeysAreAllDifferentAndHave128Bits)
     }
 }
 
+TEST_F(UserSessionsTest, EncryptedKeyHoldsFromOtherAddressesToo)
+{
+    Caller elsewhere{"mallory", "192.0.2.2:7", false, LogIn("anna")};
+    EXPECT_EQ(m_Sessions.Identified(elsewhere).m_Role, Role::NONE);
+    elsewhere.m_bEncrypted = true;
+    EXPECT_EQ(m_Sessions.Identified(elsewhere).m_Role, Role::ADMIN);
+}
+
 TEST_F(UserSessionsTest, WrongPasswordOpensNothing)
 {
     EXPECT_THROW(LogIn("anna", "barley"), NS_UTIL::ProcessException);
