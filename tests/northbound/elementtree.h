@@ -33,6 +33,14 @@ public:
         std::filesystem::rename(m_Folder / "proc/net/dev.new", m_Folder / "proc/net/dev");
     }
 
+    /// The names of \p nCount ports, in their order.
+    static std::vector<std::string> Names(int nCount)
+    {
+        std::vector<std::string> names;
+        for (int i = 0; i < nCount; ++i) names.push_back("p" + std::to_string(100000 + i));
+        return names;
+    }
+
     static std::string DnOf(const std::string& port) { return Machine().DistinguishedName(port); }
 
 private:

@@ -10,6 +10,9 @@ constexpr const char* OBJECT_KEY = "Northbound";
 constexpr const char* DEFAULT_ADDRESS = "127.0.0.1";
 constexpr int DEFAULT_PORT = 12809;
 
+/// Bytes of a message, requests and answers alike. Lists come in pages for it.
+constexpr unsigned int MAX_MESSAGE = 65536;
+
 /// The codes of this server's own failures; nbiutil/errcode.h has those of the library.
 namespace ErrCode {
 /// No managed object of that name.

@@ -25,7 +25,7 @@ protected:
     {
         std::string operation;
         EXPECT_TRUE(Eventually([&] {
-            const Northbound::HugeTaskList_var tasks = m_Session.Server()->HugeTasks(m_Session.Who());
+            const Northbound::HugeTaskList_var tasks = AllTasks(m_Session);
             if (tasks->length() != 1 || tasks.in()[0].samplesTaken != 1) return false;
             operation = tasks.in()[0].operation.in();
             return true;

@@ -49,7 +49,7 @@ TEST(CollectionsTest, CollectionsRunSideBySideAndTheListTellsHowFarTheyAre)
         std::list<Collection> running;
         for (int i = 0; i < 4; ++i) running.emplace_back(session, Order(20, 10 * MINUTE), MINUTE);
         EXPECT_TRUE(Eventually([&] {
-            const Northbound::HugeTaskList_var tasks = session.Server()->HugeTasks(session.Who());
+            const Northbound::HugeTaskList_var tasks = AllTasks(session);
             unsigned int nUnderWay = 0;
             for (CORBA::ULong i = 0; i < tasks->length(); ++i) {
                 const Northbound::HugeTask& task = tasks.in()[i];

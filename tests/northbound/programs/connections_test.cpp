@@ -16,6 +16,7 @@
 
 #include "northbound/programs/giop.h"
 #include "northbound/programs/requests.h"
+#include "shared/names.h"
 
 namespace northbound {
 namespace {
@@ -157,6 +158,16 @@ TEST_F(ConnectionsTest, HalfMessagesEndWithTheIdleTimeAndWorkGoesOn)
     const std::size_t nPeak = status.find("VmHWM:");
     ASSERT_NE(nPeak, std::string::npos);
     EXPECT_LT(std::stoul(status.substr(nPeak + 6)), 1000000u) << "kilobytes";
+    StopInOrder(server);
+}
+
+/// Its rest is not waited for: less than the ORB's first 8 KiB would be half a message.
+TEST_F(ConnectionsTest, MessageOverItsLimitEndsItsConnectionAtOnce)
+{
+    Server server("ConnectionIdle = 3600\n");
+    const Connection tooLong(server.Address());
+    tooLong.Send(Header(MAX_MESSAGE + 1) + RequestFor(9000).substr(12));
+    EXPECT_TRUE(Eventually([&tooLong] { return tooLong.IsOver(); }));
     StopInOrder(server);
 }
 

@@ -13,7 +13,7 @@ TEST(InventoryTest, InventoryNamesTheMachinesPortsWithStateAddressesAndCounters)
 {
     const Server server;
     const Session session(server.Address(), "alice");
-    const Northbound::PortList_var ports = session.Server()->Inventory(session.Who());
+    const Northbound::PortList_var ports = AllPorts(session);
     bool bFound = false;
     for (CORBA::ULong i = 0; i < ports->length(); ++i) {
         const Northbound::Port& port = ports.in()[i];

@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 
+#include "client/corba/pages.h"
 #include "client/corba/session.h"
 #include "northbound/programs/programs.h"
 
@@ -53,7 +54,7 @@ inline Northbound::Caller CallerOf(const std::string& user)
 
 inline unsigned int TasksListed(const Session& session)
 {
-    const Northbound::HugeTaskList_var tasks = session.Server()->HugeTasks(session.Who());
+    const Northbound::HugeTaskList_var tasks = AllTasks(session);
     return tasks.in().length();
 }
 
@@ -80,8 +81,8 @@ inline void ReadCounters(const Session& session, const Northbound::Caller& who, 
 
 inline void ReadInventory(const Session& session, const Northbound::Caller& who)
 {
-    const Northbound::PortList_var ports = session.Server()->Inventory(who);
-    EXPECT_GT(ports.in().length(), 0u);
+    const Northbound::PortPage_var page = session.Server()->Inventory(who, "", 0);
+    EXPECT_GT(page->ports.length(), 0u);
 }
 
 /// Stops the server and expects it to end in order, within every wait that it has.

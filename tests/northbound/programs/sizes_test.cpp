@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "northbound/programs/requests.h"
 #include "shared/names.h"
@@ -30,10 +31,10 @@ protected:
     const Session m_Session{m_Server.Address(), "alice"};
 };
 
-/// Two million bytes fit into a message of the ORB's, and nothing of them into the log.
+/// Most of what fits into a message, and nothing of it gets into the log.
 TEST_F(SizesTest, TextOverItsLimitIsRefusedWithACodeAndLeavesTheLogAlone)
 {
-    const std::string text(2000000, 'x');
+    const std::string text(60000, 'x');
     const char* const pLong = text.c_str();
     ExpectRefused([&] { Manager()->ReadCounters(Who(), pLong); },
                   "the object's name is longer than 256 bytes");
@@ -50,9 +51,21 @@ TEST_F(SizesTest, TextOverItsLimitIsRefusedWithACodeAndLeavesTheLogAlone)
     work.method = pLong;
     work.perArchive = 1;
     ExpectRefused([&] { Manager()->Pack(Who(), work); }, "the method is longer than 256 bytes");
-    ExpectRefused([&] { Manager()->HugeTasks(CallerOf(text)); },
+    ExpectRefused([&] { Manager()->HugeTasks(CallerOf(text), ""); },
                   "the user's name is longer than 64 characters");
     EXPECT_LT(std::filesystem::file_size(m_Server.Directory() + "/log"), 100000u);
+}
+
+TEST_F(SizesTest, RequestOverAMessageIsNotSentAndTheClientSaysWhy)
+{
+    const std::string text(MAX_MESSAGE, 'x');
+    const std::vector<std::string> arguments{"--server", m_Server.Address(), "config",
+                                             "set",      "HugeTaskLimit",    text};
+    const Outcome outcome = RunClient(arguments);
+    EXPECT_EQ(outcome.m_nExitCode, 2);
+    EXPECT_EQ(outcome.m_Error,
+              "nbi-client: the request is longer than the 65536 bytes of a message; it was not sent\n");
+    EXPECT_EQ(ReadFile(m_Server.Directory() + "/log").find("9 config"), std::string::npos);
 }
 
 TEST_F(SizesTest, LongestTextsReachTheOperation)

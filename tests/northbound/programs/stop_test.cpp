@@ -33,7 +33,7 @@ protected:
 
     unsigned int SamplesTaken() const
     {
-        const Northbound::HugeTaskList_var tasks = m_Session.Server()->HugeTasks(m_Session.Who());
+        const Northbound::HugeTaskList_var tasks = AllTasks(m_Session);
         return tasks.in().length() == 1 ? tasks.in()[0].samplesTaken : 0;
     }
 

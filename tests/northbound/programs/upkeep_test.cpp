@@ -83,7 +83,7 @@ TEST_F(UpkeepTest, PackedCollectionsAreOneJsonValue)
     const Outcome json = RunClient({"--server", m_Server.Address(), "--json", "collect", "lo", "--interval",
                                     "0.01", "--duration", "0.01", "--pack", "tar"});
     EXPECT_THAT(json.m_Output, ::testing::StartsWith("{\"collections\":[{\"dn\":"));
-    EXPECT_THAT(json.m_Output, EndsWith(".tar\"],\"waiting\":0}}\n"));
+    EXPECT_THAT(json.m_Output, EndsWith(".tar\"],\"made\":1,\"waiting\":0}}\n"));
 }
 
 TEST_F(UpkeepTest, MethodThatIsNoneIsRefusedByTheClient)

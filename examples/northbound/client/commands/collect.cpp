@@ -9,6 +9,7 @@
 #include "client/commands/commands.h"
 #include "client/commands/waiting.h"
 #include "client/corba/collections.h"
+#include "client/corba/pages.h"
 #include "client/texts/texts.h"
 #include "client/view/format.h"
 #include "client/view/json.h"
@@ -41,7 +42,7 @@ void WaitUntilOver(const Session& session, const Collections& collections, Progr
             if (pView == nullptr) {
                 session.Ping();
             } else {
-                const Northbound::HugeTaskList_var tasks = session.Server()->HugeTasks(session.Who());
+                const Northbound::HugeTaskList_var tasks = AllTasks(session);
                 pView->Show(tasks);
             }
         }
@@ -67,6 +68,21 @@ void ShowUntilOver(const Session& session, const Collections& collections, bool 
     std::_Exit(AfterOutput(nExitCode));
 }
 
+/// What the server calls the port; a refusal does not tell.
+std::string NameOf(const Collection& collection)
+{
+    return collection.Result() == nullptr ? collection.Work().dn.in() : collection.Result()->dn.in();
+}
+
+/// How many samples, and whether they are where they should be.
+std::string SamplesText(const Northbound::CollectionResult& result)
+{
+    const std::string samples = std::to_string(result.samples);
+    if (result.late == 0) return Say("{1} samples", {samples});
+    return Say("{1} samples, {2} of them late by an interval or more",
+               {samples, std::to_string(result.late)});
+}
+
 Failure FailureOf(const Session& session, const Collection& collection)
 {
     return collection.Refusal() != nullptr ? RefusedBy(session, *collection.Refusal())
@@ -76,7 +92,7 @@ Failure FailureOf(const Session& session, const Collection& collection)
 std::string OutcomeJson(const Session& session, const Collection& collection)
 {
     JsonObject outcome;
-    outcome.Text("dn", collection.Work().dn.in());
+    outcome.Text("dn", NameOf(collection));
     if (collection.Result() != nullptr) {
         outcome.Raw("result", ToJson(*collection.Result()));
     } else {
@@ -87,11 +103,10 @@ std::string OutcomeJson(const Session& session, const Collection& collection)
 
 void PrintOutcome(const Session& session, const Collection& collection)
 {
-    const std::string dn = Printable(collection.Work().dn.in());
+    const std::string dn = Printable(NameOf(collection));
     if (const Northbound::CollectionResult* const pResult = collection.Result()) {
-        std::cout << Say("{1}: {2} samples; {3}",
-                         {dn, std::to_string(pResult->samples), ToText(pResult->increase)})
-                  << "\n  " << Say("file      {1}", {Printable(pResult->file.in())}) << "\n  "
+        std::cout << Say("{1}: {2}; {3}", {dn, SamplesText(*pResult), ToText(pResult->increase)}) << "\n  "
+                  << Say("file      {1}", {Printable(pResult->file.in())}) << "\n  "
                   << Say("operation {1}", {Printable(pResult->operation.in())}) << '\n';
     } else {
         std::cerr << Red("nbi-client:", ErrorScreen()) << ' ' << dn << ": "
@@ -141,6 +156,11 @@ void PrintPacked(const Northbound::PackResult& packed)
     for (CORBA::ULong i = 0; i < packed.archives.length(); ++i) {
         std::cout << Say("packed into {1}", {Printable(packed.archives[i].in())}) << '\n';
     }
+    if (packed.made > packed.archives.length()) {
+        std::cout << Say("and into {1} archives more",
+                         {std::to_string(packed.made - packed.archives.length())})
+                  << '\n';
+    }
     std::cout << Say("{1} files wait for a later packing", {std::to_string(packed.waiting)}) << '\n';
 }
 
@@ -150,7 +170,11 @@ std::string PackedJson(const Northbound::PackResult& packed)
     for (CORBA::ULong i = 0; i < packed.archives.length(); ++i) {
         archives.push_back(JsonText(packed.archives[i].in()));
     }
-    return JsonObject().Raw("archives", JsonArray(archives)).Number("waiting", packed.waiting).Done();
+    return JsonObject()
+        .Raw("archives", JsonArray(archives))
+        .Number("made", packed.made)
+        .Number("waiting", packed.waiting)
+        .Done();
 }
 
 /// "null" where nothing was to be packed.
@@ -191,9 +215,9 @@ int ExitCodeOf(const std::optional<Packing>& packing)
 int RunCollections(const Session& session, const OutputOptions& output, const CollectOptions& options)
 {
     std::vector<Northbound::CollectionOrder> orders;
-    for (const std::string& dn : session.DnsOf(options.m_Ports)) {
+    for (const std::string& port : options.m_Ports) {
         orders.emplace_back();
-        orders.back().dn = dn.c_str();
+        orders.back().dn = port.c_str();
         orders.back().interval = Milliseconds(options.m_Interval);
         orders.back().duration = Milliseconds(options.m_Duration);
     }

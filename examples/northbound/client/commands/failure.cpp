@@ -4,6 +4,7 @@
 #include "client/view/json.h"
 #include "client/view/reasons.h"
 #include "client/view/table.h"
+#include "shared/names.h"
 #include "shared/tlsfiles.h"
 
 namespace northbound {
@@ -47,6 +48,14 @@ Failure RefusedBy(const Session& session, const Northbound::OperationFailed& ref
 
 Failure NoAnswerFrom(const std::string& server, const CORBA::SystemException& failure)
 {
+    if (Session::IsTooLong(failure)) {
+        return Failure{"input",
+                       EXIT_BAD_USAGE,
+                       Say("the request is longer than the {1} bytes of a message; it was not sent",
+                           {std::to_string(MAX_MESSAGE)}),
+                       {},
+                       server};
+    }
     return Failure{"no-server",
                    EXIT_NO_SERVER,
                    Say("no answer from a server at {1} ({2})", {server, Session::ReasonOf(failure)}),

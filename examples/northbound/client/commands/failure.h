@@ -29,6 +29,7 @@ struct Failure {
 };
 
 Failure RefusedBy(const Session& session, const Northbound::OperationFailed& refusal);
+/// A request that is too long, and never left for the server, is bad input.
 Failure NoAnswerFrom(const std::string& server, const CORBA::SystemException& failure);
 /// A wait was longer than the timeout.
 Failure TooLate(const Session& session, const std::string& detail);

@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "client/commands/commands.h"
+#include "client/corba/pages.h"
 #include "client/view/format.h"
 #include "client/view/json.h"
 
@@ -8,8 +9,7 @@ namespace northbound {
 
 int ShowInventory(const Session& session, const OutputOptions& output)
 {
-    const Northbound::PortList_var ports = session.Read(
-        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->Inventory(who); });
+    const Northbound::PortList_var ports = AllPorts(session);
     const Northbound::ColumnList_var columns = session.Read(
         [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->Columns(who); });
     if (output.m_bJson) {
@@ -25,10 +25,9 @@ int ShowInventory(const Session& session, const OutputOptions& output)
 
 int ShowCounters(const Session& session, const OutputOptions& output, const std::string& port)
 {
-    const std::string dn = session.DnsOf({port}).front();
     const Northbound::Reading_var reading =
-        session.Read([&dn](Northbound::Manager_ptr server, const Northbound::Caller& who) {
-            return server->ReadCounters(who, dn.c_str());
+        session.Read([&port](Northbound::Manager_ptr server, const Northbound::Caller& who) {
+            return server->ReadCounters(who, port.c_str());
         });
     if (output.m_bJson) {
         std::cout << ToJson(reading.in()) << '\n';

@@ -5,6 +5,7 @@
 
 #include "client/commands/keyfile.h"
 #include "client/commands/secrets.h"
+#include "client/corba/pages.h"
 #include "client/texts/texts.h"
 #include "client/view/format.h"
 #include "client/view/json.h"
@@ -42,8 +43,7 @@ int LogOut(const Session& session, const OutputOptions& output)
 
 int ShowSessions(const Session& session, const OutputOptions& output)
 {
-    const Northbound::UserSessionList_var sessions = session.Read(
-        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->Sessions(who); });
+    const Northbound::UserSessionList_var sessions = AllSessions(session);
     std::vector<std::string> items;
     Table table({{Say("USER")}, {Say("ROLE")}, {Say("SINCE")}, {Say("FROM")}});
     for (CORBA::ULong i = 0; i < sessions->length(); ++i) {

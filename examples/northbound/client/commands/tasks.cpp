@@ -4,6 +4,7 @@
 #include "client/commands/commands.h"
 #include "client/commands/report.h"
 #include "client/commands/waiting.h"
+#include "client/corba/pages.h"
 #include "client/texts/texts.h"
 #include "client/view/format.h"
 #include "client/view/output.h"
@@ -12,18 +13,12 @@
 namespace northbound {
 namespace {
 
-Northbound::HugeTaskList* HugeTasks(const Session& session)
-{
-    return session.Read(
-        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->HugeTasks(who); });
-}
-
 /// Ends early when nobody can see it any more.
 int WatchTasks(const Session& session, const OutputOptions& output)
 {
     ProgressView view(output.m_bJson);
     for (;; std::this_thread::sleep_for(POLL)) {
-        const Northbound::HugeTaskList_var tasks = HugeTasks(session);
+        const Northbound::HugeTaskList_var tasks = AllTasks(session);
         view.Show(tasks);
         if (tasks->length() == 0 || !FlushOutput()) return EXIT_DONE;
     }
@@ -35,7 +30,7 @@ int ShowTasks(const Session& session, const OutputOptions& output, const TasksOp
 {
     Northbound::HugeTaskList_var tasks;
     const bool bEnough = WaitFor(session, [&] {
-        tasks = HugeTasks(session);
+        tasks = AllTasks(session);
         return tasks->length() >= options.m_nAtLeast;
     });
     if (!bEnough) {

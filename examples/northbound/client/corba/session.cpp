@@ -4,7 +4,6 @@
 #include <omniORB4/omniORB.h>
 
 #include <algorithm>
-#include <map>
 #include <mutex>
 
 #include "client/texts/texts.h"
@@ -97,7 +96,9 @@ Session::Session(const std::vector<Endpoint>& servers, const std::string& user,
     // By default five connections carry all requests, and a sixth collection would wait for one of the first
     // five. Time limits of threads count only where the ORB is told to look for them. Trace level 0: failures are
     // reported in the client's own words.
+    const std::string maxMessage = std::to_string(MAX_MESSAGE);
     const char* options[][2] = {{"maxGIOPConnectionPerServer", "1000"},
+                                {"giopMaxMsgSize", maxMessage.c_str()},
                                 {"supportPerThreadTimeOut", "1"},
                                 {"traceLevel", "0"},
                                 {nullptr, nullptr}};
@@ -187,24 +188,6 @@ void Session::Attempts::GoOn(const CORBA::SystemException& failure)
     ExpectFrom(m_Session.Address());
 }
 
-std::vector<std::string> Session::DnsOf(const std::vector<std::string>& ports) const
-{
-    const auto isDn = [](const std::string& port) { return port.find('=') != std::string::npos; };
-    if (std::all_of(ports.begin(), ports.end(), isDn)) return ports;
-    const Northbound::PortList_var inventory = Read(
-        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->Inventory(who); });
-    std::map<std::string, std::string> dns;
-    for (CORBA::ULong i = 0; i < inventory->length(); ++i) {
-        dns[inventory.in()[i].name.in()] = inventory.in()[i].dn.in();
-    }
-    std::vector<std::string> result;
-    for (const std::string& port : ports) {
-        const auto found = dns.find(port);
-        result.push_back(found == dns.end() ? port : found->second);
-    }
-    return result;
-}
-
 void Session::Ping() const
 {
     static_cast<void>(Server()->_non_existent());
@@ -231,6 +214,12 @@ std::string Session::ReasonOf(const CORBA::SystemException& failure)
     }
     const char* const pMinor = failure.NP_minorString();
     return pMinor == nullptr ? failure._name() : pMinor;
+}
+
+bool Session::IsTooLong(const CORBA::SystemException& failure)
+{
+    return dynamic_cast<const CORBA::MARSHAL*>(&failure) != nullptr &&
+           failure.minor() == omni::MARSHAL_MessageSizeExceedLimitOnClient;
 }
 
 void Session::LimitAnswerTime(unsigned int nMilliseconds)

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "northbound.hh"
 #include "shared/tlsfiles.h"
@@ -89,15 +88,14 @@ public:
     /// Whether the server has stopped. One that is stopping turns requests away, but is still there.
     bool IsGone() const;
 
-    /// The distinguished names of ports given by their names alone. What contains "=" or is the name of no
-    /// port is returned as it is: the server knows best. At most one request.
-    std::vector<std::string> DnsOf(const std::vector<std::string>& ports) const;
-
     /// From now on the calling thread's requests fail when they are not answered within this time.
     static void LimitAnswerTime(unsigned int nMilliseconds);
 
     /// What the ORB says about \p failure, in a few words; what TLS says where that has failed.
     static std::string ReasonOf(const CORBA::SystemException& failure);
+
+    /// Whether \p failure says that the request is longer than a message may be.
+    static bool IsTooLong(const CORBA::SystemException& failure);
 
 private:
     struct Way {

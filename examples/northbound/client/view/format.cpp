@@ -116,6 +116,7 @@ std::string ToJson(const Northbound::CollectionResult& result)
         .Text("operation", result.operation.in())
         .Text("file", result.file.in())
         .Number("samples", result.samples)
+        .Number("late", result.late)
         .Raw("increase", ToJson(result.increase))
         .Done();
 }

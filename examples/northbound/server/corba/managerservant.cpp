@@ -27,9 +27,10 @@ class ManagerServant final : public POA_Northbound::Manager {
 public:
     explicit ManagerServant(Service& service) : m_Service(service) {}
 
-    Northbound::PortList* Inventory(const Northbound::Caller& who) override
+    Northbound::PortPage* Inventory(const Northbound::Caller& who, const char* pAfter,
+                                    CORBA::ULong nLimit) override
     {
-        return ToIdl(Ask<northbound::Inventory>(who, {}));
+        return ToIdl(Ask<northbound::Inventory>(who, {pAfter, nLimit}));
     }
 
     Northbound::ColumnList* Columns(const Northbound::Caller& who) override
@@ -63,9 +64,9 @@ public:
         return Ask<northbound::SetItem>(who, {pKey, pValue}).m_bInForce;
     }
 
-    Northbound::HugeTaskList* HugeTasks(const Northbound::Caller& who) override
+    Northbound::HugeTaskPage* HugeTasks(const Northbound::Caller& who, const char* pAfter) override
     {
-        return ToIdl(Ask<northbound::HugeTasks>(who, {}));
+        return ToIdl(Ask<northbound::HugeTasks>(who, {pAfter}));
     }
 
     Northbound::Bytes* PublicKey(const Northbound::Caller& who) override
@@ -90,9 +91,9 @@ public:
 
     void Logout(const Northbound::Caller& who) override { Ask<northbound::Logout>(who, {}); }
 
-    Northbound::UserSessionList* Sessions(const Northbound::Caller& who) override
+    Northbound::UserSessionPage* Sessions(const Northbound::Caller& who, const char* pAfter) override
     {
-        return ToIdl(Ask<northbound::Sessions>(who, {}));
+        return ToIdl(Ask<northbound::Sessions>(who, {pAfter}));
     }
 
     void Stop(const Northbound::Caller& who) override { Ask<northbound::Stop>(who, {}); }

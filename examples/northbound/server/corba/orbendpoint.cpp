@@ -53,6 +53,8 @@ Options OptionsFor(const Listening& places, const ConnectionLimits& connections)
 {
     Options options{
         {"unixTransportPermission", places.m_SocketGroup.empty() ? "0600" : "0660"},
+        // Whoever announces more is not listened to; lists are answered in pages that fit.
+        {"giopMaxMsgSize", std::to_string(MAX_MESSAGE)},
         // Every connection has a thread, which also closes it at once where it is one too many. Beyond the first of
         // these numbers, which no descriptor limit reaches, the ORB would leave connections unlooked at until they
         // send something.

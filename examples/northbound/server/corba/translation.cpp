@@ -71,25 +71,30 @@ void FillIn(Northbound::UserSession& session, const Sessions::Session& from)
     session.role = NameOf(from.m_Role);
 }
 
-/// A list of the interface with an element for each item.
-template <class List, class Items>
-List* ListOf(const Items& items)
+/// A page of the interface with an element for each item in its \p list.
+template <class IdlPage, class List, class Item>
+IdlPage* PageOf(List IdlPage::*list, const Page<Item>& items)
 {
-    typename List::_var_type list = new List;
-    FillEach(list.inout(), items, [](auto& element, const auto& item) { FillIn(element, item); });
-    return list._retn();
+    typename IdlPage::_var_type page = new IdlPage;
+    FillEach(page.inout().*list, items.m_Items,
+             [](auto& element, const Item& item) { FillIn(element, item); });
+    page->next = items.m_Next.c_str();
+    return page._retn();
 }
 
 }  // namespace
 
-Northbound::PortList* ToIdl(const Inventory::Result& result)
+Northbound::PortPage* ToIdl(const Inventory::Result& result)
 {
-    return ListOf<Northbound::PortList>(result.m_Ports);
+    return PageOf(&Northbound::PortPage::ports, result);
 }
 
 Northbound::ColumnList* ToIdl(const Columns::Result& result)
 {
-    return ListOf<Northbound::ColumnList>(result.m_Columns);
+    Northbound::ColumnList_var columns = new Northbound::ColumnList;
+    FillEach(columns.inout(), result.m_Columns,
+             [](Northbound::Column& column, const Column& from) { FillIn(column, from); });
+    return columns._retn();
 }
 
 Northbound::Reading* ToIdl(const ReadCounters::Result& result)
@@ -104,16 +109,18 @@ Northbound::Reading* ToIdl(const ReadCounters::Result& result)
 Northbound::CollectionResult* ToIdl(const Collect::Result& result)
 {
     Northbound::CollectionResult_var collection = new Northbound::CollectionResult;
+    collection->dn = result.m_Dn.c_str();
     collection->operation = result.m_Operation.c_str();
     collection->file = result.m_File.c_str();
     collection->samples = result.m_nSamples;
+    collection->late = result.m_nLate;
     FillIn(collection->increase, result.m_Increase);
     return collection._retn();
 }
 
-Northbound::HugeTaskList* ToIdl(const HugeTasks::Result& result)
+Northbound::HugeTaskPage* ToIdl(const HugeTasks::Result& result)
 {
-    return ListOf<Northbound::HugeTaskList>(result.m_Tasks);
+    return PageOf(&Northbound::HugeTaskPage::tasks, result);
 }
 
 Northbound::Bytes* ToIdl(const PublicKey::Result& result)
@@ -124,15 +131,16 @@ Northbound::Bytes* ToIdl(const PublicKey::Result& result)
     return key._retn();
 }
 
-Northbound::UserSessionList* ToIdl(const Sessions::Result& result)
+Northbound::UserSessionPage* ToIdl(const Sessions::Result& result)
 {
-    return ListOf<Northbound::UserSessionList>(result.m_Sessions);
+    return PageOf(&Northbound::UserSessionPage::sessions, result);
 }
 
 Northbound::PackResult* ToIdl(const Pack::Result& result)
 {
     Northbound::PackResult_var packed = new Northbound::PackResult;
     FillIn(packed->archives, result.m_Archives);
+    packed->made = static_cast<CORBA::ULong>(result.m_nMade);
     packed->waiting = static_cast<CORBA::ULong>(result.m_nWaiting);
     return packed._retn();
 }

@@ -8,13 +8,13 @@
 namespace northbound {
 
 /// The caller owns what these return, as the skeletons want it.
-Northbound::PortList* ToIdl(const Inventory::Result& result);
+Northbound::PortPage* ToIdl(const Inventory::Result& result);
 Northbound::ColumnList* ToIdl(const Columns::Result& result);
 Northbound::Reading* ToIdl(const ReadCounters::Result& result);
 Northbound::CollectionResult* ToIdl(const Collect::Result& result);
-Northbound::HugeTaskList* ToIdl(const HugeTasks::Result& result);
+Northbound::HugeTaskPage* ToIdl(const HugeTasks::Result& result);
 Northbound::Bytes* ToIdl(const PublicKey::Result& result);
-Northbound::UserSessionList* ToIdl(const Sessions::Result& result);
+Northbound::UserSessionPage* ToIdl(const Sessions::Result& result);
 Northbound::PackResult* ToIdl(const Pack::Result& result);
 
 }  // namespace northbound

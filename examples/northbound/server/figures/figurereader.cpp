@@ -36,30 +36,39 @@ Cell WordOf(const std::string& path)
     return {word, word.empty() ? path + " shows nothing" : ""};
 }
 
-Cell CellOf(const std::optional<KernelTable>& table, const std::string& path, const std::string& port,
+Cell CellOf(const TableReading& reading, const std::string& path, const std::string& port,
             std::size_t nColumn)
 {
-    if (!table) return {"", path + " cannot be read"};
-    const auto row = table->find(port);
-    if (row == table->end()) return {"", path + " has no line of it"};
-    if (nColumn > row->second.size()) return {"", path + " has no column " + std::to_string(nColumn)};
-    return {row->second[nColumn - 1], ""};
+    if (!reading.m_pTable) return {"", path + " cannot be read: " + std::strerror(reading.m_nError)};
+    if (!reading.m_pTable->Has(port)) return {"", path + " has no line of it"};
+    std::optional<std::string> text = reading.m_pTable->Cell(port, nColumn);
+    if (!text) return {"", path + " has no column " + std::to_string(nColumn)};
+    return {std::move(*text), ""};
 }
 
 }  // namespace
 
-std::vector<Figures> FigureReader::Read(const std::vector<std::string>& ports)
+std::vector<Figures> FigureReader::Read(const std::vector<std::string>& ports, Clock::time_point instant)
 {
-    Tables tables;  // each read once, for all ports
+    Tables tables;  // each looked up once, for all ports
     std::vector<Figures> result;
     for (const std::string& port : ports) {
         Figures& figures = result.emplace_back();
-        for (const Column& column : m_Catalogue.m_Columns) figures.push_back(Read(column, port, tables));
+        for (const Column& column : m_Catalogue.m_Columns) {
+            figures.push_back(Read(column, port, tables, instant));
+        }
     }
     return result;
 }
 
-std::optional<std::uint64_t> FigureReader::Read(const Column& column, const std::string& port, Tables& tables)
+/// A table that belongs to one port alone is nobody else's.
+TableReading FigureReader::TableOf(const Column& column, const std::string& path, Clock::time_point instant)
+{
+    return path == column.m_File ? m_Shared.At(path, instant) : ReadKernelTable(path);
+}
+
+std::optional<std::uint64_t> FigureReader::Read(const Column& column, const std::string& port, Tables& tables,
+                                                Clock::time_point instant)
 {
     const std::string path = PathFor(column.m_File, port);
     Cell cell;
@@ -67,7 +76,7 @@ std::optional<std::uint64_t> FigureReader::Read(const Column& column, const std:
         cell = WordOf(path);
     } else {
         const auto [table, bNew] = tables.try_emplace(path);
-        if (bNew) table->second = ReadKernelTable(path);
+        if (bNew) table->second = TableOf(column, path, instant);
         cell = CellOf(table->second, path, port, column.m_nColumn);
     }
     std::uint64_t nFigure = 0;
@@ -81,7 +90,7 @@ std::optional<std::uint64_t> FigureReader::Read(const Column& column, const std:
 
 void FigureReader::Report(const std::string& port, const Column& column, const std::string& reason)
 {
-    if (!m_Reported.insert(port + " " + column.m_Name).second) return;
+    if (!m_Reported.insert(column.m_Name).second) return;
     nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "%s has no %s: %s", port.c_str(), column.m_Name.c_str(),
                  reason.c_str());
 }

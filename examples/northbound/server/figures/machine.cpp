@@ -14,11 +14,10 @@
 #include <fstream>
 #include <map>
 #include <memory>
-#include <optional>
 #include <utility>
 
-#include "nbiutil/selfutilcommon.h"
 #include "server/serving/failure.h"
+#include "server/serving/safename.h"
 #include "shared/names.h"
 
 namespace northbound {
@@ -32,12 +31,6 @@ std::string HostName()
     if (gethostname(name, sizeof(name) - 1) != 0 || name[0] == '\0') return "localhost";
     return name;
 }
-
-/// What getifaddrs() tells about one interface.
-struct Link {
-    bool m_bUp = false;
-    std::vector<std::string> m_Addresses;
-};
 
 template <class Address>
 int PrefixLength(const Address& mask)
@@ -75,24 +68,6 @@ std::string AddressText(const sockaddr* pAddress, const sockaddr* pMask)
     return std::string(text) + "/" + std::to_string(nPrefix);
 }
 
-std::map<std::string, Link> ReadLinks()
-{
-    ifaddrs* pFirst = nullptr;
-    if (getifaddrs(&pFirst) != 0) {
-        ThrowFailure(ErrCode::NO_FIGURES, MODULE,
-                     std::string("the addresses cannot be read: ") + std::strerror(errno));
-    }
-    const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(pFirst, freeifaddrs);
-    std::map<std::string, Link> links;
-    for (const ifaddrs* p = pFirst; p != nullptr; p = p->ifa_next) {
-        Link& link = links[p->ifa_name];
-        link.m_bUp = (p->ifa_flags & IFF_UP) != 0 && (p->ifa_flags & IFF_RUNNING) != 0;
-        const std::string text = AddressText(p->ifa_addr, p->ifa_netmask);
-        if (!text.empty()) link.m_Addresses.push_back(text);
-    }
-    return links;
-}
-
 /// Loopback and tunnels call their state "unknown"; their flags know better.
 std::string StateOf(const std::string& operState, const Link& link)
 {
@@ -111,56 +86,81 @@ int ToNumber(const std::string& text, int nFallback)
 }  // namespace
 
 Machine::Machine(std::string procNetDev, std::string sysClassNet)
-    : m_ProcNetDev(std::move(procNetDev)), m_SysClassNet(std::move(sysClassNet)), m_HostName(HostName())
+    : m_ProcNetDev(std::move(procNetDev)),
+      m_SysClassNet(std::move(sysClassNet)),
+      m_HostName(HostName()),
+      m_pTables(std::make_shared<KernelTables>())
 {
 }
 
 std::string Machine::DistinguishedName(const std::string& port) const
 {
-    return "ne=" + m_HostName + ",port=" + port;
+    return "ne=" + SafeName(m_HostName) + ",port=" + SafeName(port);
 }
 
-std::string Machine::PortOf(const std::string& dn) const
+std::string Machine::PortOf(const std::string& name) const
 {
-    std::map<std::string, std::string> names;
-    NS_UTIL::SelfUtilCommon::Instance()->GetSpliteFDNData(names, dn, ",");
-    const std::string port = names["port"];
-    // Put together again it must be the same text: no other parts, nothing twice, nothing in another order.
-    if (dn == DistinguishedName(port) && ReadTable().count(port) != 0) return port;
-    ThrowFailure(ErrCode::UNKNOWN_OBJECT, MODULE, "there is no managed object \"" + dn + "\"");
-}
-
-std::vector<PortFacts> Machine::Inventory() const
-{
-    std::map<std::string, Link> links = ReadLinks();
-    std::vector<PortFacts> ports;
-    for (const auto& [name, cells] : ReadTable()) {
-        PortFacts port;
-        port.m_Name = name;
-        port.m_State = StateOf(Attribute(name, "operstate"), links[name]);
-        port.m_HardwareAddress = Attribute(name, "address");
-        port.m_Addresses = links[name].m_Addresses;
-        port.m_nMtu = static_cast<unsigned int>(ToNumber(Attribute(name, "mtu"), 0));
-        port.m_nSpeed = ToNumber(Attribute(name, "speed"), -1);
-        ports.push_back(std::move(port));
+    const std::shared_ptr<const KernelTable> pTable = ReadTable(Clock::now());
+    const std::string start = DistinguishedName("");
+    if (name.compare(0, start.size(), start) == 0) {
+        const std::string port = PlainName(name.substr(start.size()));
+        if (pTable->Has(port)) return port;
     }
-    return ports;
+    if (pTable->Has(name)) return name;
+    ThrowFailure(ErrCode::UNKNOWN_OBJECT, MODULE, "there is no managed object \"" + name + "\"");
 }
 
-void Machine::Require(const std::string& port) const
+std::vector<std::string> Machine::Ports(const std::string& after, std::size_t nMost,
+                                        Clock::time_point instant) const
 {
-    if (ReadTable().count(port) != 0) return;
+    return ReadTable(instant)->Names(after, nMost);
+}
+
+Links Machine::ReadLinks()
+{
+    ifaddrs* pFirst = nullptr;
+    if (getifaddrs(&pFirst) != 0) {
+        ThrowFailure(ErrCode::NO_FIGURES, MODULE,
+                     std::string("the addresses cannot be read: ") + std::strerror(errno));
+    }
+    const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(pFirst, freeifaddrs);
+    Links links;
+    for (const ifaddrs* p = pFirst; p != nullptr; p = p->ifa_next) {
+        Link& link = links[p->ifa_name];
+        link.m_bUp = (p->ifa_flags & IFF_UP) != 0 && (p->ifa_flags & IFF_RUNNING) != 0;
+        const std::string text = AddressText(p->ifa_addr, p->ifa_netmask);
+        if (!text.empty()) link.m_Addresses.push_back(text);
+    }
+    return links;
+}
+
+PortFacts Machine::Facts(const std::string& port, const Links& links) const
+{
+    const auto found = links.find(port);
+    const Link link = found == links.end() ? Link() : found->second;
+    return {port,
+            StateOf(Attribute(port, "operstate"), link),
+            Attribute(port, "address"),
+            link.m_Addresses,
+            static_cast<unsigned int>(ToNumber(Attribute(port, "mtu"), 0)),
+            ToNumber(Attribute(port, "speed"), -1)};
+}
+
+void Machine::Require(const std::string& port, Clock::time_point instant) const
+{
+    if (ReadTable(instant)->Has(port)) return;
     ThrowFailure(ErrCode::UNKNOWN_OBJECT, MODULE,
                  "there is no managed object \"" + DistinguishedName(port) + "\"");
 }
 
-KernelTable Machine::ReadTable() const
+std::shared_ptr<const KernelTable> Machine::ReadTable(Clock::time_point instant) const
 {
-    std::optional<KernelTable> table = ReadKernelTable(m_ProcNetDev);
-    if (!table) {
-        ThrowFailure(ErrCode::NO_FIGURES, MODULE, m_ProcNetDev + " cannot be read: " + std::strerror(errno));
+    TableReading reading = m_pTables->At(m_ProcNetDev, instant);
+    if (!reading.m_pTable) {
+        ThrowFailure(ErrCode::NO_FIGURES, MODULE,
+                     m_ProcNetDev + " cannot be read: " + std::strerror(reading.m_nError));
     }
-    return std::move(*table);
+    return std::move(reading.m_pTable);
 }
 
 /// One line of what the kernel tells about a port beside its counters; "" where it tells nothing.

@@ -1,5 +1,8 @@
 #include "server/operations/administer.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "server/serving/failure.h"
 #include "server/serving/usersessions.h"
 #include "server/upkeep/configeditor.h"
@@ -23,15 +26,14 @@ PackMethod ToMethod(const std::string& method)
 
 }  // namespace
 
-Sessions::Result Sessions::Run(const Request& /*request*/, const Caller& /*caller*/) const
+Sessions::Result Sessions::Run(const Request& request, const Caller& /*caller*/) const
 {
-    Result result;
+    std::vector<Session> all;
     for (const UserSession& session : m_Sessions.List()) {
         const NS_UTIL::UserPara& user = session.m_User;
-        result.m_Sessions.push_back(
-            {user.GetFirstText(), user.GetSecondText(), user.GetIPAndPort(), session.m_Role});
+        all.push_back({user.GetFirstText(), user.GetSecondText(), user.GetIPAndPort(), session.m_Role});
     }
-    return result;
+    return PageBehind(request.m_After, std::move(all));
 }
 
 Pack::Result Pack::Run(const Request& request, const Caller& /*caller*/) const
@@ -41,7 +43,13 @@ Pack::Result Pack::Run(const Request& request, const Caller& /*caller*/) const
         ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE, "an archive holds at least one file");
     }
     PackOutcome outcome = m_Packer.Pack(method, request.m_nPerArchive);
-    return {std::move(outcome.m_Archives), outcome.m_nWaiting};
+    const std::size_t nMade = outcome.m_Archives.size();
+    PageRoom room;
+    const auto end =
+        std::find_if(outcome.m_Archives.begin(), outcome.m_Archives.end(),
+                     [&room](const std::string& archive) { return !room.Takes(archive.size(), 1); });
+    outcome.m_Archives.erase(end, outcome.m_Archives.end());
+    return {std::move(outcome.m_Archives), nMade, outcome.m_nWaiting};
 }
 
 SetItem::Result SetItem::Run(const Request& request, const Caller& /*caller*/) const

@@ -10,6 +10,7 @@
 
 #include "server/serving/boundedtext.h"
 #include "server/serving/operation.h"
+#include "server/serving/page.h"
 
 namespace northbound {
 
@@ -17,21 +18,22 @@ class ConfigEditor;
 class Packer;
 class UserSessions;
 
-/// Who has logged in.
+/// Who has logged in, a page at a time.
 class Sessions {
 public:
     static constexpr Profile PROFILE{12, "sessions", Place::REQUEST_THREAD, Role::ADMIN};
 
-    struct Request {};
+    using Request = PageRequest;
     struct Session {
         std::string m_User;
         std::string m_Since;    // see TimeText()
         std::string m_Address;  // "<address>:<port>" of the client
         Role m_Role = Role::NONE;
+
+        std::string Key() const { return m_User + " " + m_Since + " " + m_Address; }
+        std::vector<std::string> Texts() const { return {m_User, m_Since, m_Address, NameOf(m_Role)}; }
     };
-    struct Result {
-        std::vector<Session> m_Sessions;  // by name, then by time
-    };
+    using Result = Page<Session>;  // by name, then by time
 
     explicit Sessions(UserSessions& sessions) : m_Sessions(sessions) {}
 
@@ -54,7 +56,8 @@ public:
         std::vector<BoundedText> Texts() const { return {{"the method", m_Method, MAX_NAME}}; }
     };
     struct Result {
-        std::list<std::string> m_Archives;  // full paths
+        std::list<std::string> m_Archives;  // full paths; as many as an answer holds
+        std::size_t m_nMade = 0;            // archives on the whole
         std::size_t m_nWaiting = 0;         // collection files that are not packed yet
     };
 

@@ -19,8 +19,8 @@ Collect::Result Collect::Run(const Request& request, const Caller& caller) const
     CollectionPlan plan = CheckedPlan(request);
     plan.m_HasGone = caller.m_HasGone;
     const CollectionOutcome outcome = m_Book.Collect(plan);
-    return {outcome.m_Operation, outcome.m_File, outcome.m_nSamples,
-            Named(m_Element.m_Catalogue, outcome.m_Increase)};
+    return {plan.m_Dn,          outcome.m_Operation, outcome.m_File,
+            outcome.m_nSamples, outcome.m_nLate,     Named(m_Element.m_Catalogue, outcome.m_Increase)};
 }
 
 Cancel::Result Cancel::Run(const Request& request, const Caller& caller) const
@@ -52,7 +52,7 @@ CollectionPlan Collect::CheckedPlan(const Request& request) const
                      "a duration of " + std::to_string(request.m_nDuration) +
                          " ms is shorter than the interval or longer than a day");
     }
-    return {request.m_Dn, port, request.m_nInterval, request.m_nDuration, {}};
+    return {m_Element.m_Machine.DistinguishedName(port), port, request.m_nInterval, request.m_nDuration, {}};
 }
 
 }  // namespace northbound

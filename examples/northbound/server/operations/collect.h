@@ -8,6 +8,7 @@
 #include "server/operations/collectionbook.h"
 #include "server/serving/boundedtext.h"
 #include "server/serving/operation.h"
+#include "server/serving/page.h"
 
 namespace northbound {
 
@@ -18,16 +19,18 @@ public:
     static constexpr Profile PROFILE{3, "collect", Place::REQUEST_THREAD, Role::COLLECTOR};
 
     struct Request {
-        std::string m_Dn;
+        std::string m_Dn;              // or the port's name alone
         unsigned int m_nInterval = 0;  // milliseconds between two samples
         unsigned int m_nDuration = 0;  // milliseconds from the first sample to the last
 
         std::vector<BoundedText> Texts() const { return {{"the object's name", m_Dn, MAX_NAME}}; }
     };
     struct Result {
+        std::string m_Dn;
         std::string m_Operation;  // operation UUID without tags
         std::string m_File;
         unsigned int m_nSamples = 0;
+        unsigned int m_nLate = 0;  // samples that were taken when the next one was due, or later
         NamedFigures m_Increase;
     };
 
@@ -64,19 +67,20 @@ private:
     CollectionBook& m_Book;
 };
 
-/// The collections that run, and how far they are.
+/// The collections that run, and how far they are, a page at a time.
 class HugeTasks {
 public:
     static constexpr Profile PROFILE{4, "tasks", Place::REQUEST_THREAD, Role::READER};
 
-    struct Request {};
-    struct Result {
-        std::vector<RunningCollection> m_Tasks;
-    };
+    using Request = PageRequest;
+    using Result = Page<RunningCollection>;
 
     explicit HugeTasks(const CollectionBook& book) : m_Book(book) {}
 
-    Result Run(const Request& /*request*/, const Caller& /*caller*/) const { return {m_Book.Running()}; }
+    Result Run(const Request& request, const Caller& /*caller*/) const
+    {
+        return PageBehind(request.m_After, m_Book.Running());
+    }
 
 private:
     const CollectionBook& m_Book;

@@ -23,6 +23,13 @@ std::chrono::milliseconds OffsetOf(const CollectionPlan& plan, unsigned int nSam
     return Milliseconds(static_cast<Milliseconds::rep>(nSample) * plan.m_nInterval);
 }
 
+/// The next instant of the grid.
+Clock::time_point NextOnGrid(Clock::time_point now)
+{
+    const Clock::duration sinceLast = now.time_since_epoch() % SAMPLE_GRID;
+    return now + (SAMPLE_GRID - sinceLast);
+}
+
 /// How long a collection that nobody wants may go on.
 constexpr std::chrono::milliseconds LOOK(250);
 
@@ -61,23 +68,28 @@ CollectionOutcome TakeSamples(const CollectionEnvironment& environment, const Co
     PerfFile file(environment.m_Directory, plan.m_Port, operation, catalogue);
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "collection of %s begins: %u samples, one in %u ms",
                  plan.m_Dn.c_str(), plan.Samples(), plan.m_nInterval);
-    const Clock::time_point start = Clock::now();
-    FigureReader reader(catalogue);
+    const Machine& machine = environment.m_Element.m_Machine;
+    const Clock::time_point start = NextOnGrid(Clock::now());
+    FigureReader reader(catalogue, machine.Tables());
     Figures first;
     Figures last;
+    unsigned int nLate = 0;
     for (unsigned int i = 0; i < plan.Samples(); ++i) {
-        const Wake wake = WaitForSample(environment, plan, operation, start + OffsetOf(plan, i));
+        const Clock::time_point when = start + OffsetOf(plan, i);
+        const Wake wake = WaitForSample(environment, plan, operation, when);
         if (wake != Wake::SAMPLE) ThrowEnded(wake, i, plan, file.Path());
-        environment.m_Element.m_Machine.Require(plan.m_Port);
-        last = reader.Read(plan.m_Port);
+        machine.Require(plan.m_Port, when);
+        last = reader.Read(plan.m_Port, when);
         if (i == 0) first = last;
+        if (Clock::now() >= when + std::chrono::milliseconds(plan.m_nInterval)) ++nLate;
         file.Add(TimeText(), last);
         environment.m_Board.Step(operation);
     }
     const std::string path = file.Finish();
-    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "collection of %s complete: %s", plan.m_Dn.c_str(),
-                 path.c_str());
-    return {operation, path, plan.Samples(), Increase(catalogue, first, last)};
+    nbihost::Log(nLate == 0 ? nbihost::LOG_LEVEL_INFO : nbihost::LOG_LEVEL_WARNING, MODULE,
+                 "collection of %s complete, %u of %u samples late: %s", plan.m_Dn.c_str(), nLate,
+                 plan.Samples(), path.c_str());
+    return {operation, path, plan.Samples(), nLate, Increase(catalogue, first, last)};
 }
 
 }  // namespace northbound

@@ -2,6 +2,7 @@
 /// One performance collection: a port's counters, sampled into a file.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -26,8 +27,12 @@ struct CollectionOutcome {
     std::string m_Operation;  // operation UUID without tags
     std::string m_File;
     unsigned int m_nSamples = 0;
+    unsigned int m_nLate = 0;  // samples that were taken when the next one was due, or later
     Figures m_Increase;
 };
+
+/// What the steady clock shows at a sample is a multiple of this, for intervals that are.
+constexpr std::chrono::milliseconds SAMPLE_GRID(10);
 
 /// What all collections share. Everything outlives the pools.
 struct CollectionEnvironment {
@@ -37,7 +42,9 @@ struct CollectionEnvironment {
     std::string m_Directory;
 };
 
-/// Samples the port's counters into a CSV file until the plan is fulfilled. Looks for the stop at each sample, and
+/// Samples the port's counters into a CSV file until the plan is fulfilled. Samples fall on whole multiples of
+/// SAMPLE_GRID, so that collections of like intervals have theirs at the same instants and share one reading of the
+/// kernel's tables. One that comes too late is taken at once, and counted. Looks for the stop at each sample, and
 /// four times a second whether it is cancelled or its caller has gone.
 /// \param operation operation UUID without tags; its entry on the board tells how far the collection is
 /// \throws ProcessException CUT_SHORT at the stop and CANCELLED, and the file keeps its ".part" name; FILE_NOT_WRITTEN,

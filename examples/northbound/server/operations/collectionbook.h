@@ -14,6 +14,12 @@ struct RunningCollection {
     std::string m_Operation;  // operation UUID without tags
     std::string m_List;       // what it is counted under: managed object and operation
     CollectionProgress m_Progress;
+
+    std::string Key() const { return m_Progress.m_Dn + " " + m_Operation; }
+    std::vector<std::string> Texts() const
+    {
+        return {m_Operation, m_List, m_Progress.m_Dn, m_Progress.m_User};
+    }
 };
 
 /// The operations leave to the book where a collection runs and how many may. Threads: any.

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "server/serving/failure.h"
+#include "server/serving/safename.h"
 #include "shared/names.h"
 
 namespace northbound {
@@ -22,7 +23,7 @@ std::string Heading(const Catalogue& catalogue)
 
 PerfFile::PerfFile(const std::string& directory, const std::string& port, const std::string& operation,
                    const Catalogue& catalogue)
-    : m_FinalPath(directory + "/perf-" + port + "-" + operation + ".csv"),
+    : m_FinalPath(directory + "/perf-" + SafeName(port) + "-" + operation + ".csv"),
       m_Path(m_FinalPath + ".part"),
       m_pFile(std::fopen(m_Path.c_str(), "wxe"))
 {

@@ -11,7 +11,7 @@
 namespace northbound {
 
 /// A CSV file with one line per sample: time and figures, an empty cell for a figure that is missing. It is
-/// called "perf-<port>-<operation>.csv.part" until Finish(), so that nobody takes half a collection for a
+/// called "perf-<port>-<operation>.csv.part", the port as SafeName() has it, until Finish(), so that nobody takes half a collection for a
 /// whole one; without Finish() it stays so. Threads: one at a time.
 class PerfFile {
 public:

@@ -14,9 +14,12 @@ constexpr const char* MODULE = "readcounters";
 ReadCounters::Result ReadCounters::Run(const Request& request, const Caller& /*caller*/) const
 {
     const Catalogue& catalogue = m_Element.m_Catalogue;
-    const Figures figures = FigureReader(catalogue).Read(m_Element.m_Machine.PortOf(request.m_Dn));
-    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "counters of %s read", request.m_Dn.c_str());
-    return {request.m_Dn, TimeText(), Named(catalogue, figures)};
+    const Machine& machine = m_Element.m_Machine;
+    const std::string port = machine.PortOf(request.m_Dn);
+    const std::string dn = machine.DistinguishedName(port);
+    const Figures figures = FigureReader(catalogue, machine.Tables()).Read(port);
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "counters of %s read", dn.c_str());
+    return {dn, TimeText(), Named(catalogue, figures)};
 }
 
 }  // namespace northbound

@@ -16,7 +16,7 @@ public:
     static constexpr Profile PROFILE{2, "counters", Place::POOL_1, Role::READER};
 
     struct Request {
-        std::string m_Dn;
+        std::string m_Dn;  // or the port's name alone
 
         std::vector<BoundedText> Texts() const { return {{"the object's name", m_Dn, MAX_NAME}}; }
     };

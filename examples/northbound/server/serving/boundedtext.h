@@ -10,6 +10,7 @@ namespace northbound {
 
 constexpr std::size_t MAX_NAME = 256;     // of objects, items and methods
 constexpr std::size_t MAX_VALUE = 4096;   // of an item
+constexpr std::size_t MAX_CURSOR = 1024;  // where a page begins
 constexpr std::size_t MAX_CIPHER = 1024;  // hexadecimal text of one block is half of it
 
 /// One text of a request and its limit. Lives no longer than the request.

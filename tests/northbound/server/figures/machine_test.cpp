@@ -50,7 +50,7 @@ TEST_F(MachineTest, DistinguishedNameNamesHostAndPort)
 TEST_F(MachineTest, NameOfNoPortIsUnknown)
 {
     const std::vector<std::string> names = {"",
-                                            "lo",
+                                            "lo:",
                                             "ne=elsewhere.invalid,port=lo",
                                             m_Machine.DistinguishedName(""),
                                             m_Machine.DistinguishedName("lo "),
@@ -66,7 +66,7 @@ TEST_F(MachineTest, TableThatCannotBeReadIsAFailureThatNamesIt)
 {
     const Machine machine("/nowhere/dev", "/nowhere/net");
     try {
-        machine.Inventory();
+        machine.Ports("", 1);
         FAIL();
     } catch (NS_UTIL::ProcessException& e) {
         EXPECT_EQ(e.GetErrorCode(), ErrCode::NO_FIGURES);
@@ -80,19 +80,53 @@ TEST_F(MachineTest, InventoryAddsWhatTheKernelTellsBesideTheCounters)
     Write("net/port9/mtu", "1500\n");
     Write("net/port9/address", "02:00:00:00:00:01\n");
     Write("net/port9/speed", "10000\n");
-    const std::vector<PortFacts> ports = m_Machine.Inventory();
-    ASSERT_EQ(ports.size(), 2u);
-    EXPECT_EQ(ports[0].m_Name, "lo");
-    EXPECT_EQ(ports[1].m_Name, "port9");
-    EXPECT_EQ(ports[1].m_State, "lowerlayerdown");
-    EXPECT_EQ(ports[1].m_nMtu, 1500u);
-    EXPECT_EQ(ports[1].m_HardwareAddress, "02:00:00:00:00:01");
-    EXPECT_EQ(ports[1].m_nSpeed, 10000);
+    const PortFacts port = m_Machine.Facts("port9", {});
+    EXPECT_EQ(port.m_Name, "port9");
+    EXPECT_EQ(port.m_State, "lowerlayerdown");
+    EXPECT_EQ(port.m_nMtu, 1500u);
+    EXPECT_EQ(port.m_HardwareAddress, "02:00:00:00:00:01");
+    EXPECT_EQ(port.m_nSpeed, 10000);
+}
+
+TEST_F(MachineTest, PortsComeInTheirOrderBehindTheOneThatIsNamed)
+{
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(m_Machine.Ports("", 9), (Names{"lo", "port9"}));
+    EXPECT_EQ(m_Machine.Ports("", 1), (Names{"lo"}));
+    EXPECT_EQ(m_Machine.Ports("lo", 9), (Names{"port9"}));
+    EXPECT_EQ(m_Machine.Ports("gone", 9), (Names{"lo", "port9"}));
+    EXPECT_EQ(m_Machine.Ports("port9", 9), Names());
+}
+
+TEST_F(MachineTest, PortGoesByItsNameAloneToo)
+{
+    EXPECT_EQ(m_Machine.PortOf("port9"), "port9");
+}
+
+/// Whatever stands in the table: the distinguished name is fit for CSV, shells and itself, and leads back.
+TEST_F(MachineTest, NamesThatWouldBeMisreadAreEscapedInDistinguishedNames)
+{
+    const std::vector<std::string> names = {"a,port=b", "-x",    "q\"uote",  "a b",
+                                            "100%",     "$(id)", "\xC3\xBC", "e:1"};
+    std::string table;
+    for (const std::string& name : names) table += name + ": 1\n";
+    Write("dev", table);
+    for (const std::string& name : names) {
+        const std::string dn = m_Machine.DistinguishedName(name);
+        EXPECT_EQ(m_Machine.PortOf(dn), name) << dn;
+        EXPECT_EQ(dn.find_first_of("\"' ,$():\xC3", m_Machine.DistinguishedName("").size()),
+                  std::string::npos)
+            << dn;
+    }
+    EXPECT_EQ(m_Machine.DistinguishedName("a,b=c"), m_Machine.DistinguishedName("") + "a%2Cb%3Dc");
+    EXPECT_EQ(CodeOf([&] { m_Machine.PortOf(m_Machine.DistinguishedName("") + "%2Dx"); }),
+              ErrCode::UNKNOWN_OBJECT)
+        << "each port has one name";
 }
 
 TEST_F(MachineTest, PortOfWhichTheKernelTellsNothingIsDownWithoutSpeed)
 {
-    const PortFacts port = m_Machine.Inventory()[1];
+    const PortFacts port = m_Machine.Facts("port9", {});
     EXPECT_EQ(port.m_State, "down");
     EXPECT_EQ(port.m_nMtu, 0u);
     EXPECT_EQ(port.m_nSpeed, -1);
@@ -102,14 +136,10 @@ TEST_F(MachineTest, PortOfWhichTheKernelTellsNothingIsDownWithoutSpeed)
 
 TEST(MachineOnThisHost, LoopbackIsUpAndHasItsAddress)
 {
-    for (const PortFacts& port : Machine().Inventory()) {
-        if (port.m_Name != "lo") continue;
-        EXPECT_EQ(port.m_State, "up");
-        ASSERT_FALSE(port.m_Addresses.empty());
-        EXPECT_EQ(port.m_Addresses[0], "127.0.0.1/8");
-        return;
-    }
-    FAIL() << "no loopback interface";
+    const PortFacts port = Machine().Facts("lo", Machine::ReadLinks());
+    EXPECT_EQ(port.m_State, "up");
+    ASSERT_FALSE(port.m_Addresses.empty());
+    EXPECT_EQ(port.m_Addresses[0], "127.0.0.1/8");
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ protected:
 
     unsigned int Taken()
     {
-        const auto tasks = std::get<HugeTasks::Result>(m_Server.Ask<HugeTasks>({})).m_Tasks;
+        const auto tasks = std::get<HugeTasks::Result>(m_Server.Ask<HugeTasks>({})).m_Items;
         return tasks.empty() ? 0 : tasks[0].m_Progress.m_nTaken;
     }
 

@@ -30,7 +30,7 @@ protected:
     unsigned int Running()
     {
         const auto outcome = m_pServer->Ask<HugeTasks>({});
-        return static_cast<unsigned int>(std::get<HugeTasks::Result>(outcome).m_Tasks.size());
+        return static_cast<unsigned int>(std::get<HugeTasks::Result>(outcome).m_Items.size());
     }
 
     /// Orders a collection from each client at once, spread over \p ports; those that run end when their ports go.

@@ -72,9 +72,9 @@ std::set<int> NumbersOf(const std::tuple<Operations...>* /*operations*/)
 TEST_F(ServiceTest, EveryOperationAnswersWithoutAFrontEnd)
 {
     const Inventory::Result inventory = Ask<Inventory>({});
-    const auto lo = std::find_if(inventory.m_Ports.begin(), inventory.m_Ports.end(),
+    const auto lo = std::find_if(inventory.m_Items.begin(), inventory.m_Items.end(),
                                  [](const auto& port) { return port.m_Dn == Loopback(); });
-    ASSERT_NE(lo, inventory.m_Ports.end());
+    ASSERT_NE(lo, inventory.m_Items.end());
     ASSERT_EQ(lo->m_Figures.size(), 1u);
     EXPECT_EQ(lo->m_Figures[0].m_Name, "rxBytes");
 
@@ -97,9 +97,9 @@ TEST_F(ServiceTest, EveryOperationAnswersWithoutAFrontEnd)
     m_Driven.insert(Logout::PROFILE.m_pName);
     EXPECT_EQ(CodeOf(m_Server.Ask<Logout>({})), ErrCode::NOT_LOGGED_IN) << "the caller carries no key";
     const Sessions::Result sessions = Ask<Sessions>({});
-    ASSERT_EQ(sessions.m_Sessions.size(), 1u);
-    EXPECT_EQ(sessions.m_Sessions[0].m_User, "alice");
-    EXPECT_EQ(sessions.m_Sessions[0].m_Address, "192.0.2.1:7");
+    ASSERT_EQ(sessions.m_Items.size(), 1u);
+    EXPECT_EQ(sessions.m_Items[0].m_User, "alice");
+    EXPECT_EQ(sessions.m_Items[0].m_Address, "192.0.2.1:7");
 
     Ask<SetItem>({"HugeTaskLimit", "5"});
     EXPECT_THAT(nbitest::ReadFile(m_Server.ConfigFile()), HasSubstr("HugeTaskLimit=5\n"));

@@ -1,0 +1,15 @@
+/// \file
+/// The server's lists as a whole. Each page of one is a request of its own, held to the session's timeout.
+#pragma once
+
+#include "client/corba/session.h"
+#include "northbound.hh"
+
+namespace northbound {
+
+/// The caller owns what these return.
+Northbound::PortList* AllPorts(const Session& session);
+Northbound::HugeTaskList* AllTasks(const Session& session);
+Northbound::UserSessionList* AllSessions(const Session& session);
+
+}  // namespace northbound
