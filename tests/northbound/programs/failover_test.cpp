@@ -154,7 +154,7 @@ TEST_F(FailoverTest, OrderThatIsNotAnsweredIsNotSentAgain)
     Hang();
     EXPECT_THROW(session.Server()->Cancel(session.Who(), "x"), CORBA::TIMEOUT);
     EXPECT_THROW(session.Read([](Northbound::Manager_ptr server, const Northbound::Caller& who) {
-        return Northbound::HugeTaskList_var(server->HugeTasks(who))->length();
+        return Northbound::HugeTaskPage_var(server->HugeTasks(who, ""))->tasks.length();
     }),
                  CORBA::TIMEOUT)
         << "the other server knows nothing of what was ordered here";
@@ -168,7 +168,7 @@ TEST_F(FailoverTest, ReadsStayWithTheServerThatAnswered)
     const Session session({Endpoint{m_Hanging.Address(), ""}, Endpoint{m_Living.Address(), ""}}, "bob",
                           std::chrono::seconds(2));
     const auto count = [](Northbound::Manager_ptr server, const Northbound::Caller& who) {
-        return Northbound::HugeTaskList_var(server->HugeTasks(who))->length();
+        return Northbound::HugeTaskPage_var(server->HugeTasks(who, ""))->tasks.length();
     };
     EXPECT_EQ(session.Read(count), 0u);
     EXPECT_EQ(session.Address(), m_Living.Address());

@@ -49,6 +49,7 @@ inline Northbound::Caller CallerOf(const std::string& user)
 {
     Northbound::Caller who;
     who.user = user.c_str();
+    who.patience = 0;
     return who;
 }
 

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "northbound.hh"
 #include "shared/tlsfiles.h"
