@@ -281,6 +281,9 @@ void Describe(CLI::App& app, CommandLine& line)
     AddCollect(app, line);
     AddCancel(app, line);
     AddTasks(app, line);
+    AddPlain(app, line, "pools", Say("Show what the server's worker pools do"), ShowPools);
+    AddPlain(app, line, "doctor", Say("Say what looks wrong with the pools; 1 when something does"),
+             Diagnose);
     AddConfig(app, line);
     AddLogin(app, line);
     AddPlain(app, line, "logout", Say("End the user's session"), LogOut);

@@ -209,8 +209,9 @@ void Run(const CommandLine& line, const ServiceManager& manager)
         host.Reload();
         pService->Apply(SettingsOf(line));
     });
-    pService = std::make_unique<Service>(settings, std::move(catalogue), editor, stop,
-                                         [] { kill(getpid(), SIGTERM); });
+    pService = std::make_unique<Service>(
+        settings, std::move(catalogue), editor, stop, [] { kill(getpid(), SIGTERM); },
+        [&host] { return host.LinesLost(); });
     pServant = MakeManagerServant(*pService);
     pEndpoint = std::make_unique<OrbEndpoint>(settings.m_Listening, settings.m_Connections, *pServant);
     Announce(line, *pEndpoint);

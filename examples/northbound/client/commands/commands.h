@@ -47,6 +47,13 @@ int SetItem(const Session& session, const OutputOptions& output, const ConfigOpt
 /// timeout. With m_bWatch: their progress until none is left.
 int ShowTasks(const Session& session, const OutputOptions& output, const TasksOptions& options);
 
+/// What the server's pools do now.
+int ShowPools(const Session& session, const OutputOptions& output);
+
+/// Looks at the pools twice and says in words what looks wrong.
+/// \return EXIT_REFUSED when something does, for scripts
+int Diagnose(const Session& session, const OutputOptions& output);
+
 /// Returns once the server is gone; EXIT_REFUSED when that takes longer than the timeout.
 int StopServer(const Session& session, const OutputOptions& output);
 

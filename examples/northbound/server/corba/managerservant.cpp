@@ -98,6 +98,11 @@ public:
 
     void Stop(const Northbound::Caller& who) override { Ask<northbound::Stop>(who, {}); }
 
+    Northbound::PoolReport* Pools(const Northbound::Caller& who) override
+    {
+        return ToIdl(Ask<northbound::Pools>(who, {}));
+    }
+
 private:
     /// \throws Northbound::OperationFailed
     template <class Operation>

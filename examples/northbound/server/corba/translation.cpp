@@ -1,6 +1,8 @@
 #include "server/corba/translation.h"
 
 #include <algorithm>
+#include <chrono>
+#include <memory>
 
 namespace northbound {
 namespace {
@@ -82,6 +84,46 @@ IdlPage* PageOf(List IdlPage::*list, const Page<Item>& items)
     return page._retn();
 }
 
+CORBA::ULongLong ToIdl(std::chrono::nanoseconds duration)
+{
+    return static_cast<CORBA::ULongLong>(duration.count());
+}
+
+Northbound::TaskTimes ToIdl(const NS_UTIL::TaskTimes& times)
+{
+    Northbound::TaskTimes result;
+    result.median = ToIdl(times.m_Median);
+    result.p99 = ToIdl(times.m_P99);
+    result.longest = ToIdl(times.m_Longest);
+    return result;
+}
+
+void FillIn(Northbound::Pool& pool, const NS_UTIL::PoolSnapshot& from)
+{
+    pool.number = from.m_nNumber;
+    pool.workers = from.m_nWorkers;
+    pool.started = from.m_nStarted;
+    pool.busy = from.m_nBusy;
+    pool.queued = from.m_nQueued;
+    pool.mostQueued = from.m_nMostQueued;
+    pool.pushed = from.m_nPushed;
+    pool.finished = from.m_nFinished;
+    pool.failed = from.m_nFailed;
+    pool.dropped = from.m_nDropped;
+    pool.deferred = from.m_nDeferred;
+    FillEach(pool.refused, from.m_Refused, [](Northbound::Refusals& refusals, const auto& codeAndCount) {
+        refusals.code = codeAndCount.first;
+        refusals.count = codeAndCount.second;
+    });
+    pool.waiting = ToIdl(from.m_Waiting);
+    pool.running = ToIdl(from.m_Running);
+    pool.oldestQueued = ToIdl(from.m_OldestQueued);
+    pool.longestBody = ToIdl(from.m_LongestBody);
+    pool.longestOperation = from.m_LongestBodyUUID.c_str();
+    pool.inBook = from.m_nInBook;
+    pool.bookLimit = from.m_nBookLimit;
+}
+
 }  // namespace
 
 Northbound::PortPage* ToIdl(const Inventory::Result& result)
@@ -143,6 +185,17 @@ Northbound::PackResult* ToIdl(const Pack::Result& result)
     packed->made = static_cast<CORBA::ULong>(result.m_nMade);
     packed->waiting = static_cast<CORBA::ULong>(result.m_nWaiting);
     return packed._retn();
+}
+
+Northbound::PoolReport* ToIdl(const Pools::Result& result)
+{
+    auto pReport = std::make_unique<Northbound::PoolReport>();
+    FillEach(pReport->pools, result.m_Pools,
+             [](Northbound::Pool& pool, const NS_UTIL::PoolSnapshot& from) { FillIn(pool, from); });
+    pReport->waiting = result.m_Process.m_nWaiting;
+    pReport->waitingLong = result.m_Process.m_nWaitingLong;
+    pReport->linesLost = result.m_nLinesLost;
+    return pReport.release();
 }
 
 }  // namespace northbound

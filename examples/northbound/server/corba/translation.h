@@ -16,5 +16,6 @@ Northbound::HugeTaskPage* ToIdl(const HugeTasks::Result& result);
 Northbound::Bytes* ToIdl(const PublicKey::Result& result);
 Northbound::UserSessionPage* ToIdl(const Sessions::Result& result);
 Northbound::PackResult* ToIdl(const Pack::Result& result);
+Northbound::PoolReport* ToIdl(const Pools::Result& result);
 
 }  // namespace northbound

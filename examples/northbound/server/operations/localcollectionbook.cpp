@@ -8,6 +8,7 @@
 #include "nbiutil/async.h"
 #include "nbiutil/errcode.h"
 #include "nbiutil/hugetask.h"
+#include "nbiutil/nbitaskmgr.h"
 #include "nbiutil/processexception.h"
 #include "nbiutil/threadcontextinfo.h"
 #include "nbiutil/threadcontextmgr.h"
@@ -35,7 +36,9 @@ public:
     BoardEntry(CollectionBoard& board, std::string operation, const CollectionProgress& progress)
         : m_Board(board), m_Operation(std::move(operation))
     {
-        if (!m_Board.Enter(m_Operation, progress)) ThrowRefused();
+        if (m_Board.Enter(m_Operation, progress)) return;
+        NS_UTIL::NBITaskMgr::GetTaskMgr(HUGE_POOL)->CountRefused(NS_UTIL::ErrCode::HUGE_TASK_LIMIT);
+        ThrowRefused();
     }
     ~BoardEntry() { m_Board.Leave(m_Operation); }
     BoardEntry(const BoardEntry&) = delete;

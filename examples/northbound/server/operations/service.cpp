@@ -16,7 +16,7 @@ Element ElementOf(const Settings& settings, Catalogue catalogue)
 }  // namespace
 
 Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& editor, StopSignal& stop,
-                 std::function<void()> requestStop)
+                 std::function<void()> requestStop, std::function<unsigned long()> linesLost)
     : m_Element(ElementOf(settings, std::move(catalogue))),
       m_Sessions(settings.m_Anonymous),
       m_Dispatcher(m_Sessions, settings.m_nHugeTaskLimit),
@@ -26,7 +26,7 @@ Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& ed
                    Collect(m_Element, m_Book), Cancel(m_Book), HugeTasks(m_Book),
                    Stop(std::move(requestStop)), PublicKey(), SendSecret(), Challenge(m_LoginGate),
                    Login(m_Sessions, m_LoginGate), Logout(m_Sessions), Sessions(m_Sessions), Pack(m_Packer),
-                   SetItem(editor))
+                   SetItem(editor), Pools(std::move(linesLost)))
 {
     Apply(settings);
 }

@@ -10,6 +10,7 @@
 #include "server/operations/collect.h"
 #include "server/operations/inventory.h"
 #include "server/operations/localcollectionbook.h"
+#include "server/operations/pools.h"
 #include "server/operations/readcounters.h"
 #include "server/operations/secrets.h"
 #include "server/serving/dispatcher.h"
@@ -25,13 +26,15 @@ namespace northbound {
 /// Threads: any number of request threads. Outlives the front ends and the pools.
 class Service {
 public:
-    using Operations = std::tuple<Inventory, Columns, ReadCounters, Collect, Cancel, HugeTasks, Stop,
-                                  PublicKey, SendSecret, Challenge, Login, Logout, Sessions, Pack, SetItem>;
+    using Operations =
+        std::tuple<Inventory, Columns, ReadCounters, Collect, Cancel, HugeTasks, Stop, PublicKey, SendSecret,
+                   Challenge, Login, Logout, Sessions, Pack, SetItem, Pools>;
 
     /// \param catalogue   which figures the ports have
     /// \param requestStop starts the server's end and returns at once
+    /// \param linesLost   how many log lines could not be written
     Service(const Settings& settings, Catalogue catalogue, ConfigEditor& editor, StopSignal& stop,
-            std::function<void()> requestStop);
+            std::function<void()> requestStop, std::function<unsigned long()> linesLost);
 
     /// Puts the limits of \p settings in force; everything else in them is for the next start.
     void Apply(const Settings& settings);

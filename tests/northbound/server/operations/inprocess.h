@@ -41,8 +41,9 @@ public:
             m_pHost->Reload();
             m_pService->Apply(ReadSettings(ConfigFile()));
         });
-        m_pService = std::make_unique<Service>(settings, CatalogueOfOneCounter(), *m_pEditor, m_Stop,
-                                               [this] { m_bStopRequested = true; });
+        m_pService = std::make_unique<Service>(
+            settings, CatalogueOfOneCounter(), *m_pEditor, m_Stop, [this] { m_bStopRequested = true; },
+            [this] { return m_pHost->LinesLost(); });
     }
     ~InProcessServer() { m_pHost->Stop(); }
     InProcessServer(const InProcessServer&) = delete;

@@ -87,6 +87,7 @@ TEST_F(ServiceTest, EveryOperationAnswersWithoutAFrontEnd)
     m_Driven.insert(Cancel::PROFILE.m_pName);
     EXPECT_EQ(CodeOf(m_Server.Ask<Cancel>({collected.m_Operation})), ErrCode::BAD_ARGUMENT) << "it is over";
     Ask<HugeTasks>({});
+    EXPECT_EQ(Ask<Pools>({}).m_Pools.size(), 3u);
     EXPECT_EQ(Ask<Pack>({"gzip", 1}).m_Archives, std::list<std::string>{collected.m_File + ".gz"});
 
     const PublicKey::Result key = Ask<PublicKey>({});
