@@ -54,6 +54,9 @@ struct PoolSnapshot {
     std::chrono::nanoseconds m_LongestBody{0};   ///< how long the oldest of the bodies that now run has run
     std::string m_LongestBodyUUID;               ///< that body's operation UUID, without its tags
 
+    bool m_bAtLimit =
+        false;  ///< the first queued task was looked at, and one of pool 2's limits keeps it waiting
+
     // Pool 2 alone: HugeTaskMgr's book
     unsigned int m_nInBook = 0;
     unsigned int m_nBookLimit = 0;

@@ -291,7 +291,7 @@ NBITask* NBITaskMgr::TakeIdleLocked(Hands hands, bool& bDeferred)
     if (m_bStopping.load(std::memory_order_relaxed)) return nullptr;  // the idle ones have failed already
     while (NBITask* const pTask = m_pQueue->FirstIdleLocked()) {
         if (IsHugePool() && !MayStartLocked(*pTask)) {
-            m_pQueue->FiguresLocked().Defer();
+            m_pQueue->DeferLocked(*pTask);
             bDeferred = true;
             return nullptr;
         }

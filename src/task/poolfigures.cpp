@@ -56,6 +56,7 @@ struct PoolFigures::Rest {
     std::uint64_t m_nFailed = 0;
     std::uint64_t m_nDropped = 0;
     std::uint64_t m_nDeferred = 0;
+    std::uint64_t m_nDeferredOrder = 0;           // of the task that was left waiting last
     std::array<Refusals, CODES + 1> m_Refused{};  // the last one is for all further codes
 };
 
@@ -124,9 +125,10 @@ void PoolFigures::Drop()
     ++m_pRest->m_nDropped;
 }
 
-void PoolFigures::Defer()
+void PoolFigures::Defer(std::uint64_t nOrder)
 {
     ++m_pRest->m_nDeferred;
+    m_pRest->m_nDeferredOrder = nOrder;
 }
 
 void PoolFigures::Refuse(unsigned int nCode)
@@ -170,7 +172,10 @@ void PoolFigures::ReadInto(PoolSnapshot& snapshot, const std::uint64_t* pOldest)
     }
     snapshot.m_Waiting = TimesOf(m_pRest->m_Waiting, nNow);
     snapshot.m_Running = TimesOf(m_pRest->m_Running, nNow);
-    if (pOldest != nullptr) snapshot.m_OldestQueued = nanoseconds(Between(TimeOf(*pOldest), nNow));
+    if (pOldest != nullptr) {
+        snapshot.m_OldestQueued = nanoseconds(Between(TimeOf(*pOldest), nNow));
+        snapshot.m_bAtLimit = *pOldest == m_pRest->m_nDeferredOrder;
+    }
     if (const Worker* const pLongest = Longest()) {
         snapshot.m_LongestBody = nanoseconds(Between(pLongest->m_nSince, nNow));
     }

@@ -79,7 +79,8 @@ public:
     void End(const NBITask& task, bool bFailed, std::int64_t nNow);
 
     void Drop();
-    void Defer();
+    /// A limit keeps the first queued task waiting. \p nOrder is its place.
+    void Defer(std::uint64_t nOrder);
     void Refuse(unsigned int nCode);
 
     /// Fills in what is known here. \p pOldest is the first queued task's place in the order, or null.

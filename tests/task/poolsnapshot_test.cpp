@@ -78,6 +78,7 @@ TEST_F(PoolSnapshotTest, TellsWhatRunsAndWhatWaits)
     EXPECT_EQ(snapshot.m_nPushed, 3U);
     EXPECT_EQ(snapshot.m_LongestBodyUUID, uuid);
     EXPECT_GT(snapshot.m_OldestQueued, nanoseconds(0));
+    EXPECT_FALSE(snapshot.m_bAtLimit);
     EXPECT_GE(snapshot.m_LongestBody, snapshot.m_OldestQueued) << "it began before the others were pushed";
     EXPECT_GT(Take().m_LongestBody, snapshot.m_LongestBody) << "it goes on";
     EXPECT_GT(Take().m_OldestQueued, snapshot.m_OldestQueued);
@@ -235,6 +236,7 @@ TEST_F(PoolSnapshotTest, Pool2TellsTasksThatWaitAtALimit)
     const ThreadContextInfo entered = Enter("kind", "uuid");
     Push();
     EXPECT_TRUE(Eventually([this] { return Take().m_nDeferred == 1; }));
+    EXPECT_TRUE(Take().m_bAtLimit);
     EXPECT_EQ(Take().m_nQueued, 1U);
     EXPECT_EQ(Take().m_nBusy, 0U);
     HugeTaskMgr::Instance()->RemoveHTskInfo(entered);

@@ -29,7 +29,7 @@ public:
     void Begin(const NBITask& /*task*/, bool /*bMeasured*/) {}
     void End(const NBITask& /*task*/, bool /*bFailed*/, std::int64_t /*nNow*/) {}
     void Drop() {}
-    void Defer() {}
+    void Defer(std::uint64_t /*nOrder*/) {}
     void Refuse(unsigned int /*nCode*/) {}
     static std::int64_t Now() { return 0; }
     void ReadInto(PoolSnapshot& /*snapshot*/, const std::uint64_t* /*pOldest*/) {}

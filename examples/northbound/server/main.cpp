@@ -26,6 +26,7 @@
 #include "server/corba/orbendpoint.h"
 #include "server/figures/catalogue.h"
 #include "server/operations/service.h"
+#include "server/serving/heartbeat.h"
 #include "server/serving/logprefix.h"
 #include "server/serving/servicemanager.h"
 #include "server/serving/stopsignal.h"
@@ -78,15 +79,17 @@ void Reload(const ServiceManager& manager, ConfigEditor& editor)
     manager.Tell("READY=1");
 }
 
-/// Returns with the order to stop. Until then the manager hears that this thread still takes orders.
+/// Returns with the order to stop. Until then the manager hears that this thread still takes orders, and that the pools
+/// do their work.
 void Serve(const ServiceManager& manager, ConfigEditor& editor)
 {
+    Heartbeat heartbeat(manager);
     for (;;) {
         const int nSignal = NextSignal(manager.BeatInterval());
         if (nSignal == SIGHUP) {
             Reload(manager, editor);
         } else if (nSignal == 0) {
-            manager.Tell("WATCHDOG=1");
+            heartbeat.Beat(NS_UTIL::TakePoolSnapshots());
         } else {
             nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "signal %d: stopping", nSignal);
             return manager.Tell("STOPPING=1");

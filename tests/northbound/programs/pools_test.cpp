@@ -47,7 +47,7 @@ TEST_F(PoolsTest, CollectionIsTheLongestBodyUnderItsOwnOperation)
     const Session session(server.Address(), "alice");
     std::thread collection([&session] { FailureOf([&session] { Collect(session, Order(1000, 60000)); }); });
     ASSERT_TRUE(Eventually([&] { return TasksListed(session) == 1; }));
-    const Northbound::HugeTaskList_var tasks = session.Server()->HugeTasks(session.Who());
+    const Northbound::HugeTaskList_var tasks = AllTasks(session);
     const Json pool = Pool(server, 2);
     EXPECT_EQ(pool["busy"], 1);
     EXPECT_EQ(pool["inBook"], 1);
