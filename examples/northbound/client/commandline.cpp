@@ -282,6 +282,7 @@ void Describe(CLI::App& app, CommandLine& line)
     AddCancel(app, line);
     AddTasks(app, line);
     AddPlain(app, line, "pools", Say("Show what the server's worker pools do"), ShowPools);
+    AddPlain(app, line, "top", Say("Watch pools and collections on one screen; q ends"), WatchPools);
     AddPlain(app, line, "doctor", Say("Say what looks wrong with the pools; 1 when something does"),
              Diagnose);
     AddConfig(app, line);

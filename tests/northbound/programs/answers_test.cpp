@@ -213,6 +213,7 @@ TEST_F(AnswersTest, AreWhatTheGuideTells)
     Ask("config set", 0, {"config", "set", "HugeTaskLimit", "1"});
     Ask("collect", 1, collect);
     Ask("pools", 0, {"pools"});
+    Ask("top", 0, {"top"});
     Ask("doctor", 0, {"doctor"});
     m_Seen["doctor"].insert("findings[]");  // what looks wrong takes its time: see the test of the pools
     Ask("cancel", 0, {"cancel", tasks.at("tasks").at(0).at("operation")});

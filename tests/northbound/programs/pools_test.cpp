@@ -1,6 +1,13 @@
 // What the client tells of a server's pools.
+#include <pty.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <thread>
+#include <utility>
 
 #include "northbound/programs/requests.h"
 
@@ -85,6 +92,60 @@ TEST_F(PoolsTest, DoctorSeesTasksThatWaitBehindLongBodies)
         << doctor.m_Output;
     server.Process().Signal(SIGTERM);
     for (std::thread& collection : collections) collection.join();
+}
+
+/// What a terminal shows until \p ending is there, and what the program ends with after a "q". When the first screen
+/// is there, \p meanwhile is called.
+struct Screens {
+    std::string m_Text;
+    int m_nStatus = -1;
+};
+
+Screens WatchUntil(const std::string& address, const std::string& ending,
+                   std::function<void()> meanwhile = {})
+{
+    Screens screens;
+    winsize window{};
+    window.ws_col = 80;
+    window.ws_row = 24;
+    int nTerminal = -1;
+    const pid_t nChild = forkpty(&nTerminal, nullptr, nullptr, &window);
+    if (nChild == 0) {
+        execl(NBI_CLIENT, NBI_CLIENT, "--server", address.c_str(), "--timeout", "2", "top", nullptr);
+        _exit(127);
+    }
+    char bytes[4096];
+    for (ssize_t nRead; (nRead = read(nTerminal, bytes, sizeof(bytes))) > 0;) {
+        screens.m_Text.append(bytes, static_cast<std::size_t>(nRead));
+        if (meanwhile && screens.m_Text.find("pool 0  [") != std::string::npos)
+            std::exchange(meanwhile, {})();
+        if (screens.m_Text.find(ending) == std::string::npos) continue;
+        EXPECT_EQ(write(nTerminal, "q", 1), 1);
+    }
+    close(nTerminal);
+    waitpid(nChild, &screens.m_nStatus, 0);
+    return screens;
+}
+
+TEST_F(PoolsTest, TopDrawsAScreenUntilTheUserLeaves)
+{
+    setenv("TERM", "xterm", 1);
+    const Server server;
+    ASSERT_EQ(Ask({"inventory"}, server).m_nExitCode, 0);
+    const Screens screens = WatchUntil(server.Address(), "pool 0  [");
+    EXPECT_EQ(screens.m_nStatus, 0) << screens.m_Text;
+    EXPECT_NE(screens.m_Text.find(server.Address() + "; q ends"), std::string::npos) << screens.m_Text;
+}
+
+TEST_F(PoolsTest, TopSaysWhatItCannotReachAndGoesOn)
+{
+    setenv("TERM", "xterm", 1);
+    Server server;
+    ASSERT_EQ(Ask({"inventory"}, server).m_nExitCode, 0);
+    const Screens screens = WatchUntil(server.Address(), server.Address() + " does not answer: ", [&server] {
+        server.Process().Signal(SIGKILL);
+    });
+    EXPECT_EQ(screens.m_nStatus, 0) << screens.m_Text;
 }
 
 TEST_F(PoolsTest, ServerThatIsNotThereIsNamed)

@@ -50,6 +50,10 @@ int ShowTasks(const Session& session, const OutputOptions& output, const TasksOp
 /// What the server's pools do now.
 int ShowPools(const Session& session, const OutputOptions& output);
 
+/// The same on one screen that is drawn anew each second, with the running collections, until the user presses q.
+/// Where there is no terminal, ShowPools().
+int WatchPools(const Session& session, const OutputOptions& output);
+
 /// Looks at the pools twice and says in words what looks wrong.
 /// \return EXIT_REFUSED when something does, for scripts
 int Diagnose(const Session& session, const OutputOptions& output);
