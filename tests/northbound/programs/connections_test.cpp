@@ -59,7 +59,7 @@ private:
 /// A request for the counters of an object with a name of \p nLength bytes.
 std::string RequestFor(std::size_t nLength)
 {
-    return Request("ReadCounters", Text(std::string(nLength, 'x')));
+    return Request("ReadCounters", LastText(std::string(nLength, 'x')));
 }
 
 class ConnectionsTest : public ::testing::Test {

@@ -14,10 +14,16 @@ inline std::string Number(std::uint32_t nValue)
     return std::string(reinterpret_cast<const char*>(&nValue), sizeof(nValue));
 }
 
+/// A text with nothing behind it: the ORB refuses a message with bytes that nobody asked for.
+inline std::string LastText(const std::string& text)
+{
+    return Number(static_cast<std::uint32_t>(text.size() + 1)) + text + '\0';
+}
+
 /// As CDR has it: length with the zero byte, then padding up to the next number.
 inline std::string Text(const std::string& text)
 {
-    std::string bytes = Number(static_cast<std::uint32_t>(text.size() + 1)) + text + '\0';
+    std::string bytes = LastText(text);
     bytes.resize((bytes.size() + 3) / 4 * 4);
     return bytes;
 }

@@ -24,11 +24,15 @@ constexpr const char* MODULE = "orb";
 /// an answer that is an exception is sent after its operation has ended, and a shutdown would cut it off.
 constexpr std::chrono::milliseconds SENDING_TIME(500);
 
+/// How the ORB's warning ends that nobody asked for TLS.
+constexpr const char* NO_TLS = "SSL transport disabled.";
+
 /// What the ORB has to say goes to the log like everything else.
 void LogOrbMessage(const char* pMessage)
 {
     std::string text = pMessage;
     while (!text.empty() && text.back() == '\n') text.pop_back();
+    if (text.find(NO_TLS) != std::string::npos) return;
     nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "%s", text.c_str());
 }
 

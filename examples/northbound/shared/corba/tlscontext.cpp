@@ -127,6 +127,7 @@ void DemandName(SSL_CTX* pContext, const std::string& host)
 /// In words of ours where OpenSSL's need a programmer.
 std::string FailureOf(const SSL* pConnection, unsigned long nError)
 {
+    if (nError == 0) return "the other side closed the connection";
     const int nReason = ERR_GET_REASON(nError);
     if (nReason > SSL_AD_REASON_OFFSET) {
         return std::string("the other side refused: ") +
@@ -174,10 +175,12 @@ bool IsLateRefusal(const SSL* pConnection, int nWhere, int nResult)
     return nWhere == SSL_CB_READ_ALERT && nResult >> 8 == FATAL && SSL_is_init_finished(pConnection) != 0;
 }
 
-bool IsFailedHandshake(int nWhere, int nResult)
+/// Not one that only waits for the other side.
+bool IsFailedHandshake(const SSL* pConnection, int nWhere, int nResult)
 {
-    return (nWhere == SSL_CB_ACCEPT_EXIT || nWhere == SSL_CB_CONNECT_EXIT) && nResult <= 0 &&
-           ERR_peek_last_error() != 0;
+    if ((nWhere != SSL_CB_ACCEPT_EXIT && nWhere != SSL_CB_CONNECT_EXIT) || nResult > 0) return false;
+    return ERR_peek_last_error() != 0 ||
+           (!BIO_should_retry(SSL_get_rbio(pConnection)) && !BIO_should_retry(SSL_get_wbio(pConnection)));
 }
 
 }  // namespace
@@ -247,7 +250,7 @@ void TlsContext::Look(const SSL* pConnection, int nWhere, int nResult)
     } else if (IsLateRefusal(pConnection, nWhere, nResult)) {
         pContext->m_OnFailure(PeerOf(pConnection),
                               std::string("the other side refused: ") + SSL_alert_desc_string_long(nResult));
-    } else if (IsFailedHandshake(nWhere, nResult)) {
+    } else if (IsFailedHandshake(pConnection, nWhere, nResult)) {
         pContext->m_OnFailure(t_HandshakePeer, FailureOf(pConnection, ERR_peek_last_error()));
     }
 }
