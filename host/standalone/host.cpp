@@ -161,12 +161,10 @@ void Host::Impl::Reload()
     std::shared_ptr<const Settings> settings = LoadSettings(m_ConfigFile);
     std::lock_guard<std::mutex> guard(m_Mutex);
     if (m_Log) {
-        if (!(settings->m_Log == m_Settings->m_Log)) {
-            std::shared_ptr<OpenLog> log = OpenLogFor(*settings);
-            LogService::Instance().Use(log);
-            m_Log->ReportLosses();
-            m_Log = std::move(log);
-        }
+        std::shared_ptr<OpenLog> log = OpenLogFor(*settings);  // also for a file that was moved away
+        LogService::Instance().Use(log);
+        m_Log->ReportLosses();
+        m_Log = std::move(log);
         PutInForce(settings);
     }
     m_Settings = std::move(settings);

@@ -192,13 +192,6 @@ std::shared_ptr<const Settings>& SlotLocked()
 
 }  // namespace
 
-bool LogOptions::operator==(const LogOptions& other) const
-{
-    return m_File == other.m_File && m_nRotateBytes == other.m_nRotateBytes &&
-           m_nRotateFiles == other.m_nRotateFiles && m_bStderr == other.m_bStderr &&
-           m_nLevel == other.m_nLevel && m_AsDebug == other.m_AsDebug;
-}
-
 std::shared_ptr<const Settings> LoadSettings(const std::string& path)
 {
     auto settings = std::make_shared<Settings>();

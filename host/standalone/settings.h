@@ -17,8 +17,6 @@ struct LogOptions {
     int m_nLevel = 1;  // a LogLevel, or one above the last for "off"
     std::multimap<int, std::string>
         m_AsDebug;  // line number to module: lines of level debug, whatever they say
-
-    bool operator==(const LogOptions& other) const;
 };
 
 struct Settings {

@@ -117,6 +117,25 @@ void AddCollect(CLI::App& app, CommandLine& line)
     });
 }
 
+void AddPack(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand =
+        app.add_subcommand("pack", Say("Pack the files of finished collections that wait on the server"));
+    pCommand->add_option("METHOD", line.m_Pack.m_Method, Say("gzip, tar or zip"))
+        ->capture_default_str()
+        ->check(CLI::IsMember({"gzip", "tar", "zip"}));
+    pCommand
+        ->add_option("--per-archive", line.m_Pack.m_nPerArchive,
+                     Say("Files in one tar or zip archive; a rest waits"))
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1000000));
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return PackFiles(session, line.m_Output, line.m_Pack);
+        };
+    });
+}
+
 void AddCancel(CLI::App& app, CommandLine& line)
 {
     CLI::App* const pCommand = app.add_subcommand("cancel", Say("End a collection of one's own"));
@@ -285,6 +304,9 @@ void Describe(CLI::App& app, CommandLine& line)
     AddPlain(app, line, "top", Say("Watch pools and collections on one screen; q ends"), WatchPools);
     AddPlain(app, line, "doctor", Say("Say what looks wrong with the pools; 1 when something does"),
              Diagnose);
+    AddPlain(app, line, "files", Say("List the files of collections, and how old they are"), ShowFiles);
+    AddPack(app, line);
+    AddPlain(app, line, "clean", Say("Remove the files that the server keeps no longer"), CleanFiles);
     AddConfig(app, line);
     AddLogin(app, line);
     AddPlain(app, line, "logout", Say("End the user's session"), LogOut);

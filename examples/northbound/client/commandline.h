@@ -29,6 +29,7 @@ struct CommandLine {
     std::string m_Code;
     std::string m_Operation;
     CollectOptions m_Collect;
+    PackOptions m_Pack;
     ConfigOptions m_Config;
     TasksOptions m_Tasks;
     SecretOptions m_Secret;

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -30,19 +29,25 @@
 #include "server/serving/logprefix.h"
 #include "server/serving/servicemanager.h"
 #include "server/serving/stopsignal.h"
+#include "server/upkeep/collectionfiles.h"
 #include "server/upkeep/configeditor.h"
 #include "server/upkeep/items.h"
 #include "server/upkeep/serversettings.h"
 #include "server/upkeep/socketclaim.h"
 #include "shared/localsocket.h"
 #include "shared/names.h"
+#include "shared/version.h"
 
 namespace northbound {
 namespace {
 
 constexpr const char* MODULE = "nbi-server";
 
-/// What is ordered by signals: SIGHUP to read the configuration again, the others to stop. Blocked in every
+/// How often files that are kept no longer are looked for.
+constexpr std::chrono::hours SWEEP(1);
+
+/// What is ordered by signals: SIGHUP to read the configuration again and to open the log anew, SIGUSR1 to log the
+/// server's state, the others to stop. Blocked in every
 /// thread; Serve() takes them.
 sigset_t OrderedSignals()
 {
@@ -51,18 +56,18 @@ sigset_t OrderedSignals()
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGHUP);
+    sigaddset(&signals, SIGUSR1);
     return signals;
 }
 
-/// \return 0 when none has come in \p limit; a limit of zero is none.
+/// \return 0 when none has come in \p limit
 int NextSignal(std::chrono::microseconds limit)
 {
     const sigset_t signals = OrderedSignals();
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
     const std::chrono::nanoseconds rest = limit - seconds;
     const timespec wait{static_cast<time_t>(seconds.count()), static_cast<long>(rest.count())};
-    const int nSignal =
-        limit.count() == 0 ? sigwaitinfo(&signals, nullptr) : sigtimedwait(&signals, nullptr, &wait);
+    const int nSignal = sigtimedwait(&signals, nullptr, &wait);
     return nSignal > 0 ? nSignal : 0;
 }
 
@@ -72,7 +77,8 @@ void Reload(const ServiceManager& manager, ConfigEditor& editor)
     manager.TellReloading();
     try {
         editor.Reload();
-        nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "the configuration was read again");
+        nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE,
+                     "the configuration was read again, the log opened anew");
     } catch (const std::exception& e) {
         nbihost::Log(nbihost::LOG_LEVEL_ERROR, MODULE, "%s; the limits stay as they were", e.what());
     }
@@ -81,13 +87,22 @@ void Reload(const ServiceManager& manager, ConfigEditor& editor)
 
 /// Returns with the order to stop. Until then the manager hears that this thread still takes orders, and that the pools
 /// do their work.
-void Serve(const ServiceManager& manager, ConfigEditor& editor)
+void Serve(const ServiceManager& manager, ConfigEditor& editor, Service& service)
 {
+    using Clock = std::chrono::steady_clock;
+    const std::chrono::microseconds beat = manager.BeatInterval();
+    const std::chrono::microseconds limit = beat.count() == 0 ? SWEEP : beat;
     Heartbeat heartbeat(manager);
-    for (;;) {
-        const int nSignal = NextSignal(manager.BeatInterval());
+    for (Clock::time_point swept = Clock::now();;) {
+        const int nSignal = NextSignal(limit);
+        if (Clock::now() - swept >= SWEEP) {
+            service.Sweep();
+            swept = Clock::now();
+        }
         if (nSignal == SIGHUP) {
             Reload(manager, editor);
+        } else if (nSignal == SIGUSR1) {
+            service.LogState();
         } else if (nSignal == 0) {
             heartbeat.Beat(NS_UTIL::TakePoolSnapshots());
         } else {
@@ -105,16 +120,6 @@ void RedirectOutput(const std::string& path)
         throw SettingsError("OutputFile: " + path + " cannot be written: " + std::strerror(errno));
     }
     close(nFile);
-}
-
-void MakeCollectionDirectory(const std::string& path)
-{
-    std::error_code error;
-    std::filesystem::create_directories(path, error);
-    if (error || access(path.c_str(), W_OK | X_OK) != 0) {
-        throw SettingsError("CollectionDirectory: " + path +
-                            " cannot be written: " + (error ? error.message() : std::strerror(errno)));
-    }
 }
 
 void Warn(const std::string& warning)
@@ -185,6 +190,29 @@ void Announce(const CommandLine& line, const OrbEndpoint& endpoint)
     if (!line.m_ReadyFile.empty()) WriteReadyFile(line.m_ReadyFile, endpoint.Address());
 }
 
+void LogStart(const CommandLine& line)
+{
+    const std::string version = VersionText(MODULE);
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "%s starts as process %d with %s",
+                 version.substr(0, version.find('\n')).c_str(), static_cast<int>(getpid()),
+                 line.m_ConfigFile.c_str());
+}
+
+/// What keeps the server from starting is in the log too, which ends before the exception is reported.
+template <class Work>
+void Logged(Work work)
+{
+    try {
+        work();
+    } catch (const std::exception& e) {
+        nbihost::Log(nbihost::LOG_LEVEL_ERROR, MODULE, "not started: %s", e.what());
+        throw;
+    } catch (const CORBA::Exception& e) {
+        nbihost::Log(nbihost::LOG_LEVEL_ERROR, MODULE, "not started: %s", e._name());
+        throw;
+    }
+}
+
 void Run(const CommandLine& line, const ServiceManager& manager)
 {
     StopSignal stop;
@@ -197,30 +225,35 @@ void Run(const CommandLine& line, const ServiceManager& manager)
         stop.Raise();  // running collections end at their next sample, so that the pools need not wait
         NS_UTIL::TaskPoolMgr::ShutDown();
         if (pEndpoint) pEndpoint->Shutdown();
+        nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "stopped");
     };
     nbihost::Host host(line.m_ConfigFile, hooks);
     host.Start();
-    const Settings settings = SettingsOf(line);
-    WarnOfItems(host);
-    WarnOfOpenDoor(settings);
-    const SocketClaim claim(settings.m_Listening.m_Socket, settings.m_Listening.m_SocketGroup);
-    MakeCollectionDirectory(settings.m_CollectionDirectory);
-    RedirectOutput(settings.m_OutputFile);
-    MakeKeyPair();
-    Catalogue catalogue = LoadDescriptions(settings.m_DescriptionFile);
-    ConfigEditor editor(line.m_ConfigFile, host.ItemsFile(), [&host, &line, &pService] {
-        host.Reload();
-        pService->Apply(SettingsOf(line));
+    LogStart(line);
+    Logged([&] {
+        const Settings settings = SettingsOf(line);
+        WarnOfItems(host);
+        WarnOfOpenDoor(settings);
+        const SocketClaim claim(settings.m_Listening.m_Socket, settings.m_Listening.m_SocketGroup);
+        const FolderClaim collections("CollectionDirectory", settings.m_CollectionDirectory);
+        RedirectOutput(settings.m_OutputFile);
+        MakeKeyPair();
+        Catalogue catalogue = LoadDescriptions(settings.m_DescriptionFile);
+        ConfigEditor editor(line.m_ConfigFile, host.ItemsFile(), [&host, &line, &pService] {
+            host.Reload();
+            pService->Apply(SettingsOf(line));
+        });
+        pService = std::make_unique<Service>(
+            settings, std::move(catalogue), editor, stop, [] { kill(getpid(), SIGTERM); },
+            [&host] { return host.LinesLost(); });
+        pService->TakeOver();
+        pServant = MakeManagerServant(*pService);
+        pEndpoint = std::make_unique<OrbEndpoint>(settings.m_Listening, settings.m_Connections, *pServant);
+        Announce(line, *pEndpoint);
+        manager.Tell("READY=1");
+        Serve(manager, editor, *pService);
+        host.Stop();
     });
-    pService = std::make_unique<Service>(
-        settings, std::move(catalogue), editor, stop, [] { kill(getpid(), SIGTERM); },
-        [&host] { return host.LinesLost(); });
-    pServant = MakeManagerServant(*pService);
-    pEndpoint = std::make_unique<OrbEndpoint>(settings.m_Listening, settings.m_Connections, *pServant);
-    Announce(line, *pEndpoint);
-    manager.Tell("READY=1");
-    Serve(manager, editor);
-    host.Stop();
     std::cerr << MODULE << ": stopped\n";
 }
 

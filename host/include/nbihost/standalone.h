@@ -114,7 +114,8 @@ public:
     /// thread waits until the first is done; a call from within m_OnStop returns at once.
     void Stop() noexcept;
 
-    /// Reads the configuration file and the items file again and puts it in force, the log's options included.
+    /// Reads the configuration file and the items file again and puts it in force, the log's options included. The log
+    /// file is opened anew, so that one that was moved away is followed by a new one.
     /// \throws HostError when it does not load; everything is as before then.
     void Reload();
 

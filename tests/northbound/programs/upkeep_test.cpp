@@ -2,6 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <signal.h>
+
+#include <chrono>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -147,6 +150,48 @@ TEST_F(UpkeepTest, ValueIsNeverLogged)
     for (const LoggedLine& line : m_Server.Log()) {
         EXPECT_FALSE(line.Has("a-value-nobody-else-uses")) << line.m_Text;
     }
+}
+
+TEST_F(UpkeepTest, FilesArePackedAndListedByCommandsOfTheirOwn)
+{
+    ASSERT_EQ(Collect(2, {}).m_nExitCode, 0);
+    EXPECT_THAT(Ask({"files"}).m_Output, HasSubstr(".csv  whole  "));
+    const Outcome packed = Ask({"pack", "tar", "--per-archive", "2"});
+    EXPECT_EQ(packed.m_nExitCode, 0) << packed.m_Error;
+    EXPECT_THAT(packed.m_Output, HasSubstr("0 files wait for a later packing"));
+    EXPECT_THAT(Ask({"files", "--json"}).m_Output, HasSubstr(".tar\",\"state\":\"whole\",\"bytes\":"));
+}
+
+TEST_F(UpkeepTest, PartOfACollectionIsListedAndGoesWhenItsTimeIsOver)
+{
+    const std::string part = CollectionDirectory() + "/perf-lo-x.csv.part";
+    nbitest::WriteFile(part, "time\n");
+    EXPECT_THAT(Ask({"files"}).m_Output, HasSubstr("perf-lo-x.csv.part  part "));
+    EXPECT_EQ(Ask({"clean"}).m_Output, "0 files of 0 bytes were removed\n");
+    fs::last_write_time(part, fs::file_time_type::clock::now() - std::chrono::hours(8 * 24));
+    EXPECT_EQ(Ask({"clean"}).m_Output, "1 files of 5 bytes were removed\n");
+    EXPECT_FALSE(fs::exists(part));
+}
+
+TEST(LeftoversTest, StartTellsWhatAKilledServerLeftAndRemovesWhatIsTooOld)
+{
+    const TestDirectory folder;
+    const std::string old = folder / "perf-lo-old.csv.part";
+    nbitest::WriteFile(old, "time\n");
+    fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::hours(3 * 24));
+    nbitest::WriteFile(folder / "perf-lo-young.csv.part", "time\n");
+    fs::create_directory(folder / ".packing");
+    nbitest::WriteFile(folder / ".packing/perf-lo-packed.csv", "time\n");
+    Server server("PartDays = 2\nCollectionDirectory = " + folder.Path() + "\n");
+    EXPECT_FALSE(fs::exists(old));
+    EXPECT_TRUE(fs::exists(folder / "perf-lo-young.csv.part"));
+    EXPECT_TRUE(fs::exists(folder / "perf-lo-packed.csv"));
+    const std::string log = nbitest::ReadFile(server.Directory() + "/log");
+    EXPECT_THAT(log, HasSubstr("1 files that a server was packing when it was killed are back"));
+    EXPECT_THAT(log, HasSubstr("1 files of collections that did not end are kept"));
+    EXPECT_THAT(log, HasSubstr("perf-lo-old.csv.part removed: too old"));
+    server.Process().Signal(SIGTERM);
+    EXPECT_EQ(server.Process().Wait(), 0);
 }
 
 }  // namespace

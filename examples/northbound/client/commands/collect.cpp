@@ -151,37 +151,11 @@ Packing Pack(const Session& session, const CollectOptions& options)
     return packing;
 }
 
-void PrintPacked(const Northbound::PackResult& packed)
-{
-    for (CORBA::ULong i = 0; i < packed.archives.length(); ++i) {
-        std::cout << Say("packed into {1}", {Printable(packed.archives[i].in())}) << '\n';
-    }
-    if (packed.made > packed.archives.length()) {
-        std::cout << Say("and into {1} archives more",
-                         {std::to_string(packed.made - packed.archives.length())})
-                  << '\n';
-    }
-    std::cout << Say("{1} files wait for a later packing", {std::to_string(packed.waiting)}) << '\n';
-}
-
-std::string PackedJson(const Northbound::PackResult& packed)
-{
-    std::vector<std::string> archives;
-    for (CORBA::ULong i = 0; i < packed.archives.length(); ++i) {
-        archives.push_back(JsonText(packed.archives[i].in()));
-    }
-    return JsonObject()
-        .Raw("archives", JsonArray(archives))
-        .Number("made", packed.made)
-        .Number("waiting", packed.waiting)
-        .Done();
-}
-
 /// "null" where nothing was to be packed.
 std::string PackingJson(const std::optional<Packing>& packing)
 {
     if (!packing) return "null";
-    return packing->m_Failure ? ToJson(*packing->m_Failure) : PackedJson(packing->m_pResult.in());
+    return packing->m_Failure ? ToJson(*packing->m_Failure) : ToJson(packing->m_pResult.in());
 }
 
 void PrintOutcomes(const Session& session, const Collections& collections,
@@ -192,7 +166,7 @@ void PrintOutcomes(const Session& session, const Collections& collections,
     if (packing->m_Failure) {
         ReportFailure({}, *packing->m_Failure);
     } else {
-        PrintPacked(packing->m_pResult.in());
+        Print(packing->m_pResult.in());
     }
 }
 

@@ -20,6 +20,11 @@ struct CollectOptions {
     unsigned int m_nPerArchive = 0;  // 0: as many as there are ports
 };
 
+struct PackOptions {
+    std::string m_Method = "tar";
+    unsigned int m_nPerArchive = 1000;
+};
+
 struct ConfigOptions {
     std::string m_Key;
     std::string m_Value;
@@ -39,6 +44,15 @@ int RunCollections(const Session& session, const OutputOptions& output, const Co
 
 /// Ends the collection with this operation UUID.
 int CancelCollection(const Session& session, const OutputOptions& output, const std::string& operation);
+
+/// What collections and packings have left on the server.
+int ShowFiles(const Session& session, const OutputOptions& output);
+
+/// Packs the files of finished collections that wait on the server.
+int PackFiles(const Session& session, const OutputOptions& output, const PackOptions& options);
+
+/// Has the server remove the files that it keeps no longer.
+int CleanFiles(const Session& session, const OutputOptions& output);
 
 /// Changes an item of the server's configuration file.
 int SetItem(const Session& session, const OutputOptions& output, const ConfigOptions& options);

@@ -53,6 +53,14 @@ Northbound::HugeTaskList* AllTasks(const Session& session)
                   });
 }
 
+Northbound::StoredFileList* AllFiles(const Session& session)
+{
+    return Gather(session, &Northbound::StoredFilePage::files,
+                  [](Northbound::Manager_ptr server, const Northbound::Caller& who, const char* pAfter) {
+                      return server->Files(who, pAfter);
+                  });
+}
+
 Northbound::UserSessionList* AllSessions(const Session& session)
 {
     return Gather(session, &Northbound::UserSessionPage::sessions,

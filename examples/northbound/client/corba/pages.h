@@ -10,6 +10,7 @@ namespace northbound {
 /// The caller owns what these return.
 Northbound::PortList* AllPorts(const Session& session);
 Northbound::HugeTaskList* AllTasks(const Session& session);
+Northbound::StoredFileList* AllFiles(const Session& session);
 Northbound::UserSessionList* AllSessions(const Session& session);
 
 }  // namespace northbound

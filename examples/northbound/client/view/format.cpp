@@ -207,4 +207,57 @@ void Print(const Northbound::HugeTaskList& tasks)
     table.Print(std::cout);
 }
 
+std::string ToJson(const Northbound::PackResult& packed)
+{
+    std::vector<std::string> archives;
+    for (CORBA::ULong i = 0; i < packed.archives.length(); ++i) {
+        archives.push_back(JsonText(packed.archives[i].in()));
+    }
+    return JsonObject()
+        .Raw("archives", JsonArray(archives))
+        .Number("made", packed.made)
+        .Number("waiting", packed.waiting)
+        .Done();
+}
+
+void Print(const Northbound::PackResult& packed)
+{
+    for (CORBA::ULong i = 0; i < packed.archives.length(); ++i) {
+        std::cout << Say("packed into {1}", {Printable(packed.archives[i].in())}) << '\n';
+    }
+    if (packed.made > packed.archives.length()) {
+        std::cout << Say("and into {1} archives more",
+                         {std::to_string(packed.made - packed.archives.length())})
+                  << '\n';
+    }
+    std::cout << Say("{1} files wait for a later packing", {std::to_string(packed.waiting)}) << '\n';
+}
+
+std::string ToJson(const Northbound::StoredFileList& files)
+{
+    std::vector<std::string> items;
+    for (CORBA::ULong i = 0; i < files.length(); ++i) {
+        items.push_back(JsonObject()
+                            .Text("name", files[i].name.in())
+                            .Text("state", files[i].state.in())
+                            .Number("bytes", files[i].bytes)
+                            .Number("age", files[i].age)
+                            .Done());
+    }
+    return JsonArray(items);
+}
+
+void Print(const Northbound::StoredFileList& files)
+{
+    Table table({{Say("FILE"), Align::LEFT},
+                 {Say("STATE"), Align::LEFT},
+                 {Say("SIZE"), Align::RIGHT},
+                 {Say("SECONDS OLD"), Align::RIGHT}});
+    for (CORBA::ULong i = 0; i < files.length(); ++i) {
+        table.Add({files[i].name.in(), files[i].state.in(), BytesText(files[i].bytes),
+                   std::to_string(files[i].age)});
+    }
+    table.Print(std::cout);
+}
+
 }  // namespace northbound

@@ -20,6 +20,11 @@ std::string ToJson(const Northbound::HugeTask& task);
 std::string ToJson(const Northbound::HugeTaskList& tasks);
 std::string ToJson(const Northbound::CollectionResult& result);
 
+std::string ToJson(const Northbound::PackResult& packed);
+std::string ToJson(const Northbound::StoredFileList& files);
+
+void Print(const Northbound::PackResult& packed);
+void Print(const Northbound::StoredFileList& files);
 /// \param columns what the ports' figures mean; the brief ones are shown
 void Print(const Northbound::PortList& ports, const Northbound::ColumnList& columns);
 void Print(const Northbound::ColumnList& columns);

@@ -59,6 +59,17 @@ public:
         return ToIdl(Ask<northbound::Pack>(who, {work.method.in(), work.perArchive}));
     }
 
+    Northbound::StoredFilePage* Files(const Northbound::Caller& who, const char* pAfter) override
+    {
+        return ToIdl(Ask<northbound::Files>(who, {pAfter}));
+    }
+
+    Northbound::CleanResult Clean(const Northbound::Caller& who) override
+    {
+        const Swept swept = Ask<northbound::Clean>(who, {});
+        return {static_cast<CORBA::ULong>(swept.m_nFiles), swept.m_nBytes};
+    }
+
     CORBA::Boolean SetItem(const Northbound::Caller& who, const char* pKey, const char* pValue) override
     {
         return Ask<northbound::SetItem>(who, {pKey, pValue}).m_bInForce;

@@ -65,6 +65,14 @@ void FillIn(Northbound::HugeTask& task, const RunningCollection& from)
     task.samplesPlanned = from.m_Progress.m_nPlanned;
 }
 
+void FillIn(Northbound::StoredFile& file, const CollectionFile& from)
+{
+    file.name = from.m_Name.c_str();
+    file.state = from.m_State.c_str();
+    file.bytes = from.m_nBytes;
+    file.age = static_cast<CORBA::ULongLong>(from.m_Age.count());
+}
+
 void FillIn(Northbound::UserSession& session, const Sessions::Session& from)
 {
     session.user = from.m_User.c_str();
@@ -176,6 +184,11 @@ Northbound::Bytes* ToIdl(const PublicKey::Result& result)
 Northbound::UserSessionPage* ToIdl(const Sessions::Result& result)
 {
     return PageOf(&Northbound::UserSessionPage::sessions, result);
+}
+
+Northbound::StoredFilePage* ToIdl(const Files::Result& result)
+{
+    return PageOf(&Northbound::StoredFilePage::files, result);
 }
 
 Northbound::PackResult* ToIdl(const Pack::Result& result)

@@ -15,6 +15,7 @@ Northbound::CollectionResult* ToIdl(const Collect::Result& result);
 Northbound::HugeTaskPage* ToIdl(const HugeTasks::Result& result);
 Northbound::Bytes* ToIdl(const PublicKey::Result& result);
 Northbound::UserSessionPage* ToIdl(const Sessions::Result& result);
+Northbound::StoredFilePage* ToIdl(const Files::Result& result);
 Northbound::PackResult* ToIdl(const Pack::Result& result);
 Northbound::PoolReport* ToIdl(const Pools::Result& result);
 

@@ -11,6 +11,7 @@
 #include "server/serving/boundedtext.h"
 #include "server/serving/operation.h"
 #include "server/serving/page.h"
+#include "server/upkeep/collectionfiles.h"
 
 namespace northbound {
 
@@ -68,6 +69,41 @@ public:
 
 private:
     Packer& m_Packer;
+};
+
+/// The files of collections and archives, a page at a time.
+class Files {
+public:
+    static constexpr Profile PROFILE{17, "files", Place::POOL_0, Role::READER};
+
+    using Request = PageRequest;
+    using Result = Page<CollectionFile>;  // by name
+
+    explicit Files(const CollectionFiles& files) : m_Files(files) {}
+
+    Result Run(const Request& request, const Caller& /*caller*/) const
+    {
+        return PageBehind(request.m_After, m_Files.List());
+    }
+
+private:
+    const CollectionFiles& m_Files;
+};
+
+/// Removes the files that are kept no longer, as the server does by itself at its start and once an hour.
+class Clean {
+public:
+    static constexpr Profile PROFILE{18, "clean", Place::POOL_0, Role::ADMIN};
+
+    struct Request {};
+    using Result = Swept;
+
+    explicit Clean(std::function<Swept()> sweep) : m_Sweep(std::move(sweep)) {}
+
+    Result Run(const Request& /*request*/, const Caller& /*caller*/) const { return m_Sweep(); }
+
+private:
+    std::function<Swept()> m_Sweep;
 };
 
 /// Changes one of the items that clients may set, and has the configuration read again. The log tells the key,

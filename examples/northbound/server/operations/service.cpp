@@ -1,9 +1,12 @@
 #include "server/operations/service.h"
 
+#include "nbihost/standalone.h"
 #include "nbiutil/nbitaskmgr.h"
 
 namespace northbound {
 namespace {
+
+constexpr const char* MODULE = "service";
 
 /// The element under \p settings' root: each file that the catalogue names is looked up there.
 Element ElementOf(const Settings& settings, Catalogue catalogue)
@@ -11,6 +14,15 @@ Element ElementOf(const Settings& settings, Catalogue catalogue)
     const std::string root = settings.m_ElementRoot == "/" ? "" : settings.m_ElementRoot;
     for (Column& column : catalogue.m_Columns) column.m_File.insert(0, root);
     return {Machine(root + "/proc/net/dev", root + "/sys/class/net"), std::move(catalogue)};
+}
+
+/// Whether \p name is the file of a collection that is under way.
+bool IsRunning(const CollectionBook& book, const std::string& name)
+{
+    constexpr std::size_t UUID = 36;
+    const std::string end = ".csv.part";
+    if (name.size() < UUID + end.size()) return false;
+    return book.Find(name.substr(name.size() - end.size() - UUID, UUID)).m_nPlanned > 0;
 }
 
 }  // namespace
@@ -22,11 +34,14 @@ Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& ed
       m_Dispatcher(m_Sessions, settings.m_nHugeTaskLimit),
       m_Book(m_Dispatcher.Agent(), {m_Element, m_Board, stop, settings.m_CollectionDirectory}),
       m_Packer(settings.m_CollectionDirectory),
+      m_Files(settings.m_CollectionDirectory,
+              [this](const std::string& name) { return IsRunning(m_Book, name); }),
       m_Operations(Inventory(m_Element), Columns(m_Element.m_Catalogue), ReadCounters(m_Element),
                    Collect(m_Element, m_Book), Cancel(m_Book), HugeTasks(m_Book),
                    Stop(std::move(requestStop)), PublicKey(), SendSecret(), Challenge(m_LoginGate),
                    Login(m_Sessions, m_LoginGate), Logout(m_Sessions), Sessions(m_Sessions), Pack(m_Packer),
-                   SetItem(editor), Pools(std::move(linesLost)))
+                   SetItem(editor), Pools(std::move(linesLost)), Files(m_Files),
+                   Clean([this] { return Sweep(); }))
 {
     Apply(settings);
 }
@@ -36,6 +51,45 @@ void Service::Apply(const Settings& settings)
     NS_UTIL::TaskPoolMgr::Init(settings.m_nHugeTaskLimit);
     m_Board.SetLimits({settings.m_nHugeTaskLimit, settings.m_nPerPortLimit});
     m_Sessions.SetLimits(settings.m_Sessions);
+    const std::lock_guard<std::mutex> guard(m_RetentionLock);
+    m_Retention = settings.m_Retention;
+}
+
+void Service::TakeOver()
+{
+    const std::size_t nBack = m_Packer.RecoverAll();
+    if (nBack > 0) {
+        nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE,
+                     "%zu files that a server was packing when it was killed are back", nBack);
+    }
+    Sweep();
+    std::size_t nParts = 0;
+    for (const CollectionFile& file : m_Files.List()) nParts += file.m_State == "part" ? 1 : 0;
+    if (nParts > 0) {
+        nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "%zu files of collections that did not end are kept",
+                     nParts);
+    }
+}
+
+void Service::LogState()
+{
+    const std::vector<CollectionFile> files = m_Files.List();
+    std::uint64_t nBytes = 0;
+    for (const CollectionFile& file : files) nBytes += file.m_nBytes;
+    const CollectionLimits limits = m_Board.Limits();
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE,
+                 "state: %zu collections run, limits %d and %d; %zu sessions; %zu files of %llu bytes",
+                 m_Book.Running().size(), limits.m_nOverall, limits.m_nPerPort, m_Sessions.List().size(),
+                 files.size(), static_cast<unsigned long long>(nBytes));
+}
+
+Swept Service::Sweep()
+{
+    const std::unique_lock<std::mutex> noPacking = m_Packer.Pause();
+    std::unique_lock<std::mutex> guard(m_RetentionLock);
+    const Retention retention = m_Retention;
+    guard.unlock();
+    return m_Files.Sweep(retention);
 }
 
 }  // namespace northbound

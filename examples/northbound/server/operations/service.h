@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <mutex>
 #include <tuple>
 #include <utility>
 
@@ -16,6 +17,7 @@
 #include "server/serving/dispatcher.h"
 #include "server/serving/logingate.h"
 #include "server/serving/usersessions.h"
+#include "server/upkeep/collectionfiles.h"
 #include "server/upkeep/packer.h"
 #include "server/upkeep/serversettings.h"
 
@@ -28,7 +30,7 @@ class Service {
 public:
     using Operations =
         std::tuple<Inventory, Columns, ReadCounters, Collect, Cancel, HugeTasks, Stop, PublicKey, SendSecret,
-                   Challenge, Login, Logout, Sessions, Pack, SetItem, Pools>;
+                   Challenge, Login, Logout, Sessions, Pack, SetItem, Pools, Files, Clean>;
 
     /// \param catalogue   which figures the ports have
     /// \param requestStop starts the server's end and returns at once
@@ -38,6 +40,15 @@ public:
 
     /// Puts the limits of \p settings in force; everything else in them is for the next start.
     void Apply(const Settings& settings);
+
+    /// Tells what a killed server has left, and brings back what it was packing. To be called before the front ends ask.
+    void TakeOver();
+
+    /// Removes the files that are kept no longer.
+    Swept Sweep();
+
+    /// One line in the log: what runs, who is logged in, what waits.
+    void LogState();
 
     template <class Operation>
     Outcome<typename Operation::Result> Ask(const Caller& caller, typename Operation::Request request)
@@ -53,6 +64,9 @@ private:
     CollectionBoard m_Board;
     LocalCollectionBook m_Book;
     Packer m_Packer;
+    const CollectionFiles m_Files;
+    std::mutex m_RetentionLock;
+    Retention m_Retention;  // guarded by m_RetentionLock
     Operations m_Operations;
 };
 

@@ -135,6 +135,23 @@ PackOutcome Packer::Pack(PackMethod method, std::size_t nPerArchive)
     return outcome;
 }
 
+std::size_t Packer::RecoverAll()
+{
+    std::lock_guard<std::mutex> guard(m_Mutex);
+    std::size_t nFiles = 0;
+    std::error_code error;
+    for (const fs::directory_entry& entry : fs::directory_iterator(m_SecondNames, error)) {
+        const std::string file = (fs::path(m_Directory) / entry.path().filename()).string();
+        for (const std::string& archive :
+             {file + ".gz", ReplaceEnding(file, ".tar"), ReplaceEnding(file, ".zip")}) {
+            fs::remove(archive, error);
+        }
+        ++nFiles;
+    }
+    Recover();
+    return nFiles;
+}
+
 Names Packer::WaitingFiles() const
 {
     Names files;

@@ -36,6 +36,14 @@ public:
     /// \throws ProcessException FILE_NOT_WRITTEN when the files cannot get their second names.
     PackOutcome Pack(PackMethod method, std::size_t nPerArchive);
 
+    /// Gives files that a killed server had secured their first names again, and removes the archives that it had not
+    /// seen whole. To be called before others pack.
+    /// \return how many files came back
+    std::size_t RecoverAll();
+
+    /// No packing is under way while the caller holds this.
+    std::unique_lock<std::mutex> Pause() { return std::unique_lock<std::mutex>(m_Mutex); }
+
 private:
     std::list<std::string> WaitingFiles() const;
     void Secure(const std::list<std::string>& files) const;

@@ -69,6 +69,17 @@ public:
         return limits;
     }
 
+    Retention Files() const
+    {
+        constexpr int HOURS = 24;
+        constexpr std::uint64_t MEGABYTE = 1000000;
+        Retention retention;
+        retention.m_Part = std::chrono::hours(Number("PartDays", 7) * HOURS);
+        retention.m_Whole = std::chrono::hours(Number("KeepDays", 0) * HOURS);
+        retention.m_nBytes = static_cast<std::uint64_t>(Number("KeepMegabytes", 0)) * MEGABYTE;
+        return retention;
+    }
+
     std::string Path(const char* pKey, const char* pFallback) const
     {
         const std::filesystem::path directory = std::filesystem::absolute(m_ConfigFile).parent_path();
@@ -115,6 +126,7 @@ Settings ReadSettings(const std::string& configFile)
     settings.m_nPerPortLimit = reader.Number("CollectionsPerPort", 3);
     settings.m_Sessions.m_Idle = reader.Seconds("SessionIdle", settings.m_Sessions.m_Idle);
     settings.m_Sessions.m_Life = reader.Seconds("SessionLife", settings.m_Sessions.m_Life);
+    settings.m_Retention = reader.Files();
     return settings;
 }
 

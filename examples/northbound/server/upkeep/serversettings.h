@@ -10,6 +10,7 @@
 
 #include "server/serving/role.h"
 #include "server/serving/usersessions.h"
+#include "server/upkeep/collectionfiles.h"
 #include "shared/tlsfiles.h"
 
 namespace northbound {
@@ -49,10 +50,11 @@ struct Settings {
     int m_nHugeTaskLimit = 0;
     int m_nPerPortLimit = 0;
     SessionLimits m_Sessions;
+    Retention m_Retention;
 };
 
 /// Reads the host's configuration items ListenAddress, ListenPort, ListenSocket, TlsCertificate, TlsKey, TlsAuthorities, MaxConnections, ConnectionIdle, Anonymous, CollectionDirectory,
-/// OutputFile, DescriptionFile, ElementRoot, HugeTaskLimit, CollectionsPerPort, SessionIdle and SessionLife. One of the first two asks for TCP; those that are not there have defaults, relative
+/// OutputFile, DescriptionFile, ElementRoot, HugeTaskLimit, CollectionsPerPort, SessionIdle, SessionLife, PartDays, KeepDays and KeepMegabytes. One of the first two asks for TCP; those that are not there have defaults, relative
 /// paths start at the directory of \p configFile. The host must be started.
 /// \throws SettingsError when a value is not what its key wants.
 Settings ReadSettings(const std::string& configFile);

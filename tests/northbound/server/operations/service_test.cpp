@@ -90,6 +90,9 @@ TEST_F(ServiceTest, EveryOperationAnswersWithoutAFrontEnd)
     EXPECT_EQ(Ask<Pools>({}).m_Pools.size(), 3u);
     EXPECT_EQ(Ask<Pack>({"gzip", 1}).m_Archives, std::list<std::string>{collected.m_File + ".gz"});
 
+    EXPECT_EQ(Ask<Files>({}).m_Items.size(), 1u);
+    EXPECT_EQ(Ask<Clean>({}).m_nFiles, 0u) << "nothing is that old";
+
     const PublicKey::Result key = Ask<PublicKey>({});
     EXPECT_EQ(Ask<SendSecret>({Encrypted(key, "open sesame")}).m_nBytes, 11u);
     const std::string challenge = Ask<Challenge>({}).m_Text;

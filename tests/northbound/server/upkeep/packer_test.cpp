@@ -155,5 +155,16 @@ TEST_F(PackerTest, FilesThatAKilledServerHadSecuredComeBack)
     EXPECT_THAT(m_Dir.Names(), UnorderedElementsAre(NameOf(0)));
 }
 
+TEST_F(PackerTest, ArchiveThatAKilledServerHadNotSeenWholeGoesAndItsFilesComeBack)
+{
+    fs::create_directory(Path(".packing"));
+    std::ofstream(Path(".packing/" + NameOf(0))) << TextOf(0);
+    const std::string half = NameOf(0).substr(0, NameOf(0).rfind('.')) + ".tar";
+    std::ofstream(Path(half)) << "half";
+    EXPECT_EQ(m_Packer.RecoverAll(), 1u);
+    EXPECT_THAT(m_Dir.Names(), UnorderedElementsAre(NameOf(0)));
+    EXPECT_EQ(m_Packer.RecoverAll(), 0u);
+}
+
 }  // namespace
 }  // namespace northbound
