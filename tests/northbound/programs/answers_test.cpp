@@ -282,8 +282,8 @@ TEST_F(AnswersTest, OutputThatIsLostIsTold)
           std::string("collect lo -q -i 0.01 -d 0.01"), std::string("collect lo -i 0.01 -d 0.5"),
           std::string("config set HugeTaskLimit 5"), std::string("pubkey"), "login " + m_File,
           std::string("logout"), "send-secret -e " + m_File, "password-item " + m_File,
-          std::string("reason 0x4118000A"), std::string("--version"), std::string("--help"),
-          std::string("stop")}) {
+          std::string("reason 0x4118000A"), std::string("pools"), std::string("top --json"),
+          std::string("--version"), std::string("--help"), std::string("stop")}) {
         for (const char* pJson : {"", " --json"}) {
             if (command == "stop" && *pJson == '\0') continue;  // the server is needed once more
             const std::string script = client + command + pJson + " 2>&1 >/dev/full";
