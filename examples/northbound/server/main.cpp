@@ -1,15 +1,17 @@
 /// \file
 /// nbi-server: starts the host, the pools and the ORB, waits for the order to stop, and ends them in turn.
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -25,6 +27,7 @@
 #include "server/corba/orbendpoint.h"
 #include "server/figures/catalogue.h"
 #include "server/operations/service.h"
+#include "server/serving/alarm.h"
 #include "server/serving/heartbeat.h"
 #include "server/serving/logprefix.h"
 #include "server/serving/servicemanager.h"
@@ -32,6 +35,7 @@
 #include "server/upkeep/collectionfiles.h"
 #include "server/upkeep/configeditor.h"
 #include "server/upkeep/items.h"
+#include "server/upkeep/metrics.h"
 #include "server/upkeep/serversettings.h"
 #include "server/upkeep/socketclaim.h"
 #include "shared/localsocket.h"
@@ -42,6 +46,7 @@ namespace northbound {
 namespace {
 
 constexpr const char* MODULE = "nbi-server";
+constexpr std::chrono::seconds METRICS_INTERVAL(15);
 
 /// How often files that are kept no longer are looked for.
 constexpr std::chrono::hours SWEEP(1);
@@ -60,16 +65,43 @@ sigset_t OrderedSignals()
     return signals;
 }
 
-/// \return 0 when none has come in \p limit
-int NextSignal(std::chrono::microseconds limit)
+/// What this thread waits for.
+struct Event {
+    int m_nSignal = 0;      // 0: none
+    bool m_bAsked = false;  // somebody asks for the metrics
+};
+
+/// \return nothing when neither has come in \p limit
+Event NextEvent(int nSignals, int nMetrics, std::chrono::milliseconds limit)
 {
-    const sigset_t signals = OrderedSignals();
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
-    const std::chrono::nanoseconds rest = limit - seconds;
-    const timespec wait{static_cast<time_t>(seconds.count()), static_cast<long>(rest.count())};
-    const int nSignal = sigtimedwait(&signals, nullptr, &wait);
-    return nSignal > 0 ? nSignal : 0;
+    pollfd sources[] = {{nSignals, POLLIN, 0}, {nMetrics, POLLIN, 0}};
+    Event event;
+    if (poll(sources, 2, static_cast<int>(limit.count())) <= 0) return event;
+    event.m_bAsked = sources[1].revents != 0;
+    signalfd_siginfo signal{};
+    if (read(nSignals, &signal, sizeof(signal)) == sizeof(signal)) {
+        event.m_nSignal = static_cast<int>(signal.ssi_signo);
+    }
+    return event;
 }
+
+/// The ordered signals as a descriptor.
+class SignalSource {
+public:
+    SignalSource()
+    {
+        const sigset_t signals = OrderedSignals();
+        m_nDescriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+        if (m_nDescriptor < 0) throw std::runtime_error(std::string("signals: ") + std::strerror(errno));
+    }
+    ~SignalSource() { close(m_nDescriptor); }
+    SignalSource(const SignalSource&) = delete;
+    SignalSource& operator=(const SignalSource&) = delete;
+    int Descriptor() const { return m_nDescriptor; }
+
+private:
+    int m_nDescriptor = -1;
+};
 
 /// A configuration that does not load is logged, and the limits before it stay in force.
 void Reload(const ServiceManager& manager, ConfigEditor& editor)
@@ -87,26 +119,27 @@ void Reload(const ServiceManager& manager, ConfigEditor& editor)
 
 /// Returns with the order to stop. Until then the manager hears that this thread still takes orders, and that the pools
 /// do their work.
-void Serve(const ServiceManager& manager, ConfigEditor& editor, Service& service)
+void Serve(const ServiceManager& manager, ConfigEditor& editor, Service& service, Metrics& metrics)
 {
-    using Clock = std::chrono::steady_clock;
-    const std::chrono::microseconds beat = manager.BeatInterval();
-    const std::chrono::microseconds limit = beat.count() == 0 ? SWEEP : beat;
+    const SignalSource signals;
     Heartbeat heartbeat(manager);
-    for (Clock::time_point swept = Clock::now();;) {
-        const int nSignal = NextSignal(limit);
-        if (Clock::now() - swept >= SWEEP) {
-            service.Sweep();
-            swept = Clock::now();
-        }
-        if (nSignal == SIGHUP) {
+    if (metrics.HasFile()) metrics.WriteFile();
+    Alarm beat(manager.BeatInterval());
+    Alarm file(metrics.HasFile() ? METRICS_INTERVAL : std::chrono::seconds(0));
+    Alarm sweep(SWEEP);
+    for (;;) {
+        const auto limit = std::min({beat.Left(), file.Left(), sweep.Left()});
+        const Event event = NextEvent(signals.Descriptor(), metrics.Descriptor(), limit);
+        if (sweep.IsDue()) service.Sweep();
+        if (beat.IsDue()) heartbeat.Beat(NS_UTIL::TakePoolSnapshots());
+        if (file.IsDue()) metrics.WriteFile();
+        if (event.m_bAsked) metrics.Answer();
+        if (event.m_nSignal == SIGHUP) {
             Reload(manager, editor);
-        } else if (nSignal == SIGUSR1) {
+        } else if (event.m_nSignal == SIGUSR1) {
             service.LogState();
-        } else if (nSignal == 0) {
-            heartbeat.Beat(NS_UTIL::TakePoolSnapshots());
-        } else {
-            nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "signal %d: stopping", nSignal);
+        } else if (event.m_nSignal != 0) {
+            nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "signal %d: stopping", event.m_nSignal);
             return manager.Tell("STOPPING=1");
         }
     }
@@ -235,6 +268,12 @@ void Run(const CommandLine& line, const ServiceManager& manager)
         WarnOfItems(host);
         WarnOfOpenDoor(settings);
         const SocketClaim claim(settings.m_Listening.m_Socket, settings.m_Listening.m_SocketGroup);
+        const auto figures = [&host] {
+            return MetricsText(NS_UTIL::TakePoolSnapshots(), NS_UTIL::TakeProcessSnapshot(),
+                               host.LinesLost());
+        };
+        Metrics metrics(settings.m_MetricsSocket, settings.m_MetricsFile, figures,
+                        settings.m_Listening.m_SocketGroup);
         const FolderClaim collections("CollectionDirectory", settings.m_CollectionDirectory);
         RedirectOutput(settings.m_OutputFile);
         MakeKeyPair();
@@ -251,7 +290,7 @@ void Run(const CommandLine& line, const ServiceManager& manager)
         pEndpoint = std::make_unique<OrbEndpoint>(settings.m_Listening, settings.m_Connections, *pServant);
         Announce(line, *pEndpoint);
         manager.Tell("READY=1");
-        Serve(manager, editor, *pService);
+        Serve(manager, editor, *pService, metrics);
         host.Stop();
     });
     std::cerr << MODULE << ": stopped\n";

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,26 @@ protected:
     {
         const std::vector<LoggedLine> log = server.Log();
         return std::any_of(log.begin(), log.end(), [&](const LoggedLine& line) { return line.Has(text); });
+    }
+
+    /// What the server's metrics socket answers.
+    static std::string Scraped(const std::string& path)
+    {
+        const int nSocket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        std::string answer;
+        if (connect(nSocket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
+            constexpr char REQUEST[] = "GET /metrics HTTP/1.1\r\n\r\n";
+            send(nSocket, REQUEST, sizeof(REQUEST) - 1, MSG_NOSIGNAL);
+            char bytes[4096];
+            for (ssize_t nGot; (nGot = recv(nSocket, bytes, sizeof(bytes), 0)) > 0;) {
+                answer.append(bytes, static_cast<std::size_t>(nGot));
+            }
+        }
+        close(nSocket);
+        return answer;
     }
 
     const TestDirectory m_Directory;
@@ -86,6 +107,26 @@ TEST_F(SupervisedTest, ConfigurationThatDoesNotLoadLeavesTheOneBefore)
     EXPECT_TRUE(HasLogged(server, "\"many\""));
     EXPECT_EQ(TasksListed(session), 0u);
     StopInOrder(server);
+}
+
+TEST_F(SupervisedTest, ScrapersFindTheFiguresOfAServerThatGoesOnTakingOrders)
+{
+    const std::string socket = m_Directory / "run/metrics.sock";
+    const std::string file = m_Directory / "nbi.prom";
+    Server server("MetricsSocket = " + socket + "\nMetricsFile = " + file + "\n");
+    EXPECT_EQ(m_Manager.Next(), "READY=1");
+    const Session session(server.Address(), "alice");
+    ReadInventory(session, session.Who());
+    EXPECT_TRUE(
+        Eventually([&] { return ReadFile(file).find("nbi_log_lines_lost 0\n") != std::string::npos; }));
+    EXPECT_TRUE(Eventually([&] {
+        return Scraped(socket).find("\nnbi_pool_finished_total{pool=\"0\"} 1\n") != std::string::npos;
+    }));
+    server.Process().Signal(SIGHUP);
+    EXPECT_TRUE(StartsWith(m_Manager.Next(), "RELOADING=1\n"));
+    EXPECT_EQ(m_Manager.Next(), "READY=1");
+    StopInOrder(server);
+    EXPECT_FALSE(std::filesystem::exists(socket));
 }
 
 }  // namespace

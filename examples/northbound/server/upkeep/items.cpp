@@ -29,6 +29,8 @@ constexpr Item ITEMS[] = {
     {"TaskMgrMaxThreadNum", Kind::NUMBER, Setting::AFTER_RESTART, 1, 999, "each pool has 20 workers"},
     {"ListenSocket", Kind::TEXT, Setting::NEVER},
     {"ListenGroup", Kind::TEXT, Setting::NEVER},
+    {"MetricsFile", Kind::TEXT, Setting::NEVER},
+    {"MetricsSocket", Kind::TEXT, Setting::NEVER},
     {"TlsCertificate", Kind::TEXT, Setting::NEVER},
     {"TlsKey", Kind::TEXT, Setting::NEVER},
     {"TlsAuthorities", Kind::TEXT, Setting::NEVER},

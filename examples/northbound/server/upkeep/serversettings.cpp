@@ -120,6 +120,8 @@ Settings ReadSettings(const std::string& configFile)
     settings.m_Anonymous = RoleNamed(reader.Text("Anonymous", "none")).value_or(Role::NONE);
     settings.m_CollectionDirectory = reader.Path("CollectionDirectory", "collections");
     settings.m_OutputFile = reader.Path("OutputFile", "nbi-server.out");
+    if (reader.Has("MetricsFile")) settings.m_MetricsFile = reader.Path("MetricsFile", "");
+    if (reader.Has("MetricsSocket")) settings.m_MetricsSocket = reader.Path("MetricsSocket", "");
     settings.m_DescriptionFile = reader.Path("DescriptionFile", "descriptions/northbound.xml");
     settings.m_ElementRoot = reader.Path("ElementRoot", "/");
     settings.m_nHugeTaskLimit = reader.Number("HugeTaskLimit", 4);

@@ -45,6 +45,8 @@ struct Settings {
     Role m_Anonymous = Role::NONE;  // of callers from the network that have not logged in
     std::string m_CollectionDirectory;
     std::string m_OutputFile;
+    std::string m_MetricsFile;    // "": none
+    std::string m_MetricsSocket;  // "": none
     std::string m_DescriptionFile;
     std::string m_ElementRoot;  // the folder whose proc/net/dev and sys/class/net are the network element's
     int m_nHugeTaskLimit = 0;
