@@ -338,7 +338,7 @@ TEST_F(TlsTest, LoginOpensASessionThatHoldsFromOtherAddressesToo)
 
 TEST_F(TlsTest, ConnectionThatNeverBeginsTlsEndsAndIsCounted)
 {
-    Server server("ConnectionIdle = 1\n" + ItemsOf(m_ServerFiles));
+    Server server("ConnectionIdle = 5\n" + ItemsOf(m_ServerFiles));
     const Socket silent = NewSocket();
     const sockaddr_in address = AddressOf("127.0.0.1", PortOf(server.Address()));
     ASSERT_EQ(connect(*silent, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
