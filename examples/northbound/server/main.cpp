@@ -35,6 +35,7 @@
 #include "server/upkeep/collectionfiles.h"
 #include "server/upkeep/configeditor.h"
 #include "server/upkeep/items.h"
+#include "server/upkeep/leftovers.h"
 #include "server/upkeep/metrics.h"
 #include "server/upkeep/serversettings.h"
 #include "server/upkeep/socketclaim.h"
@@ -47,6 +48,9 @@ namespace {
 
 constexpr const char* MODULE = "nbi-server";
 constexpr std::chrono::seconds METRICS_INTERVAL(15);
+
+/// How long a start waits for what a killed server has set to pack.
+constexpr std::chrono::seconds PACKING_TIME(30);
 
 /// How often files that are kept no longer are looked for.
 constexpr std::chrono::hours SWEEP(1);
@@ -275,6 +279,8 @@ void Run(const CommandLine& line, const ServiceManager& manager)
         Metrics metrics(settings.m_MetricsSocket, settings.m_MetricsFile, figures,
                         settings.m_Listening.m_SocketGroup);
         const FolderClaim collections("CollectionDirectory", settings.m_CollectionDirectory);
+        AwaitPackers(settings.m_CollectionDirectory, PACKING_TIME);
+        RemoveDrafts(host.ItemsFile());
         RedirectOutput(settings.m_OutputFile);
         MakeKeyPair();
         Catalogue catalogue = LoadDescriptions(settings.m_DescriptionFile);
