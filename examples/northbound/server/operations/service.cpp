@@ -51,7 +51,7 @@ void Service::Apply(const Settings& settings)
     NS_UTIL::TaskPoolMgr::Init(settings.m_nHugeTaskLimit);
     m_Board.SetLimits({settings.m_nHugeTaskLimit, settings.m_nPerPortLimit});
     m_Sessions.SetLimits(settings.m_Sessions);
-    const std::lock_guard<std::mutex> guard(m_RetentionLock);
+    std::lock_guard<std::mutex> guard(m_RetentionLock);
     m_Retention = settings.m_Retention;
 }
 
@@ -85,7 +85,7 @@ void Service::LogState()
 
 Swept Service::Sweep()
 {
-    const std::unique_lock<std::mutex> noPacking = m_Packer.Pause();
+    std::unique_lock<std::mutex> noPacking = m_Packer.Pause();
     std::unique_lock<std::mutex> guard(m_RetentionLock);
     const Retention retention = m_Retention;
     guard.unlock();
