@@ -106,6 +106,9 @@ Program::~Program()
 void Program::Signal(int nSignal) const
 {
     kill(m_nPid, nSignal);
+    if (nSignal != SIGSTOP) return;
+    siginfo_t info{};  // a thread that is at work goes on for a moment
+    waitid(P_PID, static_cast<id_t>(m_nPid), &info, WSTOPPED | WEXITED | WNOWAIT);
 }
 
 bool Program::IsRunning()

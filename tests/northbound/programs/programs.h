@@ -39,6 +39,7 @@ public:
     Program& operator=(const Program&) = delete;
 
     pid_t Id() const { return m_nPid; }
+    /// After SIGSTOP all of its threads have stopped.
     void Signal(int nSignal) const;
     bool IsRunning();
     /// \return the exit code, or 1000 + the signal that ended it
