@@ -119,7 +119,8 @@ std::unique_ptr<Child> StartServer(const Folder& folder, bool bTls)
     std::ofstream(config) << "[host]\nroot = .\nlog_file = " << name
                           << ".log\nlog_stderr = no\n[server]\nListenPort = 0\n"
                           << "Anonymous = reader\nOutputFile = " << name
-                          << ".out\nDescriptionFile = " << NBI_DESCRIPTIONS
+                          << ".out\nCollectionDirectory = " << name
+                          << "\nDescriptionFile = " << NBI_DESCRIPTIONS
                           << "/northbound.xml\nPassword_anna = " << digest << "\n"
                           << (bTls ? "TlsCertificate = server.pem\nTlsKey = server-key.pem\n" : "");
     const std::string ready = folder / (name + ".ready");
