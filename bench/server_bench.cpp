@@ -143,8 +143,9 @@ public:
         m_Orb = CORBA::ORB_init(nArgs, nullptr, "omniORB4", options);
         if (bTls) northbound::TlsContext::Expect("127.0.0.1");
         std::string location = "corbaloc:iiop:" + address + "/" + northbound::OBJECT_KEY;
-        if (bTls)
+        if (bTls) {
             location = "corbaloc:ssliop:" + address.substr(scheme.size()) + "/" + northbound::OBJECT_KEY;
+        }
         if (Begins(address, "IOR:")) location = address;
         m_Object = m_Orb->string_to_object(location.c_str());
     }
@@ -270,8 +271,9 @@ Load Measure(int nClients, int nRequests, const Ask& ask)
 bool IsRight(const Northbound::Reading& reading)
 {
     bool bRight = reading.dn.in() == DN && reading.counting.length() == 10;
-    for (CORBA::ULong i = 0; bRight && i < reading.counting.length(); ++i)
+    for (CORBA::ULong i = 0; bRight && i < reading.counting.length(); ++i) {
         bRight = reading.counting[i].name.in()[0] != 0;
+    }
     return bRight;
 }
 

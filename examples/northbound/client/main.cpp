@@ -27,8 +27,9 @@ std::string LocalServer()
 {
     const std::string folder = RuntimeFolder();
     const std::string fault = FolderFault(folder);
-    if (!fault.empty())
+    if (!fault.empty()) {
         throw InputError(Say("{1}, where the local server's socket is, {2}", {folder, Translated(fault)}));
+    }
     return SOCKET_SCHEME + DefaultSocket();
 }
 

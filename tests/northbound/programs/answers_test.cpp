@@ -203,6 +203,10 @@ TEST_F(AnswersTest, AreWhatTheGuideTells)
     Ask("collect", 0, packing);
     Ask("login", 0, {"login", m_File});
     Ask("sessions", 0, {"sessions"});
+    Ask("collect", 0, collect);
+    Ask("files", 0, {"files"});
+    Ask("pack", 0, {"pack", "--per-archive", "1"});
+    Ask("clean", 0, {"clean"});
 
     RunningCollection running(m_Server);
     const json tasks = Ask("tasks", 0, {"tasks", "--at-least", "1"}).at(0);

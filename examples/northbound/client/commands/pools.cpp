@@ -22,6 +22,7 @@ Northbound::PoolReport* Pools(const Session& session)
 std::string FindingsToJson(const std::vector<std::string>& findings)
 {
     std::vector<std::string> texts;
+    texts.reserve(findings.size());
     for (const std::string& finding : findings) texts.push_back(JsonText(finding));
     return JsonObject().Raw("findings", JsonArray(texts)).Done();
 }

@@ -27,8 +27,9 @@ std::string Without(const std::string& server, const std::string& scheme)
 std::string LocationOf(const std::string& server)
 {
     const std::string slashAndKey = std::string("/") + OBJECT_KEY;
-    if (Has(server, SOCKET_SCHEME))
+    if (Has(server, SOCKET_SCHEME)) {
         return "corbaloc:omniunix:" + Without(server, SOCKET_SCHEME) + ":" + slashAndKey;
+    }
     if (Has(server, TLS_SCHEME)) return "corbaloc:ssliop:" + Without(server, TLS_SCHEME) + slashAndKey;
     return "corbaloc:iiop:" + server + slashAndKey;
 }

@@ -244,7 +244,7 @@ std::string ToJson(const Northbound::StoredFileList& files)
                             .Number("age", files[i].age)
                             .Done());
     }
-    return JsonArray(items);
+    return JsonObject().Raw("files", JsonArray(items)).Done();
 }
 
 void Print(const Northbound::StoredFileList& files)
