@@ -74,6 +74,7 @@ public:
     Child(std::vector<std::string> command, const std::string& readyFile)
     {
         std::vector<char*> arguments;
+        arguments.reserve(command.size() + 1);
         for (std::string& word : command) arguments.push_back(word.data());
         arguments.push_back(nullptr);
         posix_spawn_file_actions_t quiet;
@@ -246,6 +247,7 @@ Load Measure(int nClients, int nRequests, const Ask& ask)
             ++nLost;
         }
     };
+    clients.reserve(static_cast<std::size_t>(nClients));
     for (int i = 0; i < nClients; ++i) {
         clients.emplace_back([&, i] {
             one();
@@ -281,6 +283,7 @@ Northbound::Caller Who(const char* pUser)
 {
     Northbound::Caller who;
     who.user = pUser;
+    who.patience = 60000;
     return who;
 }
 
@@ -393,6 +396,7 @@ int Attack(const std::string& address, const std::string& readyFile)
     const Northbound::Manager_var manager = client.As<Northbound::Manager>();
     const Northbound::Bytes_var key = manager->PublicKey(Who("anna"));
     std::vector<std::thread> threads;
+    threads.reserve(100);
     std::atomic<int> nTried{0};
     for (int i = 0; i < 100; ++i) {
         threads.emplace_back([&] {

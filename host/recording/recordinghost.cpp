@@ -404,8 +404,10 @@ BundleMgr::~BundleMgr() = default;
 
 BundleMgr* BundleMgr::Instance()
 {
-    static nbitest::RecordingBundleMgr manager;
-    return &manager;
+    // Never destroyed, since workers ask until the process has ended; not of the heap, since tests count what is there.
+    alignas(nbitest::RecordingBundleMgr) static unsigned char place[sizeof(nbitest::RecordingBundleMgr)];
+    static auto* const pManager = new (place) nbitest::RecordingBundleMgr;
+    return pManager;
 }
 
 CorbaConfigItems* CorbaConfigItems::Instance()

@@ -60,11 +60,9 @@ std::string FolderFault(const std::string& folder, const std::optional<gid_t>& g
     if (!S_ISDIR(status.st_mode)) return "is no folder";
     if (status.st_uid != geteuid()) return "belongs to another user";
     if (group && status.st_gid != *group) return "belongs to another group";
-    if (group && (status.st_mode & (S_IWGRP | S_IRWXO)) != 0)
-        return "is open to other users; chmod 750 closes it";
-    if (!group && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
-        return "is open to other users; chmod 700 closes it";
-    return "";
+    const mode_t open = status.st_mode & (group ? S_IWGRP | S_IRWXO : S_IRWXG | S_IRWXO);
+    if (open == 0) return "";
+    return std::string("is open to other users; chmod ") + (group ? "750" : "700") + " closes it";
 }
 
 }  // namespace northbound

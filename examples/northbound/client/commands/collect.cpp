@@ -206,7 +206,7 @@ int RunCollections(const Session& session, const OutputOptions& output, const Co
         EndWithCallsUnderWay(ReportFailure(output, NoAnswerFrom(session.Address(), e)));
     }
     std::optional<Packing> packing;
-    if (!options.m_PackMethod.empty() && HasResult(collections)) packing = Pack(session, options);
+    if (!options.m_PackMethod.empty() && HasResult(collections)) packing.emplace(Pack(session, options));
     (output.m_bJson ? PrintOutcomesAsJson : PrintOutcomes)(session, collections, packing);
     return std::max(ExitCodeOf(collections), ExitCodeOf(packing));
 }
