@@ -37,6 +37,7 @@ public:
     static std::vector<std::string> Names(int nCount)
     {
         std::vector<std::string> names;
+        names.reserve(static_cast<std::size_t>(nCount));
         for (int i = 0; i < nCount; ++i) names.push_back("p" + std::to_string(100000 + i));
         return names;
     }

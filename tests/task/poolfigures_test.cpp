@@ -50,8 +50,9 @@ TEST(PoolFiguresTest, ManyTasksAreMeasuredBySample)
     PoolFigures figures;
     constexpr unsigned int TASKS = 1'000'000;
     unsigned int nMeasured = 0;
-    for (unsigned int i = 0; i < TASKS; ++i)
+    for (unsigned int i = 0; i < TASKS; ++i) {
         nMeasured += (figures.Push(PoolFigures::Now()) & PoolFigures::MEASURED) != 0 ? 1 : 0;
+    }
     // 16 of each tick beside those of the sample: how many ticks there are depends on the machine.
     EXPECT_GE(nMeasured, TASKS / PoolFigures::MEASURED_ONE_OF);
 }

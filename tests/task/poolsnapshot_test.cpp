@@ -263,6 +263,7 @@ TEST_F(PoolSnapshotTest, FiguresOfOneSnapshotFitTogetherWhileThePoolWorks)
     constexpr int PUSHERS = 2;
     constexpr int TASKS = 5000;
     std::vector<std::thread> pushers;
+    pushers.reserve(PUSHERS);
     for (int i = 0; i < PUSHERS; ++i) {
         pushers.emplace_back([this] {
             AD descriptor;

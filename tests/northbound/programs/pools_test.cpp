@@ -79,6 +79,7 @@ TEST_F(PoolsTest, DoctorSeesTasksThatWaitBehindLongBodies)
     Server server("TaskMgrMaxThreadNum = 1\n");
     const Session session(server.Address(), "alice");
     std::vector<std::thread> collections;
+    collections.reserve(2);
     for (int i = 0; i < 2; ++i) {
         collections.emplace_back(
             [&session] { FailureOf([&session] { Collect(session, Order(1000, 600000)); }); });
@@ -117,8 +118,9 @@ Screens WatchUntil(const std::string& address, const std::string& ending,
     char bytes[4096];
     for (ssize_t nRead; (nRead = read(nTerminal, bytes, sizeof(bytes))) > 0;) {
         screens.m_Text.append(bytes, static_cast<std::size_t>(nRead));
-        if (meanwhile && screens.m_Text.find("pool 0  [") != std::string::npos)
+        if (meanwhile && screens.m_Text.find("pool 0  [") != std::string::npos) {
             std::exchange(meanwhile, {})();
+        }
         if (screens.m_Text.find(ending) == std::string::npos) continue;
         EXPECT_EQ(write(nTerminal, "q", 1), 1);
     }

@@ -326,8 +326,9 @@ TEST_F(TlsTest, LoginOpensASessionThatHoldsFromOtherAddressesToo)
     EXPECT_EQ(Ask(server.Address(), files).m_nExitCode, 0);
 
     std::string key;
-    for (const auto& entry : std::filesystem::directory_iterator(m_Folder / "nbiutil"))
+    for (const auto& entry : std::filesystem::directory_iterator(m_Folder / "nbiutil")) {
         key = ReadFile(entry.path());
+    }
     BarePeer elsewhere(TLS1_3_VERSION);
     ASSERT_TRUE(elsewhere.Connect(server.Address(), "127.0.0.9"));
     EXPECT_TRUE(IsAnswer(elsewhere.Ask(Request("HugeTasks", LastText(""), key))));

@@ -56,6 +56,8 @@ using Options = std::vector<std::pair<std::string, std::string>>;
 Options OptionsFor(const Listening& places, const ConnectionLimits& connections)
 {
     Options options{
+        // The log has the time of each line, and the ORB would ask for it in a way that threads must not share.
+        {"traceTime", "0"},
         {"unixTransportPermission", places.m_SocketGroup.empty() ? "0600" : "0660"},
         // Whoever announces more is not listened to; lists are answered in pages that fit.
         {"giopMaxMsgSize", std::to_string(MAX_MESSAGE)},

@@ -46,6 +46,7 @@ TEST_F(KernelTablesTest, ThreadsThatWantOneInstantCauseOneReading)
 {
     const Clock::time_point instant = Clock::now();
     std::vector<std::thread> threads;
+    threads.reserve(16);
     for (int i = 0; i < 16; ++i) {
         threads.emplace_back([&] { EXPECT_EQ(Ask("dev", instant), "1"); });
     }

@@ -22,8 +22,9 @@ TEST(SafeNameTest, EveryByteComesBack)
 
 TEST(SafeNameTest, AnotherSpellingIsNoName)
 {
-    for (const char* pText : {"a%2cb", "%41", "%", "%2", "%GG", "a b", "50%x"})
+    for (const char* pText : {"a%2cb", "%41", "%", "%2", "%GG", "a b", "50%x"}) {
         EXPECT_EQ(PlainName(pText), "") << pText;
+    }
 }
 
 }  // namespace
