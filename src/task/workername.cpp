@@ -5,19 +5,23 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstdint>
+#include <cstring>
 
 namespace NS_UTIL {
 namespace {
 
 constexpr std::size_t LONGEST = 15;
 
-using Prefix = std::array<char, 4>;
-std::atomic<Prefix> g_Prefix{Prefix{}};
-static_assert(std::atomic<Prefix>::is_always_lock_free);
+using Prefix = std::array<char, sizeof(std::uint32_t)>;
+std::atomic<std::uint32_t> g_nPrefix{
+    0};  // the bytes of a Prefix, as a number that every compiler stores in one step
 
 std::string CurrentPrefix()
 {
-    const Prefix prefix = g_Prefix.load(std::memory_order_acquire);
+    const std::uint32_t nPrefix = g_nPrefix.load(std::memory_order_acquire);
+    Prefix prefix{};
+    std::memcpy(prefix.data(), &nPrefix, prefix.size());
     return {prefix.begin(), std::find(prefix.begin(), prefix.end(), '\0')};
 }
 
@@ -42,7 +46,9 @@ void SetWorkerNamePrefix(const std::string& prefix)
 {
     Prefix first{};
     std::copy_n(prefix.begin(), std::min(prefix.size(), first.size()), first.begin());
-    g_Prefix.store(first, std::memory_order_release);
+    std::uint32_t nPrefix = 0;
+    std::memcpy(&nPrefix, first.data(), first.size());
+    g_nPrefix.store(nPrefix, std::memory_order_release);
 }
 
 }  // namespace NS_UTIL
