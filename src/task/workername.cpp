@@ -14,8 +14,8 @@ namespace {
 constexpr std::size_t LONGEST = 15;
 
 using Prefix = std::array<char, sizeof(std::uint32_t)>;
-std::atomic<std::uint32_t> g_nPrefix{
-    0};  // the bytes of a Prefix, as a number that every compiler stores in one step
+// The bytes of a Prefix, as a number that every compiler stores in one step.
+std::atomic<std::uint32_t> g_nPrefix{0};
 
 std::string CurrentPrefix()
 {
