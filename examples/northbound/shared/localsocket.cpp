@@ -62,7 +62,8 @@ std::string FolderFault(const std::string& folder, const std::optional<gid_t>& g
     if (group && status.st_gid != *group) return "belongs to another group";
     const mode_t open = status.st_mode & (group ? S_IWGRP | S_IRWXO : S_IRWXG | S_IRWXO);
     if (open == 0) return "";
-    return std::string("is open to other users; chmod ") + (group ? "750" : "700") + " closes it";
+    return group ? "is open to other users; chmod 750 closes it"
+                 : "is open to other users; chmod 700 closes it";
 }
 
 }  // namespace northbound
