@@ -38,6 +38,17 @@ protected:
         return pool;
     }
 
+    /// \param oldest how long the first of \p nQueued tasks has waited
+    static PoolSnapshot Loaded(unsigned int nNumber, unsigned int nBusy, unsigned long long nQueued,
+                               std::chrono::nanoseconds oldest)
+    {
+        PoolSnapshot pool = Idle(nNumber);
+        pool.m_nBusy = nBusy;
+        pool.m_nQueued = nQueued;
+        pool.m_OldestQueued = oldest;
+        return pool;
+    }
+
     /// What arrives of one beat, and of a state after it that tells its end.
     std::vector<std::string> BeatOf(const PoolSnapshot& pool)
     {
@@ -74,30 +85,21 @@ TEST_F(HeartbeatTest, ServerWithoutPoolsBeatsWithoutAStatus)
 
 TEST_F(HeartbeatTest, BodiesOfHoursWithAQueueBehindThemEndNoServer)
 {
-    PoolSnapshot pool = Idle(1);
-    pool.m_nBusy = 4;
-    pool.m_nQueued = 9;
-    pool.m_OldestQueued = hours(5);
+    PoolSnapshot pool = Loaded(1, 4, 9, hours(5));
     pool.m_LongestBody = hours(6);
     EXPECT_EQ(BeatOf(pool), (States{"STATUS=pool 1: 4 of 4 busy, 9 queued, one for 360 min", BEAT}));
 }
 
 TEST_F(HeartbeatTest, TasksThatWaitAtALimitEndNoServer)
 {
-    PoolSnapshot pool = Idle(2);
-    pool.m_nBusy = 1;
-    pool.m_nQueued = 2;
-    pool.m_OldestQueued = hours(5);
+    PoolSnapshot pool = Loaded(2, 1, 2, hours(5));
     pool.m_bAtLimit = true;
     EXPECT_EQ(BeatOf(pool), (States{"STATUS=pool 2: 1 of 4 busy, 2 queued at a limit", BEAT}));
 }
 
 TEST_F(HeartbeatTest, PoolThatLeavesATaskLyingBesideASleepingWorkerGetsNoBeat)
 {
-    PoolSnapshot pool = Idle(0);
-    pool.m_nBusy = 3;
-    pool.m_nQueued = 1;
-    pool.m_OldestQueued = seconds(31);
+    const PoolSnapshot pool = Loaded(0, 3, 1, seconds(31));
     EXPECT_EQ(BeatOf(pool), States{"STATUS=pool 0: 3 of 4 busy, 1 queued, hangs"});
     EXPECT_EQ(BeatOf(pool), States{});
     EXPECT_EQ(BeatOf(Idle(0)), (States{"STATUS=pool 0: 0 of 4 busy", BEAT})) << "it goes on";
@@ -105,18 +107,12 @@ TEST_F(HeartbeatTest, PoolThatLeavesATaskLyingBesideASleepingWorkerGetsNoBeat)
 
 TEST_F(HeartbeatTest, TaskMayLieForHalfTheTime)
 {
-    PoolSnapshot pool = Idle(0);
-    pool.m_nQueued = 1;
-    pool.m_OldestQueued = seconds(29);
-    EXPECT_EQ(BeatOf(pool), (States{"STATUS=pool 0: 0 of 4 busy, 1 queued", BEAT}));
+    EXPECT_EQ(BeatOf(Loaded(0, 0, 1, seconds(29))), (States{"STATUS=pool 0: 0 of 4 busy, 1 queued", BEAT}));
 }
 
 TEST_F(HeartbeatTest, OneHungPoolAmongOthersIsEnough)
 {
-    PoolSnapshot pool = Idle(0);
-    pool.m_nQueued = 1;
-    pool.m_OldestQueued = seconds(31);
-    EXPECT_TRUE(HealthOf({Idle(1), pool, Idle(2)}, seconds(30)).m_bHangs);
+    EXPECT_TRUE(HealthOf({Idle(1), Loaded(0, 0, 1, seconds(31)), Idle(2)}, seconds(30)).m_bHangs);
     EXPECT_FALSE(HealthOf({Idle(1), Idle(2)}, seconds(30)).m_bHangs);
 }
 
