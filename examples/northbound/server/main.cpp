@@ -14,6 +14,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -71,17 +72,20 @@ sigset_t OrderedSignals()
 
 /// What this thread waits for.
 struct Event {
-    int m_nSignal = 0;      // 0: none
-    bool m_bAsked = false;  // somebody asks for the metrics
+    int m_nSignal = 0;  // 0: none
+    int m_nAsked = -1;  // where somebody asks for the metrics; -1: nobody does
 };
 
 /// \return nothing when neither has come in \p limit
-Event NextEvent(int nSignals, int nMetrics, std::chrono::milliseconds limit)
+Event NextEvent(int nSignals, const Metrics& metrics, std::chrono::milliseconds limit)
 {
-    pollfd sources[] = {{nSignals, POLLIN, 0}, {nMetrics, POLLIN, 0}};
+    const auto [nSocket, nPort] = metrics.Descriptors();
+    pollfd sources[] = {{nSignals, POLLIN, 0}, {nSocket, POLLIN, 0}, {nPort, POLLIN, 0}};
     Event event;
-    if (poll(sources, 2, static_cast<int>(limit.count())) <= 0) return event;
-    event.m_bAsked = sources[1].revents != 0;
+    if (poll(sources, std::size(sources), static_cast<int>(limit.count())) <= 0) return event;
+    for (const pollfd& source : {sources[1], sources[2]}) {
+        if (source.revents != 0) event.m_nAsked = source.fd;
+    }
     signalfd_siginfo signal{};
     if (read(nSignals, &signal, sizeof(signal)) == sizeof(signal)) {
         event.m_nSignal = static_cast<int>(signal.ssi_signo);
@@ -133,11 +137,11 @@ void Serve(const ServiceManager& manager, ConfigEditor& editor, Service& service
     Alarm sweep(SWEEP);
     for (;;) {
         const auto limit = std::min({beat.Left(), file.Left(), sweep.Left()});
-        const Event event = NextEvent(signals.Descriptor(), metrics.Descriptor(), limit);
+        const Event event = NextEvent(signals.Descriptor(), metrics, limit);
         if (sweep.IsDue()) service.Sweep();
         if (beat.IsDue()) heartbeat.Beat(NS_UTIL::TakePoolSnapshots());
         if (file.IsDue()) metrics.WriteFile();
-        if (event.m_bAsked) metrics.Answer();
+        if (event.m_nAsked >= 0) metrics.Answer(event.m_nAsked);
         if (event.m_nSignal == SIGHUP) {
             Reload(manager, editor);
         } else if (event.m_nSignal == SIGUSR1) {
@@ -276,8 +280,7 @@ void Run(const CommandLine& line, const ServiceManager& manager)
             return MetricsText(NS_UTIL::TakePoolSnapshots(), NS_UTIL::TakeProcessSnapshot(),
                                host.LinesLost());
         };
-        Metrics metrics(settings.m_MetricsSocket, settings.m_MetricsFile, figures,
-                        settings.m_Listening.m_SocketGroup);
+        Metrics metrics(settings.m_Metrics, figures, settings.m_Listening.m_SocketGroup);
         const FolderClaim collections("CollectionDirectory", settings.m_CollectionDirectory);
         AwaitPackers(settings.m_CollectionDirectory, PACKING_TIME);
         RemoveDrafts(host.ItemsFile());

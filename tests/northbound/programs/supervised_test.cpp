@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "northbound/programs/requests.h"
+#include "northbound/scraper.h"
 #include "northbound/servicesocket.h"
 
 namespace northbound {
@@ -38,24 +39,26 @@ protected:
         return std::any_of(log.begin(), log.end(), [&](const LoggedLine& line) { return line.Has(text); });
     }
 
-    /// What the server's metrics socket answers.
-    static std::string Scraped(const std::string& path)
+    /// What the server answers at a place of its metrics; "" where nobody listens.
+    template <class Place>
+    static std::string Scraped(const Place& place)
     {
-        const int nSocket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-        std::string answer;
-        if (connect(nSocket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
-            constexpr char REQUEST[] = "GET /metrics HTTP/1.1\r\n\r\n";
-            send(nSocket, REQUEST, sizeof(REQUEST) - 1, MSG_NOSIGNAL);
-            char bytes[4096];
-            for (ssize_t nGot; (nGot = recv(nSocket, bytes, sizeof(bytes), 0)) > 0;) {
-                answer.append(bytes, static_cast<std::size_t>(nGot));
-            }
+        const Scraper scraper(place);
+        if (!scraper.IsConnected()) return "";
+        scraper.Ask("GET /metrics HTTP/1.1\r\n\r\n");
+        return scraper.Answer();
+    }
+
+    /// The port that the server's log tells.
+    static int MetricsPort(const Server& server)
+    {
+        const std::string before = "figures on 127.0.0.1:";
+        for (const LoggedLine& line : server.Log()) {
+            const std::size_t nAt = line.m_Text.find(before);
+            if (nAt != std::string::npos) return std::stoi(line.m_Text.substr(nAt + before.size()));
         }
-        close(nSocket);
-        return answer;
+        ADD_FAILURE() << "the log tells no port";
+        return 0;
     }
 
     const TestDirectory m_Directory;
@@ -113,7 +116,7 @@ TEST_F(SupervisedTest, ScrapersFindTheFiguresOfAServerThatGoesOnTakingOrders)
 {
     const std::string socket = m_Directory / "run/metrics.sock";
     const std::string file = m_Directory / "nbi.prom";
-    Server server("MetricsSocket = " + socket + "\nMetricsFile = " + file + "\n");
+    Server server("MetricsSocket = " + socket + "\nMetricsPort = 0\nMetricsFile = " + file + "\n");
     EXPECT_EQ(m_Manager.Next(), "READY=1");
     const Session session(server.Address(), "alice");
     ReadInventory(session, session.Who());
@@ -122,6 +125,7 @@ TEST_F(SupervisedTest, ScrapersFindTheFiguresOfAServerThatGoesOnTakingOrders)
     EXPECT_TRUE(Eventually([&] {
         return Scraped(socket).find("\nnbi_pool_finished_total{pool=\"0\"} 1\n") != std::string::npos;
     }));
+    EXPECT_NE(Scraped(MetricsPort(server)).find("\nnbi_log_lines_lost 0\n"), std::string::npos);
     server.Process().Signal(SIGHUP);
     EXPECT_TRUE(StartsWith(m_Manager.Next(), "RELOADING=1\n"));
     EXPECT_EQ(m_Manager.Next(), "READY=1");

@@ -31,6 +31,7 @@ constexpr Item ITEMS[] = {
     {"ListenGroup", Kind::TEXT, Setting::NEVER},
     {"MetricsFile", Kind::TEXT, Setting::NEVER},
     {"MetricsSocket", Kind::TEXT, Setting::NEVER},
+    {"MetricsPort", Kind::NUMBER, Setting::NEVER, 0, 65535},
     {"TlsCertificate", Kind::TEXT, Setting::NEVER},
     {"TlsKey", Kind::TEXT, Setting::NEVER},
     {"TlsAuthorities", Kind::TEXT, Setting::NEVER},

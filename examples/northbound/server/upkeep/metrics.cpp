@@ -1,6 +1,6 @@
 #include "server/upkeep/metrics.h"
 
-#include <poll.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -139,22 +139,52 @@ std::string Response(const char* pStatus, const std::string& body)
            std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
+/// Takes connections at \p address from now on.
+/// \param nMode of the file that the socket is; 0 where it is none
+template <class Address>
+int Listen(const Address& address, const std::string& name, mode_t nMode = 0)
+{
+    const auto* const pAddress = reinterpret_cast<const sockaddr*>(&address);
+    const int nSocket = socket(pAddress->sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    constexpr int AGAIN = 1;  // also while connections of a server before this one fade away
+    if (nSocket >= 0) setsockopt(nSocket, SOL_SOCKET, SO_REUSEADDR, &AGAIN, sizeof(AGAIN));
+    if (nSocket >= 0 && bind(nSocket, pAddress, sizeof(address)) == 0 &&
+        (nMode == 0 || chmod(name.c_str(), nMode) == 0) && listen(nSocket, WAITING) == 0) {
+        return nSocket;
+    }
+    const std::string reason = std::strerror(errno);
+    if (nSocket >= 0) close(nSocket);
+    throw SocketError(name + " cannot be made: " + reason);
+}
+
 /// The claim has looked at the folder, which nobody else may enter, and at what has the name now.
-int Listen(const std::string& path)
+int ListenAtPath(const std::string& path)
 {
     if (path.empty()) return -1;
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof(address.sun_path) - 1);
     unlink(path.c_str());
-    const int nSocket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (nSocket >= 0 && bind(nSocket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 &&
-        chmod(path.c_str(), S_IRUSR | S_IWUSR) == 0 && listen(nSocket, WAITING) == 0) {
-        return nSocket;
-    }
-    const std::string reason = std::strerror(errno);
+    return Listen(address, path, S_IRUSR | S_IWUSR);
+}
+
+int ListenAtPort(const std::optional<int>& nPort)
+{
+    if (!nPort) return -1;
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(*nPort));
+    const int nSocket = Listen(address, "MetricsPort " + std::to_string(*nPort));
+    socklen_t nLength = sizeof(address);
+    getsockname(nSocket, reinterpret_cast<sockaddr*>(&address), &nLength);
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "figures on 127.0.0.1:%u", ntohs(address.sin_port));
+    return nSocket;
+}
+
+void Close(int nSocket)
+{
     if (nSocket >= 0) close(nSocket);
-    throw SocketError("MetricsSocket: " + path + " cannot be made: " + reason);
 }
 
 }  // namespace
@@ -182,26 +212,26 @@ std::string MetricsText(const std::vector<PoolSnapshot>& pools, const NS_UTIL::P
     return text.Text();
 }
 
-Metrics::Metrics(const std::string& socket, std::string file, std::function<std::string()> text,
-                 const std::string& group)
-    : m_Path(socket),
-      m_Claim(socket, group),
-      m_File(std::move(file)),
+Metrics::Metrics(MetricsPlaces places, std::function<std::string()> text, const std::string& group)
+    : m_Places(std::move(places)),
+      m_Claim(m_Places.m_Socket, group),
       m_Text(std::move(text)),
-      m_nSocket(Listen(socket))
+      m_nPort(ListenAtPort(m_Places.m_Port))
 {
+    m_nSocket = ListenAtPath(m_Places.m_Socket);
 }
 
 Metrics::~Metrics()
 {
+    Close(m_nPort);
     if (m_nSocket < 0) return;
-    close(m_nSocket);
-    unlink(m_Path.c_str());
+    Close(m_nSocket);
+    unlink(m_Places.m_Socket.c_str());
 }
 
-void Metrics::Answer() const
+void Metrics::Answer(int nDescriptor) const
 {
-    const int nPeer = accept4(m_nSocket, nullptr, nullptr, SOCK_CLOEXEC);
+    const int nPeer = accept4(nDescriptor, nullptr, nullptr, SOCK_CLOEXEC);
     if (nPeer < 0) return;  // it has gone again
     constexpr timeval STEP{0, 200'000};
     setsockopt(nPeer, SOL_SOCKET, SO_RCVTIMEO, &STEP, sizeof(STEP));
@@ -218,14 +248,14 @@ void Metrics::Answer() const
 
 void Metrics::WriteFile()
 {
-    const std::string draft = m_File + ".part";
+    const std::string draft = m_Places.m_File + ".part";
     std::ofstream file(draft, std::ios::trunc);
     file << m_Text();
     file.close();
-    const bool bFailed = !file || std::rename(draft.c_str(), m_File.c_str()) != 0;
+    const bool bFailed = !file || std::rename(draft.c_str(), m_Places.m_File.c_str()) != 0;
     if (bFailed && !m_bFailed) {
         nbihost::Log(nbihost::LOG_LEVEL_ERROR, MODULE, "MetricsFile: %s cannot be written: %s",
-                     m_File.c_str(), std::strerror(errno));
+                     m_Places.m_File.c_str(), std::strerror(errno));
     }
     m_bFailed = bFailed;
 }

@@ -2,12 +2,14 @@
 /// The server's figures for Prometheus.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "nbiutil/poolsnapshot.h"
+#include "server/upkeep/metricsplaces.h"
 #include "server/upkeep/socketclaim.h"
 
 namespace northbound {
@@ -17,41 +19,38 @@ namespace northbound {
 std::string MetricsText(const std::vector<NS_UTIL::PoolSnapshot>& pools,
                         const NS_UTIL::ProcessSnapshot& process, unsigned long nLinesLost);
 
-/// Where scrapers find them: in a file of node_exporter's textfile folder, and on a Unix socket for the server's own
-/// user. Either may be left out. Threads: one.
+/// Where scrapers find them: in a file of node_exporter's textfile folder, on a Unix socket for the server's own user, and
+/// on a port of the loopback interface for every user of the machine. Threads: one.
 class Metrics {
 public:
     static constexpr std::size_t LONGEST_REQUEST = 4096;  // bytes
 
-    /// \param socket path; "" for none
-    /// \param file   path; "" for none
-    /// \param text   makes the figures
-    /// \param group  whose members may enter the socket's folder, see SocketClaim; the socket is closed to them
-    /// \throws SocketError when there can be no such socket
-    Metrics(const std::string& socket, std::string file, std::function<std::string()> text,
-            const std::string& group = "");
+    /// \param text  makes the figures
+    /// \param group whose members may enter the socket's folder, see SocketClaim; the socket is closed to them
+    /// \throws SocketError when there can be no such socket, or the port is taken
+    Metrics(MetricsPlaces places, std::function<std::string()> text, const std::string& group = "");
     ~Metrics();
     Metrics(const Metrics&) = delete;
     Metrics& operator=(const Metrics&) = delete;
 
-    /// Readable when somebody asks; -1 without a socket.
-    int Descriptor() const { return m_nSocket; }
-    bool HasFile() const { return !m_File.empty(); }
+    /// Readable when somebody asks there; -1 for a place that is left out.
+    std::array<int, 2> Descriptors() const { return {m_nSocket, m_nPort}; }
+    bool HasFile() const { return !m_Places.m_File.empty(); }
 
-    /// Answers one of those who ask. GET alone is answered with the figures; whoever sends more than LONGEST_REQUEST,
-    /// or takes longer than a second in all, gets nothing.
-    void Answer() const;
+    /// Answers one of those who ask at \p nDescriptor. GET alone is answered with the figures; whoever sends more than
+    /// LONGEST_REQUEST, or takes longer than a second in all, gets nothing.
+    void Answer(int nDescriptor) const;
 
     /// Puts the figures into the file, by a draft that takes its place: nobody reads half of them. One that cannot be
     /// written is logged, the first time.
     void WriteFile();
 
 private:
-    const std::string m_Path;
+    const MetricsPlaces m_Places;
     const SocketClaim m_Claim;
-    const std::string m_File;
     const std::function<std::string()> m_Text;
     int m_nSocket = -1;
+    int m_nPort = -1;
     bool m_bFailed = false;
 };
 

@@ -86,6 +86,15 @@ public:
         return (directory / Text(pKey, pFallback)).lexically_normal().string();
     }
 
+    MetricsPlaces Metrics() const
+    {
+        MetricsPlaces places;
+        if (Has("MetricsFile")) places.m_File = Path("MetricsFile", "");
+        if (Has("MetricsSocket")) places.m_Socket = Path("MetricsSocket", "");
+        if (Has("MetricsPort")) places.m_Port = Number("MetricsPort", 0);
+        return places;
+    }
+
     /// A certificate asks for TLS, and neither of the other two files is of use without it.
     std::optional<TlsFiles> Tls() const
     {
@@ -120,8 +129,7 @@ Settings ReadSettings(const std::string& configFile)
     settings.m_Anonymous = RoleNamed(reader.Text("Anonymous", "none")).value_or(Role::NONE);
     settings.m_CollectionDirectory = reader.Path("CollectionDirectory", "collections");
     settings.m_OutputFile = reader.Path("OutputFile", "nbi-server.out");
-    if (reader.Has("MetricsFile")) settings.m_MetricsFile = reader.Path("MetricsFile", "");
-    if (reader.Has("MetricsSocket")) settings.m_MetricsSocket = reader.Path("MetricsSocket", "");
+    settings.m_Metrics = reader.Metrics();
     settings.m_DescriptionFile = reader.Path("DescriptionFile", "descriptions/northbound.xml");
     settings.m_ElementRoot = reader.Path("ElementRoot", "/");
     settings.m_nHugeTaskLimit = reader.Number("HugeTaskLimit", 4);

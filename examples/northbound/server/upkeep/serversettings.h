@@ -11,6 +11,7 @@
 #include "server/serving/role.h"
 #include "server/serving/usersessions.h"
 #include "server/upkeep/collectionfiles.h"
+#include "server/upkeep/metricsplaces.h"
 #include "shared/tlsfiles.h"
 
 namespace northbound {
@@ -45,8 +46,7 @@ struct Settings {
     Role m_Anonymous = Role::NONE;  // of callers from the network that have not logged in
     std::string m_CollectionDirectory;
     std::string m_OutputFile;
-    std::string m_MetricsFile;    // "": none
-    std::string m_MetricsSocket;  // "": none
+    MetricsPlaces m_Metrics;
     std::string m_DescriptionFile;
     std::string m_ElementRoot;  // the folder whose proc/net/dev and sys/class/net are the network element's
     int m_nHugeTaskLimit = 0;

@@ -3,15 +3,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <thread>
+#include <array>
+#include <sstream>
 
 #include "nbihost/recordinghost.h"
+#include "northbound/scraper.h"
 #include "support/testdirectory.h"
 
 namespace northbound {
@@ -104,7 +102,6 @@ TEST(MetricsTextTest, ValuesStandUnderTheirPool)
 
 TEST(MetricsTextTest, PromtoolFindsNothingWrong)
 {
-    if (std::system("command -v promtool >/dev/null") != 0) GTEST_SKIP() << "promtool is not installed";
     const nbitest::TestDirectory folder;
     nbitest::WriteFile(folder / "metrics", MetricsText({Pool(0), Pool(2)}, ProcessSnapshot{}, 0));
     EXPECT_EQ(nbitest::OutputOf("promtool check metrics <" + (folder / "metrics") + " 2>&1; echo $?"), "0\n");
@@ -113,31 +110,33 @@ TEST(MetricsTextTest, PromtoolFindsNothingWrong)
 class MetricsTest : public ::testing::Test {
 protected:
     /// What a client gets that sends \p request.
-    std::string AnswerTo(const std::string& request)
+    std::string AnswerTo(const std::string& request) { return AnswerTo(Scraper(m_Path), SOCKET, request); }
+
+    std::string AnswerTo(const Scraper& client, std::size_t nPlace, const std::string& request)
     {
-        const int nClient = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        m_Path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-        EXPECT_EQ(connect(nClient, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
-        EXPECT_EQ(send(nClient, request.data(), request.size(), MSG_NOSIGNAL),
-                  static_cast<ssize_t>(request.size()));
-        m_Metrics.Answer();
-        std::string answer;
-        char bytes[512];
-        for (ssize_t nGot; (nGot = recv(nClient, bytes, sizeof(bytes), 0)) > 0;) {
-            answer.append(bytes, static_cast<std::size_t>(nGot));
-        }
-        close(nClient);
-        return answer;
+        EXPECT_TRUE(client.IsConnected());
+        client.Ask(request);
+        m_Metrics.Answer(m_Metrics.Descriptors()[nPlace]);
+        return client.Answer();
     }
 
+    static constexpr std::size_t SOCKET = 0;  // of the descriptors
+    static constexpr std::size_t PORT = 1;
     nbitest::RecordingHost m_Host;
     const nbitest::TestDirectory m_Folder;
     const std::string m_Path = m_Folder / "run/metrics.sock";
     const std::string m_File = m_Folder / "nbi.prom";
-    Metrics m_Metrics{m_Path, m_File, [] { return "nbi_something 1\n"; }};
+    Metrics m_Metrics{{m_File, m_Path, 0}, [] { return "nbi_something 1\n"; }};
 };
+
+/// Where a socket of the Internet listens.
+sockaddr_in AddressOf(int nSocket)
+{
+    sockaddr_in address{};
+    socklen_t nLength = sizeof(address);
+    EXPECT_EQ(getsockname(nSocket, reinterpret_cast<sockaddr*>(&address), &nLength), 0);
+    return address;
+}
 
 TEST_F(MetricsTest, SocketIsItsOwnUsersAlone)
 {
@@ -153,6 +152,30 @@ TEST_F(MetricsTest, GetIsAnsweredWithTheFigures)
                 StartsWith("HTTP/1.1 200 OK\r\nContent-Type: text/plain; version=0.0.4; charset=utf-8\r\n"));
     EXPECT_THAT(answer, HasSubstr("Content-Length: 16\r\n"));
     EXPECT_THAT(answer, HasSubstr("\r\n\r\nnbi_something 1\n"));
+}
+
+TEST_F(MetricsTest, PortOfTheLoopbackInterfaceAnswersTheSame)
+{
+    const sockaddr_in address = AddressOf(m_Metrics.Descriptors()[PORT]);
+    EXPECT_EQ(address.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
+    const int nPort = ntohs(address.sin_port);
+    EXPECT_THAT(AnswerTo(Scraper(nPort), PORT, "GET /metrics HTTP/1.1\r\n\r\n"),
+                HasSubstr("\r\n\r\nnbi_something 1\n"));
+    EXPECT_THAT(AnswerTo(Scraper(nPort), PORT, "PUT / HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 405 "));
+    EXPECT_EQ(AnswerTo(Scraper(nPort), PORT, "GET /" + std::string(Metrics::LONGEST_REQUEST, 'x')), "");
+    EXPECT_THAT(m_Host.Logs().at(0).m_Text, HasSubstr("figures on 127.0.0.1:" + std::to_string(nPort)));
+}
+
+TEST_F(MetricsTest, PortThatIsTakenIsNamed)
+{
+    const int nPort = ntohs(AddressOf(m_Metrics.Descriptors()[PORT]).sin_port);
+    try {
+        const Metrics second({"", "", nPort}, [] { return ""; });
+        FAIL() << "two have the port";
+    } catch (const SocketError& e) {
+        EXPECT_EQ(e.what(),
+                  "MetricsPort " + std::to_string(nPort) + " cannot be made: Address already in use");
+    }
 }
 
 TEST_F(MetricsTest, OtherMethodsAreRefused)
@@ -184,19 +207,17 @@ TEST_F(MetricsTest, SocketThatADeadServerLeftBehindIsTaken)
 {
     const std::string path = m_Folder / "run/left.sock";
     const int nLeft = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    const sockaddr_un address = Scraper::AddressOf(path);
     ASSERT_EQ(bind(nLeft, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
     close(nLeft);
-    const Metrics metrics(path, "", [] { return ""; });
-    EXPECT_GE(metrics.Descriptor(), 0);
+    const Metrics metrics({"", path, {}}, [] { return ""; });
+    EXPECT_GE(metrics.Descriptors()[SOCKET], 0);
 }
 
 TEST(NoMetricsTest, WithoutAPlaceThereIsNone)
 {
-    const Metrics metrics("", "", [] { return ""; });
-    EXPECT_EQ(metrics.Descriptor(), -1);
+    const Metrics metrics({}, [] { return ""; });
+    EXPECT_EQ(metrics.Descriptors(), (std::array<int, 2>{-1, -1}));
     EXPECT_FALSE(metrics.HasFile());
 }
 
