@@ -1,6 +1,7 @@
 #include "client/commandline.h"
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <cstdlib>
 #include <iostream>
 #include <sstream>
@@ -132,6 +133,33 @@ void AddPack(CLI::App& app, CommandLine& line)
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
             return PackFiles(session, line.m_Output, line.m_Pack);
+        };
+    });
+}
+
+void AddPlot(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand(
+        "plot", Say("Draw the figures of a collection's file over time, without a server"));
+    pCommand->add_option("FILE", line.m_Plot.m_File, Say("A collection's CSV file, also of one that runs"))
+        ->required();
+    pCommand
+        ->add_option("-f,--figure", line.m_Plot.m_Figures,
+                     Say("What to draw, several with commas between them (all of the first one's unit)"))
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    pCommand
+        ->add_option("-o,--output", line.m_Plot.m_Picture,
+                     Say("Have gnuplot draw a picture (SVG) into this file, in place of block characters"))
+        ->type_name("FILE");
+    pCommand->add_flag("--dark", line.m_Plot.m_bDark, Say("A picture on a dark ground"));
+    pCommand->add_flag(
+        "--values", line.m_Plot.m_bValues,
+        Say("Values as they were read, for figures that go up and down, and not their growth"));
+    pCommand->callback([&line] {
+        line.m_CommandWithoutServer = [&line] {
+            return PlotCollection(line.m_Output, line.m_Plot,
+                                  std::chrono::milliseconds(std::llround(line.m_Timeout * 1000)));
         };
     });
 }
@@ -305,6 +333,7 @@ void Describe(CLI::App& app, CommandLine& line)
     AddPlain(app, line, "doctor", Say("Say what looks wrong with the pools; 1 when something does"),
              Diagnose);
     AddPlain(app, line, "files", Say("List the files of collections, and how old they are"), ShowFiles);
+    AddPlot(app, line);
     AddPack(app, line);
     AddPlain(app, line, "clean", Say("Remove the files that the server keeps no longer"), CleanFiles);
     AddConfig(app, line);

@@ -30,6 +30,7 @@ struct CommandLine {
     std::string m_Operation;
     CollectOptions m_Collect;
     PackOptions m_Pack;
+    PlotOptions m_Plot;
     ConfigOptions m_Config;
     TasksOptions m_Tasks;
     SecretOptions m_Secret;

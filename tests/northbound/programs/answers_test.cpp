@@ -196,7 +196,11 @@ TEST_F(AnswersTest, AreWhatTheGuideTells)
     Ask("inventory", 0, {"inventory"});
     Ask("counters", 0, {"counters", "lo"});
     const std::vector<std::string> collect{"collect", "lo", "--interval", "0.01", "--duration", "0.01"};
-    Ask("collect", 0, collect);
+    const json collected = Ask("collect", 0, collect).at(0);
+    const std::string file = collected.at("collections").at(0).at("result").at("file");
+    Ask("plot", 0, {"plot", file, "--output", m_Runtime / "lo.svg"});
+    Ask("plot", 0, {"plot", file});
+    Ask("plot", 2, {"plot", "/nowhere"});
     Ask("collect", 1, {"collect", "lo", "nothing", "--interval", "0.01", "--duration", "0.01"});
     std::vector<std::string> packing = collect;
     packing.insert(packing.end(), {"--pack", "tar"});
@@ -279,15 +283,29 @@ TEST_F(AnswersTest, EveryCommandHasItsRowsInTheGuide)
 /// A command that was carried out and could not say it has failed for whoever reads it.
 TEST_F(AnswersTest, OutputThatIsLostIsTold)
 {
+    const std::string sampled = m_Runtime / "lo.csv";
+    WriteFile(sampled, "time,rxBytes\n2026-11-21T23:59:50.000Z,1\n2026-11-21T23:59:51.000Z,2\n");
     const std::string client = std::string(NBI_CLIENT) + " --user anna --server " + m_Server.Address() + " ";
-    for (const std::string& command :
-         {std::string("inventory"), std::string("counters lo"), std::string("tasks"),
-          std::string("tasks --watch --json"), std::string("sessions"),
-          std::string("collect lo -q -i 0.01 -d 0.01"), std::string("collect lo -i 0.01 -d 0.5"),
-          std::string("config set HugeTaskLimit 5"), std::string("pubkey"), "login " + m_File,
-          std::string("logout"), "send-secret -e " + m_File, "password-item " + m_File,
-          std::string("reason 0x4118000A"), std::string("pools"), std::string("top --json"),
-          std::string("--version"), std::string("--help"), std::string("stop")}) {
+    for (const std::string& command : {std::string("inventory"),
+                                       std::string("counters lo"),
+                                       std::string("tasks"),
+                                       std::string("tasks --watch --json"),
+                                       std::string("sessions"),
+                                       std::string("collect lo -q -i 0.01 -d 0.01"),
+                                       std::string("collect lo -i 0.01 -d 0.5"),
+                                       std::string("config set HugeTaskLimit 5"),
+                                       std::string("pubkey"),
+                                       "login " + m_File,
+                                       std::string("logout"),
+                                       "send-secret -e " + m_File,
+                                       "password-item " + m_File,
+                                       "plot " + sampled,
+                                       std::string("reason 0x4118000A"),
+                                       std::string("pools"),
+                                       std::string("top --json"),
+                                       std::string("--version"),
+                                       std::string("--help"),
+                                       std::string("stop")}) {
         for (const char* pJson : {"", " --json"}) {
             if (command == "stop" && *pJson == '\0') continue;  // the server is needed once more
             const std::string script = client + command + pJson + " 2>&1 >/dev/full";

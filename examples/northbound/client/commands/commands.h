@@ -3,6 +3,7 @@
 /// CORBA::SystemException go through.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,14 @@ struct PackOptions {
 struct ConfigOptions {
     std::string m_Key;
     std::string m_Value;
+};
+
+struct PlotOptions {
+    std::string m_File;
+    std::vector<std::string> m_Figures;  // none: those of the file's first unit
+    std::string m_Picture;               // "": on the terminal
+    bool m_bDark = false;
+    bool m_bValues = false;  // as they were read, and not how they grew
 };
 
 struct TasksOptions {
@@ -71,6 +80,11 @@ int WatchPools(const Session& session, const OutputOptions& output);
 /// Looks at the pools twice and says in words what looks wrong.
 /// \return EXIT_REFUSED when something does, for scripts
 int Diagnose(const Session& session, const OutputOptions& output);
+
+/// Draws a collection's figures over time. Needs no server.
+/// \param patience for who draws the picture
+int PlotCollection(const OutputOptions& output, const PlotOptions& options,
+                   std::chrono::milliseconds patience);
 
 /// Returns once the server is gone; EXIT_REFUSED when that takes longer than the timeout.
 int StopServer(const Session& session, const OutputOptions& output);

@@ -1,10 +1,10 @@
 #include "client/view/topview.h"
 
 #include <algorithm>
-#include <array>
 #include <tuple>
 
 #include "client/texts/texts.h"
+#include "client/view/blocks.h"
 #include "client/view/columns.h"
 #include "client/view/poolview.h"
 #include "client/view/progressview.h"
@@ -12,7 +12,6 @@
 namespace northbound {
 namespace {
 
-constexpr std::array<const char*, 8> BLOCKS = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 constexpr std::size_t BAR_WIDTH = 20;
 
 /// The share of busy workers first, then what waits.
