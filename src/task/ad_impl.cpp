@@ -28,8 +28,11 @@ bool IsFrameworkStopping()
 
 YieldGate g_Gate;  // of all waiters
 
-/// The calling thread's last wait ended with a slow yield.
-__attribute__((tls_model("initial-exec"))) thread_local bool t_bSlowYield = false;
+/// Waits in a row that find their answer there: a thread with so many collects those of many tasks.
+constexpr int ANSWERS_OF_MANY = 3;
+
+/// After a slow yield of the calling thread: how many waits must still find their answer there.
+__attribute__((tls_model("initial-exec"))) thread_local int t_nAnswersOwed = 0;
 
 /// Slices are real time: a waiter looks at the framework after ten seconds, also when somebody sets the clock.
 using SliceClock = ACE_Monotonic_Time_Policy;
@@ -96,19 +99,22 @@ void AD_Impl::Wait()
     ThrowOnFailure();
 }
 
-/// Yields for a while where that is cheap. A slow yield is judged by the thread's next wait: where that
-/// answer is there already, the thread collects the answers of many tasks, and the yield was the time in which
-/// they ran. Otherwise it may have kept this thread from an answer that had long been there.
+/// Yields for a while where that is cheap. A slow yield at whose end the answer is there is judged by the thread's next
+/// waits: where their answers are there too, the thread collects those of many tasks, and the yield was the time in which
+/// they ran. Otherwise it has kept this thread from an answer that may long have been there.
 bool AD_Impl::FinishesSoon() const
 {
-    const bool bSlowBefore = std::exchange(t_bSlowYield, false);
-    if (AD_Impl::IsFinished()) return true;
-    if (bSlowBefore) g_Gate.Close();
+    if (AD_Impl::IsFinished()) {
+        if (t_nAnswersOwed > 0) --t_nAnswersOwed;
+        return true;
+    }
+    if (std::exchange(t_nAnswersOwed, 0) > 0) g_Gate.Close();
     Yields yields(g_Gate);
     while (yields.Next() && !AD_Impl::IsFinished()) {
     }
-    t_bSlowYield = yields.WereSlow();
-    return AD_Impl::IsFinished();
+    if (!AD_Impl::IsFinished()) return false;
+    if (yields.WereSlow()) t_nAnswersOwed = ANSWERS_OF_MANY;
+    return true;
 }
 
 void AD_Impl::WaitInSlicesLocked()

@@ -101,8 +101,10 @@ bool WorkTokens::YieldForToken() const
     Yields yields(g_Gate);
     while (Count() == 0 && yields.Next()) {
     }
-    if (Count() == 0) return false;
-    if (yields.WereSlow()) g_Gate.Close();  // the token had to wait, since nobody is woken meanwhile
+    const std::uint32_t nTokens = Count();
+    if (nTokens == 0) return false;
+    // The token had to wait, since nobody is woken meanwhile. Where thousands came, those who push them had the core.
+    if (yields.WereSlow() && nTokens < yields.TasksToBeWorthIt()) g_Gate.Close();
     return true;
 }
 

@@ -72,8 +72,8 @@ bool Yields::Next()
     const std::int64_t nBefore = m_nNow;
     ACE_OS::thr_yield();
     m_nNow = Now();
-    m_bSlow = m_nNow - nBefore > SLOW;
-    m_nLeft = m_bSlow ? 0 : m_nLeft - 1;
+    m_nLast = m_nNow - nBefore;
+    m_nLeft = WereSlow() ? 0 : m_nLeft - 1;
     return true;
 }
 

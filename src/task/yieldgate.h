@@ -50,12 +50,14 @@ public:
     /// Gives up the processor once.
     /// \return false, and nothing is done, when there are no more
     bool Next();
-    bool WereSlow() const { return m_bSlow; }
+    bool WereSlow() const { return m_nLast > SLOW; }
+    /// For a slow yield: how many tasks must have come, or ended, meanwhile, so that it was no time lost.
+    std::int64_t TasksToBeWorthIt() const { return m_nLast / SLOW; }
 
 private:
     std::int64_t m_nNow = 0;
+    std::int64_t m_nLast = 0;  // what the last yield took
     int m_nLeft = 0;
-    bool m_bSlow = false;
 };
 
 }  // namespace NS_UTIL
