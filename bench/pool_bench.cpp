@@ -2,7 +2,6 @@
 // the best peer of that cell, below is slower, above is faster.
 //
 //   pool_bench --benchmark_repetitions=5 --benchmark_out=pool.json
-//   pool_bench --benchmark_filter=Busy          round trips and streams while every core has other work
 //   pool_bench --benchmark_filter=Growth        how cost grows with requesters, workers and queued tasks
 //   pool_bench --memory                         bytes for each idle pool and for each queued task
 #include <benchmark/benchmark.h>
@@ -11,17 +10,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <map>
-#include <numeric>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "pool_contestants.h"
-#include "support/busycores.h"
 
 namespace {
 
@@ -76,45 +72,6 @@ void RoundTrip(benchmark::State& state)
                            benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
-/// The same, one trip at a time, 1 ms apart or without a pause, while each core has a process that computes.
-template <class Pool>
-void BusyRoundTrip(benchmark::State& state)
-{
-    const nbitest::BusyCores others;
-    Pool pool(static_cast<int>(state.range(0)));
-    PushAndWait(pool, 50, 0);
-    Pool::BeginRequest();
-    std::vector<double> trips;
-    for (auto _ : state) {
-        state.PauseTiming();
-        if (state.range(1) > 0) std::this_thread::sleep_for(std::chrono::milliseconds(state.range(1)));
-        state.ResumeTiming();
-        const auto start = std::chrono::steady_clock::now();
-        typename Pool::Handle handle;
-        pool.Push(Body{}, handle);
-        Pool::Wait(handle);
-        trips.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-    }
-    std::sort(trips.begin(), trips.end());
-    state.counters["ns_per_task"] =
-        std::accumulate(trips.begin(), trips.end(), 0.0) / static_cast<double>(trips.size()) * 1e9;
-    state.counters["median_ns"] = trips[trips.size() / 2] * 1e9;
-    state.counters["p99_ns"] = trips[trips.size() * 99 / 100] * 1e9;
-}
-
-/// Throughput of range(0) workers with bodies of 1 us while each core has a process that computes.
-template <class Pool>
-void BusyStream(benchmark::State& state)
-{
-    const nbitest::BusyCores others;
-    Pool pool(static_cast<int>(state.range(0)));
-    PushAndWait(pool, TASKS / 10, 1);
-    for (auto _ : state) PushAndWait(pool, TASKS, 1);
-    state.counters["ns_per_task"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * TASKS / 1e9,
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-}
-
 /// One worker that is held up until range(0) tasks are queued, then the time in which it runs them.
 template <class Pool>
 void Backlog(benchmark::State& state)
@@ -157,16 +114,6 @@ void RegisterContestant()
         ->Arg(1)
         ->Arg(20)
         ->UseRealTime();
-    benchmark::RegisterBenchmark(("BusyRoundTrip" + name).c_str(), BusyRoundTrip<Pool>)
-        ->ArgNames({"workers", "pause_ms"})
-        ->ArgsProduct({{1, 20}, {1, 0}})
-        ->Iterations(1500)
-        ->UseRealTime();
-    benchmark::RegisterBenchmark(("BusyStream" + name).c_str(), BusyStream<Pool>)
-        ->ArgName("workers")
-        ->Arg(1)
-        ->Arg(20)
-        ->UseRealTime();
     benchmark::RegisterBenchmark(("GrowthOfRequesters" + name).c_str(), Throughput<Pool>)
         ->ArgNames({"requesters", "workers", "us"})
         ->ArgsProduct({{1, 2, 4, 8, 16, 32, 64}, {20}, {1}})
@@ -195,12 +142,9 @@ public:
             if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
             const std::string contestant = run.run_name.function_name;
             const std::size_t nSlash = contestant.find('/');
-            for (const auto& [metric, counter] : run.counters) {
-                std::string cell = contestant.substr(0, nSlash);
-                if (metric != "ns_per_task") cell += " " + metric;
-                cell += "/" + run.run_name.args;
-                m_Cells[cell][contestant.substr(nSlash + 1)].push_back(counter.value);
-            }
+            const std::string cell = contestant.substr(0, nSlash) + "/" + run.run_name.args;
+            const double nTime = run.counters.at("ns_per_task").value;
+            m_Cells[cell][contestant.substr(nSlash + 1)].push_back(nTime);
         }
     }
 

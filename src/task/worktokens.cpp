@@ -103,8 +103,7 @@ bool WorkTokens::YieldForToken() const
     }
     const std::uint32_t nTokens = Count();
     if (nTokens == 0) return false;
-    // The token had to wait, since nobody is woken meanwhile. Where thousands came, those who push them had the core.
-    if (yields.WereSlow() && nTokens < yields.TasksToBeWorthIt()) g_Gate.Close();
+    if (yields.KeptWaiting(nTokens)) g_Gate.Close();  // the token had to wait: nobody is woken meanwhile
     return true;
 }
 

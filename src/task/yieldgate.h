@@ -9,7 +9,8 @@ namespace NS_UTIL {
 
 /// Lets threads yield while yielding is cheap. On a machine with an idle core a yield takes less than a
 /// microsecond, where a wake-up through the kernel takes several. Where all cores have other work, one yield
-/// lasts as long as that work's time slice, some milliseconds. So the first slow yield that kept somebody
+/// lasts as long as that work's time slice, some milliseconds; nothing is lost by it where that work is this
+/// process's own, which pushes tasks by the thousand or runs them. So the first slow yield that kept somebody
 /// waiting closes the gate: threads sleep at once, for a short time at first and many times as long whenever
 /// the next attempt fails soon, so that what the attempts cost stays far below one percent.
 ///
@@ -51,8 +52,8 @@ public:
     /// \return false, and nothing is done, when there are no more
     bool Next();
     bool WereSlow() const { return m_nLast > SLOW; }
-    /// For a slow yield: how many tasks must have come, or ended, meanwhile, so that it was no time lost.
-    std::int64_t TasksToBeWorthIt() const { return m_nLast / SLOW; }
+    /// Whether the last one was slow and brought too few tasks for that.
+    bool KeptWaiting(std::uint32_t nTasks) const { return WereSlow() && nTasks <= m_nLast / SLOW; }
 
 private:
     std::int64_t m_nNow = 0;

@@ -166,6 +166,34 @@ protected:
         WaitForPending();
         return m_Yields.Count() - nBefore;
     }
+    int YieldsWithoutAnAnswer()
+    {
+        const int nBefore = m_Yields.Count();
+        AD ad;
+        m_Host.SetState(2);
+        EXPECT_THROW(ad.Wait(), ProcessException);
+        return m_Yields.Count() - nBefore;
+    }
+    /// Of one that looks for work twice while \p nTokens come with each of its yields, and one when it sleeps.
+    static int YieldsOfAWorker(int nTokens, std::int64_t nNanosecondsEach)
+    {
+        WorkTokens tokens;
+        int nYields = 0;
+        Sleeper taker([&] {
+            FakeYields yields(nNanosecondsEach);
+            yields.Do([&] {
+                for (int i = 0; i < nTokens; ++i) tokens.Post();
+            });
+            tokens.Take();
+            while (tokens.TryTake()) {
+            }
+            tokens.Take();
+            nYields = yields.Count();
+        });
+        tokens.Post();
+        taker.Join();
+        return nYields;
+    }
 
     RecordingHost m_Host;
 };
@@ -187,30 +215,39 @@ TEST_F(SlowYieldTest, WaiterThatWaitsAgainAfterASlowYieldSleepsAtOnce)
     EXPECT_EQ(YieldsOfAWait(), 1);
 }
 
-TEST_F(SlowYieldTest, WaiterWhoseNextAnswerIsThereGoesOnYielding)
+TEST_F(SlowYieldTest, WaiterWhoseNextAnswersAreThereGoesOnYielding)
 {
     m_Yields.Take(SLOW);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(YieldsOfAWait(), 1);
-        WaitForFinished();
+        for (int nAnswers = 0; nAnswers < 3; ++nAnswers) WaitForFinished();
     }
+}
+
+TEST_F(SlowYieldTest, WaiterWhoFindsFewAnswersSleepsAtOnce)
+{
+    m_Yields.Take(SLOW);
+    EXPECT_EQ(YieldsOfAWait(), 1);
+    for (int nAnswers = 0; nAnswers < 2; ++nAnswers) WaitForFinished();
+    EXPECT_EQ(YieldsOfAWait(), 0);
+}
+
+TEST_F(SlowYieldTest, SlowYieldWithoutAnAnswerKeptNobodyFromOne)
+{
+    m_Yields.Take(SLOW);
+    EXPECT_EQ(YieldsWithoutAnAnswer(), 1);
+    EXPECT_EQ(YieldsWithoutAnAnswer(), 1);
 }
 
 TEST_F(SlowYieldTest, WorkerWhoseTokenCameDuringASlowYieldSleepsAtOnceTheNextTime)
 {
-    WorkTokens tokens;
-    int nYields = 0;
-    Sleeper taker([&] {
-        FakeYields yields(SLOW);
-        yields.Do([&tokens] { tokens.Post(); });
-        tokens.Take();
-        yields.Do({});
-        tokens.Take();
-        nYields = yields.Count();
-    });
-    tokens.Post();
-    taker.Join();
-    EXPECT_EQ(nYields, 1);
+    EXPECT_EQ(YieldsOfAWorker(1, SLOW), 1);
+    EXPECT_EQ(YieldsOfAWorker(60, 60 * Yields::SLOW), 1);
+}
+
+TEST_F(SlowYieldTest, WorkerWhoGotManyTokensFromASlowYieldGoesOnYielding)
+{
+    EXPECT_EQ(YieldsOfAWorker(61, 60 * Yields::SLOW), 2);
 }
 
 }  // namespace
