@@ -26,8 +26,6 @@ bool IsFrameworkStopping()
     return NS_BUNDLEMGR1::BundleMgr::Instance()->GetState() == NS_BUNDLEMGR1::FRAMEWORK_STOPPING;
 }
 
-YieldGate g_Gate;  // of all waiters
-
 /// Waits in a row that find their answer there: a thread with so many collects those of many tasks.
 constexpr int ANSWERS_OF_MANY = 3;
 
@@ -108,8 +106,8 @@ bool AD_Impl::FinishesSoon() const
         if (t_nAnswersOwed > 0) --t_nAnswersOwed;
         return true;
     }
-    if (std::exchange(t_nAnswersOwed, 0) > 0) g_Gate.Close();
-    Yields yields(g_Gate);
+    if (std::exchange(t_nAnswersOwed, 0) > 0) g_YieldGate.Close();
+    Yields yields(g_YieldGate);
     while (yields.Next() && !AD_Impl::IsFinished()) {
     }
     if (!AD_Impl::IsFinished()) return false;

@@ -8,8 +8,6 @@
 namespace NS_UTIL {
 namespace {
 
-YieldGate g_Gate;  // of all pools' workers
-
 /// A signal handler that returns is no wake-up.
 void AcquireUninterrupted(ACE_Semaphore& semaphore)
 {
@@ -98,18 +96,18 @@ WorkTokens::Taker WorkTokens::TakeOrStay(Word leave, bool bMayYield)
 
 bool WorkTokens::YieldForToken() const
 {
-    Yields yields(g_Gate);
+    Yields yields(g_YieldGate);
     while (Count() == 0 && yields.Next()) {
     }
     const std::uint32_t nTokens = Count();
     if (nTokens == 0) return false;
-    if (yields.KeptWaiting(nTokens)) g_Gate.Close();  // the token had to wait: nobody is woken meanwhile
+    if (yields.KeptWaiting(nTokens)) g_YieldGate.Close();  // the token had to wait: nobody is woken meanwhile
     return true;
 }
 
 void WorkTokens::Take()
 {
-    const bool bMayYield = g_Gate.IsOpen();
+    const bool bMayYield = g_YieldGate.IsOpen();
     Taker taker = TakeOrStay(0, bMayYield);
     while (taker != Taker::HAS_TOKEN) {
         if (taker == Taker::YIELDS) {

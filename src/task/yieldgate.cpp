@@ -24,6 +24,8 @@ bool HasOneCoreAlone()
 
 }  // namespace
 
+YieldGate g_YieldGate;
+
 bool YieldGate::IsOpen()
 {
     const std::int64_t nUntil = m_nClosedUntil.load(std::memory_order_relaxed);

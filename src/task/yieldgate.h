@@ -39,6 +39,9 @@ private:
     std::atomic<std::int64_t> m_nPause{0};  // the last one's length
 };
 
+/// Of all pools' workers and of all waiters: who finds the cores taken finds them so for everybody.
+extern YieldGate g_YieldGate;
+
 /// The yields of one wait, each measured. They end after the time in which a short task's answer arrives, some
 /// ten microseconds, or with the first slow one.
 class Yields {

@@ -139,7 +139,7 @@ TEST_F(YieldGateTest, CoresAreCountedAgainAfterAPause)
     EXPECT_EQ(PauseOf(gate), 10'000);
 }
 
-/// What waiters and workers make of slow yields. Their gates are the process's: each test is a process.
+/// What waiters and workers make of slow yields. Their gate is the process's: each test is a process.
 class SlowYieldTest : public YieldGateTest {
 protected:
     static void WaitForFinished()
@@ -229,6 +229,13 @@ TEST_F(SlowYieldTest, WaiterWhoFindsFewAnswersSleepsAtOnce)
     m_Yields.Take(SLOW);
     EXPECT_EQ(YieldsOfAWait(), 1);
     for (int nAnswers = 0; nAnswers < 2; ++nAnswers) WaitForFinished();
+    EXPECT_EQ(YieldsOfAWait(), 0);
+}
+
+TEST_F(SlowYieldTest, WhatAWorkerFindsHoldsForWaitersToo)
+{
+    m_Yields.Take(0);  // time stands still while this thread waits for the other
+    EXPECT_EQ(YieldsOfAWorker(1, SLOW), 1);
     EXPECT_EQ(YieldsOfAWait(), 0);
 }
 
