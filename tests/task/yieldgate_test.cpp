@@ -249,6 +249,10 @@ TEST_F(SlowYieldTest, SlowYieldWithoutAnAnswerKeptNobodyFromOne)
 TEST_F(SlowYieldTest, WorkerWhoseTokenCameDuringASlowYieldSleepsAtOnceTheNextTime)
 {
     EXPECT_EQ(YieldsOfAWorker(1, SLOW), 1);
+}
+
+TEST_F(SlowYieldTest, WorkerWhoGotFewTokensForTheTimeSleepsAtOnceTheNextTime)
+{
     EXPECT_EQ(YieldsOfAWorker(60, 60 * Yields::SLOW), 1);
 }
 
