@@ -227,6 +227,11 @@ void NBITaskMgr::PushTask(NBITask* pTask)
         MutexGuard guard(m_pQueue->Lock());
         bStopping = IsStopping();
         if (!bStopping) bQueued = m_pQueue->AppendLocked(*pTask, nNow);
+        if (!bQueued && !bStopping) {
+            m_pQueue->FiguresLocked().Refuse(ErrCode::TASK_NOT_IDLE);
+        } else if (bStopping && TaskQueue::OwnerOf(*pTask) == nullptr) {
+            m_pQueue->FiguresLocked().Drop();
+        }
     }
     if (bQueued) {
         m_pQueue->Tokens().Post();
@@ -239,10 +244,8 @@ void NBITaskMgr::PushTask(NBITask* pTask)
         // stop. A pool that alone goes away has no such signal behind it.
         if (bStopping && !m_bExit.load(std::memory_order_acquire)) TaskQueue::Fail(*pTask);
         delete pTask;
-        if (bStopping) m_pQueue->CountDropped();
     }
     if (bStopping) return;
-    CountRefused(ErrCode::TASK_NOT_IDLE);
     WriteLog(Here(MODULE), "[NBITaskMgr::PushTask] CALL GetTaskState Task is busy");
     Throw(TASK_NOT_IDLE, ErrCode::TASK_NOT_IDLE, "Task state is not idle,cann't Handle!");
 }
@@ -319,7 +322,8 @@ void NBITaskMgr::SetExitFlag()
 
 void NBITaskMgr::CountRefused(unsigned int nCode)
 {
-    m_pQueue->CountRefused(nCode);
+    MutexGuard guard(m_pQueue->Lock());
+    m_pQueue->FiguresLocked().Refuse(nCode);
 }
 
 void NBITaskMgr::SetThreadNamePrefix(const std::string& prefix)

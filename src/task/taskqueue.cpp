@@ -214,18 +214,6 @@ void TaskQueue::PushedAgain(NBITask& task)
     delete &task;
 }
 
-void TaskQueue::CountDropped()
-{
-    MutexGuard guard(m_QueueLock);
-    m_Figures.Drop();
-}
-
-void TaskQueue::CountRefused(unsigned int nCode)
-{
-    MutexGuard guard(m_QueueLock);
-    m_Figures.Refuse(nCode);
-}
-
 /// A task that a worker has in its hands lives until it comes back, which needs the lock.
 void TaskQueue::ReadLocked(PoolSnapshot& snapshot)
 {

@@ -40,10 +40,8 @@ public:
     ACE_Thread_Mutex& Lock() { return m_QueueLock; }
     WorkTokens& Tokens() { return m_Tokens; }
     PoolFigures& FiguresLocked() { return m_Figures; }
-    void CountDropped();
     /// A limit keeps \p task, the first idle one, waiting.
     void DeferLocked(const NBITask& task) { m_Figures.Defer(task.m_nOrder); }
-    void CountRefused(unsigned int nCode);
     /// Fills in what the queue and its figures know.
     void ReadLocked(PoolSnapshot& snapshot);
 

@@ -203,6 +203,29 @@ TEST_F(PoolSnapshotTest, TasksThatComeAfterTheEndAreDropped)
     EXPECT_EQ(Take().m_nStarted, 0U);
 }
 
+/// Tells what the pool had counted when it was deleted.
+class LastLook : public TestTask {
+public:
+    LastLook(AD& descriptor, NBITaskMgr& pool, std::uint64_t& nDropped)
+        : TestTask(descriptor), m_Pool(pool), m_nDropped(nDropped)
+    {
+    }
+    ~LastLook() override { m_nDropped = m_Pool.TakeSnapshot().m_nDropped; }
+
+private:
+    NBITaskMgr& m_Pool;
+    std::uint64_t& m_nDropped;
+};
+
+TEST_F(PoolSnapshotTest, DroppedTaskIsCountedBeforeItIsDeleted)
+{
+    UsePool(5, 1);
+    m_pPool->SetExitFlag();
+    std::uint64_t nDropped = 0;
+    m_pPool->PushTask(new LastLook(m_Descriptor, *m_pPool, nDropped));
+    EXPECT_EQ(nDropped, 1U);
+}
+
 TEST_F(PoolSnapshotTest, Pool2TellsItsBookAndWhatItsLimitsRefused)
 {
     UseThreads(1);
