@@ -44,4 +44,8 @@ target_include_directories(nbi_build INTERFACE
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/host/include>
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
+if(NBIUTIL_PROBES)
+    find_path(NBI_SDT_INCLUDE sys/sdt.h REQUIRED)  # package systemtap-sdt-dev
+    target_compile_definitions(nbi_build INTERFACE NBIUTIL_PROBES)
+endif()
 target_link_libraries(nbi_build INTERFACE nbi_warnings PkgConfig::ACE Threads::Threads)

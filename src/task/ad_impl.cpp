@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/lockguard.h"
+#include "base/probe.h"
 #include "nbihost/bundlemgr.h"
 #include "nbiutil/ad.h"
 #include "nbiutil/errcode.h"
@@ -75,6 +76,7 @@ bool AD_Impl::ChangeWhilePending(Change change)
 void AD_Impl::Awake()
 {
     if (ChangeWhilePending([this] { m_bFinished.store(true, std::memory_order_release); })) {
+        NBI_PROBE(wake, this);
         m_Condition.broadcast();
     }
 }

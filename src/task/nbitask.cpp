@@ -1,6 +1,7 @@
 #include "nbiutil/nbitask.h"
 
 #include "base/lockguard.h"
+#include "base/probe.h"
 #include "context/currentcontext.h"
 #include "log/log.h"
 #include "nbiutil/errcode.h"
@@ -80,7 +81,9 @@ void NBITask::Run()
     // deleted.
     AD descriptor(m_Descriptor);
     const bool bHeldHere = TaskQueue::Hold(*this);
+    NBI_PROBE(run_begin, this);
     RunGuarded(descriptor);
+    NBI_PROBE(run_end, this);
     if (bHeldHere) TaskQueue::Release(*this);
 }
 

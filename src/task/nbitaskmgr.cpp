@@ -6,6 +6,7 @@
 #include <array>
 #include <new>
 
+#include "base/probe.h"
 #include "log/log.h"
 #include "nbihost/corbaconfigitems.h"
 #include "nbiutil/errcode.h"
@@ -227,9 +228,12 @@ void NBITaskMgr::PushTask(NBITask* pTask)
         MutexGuard guard(m_pQueue->Lock());
         bStopping = IsStopping();
         if (!bStopping) bQueued = m_pQueue->AppendLocked(*pTask, nNow);
-        if (!bQueued && !bStopping) {
+        if (bQueued) {
+            NBI_PROBE(push, m_nNumber, pTask);
+        } else if (!bStopping) {
+            NBI_PROBE(refuse, m_nNumber, ErrCode::TASK_NOT_IDLE);
             m_pQueue->FiguresLocked().Refuse(ErrCode::TASK_NOT_IDLE);
-        } else if (bStopping && TaskQueue::OwnerOf(*pTask) == nullptr) {
+        } else if (TaskQueue::OwnerOf(*pTask) == nullptr) {
             m_pQueue->FiguresLocked().Drop();
         }
     }
@@ -298,7 +302,9 @@ NBITask* NBITaskMgr::TakeIdleLocked(Hands hands, bool& bDeferred)
             bDeferred = true;
             return nullptr;
         }
-        if (m_pQueue->HandOutLocked(*pTask, hands == Hands::WORKER)) return pTask;
+        if (!m_pQueue->HandOutLocked(*pTask, hands == Hands::WORKER)) continue;
+        NBI_PROBE(take, m_nNumber, pTask);
+        return pTask;
     }
     WriteLog(NOTHING_IDLE, "Acquire Idle Task error!!");
     return nullptr;
@@ -322,6 +328,7 @@ void NBITaskMgr::SetExitFlag()
 
 void NBITaskMgr::CountRefused(unsigned int nCode)
 {
+    NBI_PROBE(refuse, m_nNumber, nCode);
     MutexGuard guard(m_pQueue->Lock());
     m_pQueue->FiguresLocked().Refuse(nCode);
 }

@@ -1,3 +1,4 @@
+#include "base/probe.h"
 #include "log/log.h"
 #include "nbiutil/errcode.h"
 #include "nbiutil/hugetask.h"
@@ -37,6 +38,7 @@ void TaskPoolMgr::PushTask(DBAgent& agent, NBITask* pTask, unsigned int nNumber)
                        pTask->GetTaskMode() != 0;
     const HugeLimit limit = bHuge ? ReachedHugeLimit() : HugeLimit::NONE;
     if (limit != HugeLimit::NONE) {
+        NBI_PROBE(refuse, nNumber, ErrCode::HUGE_TASK_LIMIT);
         CountRefusalAt(limit);
         WriteLog(
             LIMIT_LOGGED,
