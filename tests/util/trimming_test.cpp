@@ -7,6 +7,7 @@
 #include <string>
 
 #include "nbiutil/conversions.h"
+#include "support/pairs.h"
 
 namespace {
 
@@ -49,11 +50,8 @@ std::string Trimmed(const std::string& text)
 
 TEST(WhiteSpaceTest, IsWhatTheHostTakesOffAtEachEnd)
 {
-    EXPECT_EQ(Trimmed("  < a b > "), "a b");
-    EXPECT_EQ(Trimmed(">a<"), ">a<");
-    EXPECT_EQ(Trimmed("\ta\n"), "\ta\n");
-    EXPECT_EQ(Trimmed("   "), "");
-    EXPECT_EQ(Trimmed(""), "");
+    nbitest::ExpectEach<std::string>(
+        {{"  < a b > ", "a b"}, {">a<", ">a<"}, {"\ta\n", "\ta\n"}, {"   ", ""}, {"", ""}}, Trimmed);
 }
 
 TEST(WhiteSpaceTest, HostIsAskedOnceForAsciiTexts)
@@ -66,10 +64,9 @@ TEST(WhiteSpaceTest, HostIsAskedOnceForAsciiTexts)
 
 TEST(WhiteSpaceTest, ByteBeyondAsciiAtAnEndGoesToTheHost)
 {
-    EXPECT_EQ(Trimmed(" \xC2\xA0 a"), "a");
-    EXPECT_EQ(Trimmed("a \xC2\xA0 "), "a");
-    EXPECT_EQ(Trimmed(" \xC2\xA0\xC2\xA0 "), "");
-    EXPECT_EQ(Trimmed(" \xC3\xA9 "), "\xC3\xA9");
+    nbitest::ExpectEach<std::string>(
+        {{" \xC2\xA0 a", "a"}, {"a \xC2\xA0 ", "a"}, {" \xC2\xA0\xC2\xA0 ", ""}, {" \xC3\xA9 ", "\xC3\xA9"}},
+        Trimmed);
 }
 
 TEST(WhiteSpaceTest, AgreesWithTheHostOnAHundredThousandTexts)

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "client/texts/chinese.h"
+#include "support/pairs.h"
 #include "support/testdirectory.h"
 
 namespace northbound {
@@ -117,13 +118,15 @@ TEST(TextsTest, TextsOfOthersAreKnownByTheirForm)
 {
     EXPECT_EQ(Translated("PORT is required"), "PORT is required");
     const Chinese chinese;
-    EXPECT_EQ(Translated("PORT is required"), "缺少 PORT");
-    EXPECT_EQ(Translated("A subcommand is required"), "缺少子命令");
-    EXPECT_EQ(Translated("--lang: de not in {en,zh}"), "--lang：de 不是 {en,zh} 之一");
-    EXPECT_EQ(Translated("--timeout: Value 0 not in range 0.1 to 9"), "--timeout：0 不在 0.1 到 9 的范围内");
-    EXPECT_EQ(Translated("/a: b: cannot be read: c"), "/a: b：无法读取：c");
-    EXPECT_EQ(Translated("PORT is required or so"), "PORT is required or so");
-    EXPECT_EQ(Translated(""), "");
+    nbitest::ExpectEach<std::string>(
+        {{"PORT is required", "缺少 PORT"},
+         {"A subcommand is required", "缺少子命令"},
+         {"--lang: de not in {en,zh}", "--lang：de 不是 {en,zh} 之一"},
+         {"--timeout: Value 0 not in range 0.1 to 9", "--timeout：0 不在 0.1 到 9 的范围内"},
+         {"/a: b: cannot be read: c", "/a: b：无法读取：c"},
+         {"PORT is required or so", "PORT is required or so"},
+         {"", ""}},
+        Translated);
 }
 
 /// What FolderFault() may say.

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/pairs.h"
+
 namespace northbound {
 namespace {
 
@@ -11,36 +13,25 @@ const std::string ACUTE = "\xCC\x81";  // combines with the letter before it
 
 TEST(ColumnsTest, CharactersTakeWhatTheTerminalGivesThem)
 {
-    EXPECT_EQ(ColumnsOf(""), 0u);
-    EXPECT_EQ(ColumnsOf("abc"), 3u);
-    EXPECT_EQ(ColumnsOf("\xC3\xA4"), 1u);
-    EXPECT_EQ(ColumnsOf("端口"), 4u);
-    EXPECT_EQ(ColumnsOf("ｅ"), 2u);
-    EXPECT_EQ(ColumnsOf("e" + ACUTE), 1u);
-    EXPECT_EQ(ColumnsOf(ACUTE + "e"), 1u);
+    nbitest::ExpectEach<std::size_t>(
+        {{"", 0}, {"abc", 3}, {"\xC3\xA4", 1}, {"端口", 4}, {"ｅ", 2}, {"e" + ACUTE, 1}, {ACUTE + "e", 1}},
+        ColumnsOf);
 }
 
 TEST(ColumnsTest, BytesThatAreNoTextCountOneEach)
 {
-    EXPECT_EQ(ColumnsOf("a\xFF\xC3"), 3u);
-    EXPECT_EQ(ColumnsOf(std::string("a\0b", 3)), 3u);
+    nbitest::ExpectEach<std::size_t>({{"a\xFF\xC3", 3}, {std::string("a\0b", 3), 3}}, ColumnsOf);
 }
 
-TEST(ColumnsTest, CutTellsThatThereIsMore)
+/// What is left of "abcd" and "端口号" in so many columns.
+TEST(ColumnsTest, CutTellsThatThereIsMoreAndSplitsNoCharacter)
 {
-    EXPECT_EQ(CutTo(3, "abc"), "abc");
-    EXPECT_EQ(CutTo(3, "abcd"), "ab~");
-    EXPECT_EQ(CutTo(1, "abcd"), "~");
-    EXPECT_EQ(CutTo(0, "abcd"), "");
+    const Lines latin{"", "~", "a~", "ab~", "abcd"};
+    const Lines chinese{"", "~", "~", "端~", "端~", "端口~", "端口号"};
+    for (std::size_t n = 0; n < latin.size(); ++n) EXPECT_EQ(CutTo(n, "abcd"), latin[n]);
+    for (std::size_t n = 0; n < chinese.size(); ++n) EXPECT_EQ(CutTo(n, "端口号"), chinese[n]);
     EXPECT_EQ(CutTo(0, ""), "");
-}
-
-TEST(ColumnsTest, CutSplitsNoCharacterAndLeavesAccentsWhereTheyBelong)
-{
-    EXPECT_EQ(CutTo(4, "端口号"), "端~");
-    EXPECT_EQ(CutTo(5, "端口号"), "端口~");
-    EXPECT_EQ(CutTo(2, "端口号"), "~");
-    EXPECT_EQ(CutTo(2, "e" + ACUTE + "ab"), "e" + ACUTE + "~");
+    EXPECT_EQ(CutTo(2, "e" + ACUTE + "ab"), "e" + ACUTE + "~") << "accents stay where they belong";
 }
 
 TEST(ColumnsTest, WrappedAtBlanks)
@@ -58,9 +49,8 @@ TEST(ColumnsTest, WordThatIsTooLongIsBroken)
 
 TEST(ColumnsTest, LongestWordIsWhatBlanksEnclose)
 {
-    EXPECT_EQ(ColumnsOfLongestWord("one three two"), 5u);
-    EXPECT_EQ(ColumnsOfLongestWord("one 端口号"), 6u);
-    EXPECT_EQ(ColumnsOfLongestWord(" "), 0u);
+    nbitest::ExpectEach<std::size_t>({{"one three two", 5}, {"one 端口号", 6}, {" ", 0}},
+                                     ColumnsOfLongestWord);
 }
 
 }  // namespace

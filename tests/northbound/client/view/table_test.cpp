@@ -4,17 +4,24 @@
 
 #include <sstream>
 
+#include "support/pairs.h"
+
 namespace northbound {
 namespace {
+
+std::string Printed(const Table& table, const Screen& screen = {})
+{
+    std::ostringstream out;
+    table.Print(out, screen);
+    return out.str();
+}
 
 TEST(TableTest, ColumnsAreAsWideAsTheirWidestCell)
 {
     Table table({{"NAME", Table::Align::LEFT}, {"N", Table::Align::RIGHT}, {"END", Table::Align::LEFT}});
     table.Add({"a", "1", "x"});
     table.Add({"longer", "100", ""});
-    std::ostringstream out;
-    table.Print(out, Screen{});
-    EXPECT_EQ(out.str(),
+    EXPECT_EQ(Printed(table),
               "NAME      N  END\n"
               "a         1  x\n"
               "longer  100\n");
@@ -24,9 +31,7 @@ TEST(TableTest, MissingCellsAreEmpty)
 {
     Table table({{"A", Table::Align::LEFT}, {"B", Table::Align::LEFT}});
     table.Add({"1"});
-    std::ostringstream out;
-    table.Print(out, Screen{});
-    EXPECT_EQ(out.str(), "A  B\n1\n");
+    EXPECT_EQ(Printed(table), "A  B\n1\n");
 }
 
 /// A table with a text that may be wrapped, as lines on a screen of this width.
@@ -36,9 +41,7 @@ std::string OnScreen(std::size_t nColumns)
         {{"NAME", Table::Align::LEFT}, {"N", Table::Align::RIGHT}, {"ALL THE REST", Table::Align::LEFT}});
     table.Add({"first", "1", "some words here"});
     table.Add({"second", "22", ""});
-    std::ostringstream out;
-    table.Print(out, Screen{nColumns, 24, false});
-    return out.str();
+    return Printed(table, Screen{nColumns, 24, false});
 }
 
 TEST(TableTest, ThatFitsStaysAsItIs)
@@ -67,9 +70,7 @@ TEST(TableTest, RowsAreBlocksWhereWrappingDoesNotHelp)
               "NAME\n  second\nN\n  22\n");
     Table table({{"DN"}, {"ID"}});
     table.Add({"0123456789", "0123456789abcdef"});
-    std::ostringstream out;
-    table.Print(out, Screen{20, 5, false});
-    EXPECT_EQ(out.str(),
+    EXPECT_EQ(Printed(table, Screen{20, 5, false}),
               "DN  0123456789\n"
               "ID  0123456789abcdef\n");
 }
@@ -79,9 +80,7 @@ TEST(TableTest, ChineseTextTakesTwoColumnsACharacter)
     Table table({{"名称"}, {"N", Table::Align::RIGHT}});
     table.Add({"a", "1"});
     table.Add({"e\xCC\x81t\xC3\xA9", "2"});
-    std::ostringstream out;
-    table.Print(out, Screen{});
-    EXPECT_EQ(out.str(),
+    EXPECT_EQ(Printed(table),
               "名称  N\n"
               "a     1\n"
               "e\xCC\x81t\xC3\xA9   2\n");
@@ -91,19 +90,13 @@ TEST(TableTest, HeadIsBoldOnAScreenThatLikesIt)
 {
     Table table({{"A"}});
     table.Add({"1"});
-    std::ostringstream out;
-    table.Print(out, Screen{80, 24, true});
-    EXPECT_EQ(out.str(), "\033[1mA\033[0m\n1\n");
+    EXPECT_EQ(Printed(table, Screen{80, 24, true}), "\033[1mA\033[0m\n1\n");
 }
 
-TEST(TableTest, ControlCharactersDoNotReachTheTerminal)
+TEST(TableTest, ControlCharactersAndBytesThatAreNoUtf8DoNotReachTheTerminal)
 {
-    EXPECT_EQ(Printable("a\033[2Jb\nc\x7F"), "a?[2Jb?c?");
-}
-
-TEST(TableTest, BytesThatAreNoUtf8DoNotReachTheTerminal)
-{
-    EXPECT_EQ(Printable("\xC3\xA4\xC3"), "\xC3\xA4\\xC3");
+    nbitest::ExpectEach<std::string>({{"a\033[2Jb\nc\x7F", "a?[2Jb?c?"}, {"\xC3\xA4\xC3", "\xC3\xA4\\xC3"}},
+                                     Printable);
 }
 
 TEST(TableTest, BytesHaveTheUnitThatKeepsThemShort)

@@ -2,15 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include "support/pairs.h"
+
 namespace northbound {
 namespace {
 
 TEST(SafeNameTest, OnlyWhatNothingMisreadsStaysAsItIs)
 {
-    EXPECT_EQ(SafeName("eth0.100_b-1"), "eth0.100_b-1");
-    EXPECT_EQ(SafeName("a b,c=\"d\""), "a%20b%2Cc%3D%22d%22");
-    EXPECT_EQ(SafeName("../x:y%\n\xFF"), "..%2Fx%3Ay%25%0A%FF");
-    EXPECT_EQ(SafeName(""), "");
+    nbitest::ExpectEach<std::string>({{"eth0.100_b-1", "eth0.100_b-1"},
+                                      {"a b,c=\"d\"", "a%20b%2Cc%3D%22d%22"},
+                                      {"../x:y%\n\xFF", "..%2Fx%3Ay%25%0A%FF"},
+                                      {"", ""}},
+                                     SafeName);
 }
 
 TEST(SafeNameTest, EveryByteComesBack)
