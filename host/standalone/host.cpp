@@ -56,6 +56,12 @@ public:
         return m_Settings->m_ItemsFile.empty() ? m_ConfigFile : m_Settings->m_ItemsFile;
     }
 
+    std::string LogFile() const
+    {
+        std::lock_guard<std::mutex> guard(m_Mutex);
+        return m_Settings->m_Log.m_File;
+    }
+
     std::vector<ConfigItem> Items() const
     {
         std::lock_guard<std::mutex> guard(m_Mutex);
@@ -213,6 +219,11 @@ std::vector<ConfigItem> Host::Items() const
 std::string Host::ItemsFile() const
 {
     return m_pImpl->ItemsFile();
+}
+
+std::string Host::LogFile() const
+{
+    return m_pImpl->LogFile();
 }
 
 unsigned long Host::LinesLost() const

@@ -266,6 +266,15 @@ TEST_F(HostTest, ReloadMovesTheLogWhenItsOptionsChange)
     EXPECT_EQ(TextsOf("log2"), std::vector<std::string>{"test three"});
 }
 
+TEST_F(HostTest, LogFileIsToldBeforeTheStartAndFollowsAReload)
+{
+    Host host(WriteConfig());
+    EXPECT_EQ(host.LogFile(), PathOf("log"));
+    WriteFile("host.ini", "[host]\nroot = .\nlog_stderr = no\n");
+    host.Reload();
+    EXPECT_EQ(host.LogFile(), "");
+}
+
 TEST_F(HostTest, ReloadBeforeTheStartIsInForceAfterIt)
 {
     const auto pHost = MakeHost();

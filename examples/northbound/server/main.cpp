@@ -37,6 +37,7 @@
 #include "server/upkeep/configeditor.h"
 #include "server/upkeep/items.h"
 #include "server/upkeep/leftovers.h"
+#include "server/upkeep/logclaim.h"
 #include "server/upkeep/metrics.h"
 #include "server/upkeep/serversettings.h"
 #include "server/upkeep/socketclaim.h"
@@ -269,6 +270,7 @@ void Run(const CommandLine& line, const ServiceManager& manager)
         nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "stopped");
     };
     nbihost::Host host(line.m_ConfigFile, hooks);
+    LogClaim log(host.LogFile());  // before a line is written
     host.Start();
     LogStart(line);
     Logged([&] {
@@ -287,8 +289,10 @@ void Run(const CommandLine& line, const ServiceManager& manager)
         RedirectOutput(settings.m_OutputFile);
         MakeKeyPair();
         Catalogue catalogue = LoadDescriptions(settings.m_DescriptionFile);
-        ConfigEditor editor(line.m_ConfigFile, host.ItemsFile(), [&host, &line, &pService] {
+        ConfigEditor editor(line.m_ConfigFile, host.ItemsFile(), [&host, &log, &line, &pService] {
+            const LogClaim next = log.For(nbihost::Host(line.m_ConfigFile).LogFile());
             host.Reload();
+            log = next;
             pService->Apply(SettingsOf(line));
         });
         pService = std::make_unique<Service>(

@@ -127,6 +127,10 @@ public:
     /// Where an item that the program changes belongs: the key items_file, or the configuration file.
     std::string ItemsFile() const;
 
+    /// The log file's path, absolute or from the configuration file's directory; "" without one. Two processes that write
+    /// one log rename it under each other: a program that is started twice keeps the second one away from it.
+    std::string LogFile() const;
+
     /// All configuration items, by name, for a program that knows which there should be.
     std::vector<ConfigItem> Items() const;
 

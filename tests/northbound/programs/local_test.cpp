@@ -64,7 +64,8 @@ TEST_F(LocalTest, LivingServersSocketIsNotTakenOverAndAStaleOneIsReplaced)
 {
     auto pFirst = std::make_unique<Server>("", Way::LOCAL);
     const std::string config = pFirst->Directory() + "/second.ini";
-    WriteFile(config, ReadFile(pFirst->Directory() + "/server.ini"));
+    std::string text = ReadFile(pFirst->Directory() + "/server.ini");
+    WriteFile(config, text.replace(text.find("log_file = log"), 14, "log_file = second.log"));
     const Outcome second = RunServer({"--config", config});
     EXPECT_EQ(second.m_nExitCode, 3);
     EXPECT_EQ(second.m_Error,

@@ -23,6 +23,7 @@ protected:
             [&] { return fs::exists(LogPath()) && ReadFile(LogPath()).find(text) != std::string::npos; });
     }
 
+    const TestDirectory m_Folder;
     Server m_Server;
 };
 
@@ -53,20 +54,50 @@ TEST_F(SignalsTest, LogTellsVersionProcessAndConfigurationAndTheEnd)
     EXPECT_THAT(log, HasSubstr("nbi-server stopped\n"));
 }
 
+/// Each would rename the log under the other.
+TEST_F(SignalsTest, SecondServerOfALogIsRefusedAndLeavesItAlone)
+{
+    const std::string before = ReadFile(LogPath());
+    WriteFile(m_Folder / "server.ini",
+              "[host]\nroot = .\nlog_file = " + LogPath() + "\nlog_stderr = no\n[server]\nListenPort = 0\n");
+    const Outcome outcome = RunServer({"--config", m_Folder / "server.ini"});
+    EXPECT_EQ(outcome.m_nExitCode, 2);
+    EXPECT_EQ(outcome.m_Error, "nbi-server: log_file: " + LogPath() + " is another server's: process " +
+                                   std::to_string(m_Server.Process().Id()) + " writes it\n");
+    EXPECT_EQ(ReadFile(LogPath()), before);
+    StopInOrder(m_Server);
+}
+
+TEST_F(SignalsTest, ReloadThatNamesAnothersLogLeavesTheServerWithItsOwn)
+{
+    Server second;
+    const std::string config = second.Directory() + "/server.ini";
+    std::string text = ReadFile(config);
+    WriteFile(config, text.replace(text.find("log_file = log"), 14, "log_file = " + LogPath()));
+    const std::string before = ReadFile(LogPath());
+    second.Process().Signal(SIGHUP);
+    const std::string why = "log_file: " + LogPath() + " is another server's: process " +
+                            std::to_string(m_Server.Process().Id()) + " writes it";
+    EXPECT_TRUE(
+        Eventually([&] { return ReadFile(second.Directory() + "/log").find(why) != std::string::npos; }));
+    StopInOrder(second);
+    EXPECT_EQ(ReadFile(LogPath()), before);
+    StopInOrder(m_Server);
+}
+
 TEST_F(SignalsTest, SecondServerOfACollectionFolderIsRefusedInItsLogToo)
 {
-    const TestDirectory folder;
     const std::string collections = m_Server.Directory() + "/collections";
-    WriteFile(folder / "server.ini",
+    WriteFile(m_Folder / "server.ini",
               "[host]\nroot = .\nlog_file = log\nlog_stderr = no\n[server]\nListenPort = "
               "0\nCollectionDirectory = " +
                   collections + "\n");
-    const Outcome outcome = RunServer({"--config", folder / "server.ini"});
+    const Outcome outcome = RunServer({"--config", m_Folder / "server.ini"});
     EXPECT_EQ(outcome.m_nExitCode, 2);
     const std::string why =
         "CollectionDirectory: " + collections + " is another server's: a process holds it";
     EXPECT_THAT(outcome.m_Error, HasSubstr(why));
-    EXPECT_THAT(ReadFile(folder / "log"), HasSubstr("not started: " + why));
+    EXPECT_THAT(ReadFile(m_Folder / "log"), HasSubstr("not started: " + why));
     StopInOrder(m_Server);
 }
 

@@ -1,8 +1,6 @@
 #include "server/upkeep/socketclaim.h"
 
-#include <fcntl.h>
 #include <grp.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,16 +48,6 @@ void MakeFolder(const std::string& path, const std::optional<gid_t>& group)
     if (!fault.empty()) Refuse(path, folder + " " + fault);
 }
 
-int Lock(const std::string& path)
-{
-    const std::string name = path + ".lock";
-    const int nLock = open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-    if (nLock < 0) Refuse(path, name + " cannot be opened: " + std::strerror(errno));
-    if (flock(nLock, LOCK_EX | LOCK_NB) == 0) return nLock;
-    close(nLock);
-    Refuse(path, "another server serves there");
-}
-
 void CheckName(const std::string& path)
 {
     struct stat status {};
@@ -77,12 +65,9 @@ SocketClaim::SocketClaim(const std::string& path, const std::string& group)
     if (!fault.empty()) Refuse(path, "the path " + fault);
     MakeFolder(path, GroupNamed(path, group));
     CheckName(path);
-    m_nLock = Lock(path);
-}
-
-SocketClaim::~SocketClaim()
-{
-    if (m_nLock >= 0) close(m_nLock);
+    m_Lock.emplace(path + ".lock");
+    if (!m_Lock->Fault().empty()) Refuse(path, m_Lock->Fault());
+    if (!m_Lock->IsHeld()) Refuse(path, "another server serves there");
 }
 
 }  // namespace northbound

@@ -2,8 +2,11 @@
 /// The local socket's path as one server's own.
 #pragma once
 
+#include <optional>
 #include <stdexcept>
 #include <string>
+
+#include "server/upkeep/lockfile.h"
 
 namespace northbound {
 
@@ -24,12 +27,9 @@ public:
     /// \throws SocketError when another process has the path, something that is no socket has its name, its folder is
     ///         open to other users, it is no path for a socket, or there is no such group
     explicit SocketClaim(const std::string& path, const std::string& group = "");
-    ~SocketClaim();
-    SocketClaim(const SocketClaim&) = delete;
-    SocketClaim& operator=(const SocketClaim&) = delete;
 
 private:
-    int m_nLock = -1;
+    std::optional<LockFile> m_Lock;
 };
 
 }  // namespace northbound
