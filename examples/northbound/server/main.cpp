@@ -7,11 +7,11 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -28,11 +28,11 @@
 #include "server/corba/orbendpoint.h"
 #include "server/figures/catalogue.h"
 #include "server/operations/service.h"
-#include "server/serving/alarm.h"
 #include "server/serving/heartbeat.h"
 #include "server/serving/logprefix.h"
 #include "server/serving/servicemanager.h"
 #include "server/serving/stopsignal.h"
+#include "server/serving/timetable.h"
 #include "server/upkeep/collectionfiles.h"
 #include "server/upkeep/configeditor.h"
 #include "server/upkeep/items.h"
@@ -49,13 +49,11 @@ namespace northbound {
 namespace {
 
 constexpr const char* MODULE = "nbi-server";
+constexpr const char* DRAFT = ".part";
 constexpr std::chrono::seconds METRICS_INTERVAL(15);
 
 /// How long a start waits for what a killed server has set to pack.
 constexpr std::chrono::seconds PACKING_TIME(30);
-
-/// How often files that are kept no longer are looked for.
-constexpr std::chrono::hours SWEEP(1);
 
 /// What is ordered by signals: SIGHUP to read the configuration again and to open the log anew, SIGUSR1 to log the
 /// server's state, the others to stop. Blocked in every
@@ -132,16 +130,16 @@ void Serve(const ServiceManager& manager, ConfigEditor& editor, Service& service
 {
     const SignalSource signals;
     Heartbeat heartbeat(manager);
-    if (metrics.HasFile()) metrics.WriteFile();
-    Alarm beat(manager.BeatInterval());
-    Alarm file(metrics.HasFile() ? METRICS_INTERVAL : std::chrono::seconds(0));
-    Alarm sweep(SWEEP);
+    Timetable timetable;
+    service.Schedule(timetable);
+    timetable.Add(manager.BeatInterval(), [&heartbeat] { heartbeat.Beat(NS_UTIL::TakePoolSnapshots()); });
+    if (metrics.HasFile()) {
+        metrics.WriteFile();
+        timetable.Add(METRICS_INTERVAL, [&metrics] { metrics.WriteFile(); });
+    }
     for (;;) {
-        const auto limit = std::min({beat.Left(), file.Left(), sweep.Left()});
-        const Event event = NextEvent(signals.Descriptor(), metrics, limit);
-        if (sweep.IsDue()) service.Sweep();
-        if (beat.IsDue()) heartbeat.Beat(NS_UTIL::TakePoolSnapshots());
-        if (file.IsDue()) metrics.WriteFile();
+        const Event event = NextEvent(signals.Descriptor(), metrics, timetable.Left());
+        timetable.Run();
         if (event.m_nAsked >= 0) metrics.Answer(event.m_nAsked);
         if (event.m_nSignal == SIGHUP) {
             Reload(manager, editor);
@@ -195,10 +193,19 @@ Catalogue LoadDescriptions(const std::string& mainFile)
     return catalogue;
 }
 
+/// What a killed server has left would tell a script that this one serves already.
+void RemoveReadyFile(const std::string& path)
+{
+    if (path.empty()) return;
+    std::error_code ignored;
+    std::filesystem::remove(path, ignored);
+    std::filesystem::remove(path + DRAFT, ignored);
+}
+
 /// Appears under its name only when it is complete, so that a script may wait for it.
 void WriteReadyFile(const std::string& path, const std::string& address)
 {
-    const std::string draft = path + ".part";
+    const std::string draft = path + DRAFT;
     std::ofstream(draft) << address << '\n';
     if (std::rename(draft.c_str(), path.c_str()) != 0) {
         throw SettingsError("--ready-file: " + path + " cannot be written: " + std::strerror(errno));
@@ -271,6 +278,7 @@ void Run(const CommandLine& line, const ServiceManager& manager)
     };
     nbihost::Host host(line.m_ConfigFile, hooks);
     LogClaim log(host.LogFile());  // before a line is written
+    RemoveReadyFile(line.m_ReadyFile);
     host.Start();
     LogStart(line);
     Logged([&] {

@@ -92,6 +92,18 @@ TEST_F(ServerInputTest, OutputFileThatCannotBeWrittenIsNamed)
     EXPECT_TRUE(Names(outcome, "nowhere/out")) << outcome.m_Error;
 }
 
+/// A script that waits for the file would take it for this server's.
+TEST_F(ServerInputTest, ReadyFileOfAKilledServerIsGoneWhenTheServerDoesNotStart)
+{
+    const std::string ready = m_Directory / "ready";
+    WriteFile(ready, "127.0.0.1:1\n");
+    WriteFile(ready + ".part", "127");
+    WriteFile(ConfigPath(), m_Head + "OutputFile = nowhere/out\n");
+    EXPECT_EQ(RunServer({"--config", ConfigPath(), "--ready-file", ready}).m_nExitCode, 2);
+    EXPECT_FALSE(fs::exists(ready));
+    EXPECT_FALSE(fs::exists(ready + ".part"));
+}
+
 TEST_F(ServerInputTest, PortInUseHasAnExitCodeOfItsOwn)
 {
     const Server other;

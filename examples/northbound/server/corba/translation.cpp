@@ -70,7 +70,8 @@ void FillIn(Northbound::StoredFile& file, const CollectionFile& from)
     file.name = from.m_Name.c_str();
     file.state = from.m_State.c_str();
     file.bytes = from.m_nBytes;
-    file.age = static_cast<CORBA::ULongLong>(from.m_Age.count());
+    file.age =
+        static_cast<CORBA::ULongLong>(std::chrono::duration_cast<std::chrono::seconds>(from.m_Age).count());
 }
 
 void FillIn(Northbound::UserSession& session, const Sessions::Session& from)

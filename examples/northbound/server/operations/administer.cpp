@@ -1,6 +1,5 @@
 #include "server/operations/administer.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "server/serving/failure.h"
@@ -42,14 +41,15 @@ Pack::Result Pack::Run(const Request& request, const Caller& /*caller*/) const
     if (request.m_nPerArchive == 0) {
         ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE, "an archive holds at least one file");
     }
-    PackOutcome outcome = m_Packer.Pack(method, request.m_nPerArchive);
-    const std::size_t nMade = outcome.m_Archives.size();
+    const PackOutcome outcome = m_Packer.Pack(method, request.m_nPerArchive);
+    m_OnEnd();
+    Result result{{}, outcome.m_Archives.size(), outcome.m_nWaiting};
     PageRoom room;
-    const auto end =
-        std::find_if(outcome.m_Archives.begin(), outcome.m_Archives.end(),
-                     [&room](const std::string& archive) { return !room.Takes(archive.size(), 1); });
-    outcome.m_Archives.erase(end, outcome.m_Archives.end());
-    return {std::move(outcome.m_Archives), nMade, outcome.m_nWaiting};
+    for (const std::string& archive : outcome.m_Archives) {
+        if (!room.Takes(archive.size(), 1)) break;
+        result.m_Archives.push_back(archive);
+    }
+    return result;
 }
 
 SetItem::Result SetItem::Run(const Request& request, const Caller& /*caller*/) const

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <functional>
-#include <list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -57,18 +56,20 @@ public:
         std::vector<BoundedText> Texts() const { return {{"the method", m_Method, MAX_NAME}}; }
     };
     struct Result {
-        std::list<std::string> m_Archives;  // full paths; as many as an answer holds
-        std::size_t m_nMade = 0;            // archives on the whole
-        std::size_t m_nWaiting = 0;         // collection files that are not packed yet
+        std::vector<std::string> m_Archives;  // full paths; as many as an answer holds
+        std::size_t m_nMade = 0;              // archives on the whole
+        std::size_t m_nWaiting = 0;           // collection files that are not packed yet
     };
 
-    explicit Pack(Packer& packer) : m_Packer(packer) {}
+    /// \param onEnd is called after each packing
+    Pack(Packer& packer, std::function<void()> onEnd) : m_Packer(packer), m_OnEnd(std::move(onEnd)) {}
 
     /// \throws ProcessException BAD_ARGUMENT, CANNOT_PACK, FILE_NOT_WRITTEN
     Result Run(const Request& request, const Caller& caller) const;
 
 private:
     Packer& m_Packer;
+    std::function<void()> m_OnEnd;
 };
 
 /// The files of collections and archives, a page at a time.
@@ -90,7 +91,8 @@ private:
     const CollectionFiles& m_Files;
 };
 
-/// Removes the files that are kept no longer, as the server does by itself at its start and once an hour.
+/// Removes the files that are kept no longer, as the server does by itself at its start, once an hour and, where a total
+/// size is set, after collections and packings.
 class Clean {
 public:
     static constexpr Profile PROFILE{18, "clean", Place::POOL_0, Role::ADMIN};

@@ -18,9 +18,21 @@ Collect::Result Collect::Run(const Request& request, const Caller& caller) const
 {
     CollectionPlan plan = CheckedPlan(request);
     plan.m_HasGone = caller.m_HasGone;
-    const CollectionOutcome outcome = m_Book.Collect(plan);
+    const CollectionOutcome outcome = Carry(plan);
     return {plan.m_Dn,          outcome.m_Operation, outcome.m_File,
             outcome.m_nSamples, outcome.m_nLate,     Named(m_Element.m_Catalogue, outcome.m_Increase)};
+}
+
+CollectionOutcome Collect::Carry(const CollectionPlan& plan) const
+{
+    try {
+        CollectionOutcome outcome = m_Book.Collect(plan);
+        m_OnEnd();
+        return outcome;
+    } catch (...) {
+        m_OnEnd();  // what it has written so far stays
+        throw;
+    }
 }
 
 Cancel::Result Cancel::Run(const Request& request, const Caller& caller) const

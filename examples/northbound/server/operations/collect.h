@@ -2,7 +2,9 @@
 /// Performance collections: ordering one, and the list of those that run.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "server/operations/collectionbook.h"
@@ -34,16 +36,22 @@ public:
         NamedFigures m_Increase;
     };
 
-    Collect(const Element& element, CollectionBook& book) : m_Element(element), m_Book(book) {}
+    /// \param onEnd is called when a collection has ended, well or not, before its answer leaves
+    Collect(const Element& element, CollectionBook& book, std::function<void()> onEnd)
+        : m_Element(element), m_Book(book), m_OnEnd(std::move(onEnd))
+    {
+    }
 
     /// \throws ProcessException UNKNOWN_OBJECT, BAD_ARGUMENT, NO_FIGURES, and what the book throws
     Result Run(const Request& request, const Caller& caller) const;
 
 private:
     CollectionPlan CheckedPlan(const Request& request) const;
+    CollectionOutcome Carry(const CollectionPlan& plan) const;
 
     const Element& m_Element;
     CollectionBook& m_Book;
+    std::function<void()> m_OnEnd;
 };
 
 /// Ends a collection of the caller's own; an admin ends anybody's.

@@ -7,6 +7,7 @@ namespace northbound {
 namespace {
 
 constexpr const char* MODULE = "service";
+constexpr std::chrono::hours SWEEP(1);
 
 /// The element under \p settings' root: each file that the catalogue names is looked up there.
 Element ElementOf(const Settings& settings, Catalogue catalogue)
@@ -37,11 +38,11 @@ Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& ed
       m_Files(settings.m_CollectionDirectory,
               [this](const std::string& name) { return IsRunning(m_Book, name); }),
       m_Operations(Inventory(m_Element), Columns(m_Element.m_Catalogue), ReadCounters(m_Element),
-                   Collect(m_Element, m_Book), Cancel(m_Book), HugeTasks(m_Book),
+                   Collect(m_Element, m_Book, [this] { MakeRoom(); }), Cancel(m_Book), HugeTasks(m_Book),
                    Stop(std::move(requestStop)), PublicKey(), SendSecret(), Challenge(m_LoginGate),
-                   Login(m_Sessions, m_LoginGate), Logout(m_Sessions), Sessions(m_Sessions), Pack(m_Packer),
-                   SetItem(editor), Pools(std::move(linesLost)), Files(m_Files),
-                   Clean([this] { return Sweep(); }))
+                   Login(m_Sessions, m_LoginGate), Logout(m_Sessions), Sessions(m_Sessions),
+                   Pack(m_Packer, [this] { MakeRoom(); }), SetItem(editor), Pools(std::move(linesLost)),
+                   Files(m_Files), Clean([this] { return Sweep(); }))
 {
     Apply(settings);
 }
@@ -83,13 +84,37 @@ void Service::LogState()
                  files.size(), static_cast<unsigned long long>(nBytes));
 }
 
+Retention Service::Kept()
+{
+    std::lock_guard<std::mutex> guard(m_RetentionLock);
+    return m_Retention;
+}
+
 Swept Service::Sweep()
 {
     std::unique_lock<std::mutex> noPacking = m_Packer.Pause();
-    std::unique_lock<std::mutex> guard(m_RetentionLock);
-    const Retention retention = m_Retention;
-    guard.unlock();
-    return m_Files.Sweep(retention);
+    return m_Files.Sweep(Kept());
+}
+
+void Service::Schedule(Timetable& timetable)
+{
+    timetable.Add(SWEEP, [this] { SweepUnlessPacking(); });
+}
+
+void Service::MakeRoom()
+{
+    if (Kept().m_nBytes > 0) SweepUnlessPacking();
+}
+
+void Service::SweepUnlessPacking()
+{
+    std::unique_lock<std::mutex> noPacking = m_Packer.TryPause();
+    if (!noPacking.owns_lock()) return;
+    try {
+        m_Files.Sweep(Kept());
+    } catch (const std::exception& e) {  // whoever has collected or packed is not to blame
+        nbihost::Log(nbihost::LOG_LEVEL_ERROR, MODULE, "no room was made: %s", e.what());
+    }
 }
 
 }  // namespace northbound

@@ -16,6 +16,7 @@
 #include "server/operations/secrets.h"
 #include "server/serving/dispatcher.h"
 #include "server/serving/logingate.h"
+#include "server/serving/timetable.h"
 #include "server/serving/usersessions.h"
 #include "server/upkeep/collectionfiles.h"
 #include "server/upkeep/packer.h"
@@ -44,8 +45,11 @@ public:
     /// Tells what a killed server has left, and brings back what it was packing. To be called before the front ends ask.
     void TakeOver();
 
-    /// Removes the files that are kept no longer.
+    /// Removes the files that are kept no longer, once no packing is under way.
     Swept Sweep();
+
+    /// Has files that are kept no longer looked for once an hour.
+    void Schedule(Timetable& timetable);
 
     /// One line in the log: what runs, who is logged in, what waits.
     void LogState();
@@ -57,6 +61,12 @@ public:
     }
 
 private:
+    /// Where a total size is set, what is new makes room at once, and not within the hour: the disk is full by then.
+    void MakeRoom();
+    /// A packing may last longer than callers, and the thread that takes orders, can wait; it makes room at its own end.
+    void SweepUnlessPacking();
+    Retention Kept();
+
     const Element m_Element;
     UserSessions m_Sessions;
     LoginGate m_LoginGate;

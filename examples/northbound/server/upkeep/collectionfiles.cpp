@@ -37,12 +37,6 @@ bool IsOurs(const std::string& name)
             EndsIn(name, ".zip"));
 }
 
-std::chrono::seconds AgeOf(fs::file_time_type changed)
-{
-    const auto age = fs::file_time_type::clock::now() - changed;
-    return std::max(std::chrono::duration_cast<std::chrono::seconds>(age), std::chrono::seconds(0));
-}
-
 bool IsTooOld(const CollectionFile& file, const Retention& retention)
 {
     if (file.m_State == "running") return false;
@@ -59,6 +53,7 @@ CollectionFiles::CollectionFiles(std::string directory, IsRunning isRunning)
 
 std::vector<CollectionFile> CollectionFiles::List() const
 {
+    const fs::file_time_type now = fs::file_time_type::clock::now();
     std::vector<CollectionFile> files;
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(m_Directory, error)) {
@@ -67,7 +62,7 @@ std::vector<CollectionFile> CollectionFiles::List() const
         if (!IsOurs(file.m_Name)) continue;
         file.m_nBytes = entry.file_size(error);
         if (error) continue;  // it has gone meanwhile
-        file.m_Age = AgeOf(entry.last_write_time(error));
+        file.m_Age = std::max(now - entry.last_write_time(error), std::chrono::nanoseconds(0));
         if (error) continue;
         file.m_State = !IsPart(file.m_Name) ? "whole" : m_IsRunning(file.m_Name) ? "running" : "part";
         files.push_back(std::move(file));

@@ -17,7 +17,7 @@ struct CollectionFile {
     std::string
         m_State;  // "running"; "part": cancelled, abandoned or cut short; "whole": finished, or an archive
     std::uint64_t m_nBytes = 0;
-    std::chrono::seconds m_Age{0};  // since its last change
+    std::chrono::nanoseconds m_Age{0};  // since its last change
 
     std::string Key() const { return m_Name; }
     std::vector<std::string> Texts() const { return {m_Name, m_State}; }

@@ -43,6 +43,8 @@ public:
 
     /// No packing is under way while the caller holds this.
     std::unique_lock<std::mutex> Pause() { return std::unique_lock<std::mutex>(m_Mutex); }
+    /// Owns nothing while one is.
+    std::unique_lock<std::mutex> TryPause() { return {m_Mutex, std::try_to_lock}; }
 
 private:
     std::list<std::string> WaitingFiles() const;

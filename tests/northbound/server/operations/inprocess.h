@@ -51,11 +51,18 @@ public:
 
     template <class Operation>
     Outcome<typename Operation::Result> Ask(typename Operation::Request request,
-                                            const std::string& user = "alice")
+                                            const std::string& user = "alice",
+                                            std::function<bool()> hasGone = {})
     {
-        return m_pService->Ask<Operation>({user, "192.0.2.1:7", true}, std::move(request));
+        Caller caller{user, "192.0.2.1:7", true};
+        caller.m_HasGone = std::move(hasGone);
+        return m_pService->Ask<Operation>(caller, std::move(request));
     }
 
+    /// What the server does by itself again and again.
+    void Schedule(Timetable& timetable) { m_pService->Schedule(timetable); }
+
+    std::string CollectionDirectory() const { return m_Folder / "collections"; }
     std::string ConfigFile() const { return m_Folder / "server.ini"; }
     std::string LogText() const { return nbitest::ReadFile(m_Folder / "log"); }
     bool IsStopRequested() const { return m_bStopRequested; }

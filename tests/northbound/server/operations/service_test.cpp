@@ -88,7 +88,7 @@ TEST_F(ServiceTest, EveryOperationAnswersWithoutAFrontEnd)
     EXPECT_EQ(CodeOf(m_Server.Ask<Cancel>({collected.m_Operation})), ErrCode::BAD_ARGUMENT) << "it is over";
     Ask<HugeTasks>({});
     EXPECT_EQ(Ask<Pools>({}).m_Pools.size(), 3u);
-    EXPECT_EQ(Ask<Pack>({"gzip", 1}).m_Archives, std::list<std::string>{collected.m_File + ".gz"});
+    EXPECT_EQ(Ask<Pack>({"gzip", 1}).m_Archives, std::vector<std::string>{collected.m_File + ".gz"});
 
     EXPECT_EQ(Ask<Files>({}).m_Items.size(), 1u);
     EXPECT_EQ(Ask<Clean>({}).m_nFiles, 0u) << "nothing is that old";
