@@ -1,7 +1,8 @@
 // Requests that were damaged on the way, thousands of them: the server goes on, loses nothing and keeps nothing open.
-#include <fcntl.h>
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <stdlib.h>
 #include <sys/socket.h>
@@ -11,8 +12,12 @@
 #include <algorithm>
 #include <filesystem>
 #include <list>
+#include <map>
 #include <random>
+#include <regex>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "northbound/programs/giop.h"
@@ -44,39 +49,58 @@ std::string Request12(const std::string& operation, const std::string& arguments
     return header + body;
 }
 
-std::vector<std::string> GoodRequests()
+/// The arguments of each operation behind the caller's. Stop is apart: a server that is asked to is gone.
+std::map<std::string, std::string> Arguments()
 {
-    struct Ask {
-        const char* m_pOperation;
-        std::string m_Arguments;
-    };
     const std::string lo = Loopback();
     const std::string hex = LastText(std::string(512, 'a'));
-    const std::vector<Ask> asks{{"Inventory", Text("") + Number(100)},
-                                {"Columns", ""},
-                                {"ReadCounters", LastText(lo)},
-                                {"Collect", Text(lo) + Number(10) + Number(10)},
-                                {"Cancel", LastText("ef54b7f2-e560-11f1-8000-02fc00000001")},
-                                {"Pack", Text("tar") + Number(2)},
-                                {"SetItem", Text("HugeTaskLimit") + LastText("4")},
-                                {"HugeTasks", LastText("")},
-                                {"PublicKey", ""},
-                                {"SendSecret", hex},
-                                {"Challenge", ""},
-                                {"Login", hex},
-                                {"Logout", ""},
-                                {"Sessions", LastText("")}};
+    return {{"Inventory", Text("") + Number(100)},
+            {"Columns", ""},
+            {"ReadCounters", LastText(lo)},
+            {"Collect", Text(lo) + Number(10) + Number(10)},
+            {"Cancel", LastText("ef54b7f2-e560-11f1-8000-02fc00000001")},
+            {"Pack", Text("tar") + Number(2)},
+            {"Files", LastText("")},
+            {"Clean", ""},
+            {"SetItem", Text("HugeTaskLimit") + LastText("4")},
+            {"HugeTasks", LastText("")},
+            {"PublicKey", ""},
+            {"SendSecret", hex},
+            {"Challenge", ""},
+            {"Login", hex},
+            {"Logout", ""},
+            {"Sessions", LastText("")},
+            {"Pools", ""}};
+}
+
+/// Each operation in both ways.
+std::vector<std::string> GoodRequests(const std::map<std::string, std::string>& operations)
+{
     std::vector<std::string> requests;
-    for (const Ask& ask : asks) {
-        requests.push_back(Request(ask.m_pOperation, ask.m_Arguments, std::string(32, 'A')));
-        requests.push_back(Request12(ask.m_pOperation, ask.m_Arguments));
+    for (const auto& [operation, arguments] : operations) {
+        requests.push_back(Request(operation, arguments, std::string(32, 'A')));
+        requests.push_back(Request12(operation, arguments));
     }
     return requests;
+}
+
+std::set<std::string> OperationsOfTheInterface()
+{
+    const std::string idl = nbitest::ReadFile(NBI_IDL);
+    const std::string interface = idl.substr(idl.find("\n    interface Manager {"));
+    static const std::regex operation(R"(\n        [A-Za-z ]+ ([A-Za-z]+)\(in Caller who)");
+    std::set<std::string> operations;
+    for (std::sregex_iterator at(interface.begin(), interface.end(), operation), end; at != end; ++at) {
+        operations.insert((*at)[1]);
+    }
+    return operations;
 }
 
 /// Damages requests, always the same ones in the same order.
 class Damage {
 public:
+    explicit Damage(std::vector<std::string> good) : m_Good(std::move(good)) {}
+
     std::string Next()
     {
         std::string message = m_Good[Below(m_Good.size())];
@@ -128,19 +152,17 @@ private:
     }
 
     std::mt19937 m_Random{20261122};
-    const std::vector<std::string> m_Good = GoodRequests();
+    const std::vector<std::string> m_Good;
 };
 
 /// A connection that sends one message.
 class Sender {
 public:
-    Sender(const std::string& path, const std::string& message)
-        : m_nSocket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    /// \param server the local socket's path, or "127.0.0.1:<port>"
+    Sender(const std::string& server, const std::string& message)
+        : m_nSocket(socket(server[0] == '/' ? AF_UNIX : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)),
+          m_bConnected(server[0] == '/' ? ConnectTo(server) : ConnectTo(PortOf(server)))
     {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-        m_bConnected = connect(m_nSocket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
         send(m_nSocket, message.data(), message.size(), MSG_NOSIGNAL);
     }
     ~Sender() { close(m_nSocket); }
@@ -166,8 +188,34 @@ public:
     }
 
 private:
+    static unsigned long PortOf(const std::string& server)
+    {
+        return std::stoul(server.substr(server.find(':') + 1));
+    }
+
+    template <class Address>
+    bool Connect(const Address& address) const
+    {
+        return connect(m_nSocket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    }
+    bool ConnectTo(const std::string& path) const
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        return Connect(address);
+    }
+    bool ConnectTo(unsigned long nPort) const
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(nPort));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        return Connect(address);
+    }
+
     const int m_nSocket;
-    bool m_bConnected = false;
+    const bool m_bConnected;
 };
 
 std::ptrdiff_t Descriptors(Server& server)
@@ -177,40 +225,82 @@ std::ptrdiff_t Descriptors(Server& server)
     return std::distance(begin(folder), end(folder));
 }
 
-TEST(MutationsTest, DamagedRequestsHarmNobody)
+class MutationsTest : public ::testing::Test {
+protected:
+    MutationsTest()
+    {
+        // The ORB itself loses a connection's buffer when that ends in the middle of a message.
+        WriteFile(m_Folder / "known", "leak:omni::giopStrand::acquireServer\n");
+        setenv("LSAN_OPTIONS", ("suppressions=" + (m_Folder / "known") + ":print_suppressions=0").c_str(), 1);
+        setenv("XDG_RUNTIME_DIR", m_Folder.Path().c_str(), 1);
+    }
+
+    /// Sends what \p damage makes, and asks for a right answer in between.
+    static void Send(Server& server, const std::string& path, const Session& session, Damage damage,
+                     int nMessages)
+    {
+        for (int i = 0; i < nMessages; i += AT_ONCE) {
+            std::list<Sender> senders;
+            for (int j = 0; j < AT_ONCE; ++j) {
+                senders.emplace_back(path, damage.Next());
+                ASSERT_TRUE(senders.back().IsConnected())
+                    << "after " << i + j << " messages: " << server.Process().StandardError();
+            }
+            for (const Sender& sender : senders) sender.Await(5);
+            if (i % BETWEEN_GOOD_ONES == 0) {
+                ASSERT_NO_THROW(ReadCounters(session, session.Who(), Loopback()))
+                    << "after " << i << " messages";
+            }
+        }
+        ReadInventory(session, session.Who());
+    }
+
+    static void ExpectNothingOpen(Server& server, std::ptrdiff_t nBefore)
+    {
+        EXPECT_TRUE(Eventually([&] { return Descriptors(server) <= nBefore; }))
+            << Descriptors(server) << " descriptors";
+        StopInOrder(server);
+        EXPECT_THAT(server.Process().StandardError(), ::testing::Not(::testing::HasSubstr("Sanitizer")));
+    }
+
+    const TestDirectory m_Folder;
+};
+
+TEST_F(MutationsTest, EveryOperationOfTheInterfaceIsTried)
 {
-    // The ORB itself loses a connection's buffer when that ends in the middle of a message.
-    const TestDirectory folder;
-    WriteFile(folder / "known", "leak:omni::giopStrand::acquireServer\n");
-    setenv("LSAN_OPTIONS", ("suppressions=" + (folder / "known") + ":print_suppressions=0").c_str(), 1);
-    setenv("XDG_RUNTIME_DIR", folder.Path().c_str(), 1);
+    std::set<std::string> tried{"Stop"};
+    for (const auto& [operation, arguments] : Arguments()) tried.insert(operation);
+    EXPECT_EQ(tried, OperationsOfTheInterface());
+}
+
+TEST_F(MutationsTest, DamagedRequestsHarmNobody)
+{
     Server server("", Way::LOCAL);
     const std::string path = server.Address().substr(server.Address().find(':') + 1);
     const Session session(server.Address(), "good", "", std::chrono::seconds(60));
     ReadCounters(session, session.Who(), Loopback());
-    for (const std::string& request : GoodRequests()) {
+    for (const std::string& request : GoodRequests(Arguments())) {
         const Sender sender(path, request);
         EXPECT_EQ(sender.Answer(), "GIOP") << "an undamaged one is not answered: " << request;
     }
     const std::ptrdiff_t nBefore = Descriptors(server);
-    Damage damage;
-    for (int i = 0; i < MESSAGES; i += AT_ONCE) {
-        std::list<Sender> senders;
-        for (int j = 0; j < AT_ONCE; ++j) {
-            senders.emplace_back(path, damage.Next());
-            ASSERT_TRUE(senders.back().IsConnected())
-                << "after " << i + j << " messages: " << server.Process().StandardError();
-        }
-        for (const Sender& sender : senders) sender.Await(5);
-        if (i % BETWEEN_GOOD_ONES == 0) {
-            ASSERT_NO_THROW(ReadCounters(session, session.Who(), Loopback())) << "after " << i << " messages";
-        }
+    Send(server, path, session, Damage(GoodRequests(Arguments())), MESSAGES);
+    ExpectNothingOpen(server, nBefore);
+}
+
+/// Where the caller may not stop the server, so that it goes on when an order is still whole enough.
+TEST_F(MutationsTest, DamagedOrdersToStopHarmNobody)
+{
+    Server server("Anonymous = collector\n");
+    const Session session(server.Address(), "good", "", std::chrono::seconds(60));
+    ReadCounters(session, session.Who(), Loopback());
+    const std::vector<std::string> orders = GoodRequests({{"Stop", ""}});
+    for (const std::string& request : orders) {
+        EXPECT_EQ(Sender(server.Address(), request).Answer(), "GIOP") << "an undamaged one is not answered";
     }
-    ReadInventory(session, session.Who());
-    EXPECT_TRUE(Eventually([&] { return Descriptors(server) <= nBefore; }))
-        << Descriptors(server) << " descriptors";
-    StopInOrder(server);
-    EXPECT_THAT(server.Process().StandardError(), ::testing::Not(::testing::HasSubstr("Sanitizer")));
+    const std::ptrdiff_t nBefore = Descriptors(server);
+    Send(server, server.Address(), session, Damage(orders), BETWEEN_GOOD_ONES);
+    ExpectNothingOpen(server, nBefore);
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 
 #include <cctype>
 #include <chrono>
+#include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -80,16 +82,47 @@ std::string NameOf(const ::testing::TestParamInfo<Words>& info)
     return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EverySubcommand, TimeoutTest,
-    ::testing::Values(Words{"inventory"}, Words{"counters", "lo"}, Words{"counters", Loopback()},
-                      Words{"collect", "lo", "--duration", "3600"},
-                      Words{"collect", Loopback(), "--duration", "3600"},
-                      Words{"collect", Loopback(), "--duration", "3600", "--quiet"}, Words{"tasks"},
-                      Words{"tasks", "--watch"}, Words{"config", "set", "HugeTaskLimit", "5"},
-                      Words{"login", "FILE"}, Words{"cancel", "x"}, Words{"logout"}, Words{"sessions"},
-                      Words{"stop"}, Words{"pubkey"}, Words{"send-secret", "--encrypt", "FILE"}),
-    NameOf);
+const std::vector<Words>& Commands()
+{
+    static const std::vector<Words> commands{{"inventory"},
+                                             {"counters", "lo"},
+                                             {"counters", Loopback()},
+                                             {"collect", "lo", "--duration", "3600"},
+                                             {"collect", Loopback(), "--duration", "3600"},
+                                             {"collect", Loopback(), "--duration", "3600", "--quiet"},
+                                             {"tasks"},
+                                             {"tasks", "--watch"},
+                                             {"pools"},
+                                             {"top"},
+                                             {"doctor"},
+                                             {"files"},
+                                             {"pack"},
+                                             {"clean"},
+                                             {"config", "set", "HugeTaskLimit", "5"},
+                                             {"login", "FILE"},
+                                             {"cancel", "x"},
+                                             {"logout"},
+                                             {"sessions"},
+                                             {"stop"},
+                                             {"pubkey"},
+                                             {"send-secret", "--encrypt", "FILE"}};
+    return commands;
+}
+
+INSTANTIATE_TEST_SUITE_P(EverySubcommand, TimeoutTest, ::testing::ValuesIn(Commands()), NameOf);
+
+TEST(TimeoutTableTest, EverySubcommandThatAsksAServerIsTried)
+{
+    std::set<std::string> tried{"reason", "password-item", "plot"};  // ask nobody
+    for (const Words& words : Commands()) tried.insert(words[0]);
+    const std::string help = RunClient({"--help"}).m_Output;
+    std::istringstream lines(help.substr(help.find("\nSubcommands:\n")));
+    std::set<std::string> all;
+    for (std::string line; std::getline(lines, line);) {
+        if (StartsWith(line, "  ") && line[2] != ' ') all.insert(line.substr(2, line.find(' ', 2) - 2));
+    }
+    EXPECT_EQ(tried, all);
+}
 
 }  // namespace
 }  // namespace northbound

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <mutex>
 
+#include "client/corba/resolver.h"
 #include "client/texts/texts.h"
 #include "shared/corba/tlscontext.h"
 #include "shared/localsocket.h"
@@ -13,6 +14,8 @@
 
 namespace northbound {
 namespace {
+
+using Milliseconds = std::chrono::milliseconds;
 
 bool Has(const std::string& server, const std::string& scheme)
 {
@@ -24,14 +27,31 @@ std::string Without(const std::string& server, const std::string& scheme)
     return server.substr(scheme.size());
 }
 
-std::string LocationOf(const std::string& server)
+/// "<host>:<port>" of a server that is reached by TCP, with TLS or without.
+std::string Internet(const std::string& server)
 {
-    const std::string slashAndKey = std::string("/") + OBJECT_KEY;
+    return Has(server, TLS_SCHEME) ? Without(server, TLS_SCHEME) : server;
+}
+
+/// \throws UnknownName
+std::string LocationOf(const std::string& server, std::chrono::milliseconds limit)
+{
+    std::string location = "corbaloc:";
     if (Has(server, SOCKET_SCHEME)) {
-        return "corbaloc:omniunix:" + Without(server, SOCKET_SCHEME) + ":" + slashAndKey;
+        location += "omniunix:" + Without(server, SOCKET_SCHEME) + ":";
+    } else {
+        const char* pParting = "";
+        for (const std::string& place : PlacesBehind(Internet(server), limit)) {
+            location.append(pParting).append(Has(server, TLS_SCHEME) ? "ssliop:" : "iiop:").append(place);
+            pParting = ",";
+        }
     }
-    if (Has(server, TLS_SCHEME)) return "corbaloc:ssliop:" + Without(server, TLS_SCHEME) + slashAndKey;
-    return "corbaloc:iiop:" + server + slashAndKey;
+    return location + "/" + OBJECT_KEY;
+}
+
+bool NeedsNoSearch(const std::string& server)
+{
+    return Has(server, SOCKET_SCHEME) || IsAddress(Internet(server));
 }
 
 /// Without port and without the brackets of an IPv6 address.
@@ -42,44 +62,80 @@ std::string HostIn(const std::string& hostAndPort)
     return host;
 }
 
-/// Why TLS has failed. The ORB says no more than that it got no connection.
-class TlsFailure {
+/// Why the current server was not reached. The ORB says no more than that it got no connection, or lost it. Threads: any.
+class ConnectionFault {
 public:
-    void Set(const std::string& why)
+    /// Before another server is asked.
+    void Forget()
     {
         std::lock_guard<std::mutex> guard(m_Mutex);
-        m_Why = why;
+        m_Fault.clear();
+        m_bWanted = m_bEstablished = false;
     }
 
-    std::string Get()
+    void Note(const std::string& fault)
     {
         std::lock_guard<std::mutex> guard(m_Mutex);
-        return m_Why;
+        m_Fault = fault;
+    }
+
+    void NoteWanted()
+    {
+        std::lock_guard<std::mutex> guard(m_Mutex);
+        m_bWanted = true;
+    }
+
+    void NoteEstablished()
+    {
+        std::lock_guard<std::mutex> guard(m_Mutex);
+        m_bEstablished = true;
+    }
+
+    /// A server that does not accept what it was shown may tell so when TLS is established here, or just go: then what
+    /// arrives is a matter of time. A certificate that is wanted and missing is the reason in any case.
+    /// \return "" when nothing is known
+    std::string Text(bool bInTime)
+    {
+        std::lock_guard<std::mutex> guard(m_Mutex);
+        if (bInTime && m_bWanted) {
+            return Say("TLS failed: {1}", {Say("the other side wants a certificate, and this client has none "
+                                               "(TlsCertificate, TlsKey)")});
+        }
+        if (!m_Fault.empty() || !bInTime || !m_bEstablished) return m_Fault;
+        return Say(
+            "the connection was closed: the server has ended, or does not accept this client's certificate");
     }
 
 private:
     std::mutex m_Mutex;
-    std::string m_Why;  // guarded by m_Mutex
+    std::string m_Fault;          // guarded by m_Mutex
+    bool m_bWanted = false;       // guarded by m_Mutex
+    bool m_bEstablished = false;  // guarded by m_Mutex
 };
 
-TlsFailure& LastTlsFailure()
+ConnectionFault& LastFault()
 {
-    static TlsFailure failure;
-    return failure;
+    static ConnectionFault fault;
+    return fault;
 }
 
 void SpeakTls(const std::vector<Endpoint>& servers, const TlsFiles& files)
 {
     const auto isTls = [](const Endpoint& server) { return Has(server.m_Address, TLS_SCHEME); };
     if (std::none_of(servers.begin(), servers.end(), isTls)) return;
-    TlsContext::InstallForClient(
-        files, [](const std::string& /*peer*/, const std::string& why) { LastTlsFailure().Set(why); });
+    TlsEvents events;
+    events.m_OnFailure = [](const std::string& /*peer*/, const std::string& why) {
+        LastFault().Note(Say("TLS failed: {1}", {Translated(why)}));
+    };
+    events.m_OnWanted = [] { LastFault().NoteWanted(); };
+    events.m_OnEstablished = [] { LastFault().NoteEstablished(); };
+    TlsContext::InstallForClient(files, events);
 }
 
 /// Before anything is asked of the server at \p address.
 void ExpectFrom(const std::string& address)
 {
-    LastTlsFailure().Set("");
+    LastFault().Forget();
     if (Has(address, TLS_SCHEME)) TlsContext::Expect(HostIn(Without(address, TLS_SCHEME)));
 }
 
@@ -109,23 +165,55 @@ Session::Session(const std::vector<Endpoint>& servers, const std::string& user,
     for (const Endpoint& server : servers) {
         m_Servers.emplace_back();
         m_Servers.back().m_Address = server.m_Address;
-        m_Servers.back().m_Manager = ManagerAt(server.m_Address);
         m_Servers.back().m_Who.user = user.c_str();
         m_Servers.back().m_Who.key = server.m_Key.c_str();
         m_Servers.back().m_Who.patience = static_cast<CORBA::ULong>(timeout.count());
     }
+    MakeWhatNeedsNoSearch();
     ExpectFrom(Address());
     LimitAnswerTime(static_cast<unsigned int>(timeout.count()));
 }
 
-Northbound::Manager_ptr Session::ManagerAt(const std::string& address) const
+/// So that an address which is none is told before anybody is asked.
+void Session::MakeWhatNeedsNoSearch()
+{
+    for (Way& way : m_Servers) {
+        if (!NeedsNoSearch(way.m_Address)) continue;
+        try {
+            way.m_Manager = ManagerAt(way.m_Address, m_Timeout);
+        } catch (const CORBA::SystemException& e) {
+            throw NoAnswer(Named(way.m_Address, e));
+        }
+    }
+}
+
+Northbound::Manager_ptr Session::ManagerAt(const std::string& address, Milliseconds limit) const
 {
     try {
-        const CORBA::Object_var object = m_Orb->string_to_object(LocationOf(address).c_str());
+        const CORBA::Object_var object = m_Orb->string_to_object(LocationOf(address, limit).c_str());
         return Northbound::Manager::_unchecked_narrow(object);
-    } catch (const CORBA::SystemException& e) {
-        throw NoAnswer(Named(address, e));
+    } catch (const UnknownName& e) {
+        LastFault().Note(e.what());
+        throw CORBA::TRANSIENT(omni::TRANSIENT_ConnectFailed, CORBA::COMPLETED_NO);
     }
+}
+
+Milliseconds Session::Reach(Milliseconds limit) const
+{
+    std::lock_guard<std::mutex> guard(m_ReachLock);
+    Way& way = m_Servers[m_nCurrent];
+    if (!CORBA::is_nil(way.m_Manager)) return limit;
+    const auto begin = std::chrono::steady_clock::now();
+    way.m_Manager = ManagerAt(way.m_Address, limit);
+    const auto taken = std::chrono::steady_clock::now() - begin;
+    return std::max(limit - std::chrono::duration_cast<Milliseconds>(taken), Milliseconds(1));
+}
+
+Northbound::Manager_ptr Session::Server() const
+{
+    const Milliseconds left = Reach(m_Timeout);
+    if (left != m_Timeout) LimitAnswerTime(static_cast<unsigned int>(left.count()));
+    return Current().m_Manager.in();
 }
 
 Session::~Session()
@@ -141,8 +229,8 @@ void Session::Settle() const
 {
     if (m_bSettled || !HasSeveralServers()) return;
     for (Attempts attempts(*this, 1);;) {
-        attempts.Begin();
         try {
+            attempts.Begin();
             Ping();
             attempts.TakeTheRest();
             m_bSettled = true;
@@ -173,11 +261,11 @@ void Session::Attempts::TakeTheRest()
 
 void Session::Attempts::Limit(unsigned int nShares)
 {
-    using Milliseconds = std::chrono::milliseconds;
     const auto left = std::chrono::duration_cast<Milliseconds>(m_End - std::chrono::steady_clock::now());
-    const auto nShare = std::max<Milliseconds::rep>(left.count() / nShares, 1);  // 0 would be no limit
-    LimitAnswerTime(static_cast<unsigned int>(nShare));
-    m_Session.m_Servers[m_Session.m_nCurrent].m_Who.patience = static_cast<CORBA::ULong>(nShare);
+    const Milliseconds share(std::max<Milliseconds::rep>(left.count() / nShares, 1));  // 0 would be no limit
+    const Milliseconds rest = m_Session.Reach(share);
+    LimitAnswerTime(static_cast<unsigned int>(rest.count()));
+    m_Session.m_Servers[m_Session.m_nCurrent].m_Who.patience = static_cast<CORBA::ULong>(rest.count());
 }
 
 void Session::Attempts::GoOn(const CORBA::SystemException& failure)
@@ -207,8 +295,9 @@ bool Session::IsGone() const
 
 std::string Session::ReasonOf(const CORBA::SystemException& failure)
 {
-    const std::string tlsFailure = LastTlsFailure().Get();
-    if (!tlsFailure.empty()) return Say("TLS failed: {1}", {Translated(tlsFailure)});
+    const bool bInTime = dynamic_cast<const CORBA::TIMEOUT*>(&failure) == nullptr;
+    const std::string fault = LastFault().Text(bInTime);
+    if (!fault.empty()) return fault;
     if (dynamic_cast<const CORBA::COMM_FAILURE*>(&failure) != nullptr) {
         return Say(
             "the connection was closed: refused, or not a server, or one with TLS (tls:<host>:<port>)");

@@ -5,6 +5,7 @@
 #include <omniORB4/CORBA.h>
 
 #include <chrono>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -26,7 +27,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The process's ORB and the servers' objects: one at a time. No connection is made before the first request.
+/// The process's ORB and the servers' objects: one at a time. No connection is made before the first request, and no name
+/// looked up; the time that this takes is the request's.
 ///
 /// Of several servers one is asked: the first, and in Read() and Settle() the next one when it does not answer. Each
 /// gets its share of the time that is left, so that one that hangs leaves time for the others.
@@ -52,7 +54,8 @@ public:
     Session& operator=(const Session&) = delete;
 
     /// The server that is asked now.
-    Northbound::Manager_ptr Server() const { return Current().m_Manager.in(); }
+    /// \throws CORBA::TRANSIENT when its name stands for no address; ReasonOf() tells
+    Northbound::Manager_ptr Server() const;
     const Northbound::Caller& Who() const { return Current().m_Who; }
     const std::string& Address() const { return Current().m_Address; }
     bool HasSeveralServers() const { return m_Servers.size() > 1; }
@@ -68,8 +71,8 @@ public:
     {
         if (!HasSeveralServers() || m_bSettled) return ask(Server(), Who());
         for (Attempts attempts(*this, 0);;) {
-            attempts.Begin();
             try {
+                attempts.Begin();
                 return ask(Server(), Who());
             } catch (const CORBA::SystemException& e) {
                 attempts.GoOn(e);
@@ -101,7 +104,8 @@ public:
 private:
     struct Way {
         std::string m_Address;
-        Northbound::Manager_var m_Manager;
+        Northbound::Manager_var
+            m_Manager;  // nil until the address behind a name is known; guarded by m_ReachLock
         Northbound::Caller m_Who;
     };
 
@@ -111,6 +115,7 @@ private:
         /// \param nReserved shares of the time that are left when all servers have had theirs
         Attempts(const Session& session, unsigned int nReserved);
         /// Gives the current server its share of the time.
+        /// \throws as Server()
         void Begin();
         /// Takes the next server.
         /// \throws NoAnswer after the last one
@@ -128,11 +133,17 @@ private:
         std::string m_Failures;
     };
 
-    Northbound::Manager_ptr ManagerAt(const std::string& address) const;
+    void MakeWhatNeedsNoSearch();
+    Northbound::Manager_ptr ManagerAt(const std::string& address, std::chrono::milliseconds limit) const;
+    /// Gives the current server its object, unless it has one.
+    /// \return what is left of \p limit, and more than nothing
+    /// \throws as Server()
+    std::chrono::milliseconds Reach(std::chrono::milliseconds limit) const;
     const Way& Current() const { return m_Servers[m_nCurrent]; }
 
     CORBA::ORB_var m_Orb;
     const std::chrono::milliseconds m_Timeout;
+    mutable std::mutex m_ReachLock;
     // Which one is asked is no part of what callers see.
     mutable std::vector<Way> m_Servers;
     mutable std::size_t m_nCurrent = 0;

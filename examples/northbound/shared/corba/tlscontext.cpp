@@ -185,21 +185,21 @@ bool IsFailedHandshake(const SSL* pConnection, int nWhere, int nResult)
 
 }  // namespace
 
-TlsContext::TlsContext(bool bServer, TlsFiles files, FailureSink onFailure)
-    : m_bServer(bServer), m_Files(std::move(files)), m_OnFailure(std::move(onFailure))
+TlsContext::TlsContext(bool bServer, TlsFiles files, TlsEvents events)
+    : m_bServer(bServer), m_Files(std::move(files)), m_Events(std::move(events))
 {
 }
 
 void TlsContext::InstallForServer(const TlsFiles& files, FailureSink onFailure)
 {
     Try(files);
-    Install(new TlsContext(true, files, std::move(onFailure)));
+    Install(new TlsContext(true, files, {std::move(onFailure), [] {}, [] {}}));
 }
 
-void TlsContext::InstallForClient(const TlsFiles& files, FailureSink onFailure)
+void TlsContext::InstallForClient(const TlsFiles& files, TlsEvents events)
 {
     Try(files);
-    Install(new TlsContext(false, files, std::move(onFailure)));
+    Install(new TlsContext(false, files, std::move(events)));
 }
 
 void TlsContext::Install(TlsContext* pContext)
@@ -223,6 +223,15 @@ void TlsContext::set_supported_versions()
 void TlsContext::set_certificate()
 {
     ShowCertificate(get_SSL_CTX(), m_Files.m_Certificate);
+    if (!m_bServer && m_Files.m_Certificate.empty()) SSL_CTX_set_cert_cb(get_SSL_CTX(), HaveNone, nullptr);
+}
+
+/// OpenSSL asks when the other side does.
+int TlsContext::HaveNone(SSL* /*pConnection*/, void* /*pData*/)
+{
+    constexpr int GO_ON = 1;
+    static_cast<const TlsContext*>(singleton)->m_Events.m_OnWanted();
+    return GO_ON;
 }
 
 void TlsContext::set_privatekey()
@@ -247,11 +256,13 @@ void TlsContext::Look(const SSL* pConnection, int nWhere, int nResult)
     const auto* const pContext = static_cast<const TlsContext*>(singleton);
     if (nWhere == SSL_CB_HANDSHAKE_START) {
         t_HandshakePeer = PeerOf(pConnection);
+    } else if (nWhere == SSL_CB_HANDSHAKE_DONE) {
+        pContext->m_Events.m_OnEstablished();
     } else if (IsLateRefusal(pConnection, nWhere, nResult)) {
-        pContext->m_OnFailure(PeerOf(pConnection),
-                              std::string("the other side refused: ") + SSL_alert_desc_string_long(nResult));
+        pContext->m_Events.m_OnFailure(PeerOf(pConnection), std::string("the other side refused: ") +
+                                                                SSL_alert_desc_string_long(nResult));
     } else if (IsFailedHandshake(pConnection, nWhere, nResult)) {
-        pContext->m_OnFailure(t_HandshakePeer, FailureOf(pConnection, ERR_peek_last_error()));
+        pContext->m_Events.m_OnFailure(t_HandshakePeer, FailureOf(pConnection, ERR_peek_last_error()));
     }
 }
 
