@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Shows the northbound server and its client at work. usage: demo.sh BUILD-DIRECTORY
+# Shows the northbound server and its client at work. usage: demo.sh [FOLDER]
+# FOLDER is a build directory, or where the programs are installed, with bin, sbin and share in it (/usr).
 # Needs no interaction, listens on a socket of its own and on the loopback interface, and leaves nothing behind. The exit code is 0 when
 # everything happened as told.
 set -u
@@ -9,14 +10,19 @@ die() {
     exit 1
 }
 
-[ $# -eq 1 ] || die "usage: demo.sh BUILD-DIRECTORY"
-PROGRAMS=$(cd "$1/examples/northbound" 2>/dev/null && pwd) || die "$1 is no build directory of this project"
-command -v openssl >/dev/null || die "openssl is not installed"
-for program in nbi-server nbi-client; do
-    [ -x "$PROGRAMS/$program" ] || die "$PROGRAMS/$program is not built"
-done
+[ $# -le 1 ] || die "usage: demo.sh [FOLDER]"
+FOLDER=$(cd "${1:-/usr}" 2>/dev/null && pwd) || die "$1 is no folder"
 HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-CERTIFICATES=$HERE/../../scripts/certificates
+if [ -d "$FOLDER/examples/northbound" ]; then
+    CLIENT=$FOLDER/examples/northbound/nbi-client SERVER=$FOLDER/examples/northbound/nbi-server
+    CERTIFICATES=$HERE/../../scripts/certificates
+else
+    CLIENT=$FOLDER/bin/nbi-client SERVER=$FOLDER/sbin/nbi-server CERTIFICATES=$FOLDER/share/nbiutil/certificates
+fi
+command -v openssl >/dev/null || die "openssl is not installed"
+for program in "$SERVER" "$CLIENT" "$CERTIFICATES"; do
+    [ -x "$program" ] || die "there is no $program: $FOLDER is neither a build directory of this project nor an installation"
+done
 WORK=$(mktemp -d) || die "no temporary directory"
 export XDG_RUNTIME_DIR=$WORK  # where the server's socket is
 unset ADDRESS
@@ -47,7 +53,7 @@ client() {
     ask "$@" 2>&1
 }
 
-ask() { "$PROGRAMS/nbi-client" ${CONFIG[@]+"${CONFIG[@]}"} ${ADDRESS+--server "$ADDRESS"} "$@"; }
+ask() { "$CLIENT" ${CONFIG[@]+"${CONFIG[@]}"} ${ADDRESS+--server "$ADDRESS"} "$@"; }
 
 # expect WHAT CONDITION...: the story goes on, but its exit code tells.
 expect() {
@@ -81,7 +87,7 @@ CollectionsPerPort = 4
 DescriptionFile = descriptions/northbound.xml
 INI
     printf '%s\n' "$@" >>"$WORK/nbi-server.ini"
-    "$PROGRAMS/nbi-server" --config "$WORK/nbi-server.ini" --ready-file "$WORK/ready" \
+    "$SERVER" --config "$WORK/nbi-server.ini" --ready-file "$WORK/ready" \
         >"$WORK/server.stdout" 2>"$WORK/server.err" &
     SERVER_PID=$!
     local i
@@ -267,7 +273,7 @@ TEXT
 printf '%s$ certificates certificates 127.0.0.1%s\n' "$DIM" "$PLAIN"
 expect "nobody else can read the server's key" test "$(stat -c %a "$WORK/certificates/server-key.pem")" = 600
 printf 'open sesame\n' >"$WORK/password"
-ITEM=$("$PROGRAMS/nbi-client" --user anna password-item "$WORK/password")
+ITEM=$("$CLIENT" --user anna password-item "$WORK/password")
 printf '%s$ nbi-client --user anna password-item%s\n%s\n' "$DIM" "$PLAIN" "$ITEM"
 start_server "ListenPort = 0" "TlsCertificate = certificates/server.pem" "TlsKey = certificates/server-key.pem" \
     "$ITEM" "Role_anna = admin"
@@ -297,7 +303,7 @@ SERVER_PID=
 chapter "Done"
 if [ "$WAS_AS_TOLD" = yes ]; then
     tell <<TEXT
-Everything was as told. To go on by yourself: $PROGRAMS/nbi-server serves until you stop it; $PROGRAMS/nbi-client --help says what to ask. docs/northbound.md leads through the source.
+Everything was as told. To go on by yourself: $SERVER serves until you stop it; $CLIENT --help says what to ask. docs/northbound.md leads through the source.
 TEXT
     exit 0
 fi

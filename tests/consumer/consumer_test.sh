@@ -135,6 +135,17 @@ programs)
     # The client has nothing but its own installation, and the reasons in both languages.
     [ "$(client --lang en reason 0x4E420001)" != "$(client --lang zh reason 0x4E420001)" ]
     ;;
+demo)
+    # As a reader of an installation has it: the example's folder alone, among the documents.
+    examples=$work/documents/examples
+    rm -rf "$work/documents"
+    mkdir -p "$examples"
+    cp -a "$source/examples/northbound" "$examples/"
+    "$examples/northbound/demo.sh" "$prefix" >"$work/demo.said" 2>&1 || { cat "$work/demo.said"; exit 1; }
+    grep -q 'Everything was as told' "$work/demo.said"
+    if "$examples/northbound/demo.sh" "$work/documents" >"$work/demo.said" 2>&1; then exit 1; fi
+    grep -q 'neither a build directory of this project nor an installation' "$work/demo.said"
+    ;;
 symbols)
     library=$(libdir)/libnbiutil.so
     host=$(libdir)/libnbihost_standalone.so
