@@ -1,7 +1,6 @@
 // Every allocation of every operation that holds a secret fails in turn, OpenSSL's included, and no block
 // that was freed on the way still holds the secret.
 #include <gtest/gtest.h>
-#include <openssl/rsa.h>
 #include <string.h>
 
 #include <functional>
@@ -14,44 +13,18 @@
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
 #include "nbiutil/user.h"
+#include "security/keytomake.h"
 #include "security/opensslheap.h"
 #include "security/privateneedles.h"
 #include "support/heapwatch.h"
 #include "support/rsakey.h"
-
-namespace {
-
-const std::string* g_pKeyToMake = nullptr;  // PKCS#1, in DER
-
-/// While it lives, every generated key pair is \p der.
-class KeyToMake {
-public:
-    explicit KeyToMake(const std::string& der) { g_pKeyToMake = &der; }
-    ~KeyToMake() { g_pKeyToMake = nullptr; }
-    KeyToMake(const KeyToMake&) = delete;
-    KeyToMake& operator=(const KeyToMake&) = delete;
-};
-
-}  // namespace
-
-/// In front of OpenSSL's own, which takes too long to fail at each of its allocations.
-extern "C" __attribute__((visibility("default"))) int RSA_generate_key_ex(RSA* pKey, int, BIGNUM*, BN_GENCB*)
-{
-    const nbitest::WorkingAllocations working;
-    const auto* pNext = reinterpret_cast<const unsigned char*>(g_pKeyToMake->data());
-    const std::unique_ptr<RSA, decltype(&RSA_free)> pFrom(
-        d2i_RSAPrivateKey(nullptr, &pNext, static_cast<long>(g_pKeyToMake->size())), &RSA_free);
-    const auto Copy = [&](auto get) { return BN_dup(get(pFrom.get())); };
-    return RSA_set0_key(pKey, Copy(RSA_get0_n), Copy(RSA_get0_e), Copy(RSA_get0_d)) &
-           RSA_set0_factors(pKey, Copy(RSA_get0_p), Copy(RSA_get0_q)) &
-           RSA_set0_crt_params(pKey, Copy(RSA_get0_dmp1), Copy(RSA_get0_dmq1), Copy(RSA_get0_iqmp));
-}
 
 namespace NS_UTIL {
 namespace {
 
 using nbitest::FailEachAllocation;
 using nbitest::HeapWatch;
+using nbitest::KeyToMake;
 using nbitest::PrivateNeedles;
 using nbitest::RecordingHost;
 using nbitest::RsaKey;

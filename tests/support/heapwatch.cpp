@@ -11,6 +11,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "support/faultpoint.h"
+
 namespace nbitest {
 namespace {
 
@@ -26,13 +28,14 @@ constexpr unsigned char LEFTOVER = 0xA5;
 constexpr long NO_FAILURE = -1;
 thread_local long t_nUntilFailure = NO_FAILURE;
 
-void* Allocate(std::size_t nSize) noexcept
+void* Allocate(std::size_t nSize, FaultKind kind) noexcept
 {
     if (nSize > t_nMost) {
         t_nRefused = nSize;
         return nullptr;
     }
     if (t_nUntilFailure != NO_FAILURE && t_nUntilFailure-- == 0) return nullptr;
+    if (FailsHere(kind)) return nullptr;
     void* const pBlock = std::malloc(nSize == 0 ? 1 : nSize);
     if (pBlock == nullptr) return nullptr;
     // What was in a block before it came here is not what its user leaves in it.
@@ -44,7 +47,7 @@ void* Allocate(std::size_t nSize) noexcept
 
 void* AllocateOrThrow(std::size_t nSize)
 {
-    void* const pBlock = Allocate(nSize);
+    void* const pBlock = Allocate(nSize, FaultKind::ALLOCATION);
     if (pBlock == nullptr) throw std::bad_alloc();
     return pBlock;
 }
@@ -136,14 +139,16 @@ bool FailingAllocation::HasFailed() const
     return t_nUntilFailure == NO_FAILURE;
 }
 
-WorkingAllocations::WorkingAllocations() : m_nUntilFailure(t_nUntilFailure)
+WorkingAllocations::WorkingAllocations() : m_nUntilFailure(t_nUntilFailure), m_bAllWorks(t_bAllWorks)
 {
     t_nUntilFailure = NO_FAILURE;
+    t_bAllWorks = true;
 }
 
 WorkingAllocations::~WorkingAllocations()
 {
     t_nUntilFailure = m_nUntilFailure;
+    t_bAllWorks = m_bAllWorks;
 }
 
 }  // namespace nbitest
@@ -162,11 +167,11 @@ void* operator new[](std::size_t nSize)
 }
 void* operator new(std::size_t nSize, const std::nothrow_t&) noexcept
 {
-    return Allocate(nSize);
+    return Allocate(nSize, nbitest::FaultKind::ACE_MEMORY);
 }
 void* operator new[](std::size_t nSize, const std::nothrow_t&) noexcept
 {
-    return Allocate(nSize);
+    return Allocate(nSize, nbitest::FaultKind::ACE_MEMORY);
 }
 void operator delete(void* pBlock) noexcept
 {

@@ -54,7 +54,7 @@ public:
     bool HasFailed() const;
 };
 
-/// While it lives, no allocation of this thread fails, and none counts.
+/// While it lives, no allocation of this thread fails, and none counts; nor does any other fault of singlefaults.h.
 class WorkingAllocations {
 public:
     WorkingAllocations();
@@ -64,6 +64,7 @@ public:
 
 private:
     long m_nUntilFailure;
+    bool m_bAllWorks;
 };
 
 /// Calls \p work again and again, with one more allocation that works each time, until none fails. What the

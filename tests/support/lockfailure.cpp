@@ -6,6 +6,8 @@
 #include <atomic>
 #include <utility>
 
+#include "support/faultpoint.h"
+
 #ifndef __has_feature
 #define __has_feature(feature) 0
 #endif
@@ -54,6 +56,7 @@ int Acquire(LockKind kind, const char* pName, std::atomic<int (*)(Lock*)>& next,
     int nError = 0;
     if (const auto* pWork = std::exchange(t_pBefore[static_cast<int>(kind)], nullptr)) (*pWork)();
     if (TakeFailure(kind, nError)) return nError;
+    if (FailsHere(FaultKind::LOCK, pLock)) return EINVAL;
     auto* pNext = next.load(std::memory_order_relaxed);
     if (pNext == nullptr) {
         pNext = reinterpret_cast<int (*)(Lock*)>(dlsym(RTLD_NEXT, pName));

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <climits>
 
+#include "support/faultpoint.h"
+
 #ifndef __has_feature
 #define __has_feature(feature) 0
 #endif
@@ -58,6 +60,7 @@ extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* 
         ++nbitest::g_nFailed;
         return EAGAIN;
     }
+    if (nbitest::FailsHere(nbitest::FaultKind::THREAD)) return EAGAIN;
     static const auto next = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
     return next(pThread, pAttributes, pStart, pArgument);
 }

@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "support/faultpoint.h"
+
 namespace nbitest {
 namespace {
 
@@ -41,6 +43,13 @@ bool Passes(const char* pName, int nHandle)
     return Passes({pName, PathOf(nHandle), nHandle, (nFlags & FD_CLOEXEC) != 0});
 }
 
+bool Fails(FaultKind kind)
+{
+    if (!FailsHere(kind)) return false;
+    errno = EIO;
+    return true;
+}
+
 }  // namespace
 
 void SetFileHook(FileHook hook)
@@ -54,12 +63,14 @@ extern "C" {
 
 ssize_t write(int nHandle, const void* pBytes, size_t nCount)
 {
+    if (nbitest::Fails(nbitest::FaultKind::WRITE)) return -1;
     if (!nbitest::Passes("write", nHandle)) return -1;
     return syscall(SYS_write, nHandle, pBytes, nCount);
 }
 
 int fsync(int nHandle)
 {
+    if (nbitest::Fails(nbitest::FaultKind::FSYNC)) return -1;
     if (!nbitest::Passes("fsync", nHandle)) return -1;
     return static_cast<int>(syscall(SYS_fsync, nHandle));
 }
@@ -80,6 +91,7 @@ int syncfs(int nHandle) noexcept
 
 int rename(const char* pOld, const char* pNew) noexcept
 {
+    if (nbitest::Fails(nbitest::FaultKind::RENAME)) return -1;
     const bool bHooked = nbitest::t_Hook && !nbitest::t_bInHook;
     if (bHooked && !nbitest::Passes({"rename", pOld, -1, false})) return -1;
     return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, pOld, AT_FDCWD, pNew, 0));

@@ -1,0 +1,39 @@
+/// \file
+/// RSA_generate_key_ex() in front of OpenSSL's own, which takes too long to fail at each of its allocations. Include this in
+/// one source of a test program that links nbi_heapwatch and is compiled with OPENSSL_API_COMPAT=0x10101000L.
+#pragma once
+
+#include <openssl/rsa.h>
+
+#include <memory>
+#include <string>
+
+#include "support/heapwatch.h"
+
+namespace nbitest {
+
+inline const std::string* g_pKeyToMake = nullptr;  // PKCS#1, in DER
+
+/// While it lives, every generated key pair is \p der.
+class KeyToMake {
+public:
+    explicit KeyToMake(const std::string& der) { g_pKeyToMake = &der; }
+    ~KeyToMake() { g_pKeyToMake = nullptr; }
+    KeyToMake(const KeyToMake&) = delete;
+    KeyToMake& operator=(const KeyToMake&) = delete;
+};
+
+}  // namespace nbitest
+
+/// In front of OpenSSL's own, which takes too long to fail at each of its allocations.
+extern "C" __attribute__((visibility("default"))) int RSA_generate_key_ex(RSA* pKey, int, BIGNUM*, BN_GENCB*)
+{
+    const nbitest::WorkingAllocations working;
+    const auto* pNext = reinterpret_cast<const unsigned char*>(nbitest::g_pKeyToMake->data());
+    const std::unique_ptr<RSA, decltype(&RSA_free)> pFrom(
+        d2i_RSAPrivateKey(nullptr, &pNext, static_cast<long>(nbitest::g_pKeyToMake->size())), &RSA_free);
+    const auto Copy = [&](auto get) { return BN_dup(get(pFrom.get())); };
+    return RSA_set0_key(pKey, Copy(RSA_get0_n), Copy(RSA_get0_e), Copy(RSA_get0_d)) &
+           RSA_set0_factors(pKey, Copy(RSA_get0_p), Copy(RSA_get0_q)) &
+           RSA_set0_crt_params(pKey, Copy(RSA_get0_dmp1), Copy(RSA_get0_dmq1), Copy(RSA_get0_iqmp));
+}
