@@ -3,6 +3,7 @@
 #include <ace/UUID.h>
 
 #include <cstddef>
+#include <new>
 #include <string_view>
 
 #include "base/lockguard.h"
@@ -132,6 +133,7 @@ ACE_UUID_Generator::ACE_UUID_Generator()
     : m_pMutex(std::make_unique<ACE_Thread_Mutex>()),
       m_pGenerator(std::make_unique<ACE_Utils::UUID_Generator>())
 {
+    if (m_pGenerator->lock() == nullptr) throw std::bad_alloc();  // ACE goes on without it
     m_pGenerator->init();
 }
 

@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <utility>
 
 #include "base/singleton.h"
@@ -39,24 +38,24 @@ public:
     /// \return false when the process has no key left; the next call tries again.
     bool Get(pthread_key_t& key)
     {
-        if (!m_bCreated.load(std::memory_order_acquire) && !Create()) return false;
-        key = m_Key;
+        if (m_nKey.load(std::memory_order_acquire) == NONE && !Create()) return false;
+        key = static_cast<pthread_key_t>(m_nKey.load(std::memory_order_acquire));
         return true;
     }
 
 private:
+    /// Of several threads that make one at the same time, the first keeps its own.
     bool Create()
     {
-        std::lock_guard<std::mutex> guard(m_KeyLock);
-        if (m_bCreated.load(std::memory_order_relaxed)) return true;
-        if (pthread_key_create(&m_Key, DeleteRecord) != 0) return false;
-        m_bCreated.store(true, std::memory_order_release);
+        pthread_key_t key = 0;
+        if (pthread_key_create(&key, DeleteRecord) != 0) return m_nKey.load() != NONE;
+        long nNone = NONE;
+        if (!m_nKey.compare_exchange_strong(nNone, static_cast<long>(key))) pthread_key_delete(key);
         return true;
     }
 
-    std::mutex m_KeyLock;
-    std::atomic<bool> m_bCreated{false};
-    pthread_key_t m_Key = 0;  // written once, before m_bCreated is set
+    static constexpr long NONE = -1;
+    std::atomic<long> m_nKey{NONE};
 };
 
 RecordKey g_Key;
