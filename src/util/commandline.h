@@ -20,6 +20,7 @@ int CommandError(const std::string& workDir, const std::string& command);
 /// the object holds is overwritten with zeros when it goes, since command lines may carry passwords.
 class ChildOptions : public ACE_Process_Options {
 public:
+    /// \throws std::bad_alloc
     ChildOptions();
     ~ChildOptions();
     ChildOptions(const ChildOptions&) = delete;
@@ -29,6 +30,7 @@ public:
     bool SetWorkingDirectory(const std::string& workDir);
 
     /// Takes \p command literally: a "%" is a "%".
+    /// \throws std::bad_alloc
     void SetCommand(const std::string& command);
 };
 

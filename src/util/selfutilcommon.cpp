@@ -54,20 +54,29 @@ void EnterPair(Texts& values, const std::string& piece)
     if (nEqual != std::string::npos) values[piece.substr(0, nEqual)] = piece.substr(nEqual + 1);
 }
 
+/// Of all children; null, with errno, where there is no memory for it.
+ACE_Process_Manager* Manager()
+{
+    ACE_Process_Manager* const pManager = ACE_Process_Manager::instance();
+    if (pManager == nullptr) errno = ENOMEM;
+    return pManager;
+}
+
 /// False, with errno, when there is no child. The manager owns the process object.
 bool Launch(ChildOptions& options)
 {
+    ACE_Process_Manager* const pManager = Manager();
+    if (pManager == nullptr) return false;
     auto pChild = std::make_unique<Child<ACE_Managed_Process>>(Streams::INHERITED);
-    if (ACE_Process_Manager::instance()->spawn(pChild.get(), options) == ACE_INVALID_PID) return false;
+    if (pManager->spawn(pChild.get(), options) == ACE_INVALID_PID) return false;
     pChild.release();
     return true;
 }
 
 /// Waits for this one child. When somebody else has collected it, which the host may do at any time, nobody
 /// but us takes it off the manager's list.
-void WaitFor(pid_t nChild)
+void WaitFor(ACE_Process_Manager& manager, pid_t nChild)
 {
-    ACE_Process_Manager& manager = *ACE_Process_Manager::instance();
     pid_t nEnded = ACE_INVALID_PID;
     do {
         errno = 0;
@@ -81,9 +90,11 @@ void WaitFor(pid_t nChild)
 bool Run(ChildOptions& options)
 {
     Child<ACE_Process> child(Streams::INHERITED);
-    const pid_t nChild = ACE_Process_Manager::instance()->spawn(&child, options);
+    ACE_Process_Manager* const pManager = Manager();
+    if (pManager == nullptr) return false;
+    const pid_t nChild = pManager->spawn(&child, options);
     if (nChild == ACE_INVALID_PID) return false;
-    WaitFor(nChild);
+    WaitFor(*pManager, nChild);
     return true;
 }
 
