@@ -145,6 +145,7 @@ public:
     /// happens.
     /// \throws ProcessException with ErrCode::HUGE_TASK_LIMIT when the pool is 2, the task is huge (its mode
     ///         is not 0) and a limit is reached for the calling thread's request; the task is deleted
+    /// \throws std::bad_alloc when there is no memory for a new pool; the task is deleted
     /// \throws ProcessException as NBITaskMgr::PushTask()
     static void PushTask(DBAgent& agent, NBITask* pTask, unsigned int nNumber);
 

@@ -371,8 +371,9 @@ NBITaskMgr* NBITaskMgr::GetTaskMgr(unsigned int nNumber)
 NBITaskMgr* NBITaskMgr::MakeStartedLocked(unsigned int nNumber)
 {
     WriteLog(Here(MODULE), "[NBITaskMgr::GetTaskMgr]  Find TaskMgrID = %d", static_cast<int>(nNumber));
-    auto* const pPool = new NBITaskMgr(static_cast<int>(nNumber));
-    m_AllTaskMgrs[nNumber] = pPool;
+    auto pMade = std::make_unique<NBITaskMgr>(static_cast<int>(nNumber));
+    m_AllTaskMgrs.emplace(nNumber, pMade.get());
+    NBITaskMgr* const pPool = pMade.release();
     pPool->open(nullptr);
     std::atomic<NBITaskMgr*>& bucket = BucketOf(nNumber);
     pPool->m_pNextInBucket = bucket.load(std::memory_order_relaxed);

@@ -16,6 +16,17 @@ constexpr const char* MODULE = "nbitaskmgr";
 constexpr SourceMark LIMIT_LOGGED{MODULE, 329};
 constexpr SourceMark LIMIT_THROWN{MODULE, 339};
 
+/// A new pool may not find the memory that it needs. The task goes then, unless a pool owns it.
+NBITaskMgr& PoolFor(unsigned int nNumber, NBITask* pTask)
+{
+    try {
+        return *NBITaskMgr::GetTaskMgr(nNumber);
+    } catch (...) {
+        if (pTask != nullptr && TaskQueue::OwnerOf(*pTask) == nullptr) delete pTask;
+        throw;
+    }
+}
+
 }  // namespace
 
 void TaskPoolMgr::Init(const int& nMaxHugeTasks)
@@ -48,7 +59,7 @@ void TaskPoolMgr::PushTask(DBAgent& agent, NBITask* pTask, unsigned int nNumber)
         delete pTask;
         Throw(LIMIT_THROWN, ErrCode::HUGE_TASK_LIMIT, "");
     }
-    NBITaskMgr::GetTaskMgr(nNumber)->PushTask(pTask);
+    PoolFor(nNumber, pTask).PushTask(pTask);
 }
 
 void TaskPoolMgr::ShutDown()

@@ -1,21 +1,33 @@
 #include "task/worktokens.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <new>
 
 #include "task/yieldgate.h"
 
 namespace NS_UTIL {
 namespace {
 
-/// A signal handler that returns is no wake-up.
+/// A wait that fails, as one does in which a signal handler has run, is no wake-up.
 void AcquireUninterrupted(ACE_Semaphore& semaphore)
 {
-    while (semaphore.acquire() == -1 && errno == EINTR) {
+    while (semaphore.acquire() == -1) {
     }
 }
 
 }  // namespace
+
+WorkTokens::WorkTokens() : m_Semaphore(0, USYNC_THREAD, nullptr, nullptr, static_cast<int>(MAX_TOKENS))
+{
+    if (m_Semaphore.lock().sema_ == nullptr) throw std::bad_alloc();  // ACE goes on without it
+}
+
+/// The wake-up is counted already: whoever waits for it, and all who wait for their turn behind it, would sleep for ever.
+void WorkTokens::WakeNext()
+{
+    while (m_Semaphore.release() == -1) {
+    }
+}
 
 bool WorkTokens::NeedsWakeup(Word word)
 {
@@ -58,7 +70,7 @@ void WorkTokens::PostForAll(std::uint32_t nCount)
         nWakeups = std::min(nTokens, Sleepers(word) - Wakeups(word));
         return word + TOKEN * nTokens + WAKEUP * nWakeups;
     });
-    if (nWakeups > 0) m_Semaphore.release(nWakeups);
+    for (; nWakeups > 0; --nWakeups) WakeNext();
 }
 
 bool WorkTokens::TryTake()

@@ -35,7 +35,8 @@ class WorkTokens {
 public:
     static constexpr std::uint32_t MAX_TOKENS = 0x7FFFFFFF;
 
-    WorkTokens() : m_Semaphore(0, USYNC_THREAD, nullptr, nullptr, static_cast<int>(MAX_TOKENS)) {}
+    /// \throws std::bad_alloc
+    WorkTokens();
     WorkTokens(const WorkTokens&) = delete;
     WorkTokens& operator=(const WorkTokens&) = delete;
 
@@ -67,7 +68,7 @@ private:
     static std::uint32_t Tokens(Word word) { return static_cast<std::uint32_t>(word); }
     static std::uint32_t Sleepers(Word word) { return static_cast<std::uint32_t>(word >> 32) & 0xFFFFU; }
     static std::uint32_t Wakeups(Word word) { return static_cast<std::uint32_t>(word >> 48) & 0x7FFFU; }
-    void WakeNext() { m_Semaphore.release(); }
+    void WakeNext();
     static bool NeedsWakeup(Word word);
 
     /// What has become of a thread that looks for a token.
