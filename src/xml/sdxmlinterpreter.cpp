@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <set>
 #include <utility>
 
 #include "base/lockguard.h"
@@ -181,9 +180,14 @@ void SDXMLInterpreterMgr::Clear()
         WriteGuard guard(*m_pLock);
         registered.swap(m_Interpreters);
     }
-    std::set<const SDXMLInterpreter*> deleted;  // one interpreter may stand under several names
-    for (const auto& [name, pInterpreter] : registered) {
-        if (deleted.insert(pInterpreter).second) delete pInterpreter;
+    // One interpreter may stand under several names. Without a list of what is deleted already: memory for it may be short,
+    // and the end of the manager comes through here.
+    for (auto& entry : registered) {
+        const SDXMLInterpreter* const pInterpreter = entry.second;
+        for (auto& other : registered) {
+            if (other.second == pInterpreter) other.second = nullptr;
+        }
+        delete pInterpreter;
     }
 }
 

@@ -94,6 +94,9 @@ std::string DecryptedLength(const std::string& cipher)
     return std::to_string(nLength);
 }
 
+const Scenario::Kinds WITH_OPENSSL{
+    {FaultKind::LOCK, "OpenSSL forgets memory when one of its own locks cannot be taken"}};
+
 const std::vector<Scenario> SCENARIOS = {
     {"AutoReleaseString::setBuffer AutoReleaseString::getBuffer AutoReleaseString::length",
      [](Faults& faults) {
@@ -117,7 +120,10 @@ const std::vector<Scenario> SCENARIOS = {
              return held.GetStr();
          });
      }},
-    {"RsaAlgorithm::CheckPublicKey", [] { return RsaAlgorithm::CheckPublicKey(PUBLIC, 2048); }, {"false"}},
+    {"RsaAlgorithm::CheckPublicKey",
+     [] { return RsaAlgorithm::CheckPublicKey(PUBLIC, 2048); },
+     {"false"},
+     WITH_OPENSSL},
     {"RsaAlgorithm::Encrypt",
      [](Faults& faults) {
          faults.KeepSecret(SECRET);
@@ -130,13 +136,15 @@ const std::vector<Scenario> SCENARIOS = {
              return nLength;
          });
      },
-     {"-1", std::to_string(SECRET.size())}},  // the second: the key did not parse
+     {"-1", std::to_string(SECRET.size())},
+     WITH_OPENSSL},  // the second: the key did not parse
     {"RsaAlgorithm::Decrypt",
      [](Faults& faults) {
          KeepKeySecret(faults);
          return faults.During([] { return DecryptedLength(CIPHER); });
      },
-     {"-1", "256"}},
+     {"-1", "256"},
+     WITH_OPENSSL},
     {"RsaAlgorithm::RsaEncryptByPublicKey",
      [](Faults& faults) {
          AutoReleaseString in;
@@ -148,7 +156,8 @@ const std::vector<Scenario> SCENARIOS = {
                                                         static_cast<int>(PUBLIC.size()));
          });
      },
-     {"0"}},
+     {"0"},
+     WITH_OPENSSL},
     {"LocalRsaKeyMgr::Instance LocalRsaKeyMgr::Destroy",
      [] {
          const bool bThere = LocalRsaKeyMgr::Instance() != nullptr;
@@ -156,17 +165,22 @@ const std::vector<Scenario> SCENARIOS = {
          return bThere;
      },
      {"false"}},
-    {"LocalRsaKeyMgr::Init", [](Faults& faults) { return MakeKey(faults, &LocalRsaKeyMgr::Init); }, {"0"}},
+    {"LocalRsaKeyMgr::Init",
+     [](Faults& faults) { return MakeKey(faults, &LocalRsaKeyMgr::Init); },
+     {"0"},
+     WITH_OPENSSL},
     {"LocalRsaKeyMgr::RsaKeyPairGen",
      [](Faults& faults) { return MakeKey(faults, &LocalRsaKeyMgr::RsaKeyPairGen); },
-     {"0"}},
+     {"0"},
+     WITH_OPENSSL},
     {"LocalRsaKeyMgr::CheckLocalRsaKey",
      [](Faults& faults) {
          LocalRsaKeyMgr& manager = ManagerWithKey();
          KeepKeySecret(faults);
          return faults.During([&] { return manager.CheckLocalRsaKey(); });
      },
-     {"0"}},
+     {"0"},
+     WITH_OPENSSL},
     {"LocalRsaKeyMgr::DecryptByLocalRsaKey",
      [](Faults& faults) {
          LocalRsaKeyMgr& manager = ManagerWithKey();
@@ -178,13 +192,15 @@ const std::vector<Scenario> SCENARIOS = {
                     static_cast<int>(out.length());
          });
      },
-     {"0"}},
+     {"0"},
+     WITH_OPENSSL},
     {"LocalRsaKeyMgr::GetLocalRsaPublicKeyFingerprint",
      [](Faults& faults) {
          LocalRsaKeyMgr& manager = ManagerWithKey();
          return faults.During([&] { return manager.GetLocalRsaPublicKeyFingerprint(); });
      },
-     {""}},
+     {""},
+     WITH_OPENSSL},
 };
 
 }  // namespace
