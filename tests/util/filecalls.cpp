@@ -59,6 +59,8 @@ void SetFileHook(FileHook hook)
 
 }  // namespace nbitest
 
+// Visible, unlike everything else in a test program: the shared libraries must find these before the system's.
+#pragma GCC visibility push(default)
 extern "C" {
 
 ssize_t write(int nHandle, const void* pBytes, size_t nCount)
@@ -98,3 +100,4 @@ int rename(const char* pOld, const char* pNew) noexcept
 }
 
 }  // extern "C"
+#pragma GCC visibility pop
