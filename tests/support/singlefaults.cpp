@@ -18,6 +18,14 @@
 #include "nbiutil/poolsnapshot.h"
 #include "nbiutil/processexception.h"
 
+/// A child ends without ACE's own end, which joins threads that have ended by themselves.
+extern "C" __attribute__((visibility("default"))) const char*
+__tsan_default_options();                        // NOLINT: the sanitizer's name
+extern "C" const char* __tsan_default_options()  // NOLINT
+{
+    return "report_thread_leaks=0";
+}
+
 /// There only in a program with LeakSanitizer.
 extern "C" __attribute__((weak)) int __lsan_do_recoverable_leak_check();  // NOLINT: the sanitizer's name
 
