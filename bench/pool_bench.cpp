@@ -10,8 +10,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <future>
 #include <map>
 #include <string>
 #include <thread>
@@ -201,6 +203,33 @@ double HeapInUse()
     return static_cast<double>(info.uordblks + info.hblkhd);
 }
 
+/// Once it stays the same for a while: threads that start, or end a task, have done what they do beside it.
+double HeapAtRest()
+{
+    constexpr int SAME = 6;
+    double nHeap = HeapInUse();
+    for (int nSeen = 0; nSeen < SAME; ++nSeen) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        const double nNow = HeapInUse();
+        if (nNow != nHeap) nSeen = 0;
+        nHeap = nNow;
+    }
+    return nHeap;
+}
+
+/// All workers at once, so that each has started.
+template <class Pool>
+void OccupyAll(Pool& pool, int nWorkers)
+{
+    std::promise<void> gate;
+    const std::shared_future<void> opened = gate.get_future().share();
+    std::vector<typename Pool::Handle> handles(static_cast<std::size_t>(nWorkers));
+    for (auto& handle : handles) pool.Push(Body{0, opened}, handle);
+    HeapAtRest();
+    gate.set_value();
+    for (auto& handle : handles) Pool::Wait(handle);
+}
+
 template <class Pool>
 void PrintMemory()
 {
@@ -208,7 +237,8 @@ void PrintMemory()
     constexpr std::size_t TASKS_QUEUED = 100000;
     double nIdle = HeapInUse();
     Pool idle(WORKERS);
-    nIdle = HeapInUse() - nIdle;
+    OccupyAll(idle, WORKERS);
+    nIdle = HeapAtRest() - nIdle;
     Pool pool(1);
     PushAndWait(pool, 100, 0);
     std::promise<void> gate;
