@@ -24,9 +24,10 @@ std::string Collected()
 {
     std::string text = "time,rxBytes,rxPackets,txBytes\n";
     for (int i = 0; i < 10; ++i) {
-        const std::string n = std::to_string(i * i * 1000);
-        text += "2026-11-21T23:59:5" + std::to_string(i) + ".000Z," +
-                (i == 5 ? ",," : n + "," + n + "," + n) + "\n";
+        const std::string value = i == 5 ? "" : std::to_string(i * i * 1000);
+        text.append("2026-11-21T23:59:5").append(std::to_string(i)).append(".000Z");
+        for (int nCell = 0; nCell < 3; ++nCell) text.append(",").append(value);
+        text += '\n';
     }
     return text;
 }

@@ -78,8 +78,8 @@ private:
     static const std::string& RequireFree(const std::string& path)
     {
         struct stat status {};
-        if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
-            Fail(path, Say("it is no regular file"));
+        const bool bTaken = stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+        if (bTaken) Fail(path, Say("it is no regular file"));
         return path;
     }
     static int Open(const std::string& draft)

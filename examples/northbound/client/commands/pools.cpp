@@ -3,6 +3,7 @@
 
 #include "client/commands/commands.h"
 #include "client/commands/report.h"
+#include "client/corba/pages.h"
 #include "client/texts/texts.h"
 #include "client/view/json.h"
 #include "client/view/poolview.h"
@@ -12,12 +13,6 @@ namespace {
 
 /// Between the two looks of a diagnosis: time for a queue to grow.
 constexpr std::chrono::seconds BETWEEN_LOOKS(1);
-
-Northbound::PoolReport* Pools(const Session& session)
-{
-    return session.Read(
-        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->Pools(who); });
-}
 
 std::string FindingsToJson(const std::vector<std::string>& findings)
 {

@@ -51,12 +51,6 @@ private:
     const bool m_bTerminal;
 };
 
-Northbound::PoolReport* Pools(const Session& session)
-{
-    return session.Read(
-        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->Pools(who); });
-}
-
 /// A server that does not answer is asked again; its last screen stays below the line that says so.
 class Watch {
 public:

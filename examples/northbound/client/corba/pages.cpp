@@ -69,4 +69,10 @@ Northbound::UserSessionList* AllSessions(const Session& session)
                   });
 }
 
+Northbound::PoolReport* Pools(const Session& session)
+{
+    return session.Read(
+        [](Northbound::Manager_ptr server, const Northbound::Caller& who) { return server->Pools(who); });
+}
+
 }  // namespace northbound

@@ -1,5 +1,6 @@
 /// \file
-/// The server's lists as a whole. Each page of one is a request of its own, held to the session's timeout.
+/// The server's lists as a whole, and what its pools do. Each page of a list is a request of its own, held to the
+/// session's timeout.
 #pragma once
 
 #include "client/corba/session.h"
@@ -12,5 +13,6 @@ Northbound::PortList* AllPorts(const Session& session);
 Northbound::HugeTaskList* AllTasks(const Session& session);
 Northbound::StoredFileList* AllFiles(const Session& session);
 Northbound::UserSessionList* AllSessions(const Session& session);
+Northbound::PoolReport* Pools(const Session& session);
 
 }  // namespace northbound

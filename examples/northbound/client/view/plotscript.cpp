@@ -90,8 +90,10 @@ Scale ScaleOf(const Panel& panel)
     const double step = bBytes ? 1024 : 1000;
     Scale scale;
     std::size_t nPrefix = 0;
-    for (; panel.m_Highest / scale.m_Size >= step && nPrefix + 1 < PREFIXES.size(); ++nPrefix)
+    while (panel.m_Highest / scale.m_Size >= step && nPrefix + 1 < PREFIXES.size()) {
         scale.m_Size *= step;
+        ++nPrefix;
+    }
     const std::string prefix = PREFIXES[nPrefix];
     if (!bBytes) {
         scale.m_Unit = prefix + (nPrefix == 0 ? "" : " ") + panel.m_Unit;

@@ -40,8 +40,9 @@ TEST(BlockChartTest, NoLineIsWiderThanTheTerminal)
 {
     const Curve curve = Of({1.0, 2.0, 3.0, 1e12});
     for (const std::size_t nColumns : {5U, 20U, 80U, 200U}) {
-        for (const std::string& line : BlockChart(curve, nColumns))
+        for (const std::string& line : BlockChart(curve, nColumns)) {
             EXPECT_LE(ColumnsOf(line), nColumns) << line;
+        }
     }
 }
 
