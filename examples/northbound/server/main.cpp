@@ -41,6 +41,7 @@
 #include "server/upkeep/metrics.h"
 #include "server/upkeep/serversettings.h"
 #include "server/upkeep/socketclaim.h"
+#include "shared/descriptor.h"
 #include "shared/localsocket.h"
 #include "shared/names.h"
 #include "shared/version.h"
@@ -92,23 +93,14 @@ Event NextEvent(int nSignals, const Metrics& metrics, std::chrono::milliseconds 
     return event;
 }
 
-/// The ordered signals as a descriptor.
-class SignalSource {
-public:
-    SignalSource()
-    {
-        const sigset_t signals = OrderedSignals();
-        m_nDescriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-        if (m_nDescriptor < 0) throw std::runtime_error(std::string("signals: ") + std::strerror(errno));
-    }
-    ~SignalSource() { close(m_nDescriptor); }
-    SignalSource(const SignalSource&) = delete;
-    SignalSource& operator=(const SignalSource&) = delete;
-    int Descriptor() const { return m_nDescriptor; }
-
-private:
-    int m_nDescriptor = -1;
-};
+/// Readable when one of the ordered signals has come.
+int OpenSignals()
+{
+    const sigset_t signals = OrderedSignals();
+    const int nSignals = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (nSignals < 0) throw std::runtime_error(std::string("signals: ") + std::strerror(errno));
+    return nSignals;
+}
 
 /// A configuration that does not load is logged, and the limits before it stay in force.
 void Reload(const ServiceManager& manager, ConfigEditor& editor)
@@ -128,7 +120,7 @@ void Reload(const ServiceManager& manager, ConfigEditor& editor)
 /// do their work.
 void Serve(const ServiceManager& manager, ConfigEditor& editor, Service& service, Metrics& metrics)
 {
-    const SignalSource signals;
+    const Descriptor signals(OpenSignals());
     Heartbeat heartbeat(manager);
     Timetable timetable;
     service.Schedule(timetable);
@@ -138,7 +130,7 @@ void Serve(const ServiceManager& manager, ConfigEditor& editor, Service& service
         timetable.Add(METRICS_INTERVAL, [&metrics] { metrics.WriteFile(); });
     }
     for (;;) {
-        const Event event = NextEvent(signals.Descriptor(), metrics, timetable.Left());
+        const Event event = NextEvent(signals.Number(), metrics, timetable.Left());
         timetable.Run();
         if (event.m_nAsked >= 0) metrics.Answer(event.m_nAsked);
         if (event.m_nSignal == SIGHUP) {

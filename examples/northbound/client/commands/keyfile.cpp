@@ -11,6 +11,7 @@
 
 #include "client/commands/report.h"
 #include "client/texts/texts.h"
+#include "shared/descriptor.h"
 #include "shared/localsocket.h"
 
 namespace northbound {
@@ -45,22 +46,6 @@ std::string NameFor(const std::string& text)
     throw InputError(Say("{1} cannot be written: {2}", {path, std::strerror(errno)}));
 }
 
-class OpenFile {
-public:
-    explicit OpenFile(int nFile) : m_nFile(nFile) {}
-    ~OpenFile()
-    {
-        if (m_nFile >= 0) close(m_nFile);
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-
-    int Number() const { return m_nFile; }
-
-private:
-    const int m_nFile;
-};
-
 bool IsOwnAlone(int nFile)
 {
     struct stat status {};
@@ -77,8 +62,8 @@ KeyFile::KeyFile(const std::string& server, const std::string& user)
 
 std::string KeyFile::Read() const
 {
-    const OpenFile file(open(m_Path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-    if (file.Number() < 0) return "";
+    const Descriptor file(open(m_Path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    if (!file.IsOpen()) return "";
     const std::string fault = FolderFault(m_Folder);
     if (!fault.empty()) Fail(m_Folder, Translated(fault));
     if (!IsOwnAlone(file.Number())) Fail(m_Path, Say("is open to other users; remove it and log in again"));
@@ -94,8 +79,8 @@ void KeyFile::Write(const std::string& key) const
     if (!fault.empty()) Fail(m_Folder, Translated(fault));
     const std::string draft = m_Path + ".part";
     unlink(draft.c_str());  // of a client that was killed
-    const OpenFile file(open(draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    if (file.Number() < 0) FailToWrite(draft);
+    const Descriptor file(open(draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!file.IsOpen()) FailToWrite(draft);
     if (write(file.Number(), key.data(), key.size()) != static_cast<ssize_t>(key.size())) FailToWrite(draft);
     if (std::rename(draft.c_str(), m_Path.c_str()) != 0) FailToWrite(m_Path);
 }

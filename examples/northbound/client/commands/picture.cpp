@@ -14,10 +14,10 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
-#include <utility>
 
 #include "client/commands/failure.h"
 #include "client/texts/texts.h"
+#include "shared/descriptor.h"
 
 namespace northbound {
 namespace {
@@ -37,30 +37,13 @@ constexpr int LOOK = 10;  // milliseconds between two looks at whether gnuplot i
     Fail(path, std::strerror(errno));
 }
 
-class Descriptor {
-public:
-    explicit Descriptor(int nFile = -1) : m_nFile(nFile) {}
-    ~Descriptor() { Close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int Number() const { return m_nFile; }
-    void Close()
-    {
-        if (m_nFile >= 0) close(std::exchange(m_nFile, -1));
-    }
-
-private:
-    int m_nFile;
-};
-
 /// The picture until it is whole. It goes with this, unless it has got its name.
 class Draft {
 public:
     explicit Draft(const std::string& path)
         : m_Path(path), m_Draft(RequireFree(path) + ".part"), m_File(Open(m_Draft))
     {
-        if (m_File.Number() < 0) FailBySystem(m_Draft);
+        if (!m_File.IsOpen()) FailBySystem(m_Draft);
     }
     ~Draft() { unlink(m_Draft.c_str()); }
     Draft(const Draft&) = delete;
@@ -112,7 +95,7 @@ public:
     {
         int pipe[2];
         if (pipe2(pipe, O_CLOEXEC) != 0) return errno;
-        m_nComplaints = pipe[0];
+        m_Complaints.Reset(pipe[0]);
         posix_spawn_file_actions_t streams;
         posix_spawn_file_actions_init(&streams);
         posix_spawn_file_actions_adddup2(&streams, nScript, STDIN_FILENO);
@@ -131,7 +114,6 @@ public:
     ~Gnuplot()
     {
         if (m_nProcess > 0) End();
-        if (m_nComplaints >= 0) close(m_nComplaints);
     }
     Gnuplot(const Gnuplot&) = delete;
     Gnuplot& operator=(const Gnuplot&) = delete;
@@ -142,11 +124,11 @@ public:
     {
         for (;;) {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-            pollfd source{m_nComplaints, POLLIN, 0};
+            pollfd source{m_Complaints.Number(), POLLIN, 0};
             if (left <= 0) return false;
             if (poll(&source, 1, static_cast<int>(left)) <= 0) continue;
             char bytes[512];
-            const ssize_t nRead = read(m_nComplaints, bytes, sizeof(bytes));
+            const ssize_t nRead = read(m_Complaints.Number(), bytes, sizeof(bytes));
             if (nRead <= 0) return true;
             const std::size_t nRoom = LONGEST_COMPLAINT - std::min(m_Complaint.size(), LONGEST_COMPLAINT);
             m_Complaint.append(bytes, std::min(static_cast<std::size_t>(nRead), nRoom));
@@ -175,7 +157,7 @@ private:
     }
 
     pid_t m_nProcess = -1;
-    int m_nComplaints = -1;
+    Descriptor m_Complaints;
     std::string m_Complaint;
 };
 
@@ -193,7 +175,7 @@ void DrawPicture(const std::string& script, const std::string& path, std::chrono
 {
     const Draft draft(path);
     const Descriptor text(Holding(script));
-    if (text.Number() < 0) FailBySystem(path);
+    if (!text.IsOpen()) FailBySystem(path);
     Gnuplot gnuplot;
     const int nError = gnuplot.Start(text.Number(), draft.Number());
     if (nError == ENOENT) {

@@ -14,6 +14,7 @@
 
 #include "client/commands/failure.h"
 #include "client/texts/texts.h"
+#include "shared/descriptor.h"
 
 namespace northbound {
 namespace {
@@ -29,18 +30,15 @@ constexpr std::string_view TIME = "time";
 class SampleFile {
 public:
     explicit SampleFile(const std::string& path)
-        : m_Path(path), m_nFile(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY))
+        : m_Path(path), m_File(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY))
     {
-        if (m_nFile < 0) FailToRead(m_Path, std::strerror(errno));
+        if (!m_File.IsOpen()) FailToRead(m_Path, std::strerror(errno));
     }
-    ~SampleFile() { close(m_nFile); }
-    SampleFile(const SampleFile&) = delete;
-    SampleFile& operator=(const SampleFile&) = delete;
 
     std::string Text() const
     {
         struct stat status {};
-        if (fstat(m_nFile, &status) != 0) FailToRead(m_Path, std::strerror(errno));
+        if (fstat(m_File.Number(), &status) != 0) FailToRead(m_Path, std::strerror(errno));
         if (!S_ISREG(status.st_mode)) FailToRead(m_Path, Say("it is no regular file"));
         if (static_cast<std::uint64_t>(status.st_size) > LONGEST_SAMPLE_FILE) {
             FailToRead(m_Path, Say("it is longer than {1} MiB", {std::to_string(LONGEST_SAMPLE_FILE >> 20)}));
@@ -55,7 +53,7 @@ private:
     {
         std::size_t nDone = 0;
         while (nDone < text.size()) {
-            const ssize_t nRead = read(m_nFile, text.data() + nDone, text.size() - nDone);
+            const ssize_t nRead = read(m_File.Number(), text.data() + nDone, text.size() - nDone);
             if (nRead < 0 && errno == EINTR) continue;
             if (nRead < 0) FailToRead(m_Path, std::strerror(errno));
             if (nRead == 0) break;
@@ -65,7 +63,7 @@ private:
     }
 
     const std::string& m_Path;
-    const int m_nFile;
+    const Descriptor m_File;
 };
 
 /// Cuts \p text at the first \p end, and gives what stood in front of it.

@@ -19,6 +19,7 @@
 #include "nbiutil/nbirsa.h"
 #include "nbiutil/securebuffer.h"
 #include "shared/ciphertext.h"
+#include "shared/descriptor.h"
 #include "shared/names.h"
 
 namespace northbound {
@@ -49,16 +50,11 @@ class Input {
 public:
     explicit Input(const std::string& path)
         : m_Name(path == "-" ? Say("standard input") : path),
-          m_nFile(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC))
+          m_Opened(path == "-" ? -1 : open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+          m_nFile(path == "-" ? STDIN_FILENO : m_Opened.Number())
     {
         if (m_nFile < 0) Fail();
     }
-    ~Input()
-    {
-        if (m_nFile != STDIN_FILENO) close(m_nFile);
-    }
-    Input(const Input&) = delete;
-    Input& operator=(const Input&) = delete;
 
     bool IsTerminal() const { return isatty(m_nFile) != 0; }
     int File() const { return m_nFile; }
@@ -83,8 +79,9 @@ private:
         throw InputError(Say("{1} cannot be read: {2}", {m_Name, strerror(errno)}));
     }
 
-    std::string m_Name;
-    int m_nFile;
+    const std::string m_Name;
+    const Descriptor m_Opened;
+    const int m_nFile;
 };
 
 /// A terminal that does not show what is typed. Whatever is no terminal stays as it is.

@@ -8,6 +8,7 @@
 
 #include "nbiutil/sdxmlinterpreter.h"
 #include "server/figures/descriptions.h"
+#include "shared/descriptor.h"
 
 namespace northbound {
 namespace {
@@ -21,22 +22,22 @@ using NS_UTIL::XMLParseFailure;
 /// main file cannot be read either then, which is reported.
 class WorkingDirectory {
 public:
-    explicit WorkingDirectory(const fs::path& path) : m_nBefore(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC))
+    explicit WorkingDirectory(const fs::path& path) : m_Before(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC))
     {
         std::error_code ignored;
         fs::current_path(path, ignored);
     }
     ~WorkingDirectory()
     {
-        if (m_nBefore < 0) return;
-        [[maybe_unused]] const int nResult = fchdir(m_nBefore);  // it was the working directory already
-        close(m_nBefore);
+        if (!m_Before.IsOpen()) return;
+        [[maybe_unused]] const int nResult =
+            fchdir(m_Before.Number());  // it was the working directory already
     }
     WorkingDirectory(const WorkingDirectory&) = delete;
     WorkingDirectory& operator=(const WorkingDirectory&) = delete;
 
 private:
-    const int m_nBefore;
+    const Descriptor m_Before;
 };
 
 /// Nothing else in the server parses description files: interpreters and macros go with the catalogue's end.

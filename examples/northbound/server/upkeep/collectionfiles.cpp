@@ -107,16 +107,11 @@ FolderClaim::FolderClaim(const char* pItem, const std::string& folder)
         throw SettingsError(place +
                             " cannot be written: " + (error ? error.message() : std::strerror(errno)));
     }
-    m_nFolder = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (m_nFolder < 0) throw SettingsError(place + " cannot be opened: " + std::strerror(errno));
-    if (flock(m_nFolder, LOCK_EX | LOCK_NB) == 0) return;
-    close(m_nFolder);
-    throw SettingsError(place + " is another server's: a process holds it");
-}
-
-FolderClaim::~FolderClaim()
-{
-    close(m_nFolder);
+    m_Folder.Reset(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!m_Folder.IsOpen()) throw SettingsError(place + " cannot be opened: " + std::strerror(errno));
+    if (flock(m_Folder.Number(), LOCK_EX | LOCK_NB) != 0) {
+        throw SettingsError(place + " is another server's: a process holds it");
+    }
 }
 
 }  // namespace northbound

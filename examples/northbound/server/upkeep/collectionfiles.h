@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "shared/descriptor.h"
+
 namespace northbound {
 
 /// One file of the folder.
@@ -60,12 +62,9 @@ public:
     /// Makes the folder when it is not there.
     /// \throws SettingsError when it cannot be written, or another server's process has claimed it
     FolderClaim(const char* pItem, const std::string& folder);
-    ~FolderClaim();
-    FolderClaim(const FolderClaim&) = delete;
-    FolderClaim& operator=(const FolderClaim&) = delete;
 
 private:
-    int m_nFolder = -1;
+    Descriptor m_Folder;
 };
 
 }  // namespace northbound

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <utility>
 
 namespace northbound {
 namespace {
@@ -34,21 +33,16 @@ void WriteProcess(int nFile)
 }  // namespace
 
 LockFile::LockFile(const std::string& path)
-    : m_nFile(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR))
+    : m_File(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR))
 {
-    if (m_nFile < 0) {
+    if (!m_File.IsOpen()) {
         m_Fault = path + " cannot be opened: " + std::strerror(errno);
-    } else if (flock(m_nFile, LOCK_EX | LOCK_NB) == 0) {
-        WriteProcess(m_nFile);
+    } else if (flock(m_File.Number(), LOCK_EX | LOCK_NB) == 0) {
+        WriteProcess(m_File.Number());
     } else {
-        m_Holder = ProcessIn(m_nFile);
-        close(std::exchange(m_nFile, -1));
+        m_Holder = ProcessIn(m_File.Number());
+        m_File.Close();
     }
-}
-
-LockFile::~LockFile()
-{
-    if (m_nFile >= 0) close(m_nFile);
 }
 
 }  // namespace northbound

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "shared/descriptor.h"
+
 namespace northbound {
 
 /// Tries once to lock \p path, which it makes when needed, and keeps the lock until it is destroyed or the process ends,
@@ -12,11 +14,8 @@ namespace northbound {
 class LockFile {
 public:
     explicit LockFile(const std::string& path);
-    ~LockFile();
-    LockFile(const LockFile&) = delete;
-    LockFile& operator=(const LockFile&) = delete;
 
-    bool IsHeld() const { return m_nFile >= 0 && m_Fault.empty(); }
+    bool IsHeld() const { return m_File.IsOpen(); }
 
     /// Why the file could not be opened; "" when it could.
     const std::string& Fault() const { return m_Fault; }
@@ -25,7 +24,7 @@ public:
     const std::string& Holder() const { return m_Holder; }
 
 private:
-    int m_nFile = -1;
+    Descriptor m_File;
     std::string m_Fault;
     std::string m_Holder;
 };

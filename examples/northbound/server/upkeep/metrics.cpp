@@ -182,11 +182,6 @@ int ListenAtPort(const std::optional<int>& nPort)
     return nSocket;
 }
 
-void Close(int nSocket)
-{
-    if (nSocket >= 0) close(nSocket);
-}
-
 }  // namespace
 
 std::string MetricsText(const std::vector<PoolSnapshot>& pools, const NS_UTIL::ProcessSnapshot& process,
@@ -216,22 +211,20 @@ Metrics::Metrics(MetricsPlaces places, std::function<std::string()> text, const 
     : m_Places(std::move(places)),
       m_Claim(m_Places.m_Socket, group),
       m_Text(std::move(text)),
-      m_nPort(ListenAtPort(m_Places.m_Port))
+      m_Port(ListenAtPort(m_Places.m_Port)),
+      m_Socket(ListenAtPath(m_Places.m_Socket))
 {
-    m_nSocket = ListenAtPath(m_Places.m_Socket);
 }
 
 Metrics::~Metrics()
 {
-    Close(m_nPort);
-    if (m_nSocket < 0) return;
-    Close(m_nSocket);
-    unlink(m_Places.m_Socket.c_str());
+    if (m_Socket.IsOpen()) unlink(m_Places.m_Socket.c_str());
 }
 
 void Metrics::Answer(int nDescriptor) const
 {
-    const int nPeer = accept4(nDescriptor, nullptr, nullptr, SOCK_CLOEXEC);
+    const Descriptor peer(accept4(nDescriptor, nullptr, nullptr, SOCK_CLOEXEC));
+    const int nPeer = peer.Number();
     if (nPeer < 0) return;  // it has gone again
     constexpr timeval STEP{0, 200'000};
     setsockopt(nPeer, SOL_SOCKET, SO_RCVTIMEO, &STEP, sizeof(STEP));
@@ -243,7 +236,6 @@ void Metrics::Answer(int nDescriptor) const
     } else if (!request.empty()) {
         SendAll(nPeer, Response("405 Method Not Allowed", ""), end);
     }
-    close(nPeer);
 }
 
 void Metrics::WriteFile()

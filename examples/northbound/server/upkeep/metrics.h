@@ -11,6 +11,7 @@
 #include "nbiutil/poolsnapshot.h"
 #include "server/upkeep/metricsplaces.h"
 #include "server/upkeep/socketclaim.h"
+#include "shared/descriptor.h"
 
 namespace northbound {
 
@@ -34,7 +35,7 @@ public:
     Metrics& operator=(const Metrics&) = delete;
 
     /// Readable when somebody asks there; -1 for a place that is left out.
-    std::array<int, 2> Descriptors() const { return {m_nSocket, m_nPort}; }
+    std::array<int, 2> Descriptors() const { return {m_Socket.Number(), m_Port.Number()}; }
     bool HasFile() const { return !m_Places.m_File.empty(); }
 
     /// Answers one of those who ask at \p nDescriptor. GET alone is answered with the figures; whoever sends more than
@@ -49,8 +50,8 @@ private:
     const MetricsPlaces m_Places;
     const SocketClaim m_Claim;
     const std::function<std::string()> m_Text;
-    int m_nSocket = -1;
-    int m_nPort = -1;
+    const Descriptor m_Port;
+    const Descriptor m_Socket;  // last: where the port is taken, none is left behind
     bool m_bFailed = false;
 };
 
