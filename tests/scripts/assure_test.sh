@@ -46,6 +46,19 @@ expect "what passed is not done again" "$(assure try)" $'== try/first: passed be
 expect "nothing is left to do" "$(assure try)" $'== try/first: passed before\n== try/second: passed before\n2 passed, 0 failed'
 echo "# other" >>"$SAMPLE/scripts/packages.txt"
 expect "other sources begin anew" "$(assure try)" $'== try/first\n== try/second\n2 passed, 0 failed'
+# The page tells what a part printed when it passed last, and of others that they were not run.
+cat >"$SAMPLE/scripts/assurance/models.sh" <<'END'
+# shellcheck shell=bash
+# Figures.
+assure_models() { part models/run printf 'a -DX holds, 12 states\nb -DX holds, 30 states\nc -DVARIANT=1 found\n'; }
+END
+cp "$1/scripts/assurance/report.sh" "$SAMPLE/scripts/assurance"
+mkdir "$SAMPLE/docs"
+assure models >/dev/null
+assure --report
+page=$SAMPLE/docs/assurance.md
+expect "figures of the last run" "$(grep -c '| 2 sizes hold, 42 states; 1 wrong variants, all found | [0-9-]*, [0-9a-f]* and changes |$' "$page")" 1
+expect "what was not run" "$(grep -c '| | not run |$' "$page")" 11
 expect "an unknown step" "$(assure none)" "assure: there is no step none; --list names them"
 
 exit "$failures"

@@ -37,3 +37,15 @@ if [ "$found" != "$wanted" ]; then
     diff <(printf '%s\n' "$wanted") <(printf '%s\n' "$found")
     exit 1
 fi
+
+# The list of survivors names mutants that there are.
+cd "$SAMPLE" || exit 1
+name=$(scripts/mutate --list task | sed -n '1s/ .*//p')
+printf '# a comment\n\n%s a reason\n' "$name" >tests/mutants.txt
+scripts/mutate --check || exit 1
+printf '0123456789 a reason\n' >>tests/mutants.txt
+if scripts/mutate --check >"$SAMPLE/said"; then
+    echo "a survivor that is no mutant is not told"
+    exit 1
+fi
+grep -q 'no mutant 0123456789 any more' "$SAMPLE/said"

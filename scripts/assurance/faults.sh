@@ -1,0 +1,18 @@
+# shellcheck shell=bash
+# Every single fault of every scenario, as built and with AddressSanitizer and LeakSanitizer.
+
+FAULT_TESTS=(task/taskfaults context/contextfaults error/errorfaults security/securityfaults xml/xmlfaults util/utilfaults
+    northbound/server/operations/requestfaults)
+
+assure_faults() {
+    local preset test
+    for preset in release asan; do
+        part "faults/$preset-build" faults_build "$preset"
+        for test in "${FAULT_TESTS[@]}"; do
+            part "faults/$preset-$(basename "$test")" \
+                env NBI_FAULTS_MOST=all "build/$preset/tests/${test}_test" --gtest_brief=1
+        done
+    done
+}
+
+faults_build() { configure "$1" -DNBIUTIL_TESTS=ON -DNBIUTIL_EXAMPLES=ON && build "$1" "${FAULT_TESTS[@]/%/_test}"; }
