@@ -38,6 +38,8 @@ void Dispatcher::Admit(const Profile& operation, const Caller& caller)
 {
     CheckUser(caller.m_User);
     CheckRole(operation, caller);
+    // What anybody may ask tells what comes of it, or a crowd of strangers would fill the log.
+    if (operation.m_LeastRole == Role::NONE) return;
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "request accepted");
 }
 
@@ -58,10 +60,16 @@ void Dispatcher::CheckSizes(const std::vector<BoundedText>& texts)
     }
 }
 
+/// Whoever is sent away may come a thousand times a second.
 Failure Dispatcher::Refused(unsigned int nCode, const std::string& detail)
 {
-    nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "the request fails with code 0x%08X: %s", nCode,
-                 detail.c_str());
+    const bool bSentAway = nCode == ErrCode::TRY_LATER;
+    const unsigned long nSentAway = bSentAway ? m_SentAway.Count() : 0;
+    if (bSentAway && nSentAway == 0) return {nCode, detail};
+    const std::string more =
+        bSentAway ? "; " + std::to_string(nSentAway) + " logins sent away since the last such line" : "";
+    nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "the request fails with code 0x%08X: %s%s", nCode,
+                 detail.c_str(), more.c_str());
     return {nCode, detail};
 }
 

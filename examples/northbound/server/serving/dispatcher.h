@@ -2,6 +2,7 @@
 /// What every request passes, whichever front end it comes through.
 #pragma once
 
+#include <chrono>
 #include <exception>
 #include <utility>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "nbiutil/nbitask.h"
 #include "nbiutil/processexception.h"
 #include "server/serving/boundedtext.h"
+#include "server/serving/occasionally.h"
 #include "server/serving/operation.h"
 #include "server/serving/requestscope.h"
 #include "server/serving/runinpool.h"
@@ -69,10 +71,11 @@ private:
     static void Admit(const Profile& operation, const Caller& caller);
     static void CheckWaiting(const Caller& caller);
     static void CheckSizes(const std::vector<BoundedText>& texts);
-    static Failure Refused(unsigned int nCode, const std::string& detail);
-    static Failure Unforeseen(const std::exception& cause);
+    Failure Refused(unsigned int nCode, const std::string& detail);
+    Failure Unforeseen(const std::exception& cause);
 
     UserSessions& m_Sessions;
+    Occasionally m_SentAway{std::chrono::minutes(1)};  // logins
     NS_UTIL::DBAgent m_Agent;
 };
 

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
+#include <thread>
 #include <utility>
 
 #include "nbiutil/conversions.h"
@@ -44,9 +45,15 @@ void FillRandomly(unsigned char* pBytes, std::size_t nCount)
 
 }  // namespace
 
-LoginGate::LoginGate(std::function<Clock::time_point()> now) : m_Now(std::move(now))
+LoginGate::LoginGate(std::function<Clock::time_point()> now, Pause pause)
+    : m_Now(std::move(now)), m_Pause(std::move(pause))
 {
     FillRandomly(m_Key.data(), m_Key.size());
+}
+
+void LoginGate::Sleep(std::chrono::milliseconds time)
+{
+    std::this_thread::sleep_for(time);
 }
 
 std::string LoginGate::Challenge() const
@@ -106,6 +113,13 @@ void LoginGate::NoteFailureLocked(const std::string& host)
     Failures& failures = m_Failures[host];
     ++failures.m_nCount;
     failures.m_Last = m_Now();
+    failures.m_bTold = false;
+}
+
+/// From now on it was.
+bool LoginGate::WasToldLocked(const std::string& host)
+{
+    return std::exchange(m_Failures[host].m_bTold, true);
 }
 
 /// What is too old to count.
@@ -123,9 +137,14 @@ void LoginGate::ForgetLocked()
 
 LoginGate::Passage::Passage(LoginGate& gate, std::string host) : m_Gate(gate), m_Host(std::move(host))
 {
-    const Guard guard(m_Gate.m_Mutex);
+    std::unique_lock<std::mutex> guard(m_Gate.m_Mutex);
     const seconds wait = m_Gate.WaitLocked(m_Host);
-    if (wait > seconds(0)) ThrowLater(wait);
+    if (wait > seconds(0)) {
+        const bool bTold = m_Gate.WasToldLocked(m_Host);
+        guard.unlock();
+        if (bTold) m_Gate.m_Pause(PACE);
+        ThrowLater(wait);
+    }
     if (m_Gate.m_nInside >= MAX_AT_ONCE) ThrowLater(seconds(1));
     ++m_Gate.m_nInside;
 }

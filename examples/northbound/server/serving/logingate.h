@@ -22,11 +22,15 @@ public:
     static constexpr unsigned int FREE_FAILURES = 2;         // of an address: slips of the finger
     static constexpr std::chrono::seconds MAX_WAIT{60};      // doubled from a second with each failure more
     static constexpr std::chrono::minutes FAILURE_LIFE{15};  // then an address starts anew
+    static constexpr std::chrono::milliseconds PACE{100};    // of an address that comes again all the same
     static constexpr std::size_t MAX_ADDRESSES = 1024;       // the one whose failure is the oldest gives way
     static constexpr std::size_t MAX_REDEEMED = 1024;
 
+    using Pause = std::function<void(std::chrono::milliseconds)>;
+
+    /// \param pause has the calling thread wait
     /// \throws ProcessException INTERNAL without random numbers
-    explicit LoginGate(std::function<Clock::time_point()> now = Clock::now);
+    explicit LoginGate(std::function<Clock::time_point()> now = Clock::now, Pause pause = Sleep);
 
     /// A text of LOGIN_CHALLENGE characters that the next login encrypts together with the password.
     std::string Challenge() const;
@@ -34,6 +38,8 @@ public:
     /// One login's way through the gate, from construction to destruction.
     class Passage {
     public:
+        /// A host that has to wait is told so at once, and when it comes again meanwhile after PACE, so that it takes the
+        /// processors from nobody. That holds up its connection's own thread, and no worker.
         /// \throws ProcessException TRY_LATER when as many are inside as may, or \p host has to wait
         Passage(LoginGate& gate, std::string host);
         ~Passage();
@@ -59,16 +65,21 @@ private:
     struct Failures {
         unsigned int m_nCount = 0;
         Clock::time_point m_Last;
+        bool m_bTold = false;  // that it has to wait, since then
     };
+
+    static void Sleep(std::chrono::milliseconds time);
 
     std::string SealOf(const std::string& text) const;
     bool IsFresh(const std::string& challenge) const;
     unsigned long long SecondsNow() const;
     std::chrono::seconds WaitLocked(const std::string& host) const;
+    bool WasToldLocked(const std::string& host);
     void NoteFailureLocked(const std::string& host);
     void ForgetLocked();
 
     const std::function<Clock::time_point()> m_Now;
+    const Pause m_Pause;
     std::array<unsigned char, 32> m_Key{};
     std::mutex m_Mutex;
     unsigned int m_nInside = 0;                            // guarded by m_Mutex

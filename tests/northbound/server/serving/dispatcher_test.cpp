@@ -33,6 +33,16 @@ struct ProbeInPool {
     int m_nRuns = 0;
 };
 
+struct SendingAway {
+    static constexpr Profile PROFILE{1, "probe", Place::REQUEST_THREAD, Role::NONE};
+    struct Request {};
+    struct Result {};
+    static Result Run(const Request& /*request*/, const Caller& /*caller*/)
+    {
+        ThrowFailure(ErrCode::TRY_LATER, "probe", "try again in 1 s");
+    }
+};
+
 class DispatcherTest : public ::testing::Test {
 protected:
     /// What \p caller gets from a server that gives those from the network \p anonymous: 0 for an answer.
@@ -82,6 +92,22 @@ TEST_F(DispatcherTest, WorkOfACallerThatHasGoneIsNotBegun)
     const auto served = dispatcher.Ask(operation, caller, {});
     EXPECT_EQ(std::get_if<Failure>(&served), nullptr);
     EXPECT_EQ(operation.m_nRuns, 1);
+}
+
+TEST_F(DispatcherTest, StrangersDoNotFillTheLog)
+{
+    UserSessions sessions(Role::NONE);
+    Dispatcher dispatcher(sessions, 1);
+    SendingAway operation;
+    for (int i = 0; i < 100; ++i) {
+        const auto outcome = dispatcher.Ask(operation, m_Remote, {});
+        ASSERT_NE(std::get_if<Failure>(&outcome), nullptr);
+        EXPECT_EQ(std::get<Failure>(outcome).m_nCode, ErrCode::TRY_LATER);
+    }
+    ASSERT_EQ(m_Host.Logs().size(), 1u);
+    EXPECT_EQ(m_Host.Logs()[0].m_Text,
+              "the request fails with code 0x4E42000E: try again in 1 s; 1 logins sent away since "
+              "the last such line");
 }
 
 TEST_F(DispatcherTest, LocalCallerIsAdmin)

@@ -51,7 +51,8 @@ protected:
 
     nbitest::RecordingHost m_Host;
     LoginGate::Clock::time_point m_Now = LoginGate::Clock::now();
-    LoginGate m_Gate{[this] { return m_Now; }};
+    std::chrono::milliseconds m_Paused{0};
+    LoginGate m_Gate{[this] { return m_Now; }, [this](std::chrono::milliseconds time) { m_Paused += time; }};
 };
 
 TEST_F(LoginGateTest, ChallengesAreAllDifferent)
@@ -119,6 +120,23 @@ TEST_F(LoginGateTest, WaitGrowsWithEachFailureOfAnAddressAlone)
         m_Now += seconds(nWait);
         EXPECT_EQ(Try("a"), "");
     }
+}
+
+/// A hundred of them at once would have the processors to themselves.
+TEST_F(LoginGateTest, WhoComesAgainBeforeItsTimeIsHeldUpAMoment)
+{
+    for (int i = 0; i < 3; ++i) Try("a");
+    EXPECT_NE(Try("a"), "");
+    EXPECT_EQ(m_Paused.count(), 0) << "it is told at once";
+    EXPECT_NE(Try("a"), "");
+    EXPECT_EQ(m_Paused, LoginGate::PACE);
+    EXPECT_NE(Try("a"), "");
+    EXPECT_EQ(m_Paused, 2 * LoginGate::PACE);
+    EXPECT_EQ(Try("b"), "");
+    m_Now += seconds(1);
+    EXPECT_EQ(Try("a"), "");
+    EXPECT_NE(Try("a"), "");
+    EXPECT_EQ(m_Paused, 2 * LoginGate::PACE) << "its new time is told at once, too";
 }
 
 TEST_F(LoginGateTest, SuccessAndTimeForgetTheFailures)
