@@ -14,7 +14,7 @@ The tests notice when the code changes|\`scripts/mutate\`, every change a sample
 The tests run the library's lines and branches|gcovr, at least 97 % and 90 %|coverage/src|coverage
 And the standalone host's|gcovr, at least 95 % and 85 %|coverage/host|coverage
 Years of tasks change nothing|\`soak_test\`, every change some thousand|soak/release|soak
-The server under load with cancellations, changes and reloads loses no request and keeps its memory|\`scripts/assurance/server-soak\`|soak/server|server
+The server under load with cancellations, changes and reloads loses no request and keeps its memory|\`scripts/assurance/server-soak\`|serversoak/run|server
 No remark of clang's analyzer, the tests included|\`scripts/tidy --analyze-tests\`|analyze/tests|analyze
 A release holds what it promises, byte for byte|\`scripts/release --check\`|release/check|release
 "

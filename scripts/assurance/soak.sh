@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# SOAK_TASKS (20000000) tasks through the pools, a tenth under each sanitizer; the server under load for SOAK_MINUTES (60).
+# The soak tests of the pools: SOAK_TASKS (20000000) tasks as built, a tenth of them under each sanitizer.
 
 assure_soak() {
     local preset tasks=${SOAK_TASKS:-20000000}
@@ -8,9 +8,6 @@ assure_soak() {
         part "soak/$preset" env NBI_SOAK_TASKS="$tasks" "build/$preset/tests/task/soak_test"
         [ "$preset" != release ] || tasks=$((tasks / 10))
     done
-    part soak/server-build soak_server_build
-    part soak/server bash scripts/assurance/server-soak "${SOAK_MINUTES:-60}" build/release/examples/northbound
 }
 
-soak_server_build() { configure release -DNBIUTIL_EXAMPLES=ON && build release nbi-server nbi-client; }
 soak_build() { configure "$1" -DNBIUTIL_TESTS=ON && build "$1" soak_test; }
