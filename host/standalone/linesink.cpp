@@ -92,8 +92,9 @@ bool LineSink::ReportLossesLocked()
 }
 
 RotatingFileSink::RotatingFileSink(const std::string& path, std::uint64_t nRotateBytes, std::uint64_t nKeep)
-    : LineSink(path, OpenForAppend(path, 0)), m_nRotateBytes(nRotateBytes), m_nKeep(nKeep)
+    : LineSink(path, -1), m_nRotateBytes(nRotateBytes), m_nKeep(nKeep)
 {
+    m_nFd = OpenForAppend(path, 0);  // here, where nothing that needs memory comes behind it
     if (m_nFd < 0) throw std::system_error(errno, std::generic_category());
     struct stat status {};
     if (::fstat(m_nFd, &status) != 0) return;

@@ -15,4 +15,7 @@ assure_faults() {
     done
 }
 
-faults_build() { configure "$1" -DNBIUTIL_TESTS=ON -DNBIUTIL_EXAMPLES=ON && build "$1" "${FAULT_TESTS[@]/%/_test}"; }
+faults_build() {
+    local targets=("${FAULT_TESTS[@]##*/}")
+    configure "$1" -DNBIUTIL_TESTS=ON -DNBIUTIL_EXAMPLES=ON && build "$1" "${targets[@]/%/_test}"
+}
