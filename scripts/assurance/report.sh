@@ -26,11 +26,11 @@ figures_of() {
             awk '/ holds, /{ n++; states += $(NF - 1) } / found$/{ wrong++ }
                 END { printf "%d sizes hold, %d states; %d wrong variants, all found", n, states, wrong }' ;;
         schedules)
-            awk '/^\[ +OK/{ n++ } END { printf "%d scenarios, '"${SCHEDULES:-20000}"' orders each", n }' ;;
+            awk '/^orders:/{ orders = $2 } /^\[ +OK/{ n++ } END { printf "%d scenarios, %d orders each", n, orders }' ;;
         faults)
             grep -a '^faults injected:' | sed 's/^faults injected: *//' | tr ';' '\n' | awk '
-                NF { n = $NF; $NF = ""; sub(/ +$/, ""); kinds[$0] += n; all += n; if (!($0 in seen)) { seen[$0]; order[++k] = $0 } }
-                END { printf "%d faults:", all; for (i = 1; i <= k; ++i) printf "%s %s %d", i > 1 ? "," : "", order[i], kinds[order[i]] }' ;;
+                NF { n = $NF; $NF = ""; sub(/ +$/, ""); kinds[$0] += n; all += n; if (!($0 in seen)) { seen[$0] = 1; order[++k] = $0 } }
+                END { printf "%d faults:", all; for (i = 1; i <= k; ++i) printf "%s %s %d", (i > 1 ? "," : ""), order[i], kinds[order[i]] }' ;;
         fuzz)
             awk '/^stat::number_of_executed_units:/{ n++; runs += $2 } END { printf "%d targets, %d inputs, nothing found", n, runs }' ;;
         mutate)

@@ -3,7 +3,11 @@
 
 assure_schedules() {
     part schedules/build schedules_build
-    part schedules/run env NBI_SCHEDULES="${SCHEDULES:-20000}" build/release/tests/task/schedules_test
+    part schedules/run schedules_run "${SCHEDULES:-20000}"
 }
 
 schedules_build() { configure release -DNBIUTIL_TESTS=ON && build release schedules_test; }
+schedules_run() {
+    echo "orders: $1"
+    NBI_SCHEDULES=$1 build/release/tests/task/schedules_test
+}
