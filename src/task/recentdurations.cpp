@@ -42,7 +42,8 @@ void RecentDurations::BeginSpan(std::int64_t nNow)
 
 void RecentDurations::Measure(std::int64_t nNow, std::int64_t nDuration)
 {
-    See(nNow, nDuration);
+    LookAtClock(nNow);
+    m_nLongest = std::max(m_nLongest, nDuration);
     ++m_Current.m_Buckets[BucketOf(nDuration)];
     ++m_Current.m_nCount;
     ++m_nMeasured;

@@ -15,9 +15,11 @@ class RecentDurations {
 public:
     static constexpr std::int64_t SPAN = 60'000'000'000;
 
-    /// A duration that is known roughly: the longest looks at it.
+    /// A duration that is known roughly: the longest looks at it. Most are shorter than a tick of the clock, and nothing
+    /// of this object need be touched for them.
     void See(std::int64_t nNow, std::int64_t nDuration)
     {
+        if (nDuration <= 0) return;
         LookAtClock(nNow);
         if (nDuration > m_nLongest) m_nLongest = nDuration;
     }
