@@ -49,8 +49,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
     NS_UTIL::ChildOptions options;
     options.SetCommand(command);
     const std::size_t nWords = nError == EINVAL ? 0 : WordsForTheChild(options);
-    if (nError == 0)
+    if (nError == 0) {
         Demand(nWords > 0 && nWords <= NS_UTIL::MAX_COMMAND_WORDS, "words of an accepted command");
+    }
     if (nError == E2BIG) Demand(nWords >= NS_UTIL::MAX_COMMAND_WORDS, "too many words");
     if (!MeansTheSame(command)) return 0;
     ACE_ARGV other(command.c_str(), false);

@@ -35,6 +35,12 @@ __attribute__((format(printf, 3, 4))) void Write(nbihost::OpenLog& log, const Li
     va_end(args);
 }
 
+/// What a C string has of it.
+std::string UpToZero(const std::string& text)
+{
+    return text.substr(0, text.find('\0'));
+}
+
 std::string Shown(char character)
 {
     const auto nByte = static_cast<unsigned char>(character);
@@ -80,9 +86,10 @@ std::string TextOf(const std::string& written)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize)
 {
     nbitest::FuzzInput input(pData, nSize);
-    Line line{input.Text(), input.Text().c_str(), input.Text().c_str(), static_cast<int>(input.Word()), ""};
+    Line line{input.Text(), UpToZero(input.Text()), UpToZero(input.Text()), static_cast<int>(input.Word()),
+              ""};
     const std::size_t nTimes = input.Byte() % 64 + 1;
-    const std::string piece = input.LongText().c_str();
+    const std::string piece = UpToZero(input.LongText());
     for (std::size_t i = 0; i < nTimes; ++i) line.m_Text += piece;
 
     static const int nFile = memfd_create("log", MFD_CLOEXEC);

@@ -26,6 +26,7 @@ public:
 }  // namespace nbitest
 
 /// In front of OpenSSL's own, which takes too long to fail at each of its allocations.
+// NOLINTNEXTLINE(misc-definitions-in-headers): in one source of a program
 extern "C" __attribute__((visibility("default"))) int RSA_generate_key_ex(RSA* pKey, int, BIGNUM*, BN_GENCB*)
 {
     const nbitest::WorkingAllocations working;

@@ -103,8 +103,9 @@ const std::vector<Scenario> SCENARIOS = {
          faults.KeepSecret(SECRET);
          return faults.During([] {
              AutoReleaseString held;
-             if (held.setBuffer(SECRET.c_str()) != 0 || held.setBuffer(LONG.c_str()) != 0)
+             if (held.setBuffer(SECRET.c_str()) != 0 || held.setBuffer(LONG.c_str()) != 0) {
                  return std::string("-2");
+             }
              return std::to_string(held.length()) + held.getBuffer();
          });
      }},

@@ -103,7 +103,7 @@ int sem_post(sem_t* pSemaphore) noexcept
 }
 
 int posix_spawn(pid_t* pChild, const char* pPath, const posix_spawn_file_actions_t* pActions,
-                const posix_spawnattr_t* pAttributes, char* const words[], char* const environment[]) noexcept
+                const posix_spawnattr_t* pAttributes, char* const words[], char* const environment[])
 {
     using Spawn = int (*)(pid_t*, const char*, const posix_spawn_file_actions_t*, const posix_spawnattr_t*,
                           char* const*, char* const*);
@@ -113,8 +113,7 @@ int posix_spawn(pid_t* pChild, const char* pPath, const posix_spawn_file_actions
 }
 
 int posix_spawnp(pid_t* pChild, const char* pFile, const posix_spawn_file_actions_t* pActions,
-                 const posix_spawnattr_t* pAttributes, char* const words[],
-                 char* const environment[]) noexcept
+                 const posix_spawnattr_t* pAttributes, char* const words[], char* const environment[])
 {
     using Spawn = int (*)(pid_t*, const char*, const posix_spawn_file_actions_t*, const posix_spawnattr_t*,
                           char* const*, char* const*);

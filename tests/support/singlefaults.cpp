@@ -223,8 +223,9 @@ Scenario::Outcome Scenario::InChild(FaultKind kind, long nFailing) const
     if (!WIFEXITED(nStatus) || WEXITSTATUS(nStatus) != 0) return {{}, "", "it crashes"};
     Outcome outcome;
     std::rewind(told.get());
-    if (std::fread(&outcome.m_Counts, sizeof outcome.m_Counts, 1, told.get()) != 1)
+    if (std::fread(&outcome.m_Counts, sizeof outcome.m_Counts, 1, told.get()) != 1) {
         return {{}, "", "it is mute"};
+    }
     for (int nByte; (nByte = std::fgetc(told.get())) > 0;) outcome.m_Result += static_cast<char>(nByte);
     for (int nByte; (nByte = std::fgetc(told.get())) >= 0;) outcome.m_Problems += static_cast<char>(nByte);
     return outcome;
