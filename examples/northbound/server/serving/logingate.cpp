@@ -3,7 +3,6 @@
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
-#include <openssl/rand.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -14,6 +13,7 @@
 
 #include "nbiutil/conversions.h"
 #include "server/serving/failure.h"
+#include "server/serving/randombytes.h"
 #include "shared/ciphertext.h"
 #include "shared/names.h"
 
@@ -32,12 +32,6 @@ constexpr std::size_t SEAL_BYTES = 16;
 constexpr std::size_t SEALED = TIME_DIGITS + 2 * RANDOM_BYTES;
 static_assert(SEALED + 2 * SEAL_BYTES == LOGIN_CHALLENGE);
 
-void FillRandomly(unsigned char* pBytes, std::size_t nCount)
-{
-    if (RAND_bytes(pBytes, static_cast<int>(nCount)) == 1) return;
-    ThrowFailure(ErrCode::INTERNAL, MODULE, "there are no random numbers");
-}
-
 [[noreturn]] void ThrowLater(seconds wait)
 {
     ThrowFailure(ErrCode::TRY_LATER, MODULE, "try again in " + std::to_string(wait.count()) + " s");
@@ -48,7 +42,7 @@ void FillRandomly(unsigned char* pBytes, std::size_t nCount)
 LoginGate::LoginGate(std::function<Clock::time_point()> now, Pause pause)
     : m_Now(std::move(now)), m_Pause(std::move(pause))
 {
-    FillRandomly(m_Key.data(), m_Key.size());
+    FillRandomly(m_Key.data(), m_Key.size(), MODULE);
 }
 
 void LoginGate::Sleep(std::chrono::milliseconds time)
@@ -59,7 +53,7 @@ void LoginGate::Sleep(std::chrono::milliseconds time)
 std::string LoginGate::Challenge() const
 {
     std::array<unsigned char, RANDOM_BYTES> random{};
-    FillRandomly(random.data(), random.size());
+    FillRandomly(random.data(), random.size(), MODULE);
     char time[TIME_DIGITS + 1];
     std::snprintf(time, sizeof(time), "%08llX", SecondsNow() & 0xFFFFFFFFULL);
     const std::string text = time + NS_UTIL::ByteToHex(random.data(), static_cast<int>(random.size()));

@@ -2,7 +2,6 @@
 
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
-#include <openssl/rand.h>
 
 #include <algorithm>
 #include <array>
@@ -13,6 +12,7 @@
 #include "nbiutil/conversions.h"
 #include "nbiutil/selfutilcommon.h"
 #include "server/serving/failure.h"
+#include "server/serving/randombytes.h"
 #include "shared/names.h"
 #include "shared/passworddigest.h"
 
@@ -48,9 +48,7 @@ Role RoleOf(const std::string& name)
 std::string NewKey()
 {
     std::array<unsigned char, 16> bytes{};
-    if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1) {
-        ThrowFailure(ErrCode::INTERNAL, MODULE, "there are no random numbers");
-    }
+    FillRandomly(bytes.data(), bytes.size(), MODULE);
     return NS_UTIL::ByteToHex(bytes.data(), static_cast<int>(bytes.size()));
 }
 
