@@ -14,6 +14,7 @@
 #include <omniORB4/sslConnection.h>
 // clang-format on
 
+#include <openssl/crypto.h>
 #include <poll.h>
 
 #include <chrono>
@@ -52,6 +53,12 @@ CORBA::Boolean NotePeer(omni::omniInterceptors::serverReceiveRequest_T::info_T& 
     t_Peer = PeerAt(pConnection->peeraddress());
     t_Peer.m_nSocket = SocketOf(pConnection);
     return true;
+}
+
+void ServeConnection(omni::omniInterceptors::assignUpcallThread_T::info_T& info)
+{
+    info.run();
+    OPENSSL_thread_stop();
 }
 
 std::size_t g_nMostConnections = 0;  // set before the ORB has other threads
@@ -120,6 +127,11 @@ void LimitConnections(std::size_t nMost)
 {
     g_nMostConnections = nMost;
     omniORB::getInterceptors()->serverAcceptConnection.add(CheckRoom);
+}
+
+void LeaveNothingToThreads()
+{
+    omniORB::getInterceptors()->assignUpcallThread.add(ServeConnection);
 }
 
 void NotePeers()
