@@ -197,8 +197,9 @@ void MeasureCell(const Cell& cell, int nRounds, Ratios& ratios)
 {
     std::vector<std::vector<Figures>> rounds(Contestants().size());
     for (int i = 0; i < nRounds; ++i) {
-        for (std::size_t n = 0; n < rounds.size(); ++n)
+        for (std::size_t n = 0; n < rounds.size(); ++n) {
             rounds[n].push_back(Contestants()[n].m_pMeasure(cell));
+        }
     }
     if (cell.m_Job != Job::Stream) {
         Report("median", cell, rounds, &Figures::m_nMedian, ratios);

@@ -147,9 +147,10 @@ public:
     {
         const std::string scheme = northbound::TLS_SCHEME;
         const bool bTls = Begins(address, scheme);
-        if (bTls)
+        if (bTls) {
             northbound::TlsContext::InstallForClient({authority, "", ""},
                                                      {[](auto&, auto&) {}, [] {}, [] {}});
+        }
         const char* options[][2] = {
             {"maxGIOPConnectionPerServer", "1000"}, {"traceLevel", "0"}, {nullptr, nullptr}};
         int nArgs = 0;

@@ -17,7 +17,7 @@ documented() { grep -oP '^\| `nbiutil:\K[a-z_]+' "$1/docs/tracing.md" | LC_ALL=C
 wanted=$'push\nrefuse\nrun_begin\nrun_end\ntake\nwake'
 [ "$(probes "$3")" = "$wanted" ] || fail "the library with marks has these: $(probes "$3")"
 [ "$(documented "$1")" = "$wanted" ] || fail "docs/tracing.md has these: $(documented "$1")"
-for name in $(grep -oP '^usdt:.*:nbiutil:\K.*' "$1/docs/tracing.md"); do
+while read -r name; do
     grep -qx "$name" <<<"$wanted" || fail "the script of docs/tracing.md asks for $name"
-done
+done < <(grep -oP '^usdt:.*:nbiutil:\K.*' "$1/docs/tracing.md")
 [ "$failures" -eq 0 ]
