@@ -26,6 +26,7 @@ std::string OnTerminal(const Size& size, std::vector<std::string> words)
 {
     words.insert(words.begin(), NBI_CLIENT);
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     winsize window{};
