@@ -66,7 +66,9 @@ expect "a build shows tenths and what is no step" "$(run_lib 'build_shown dev')"
     $'== dev: 10 % built\nb.cpp:1: warning\n== dev: 20 % built\n== dev: 90 % built\n== dev: 100 % built\nstatus 0'
 expect "a failed build fails" "$(CMAKE_STATUS=3 run_lib 'build_shown dev' | tail -n 1)" "status 3"
 
-stub ctest 'cat "$(dirname "$0")/ctest.txt"'
+stub ctest 'case "$*" in *--rerun-failed*) cat "$(dirname "$0")/again.txt" ;; *) cat "$(dirname "$0")/ctest.txt" ;; esac'
+one_failed='50% tests passed, 1 tests failed out of 4'
+echo "0% tests passed, 1 tests failed out of 1" >"$STUBS/again.txt"
 tests() { run_lib "PROJECT_DIR=$STUBS; mkdir -p $STUBS/build/x; run_tests x >/dev/null; summary"; }
 cat >"$STUBS/ctest.txt" <<'END'
       Start  1: a
@@ -81,6 +83,16 @@ The following tests FAILED:
 	  2 - b (Failed)
 END
 expect "tests are counted" "$(tests)" $'2 passed, 1 failed, 1 skipped\nstatus 1'
+echo "100% tests passed, 0 tests failed out of 2" >"$STUBS/again.txt"
+expect "what passes alone is unsteady" "$(tests)" \
+    $'== UNSTEADY: 1 failed beside others and passed alone; see above\n3 passed, 0 failed, 1 skipped\nstatus 0'
+for report in "==7==ERROR: AddressSanitizer: heap-use-after-free" "==7==ERROR: LeakSanitizer: detected memory leaks" \
+    "WARNING: ThreadSanitizer: data race (pid=7)" "a.cpp:3:4: runtime error: signed integer overflow"; do
+    printf '%s\n%s\n' "$report" "$one_failed" >"$STUBS/ctest.txt"
+    expect "what a sanitizer reports stands: $report" "$(tests)" $'3 passed, 1 failed\nstatus 1'
+done
+echo "20% tests passed, 4 tests failed out of 5" >"$STUBS/ctest.txt"
+expect "so many are no accident" "$(tests)" $'1 passed, 4 failed\nstatus 1'
 echo "No tests were found!!!" >"$STUBS/ctest.txt"
 expect "no test is a failure" "$(tests)" $'0 passed, 1 failed\nstatus 1'
 echo "100% tests passed, 0 tests failed out of 7" >"$STUBS/ctest.txt"
