@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -47,7 +48,12 @@ std::string LineSink::LastError()
 
 void LineSink::sink_it_(const spdlog::details::log_msg& message)
 {
-    if (!ReportLossesLocked() || !WriteLocked(message)) ++m_nLost;
+    try {
+        if (ReportLossesLocked() && WriteLocked(message)) return;
+    } catch (const std::bad_alloc&) {
+        m_nError = ENOMEM;
+    }
+    ++m_nLost;
 }
 
 void LineSink::MakeRoomLocked(std::size_t)
@@ -92,8 +98,9 @@ bool LineSink::ReportLossesLocked()
 }
 
 RotatingFileSink::RotatingFileSink(const std::string& path, std::uint64_t nRotateBytes, std::uint64_t nKeep)
-    : LineSink(path, -1), m_nRotateBytes(nRotateBytes), m_nKeep(nKeep)
+    : LineSink(path, -1), m_nRotateBytes(nRotateBytes), m_Fresh(path + ".new"), m_Names{path}
 {
+    for (std::uint64_t n = 1; n <= nKeep; ++n) m_Names.push_back(path + '.' + std::to_string(n));
     m_nFd = OpenForAppend(path, 0);  // here, where nothing that needs memory comes behind it
     if (m_nFd < 0) throw std::system_error(errno, std::generic_category());
     struct stat status {};
@@ -119,20 +126,19 @@ void RotatingFileSink::MakeRoomLocked(std::size_t nSize)
 void RotatingFileSink::ReplaceLocked()
 {
     // The new file first: when it cannot be made, nothing has been moved.
-    const std::string fresh = m_Name + ".new";
-    const int nFd = OpenForAppend(fresh, O_TRUNC);
+    const int nFd = OpenForAppend(m_Fresh, O_TRUNC);
     if (nFd < 0) return;
-    for (std::uint64_t n = m_nKeep; n > 1; --n) {
-        const std::string younger = m_Name + '.' + std::to_string(n - 1);
-        std::rename(younger.c_str(), (m_Name + '.' + std::to_string(n)).c_str());
+    for (std::size_t n = m_Names.size() - 1; n > 1; --n) {
+        std::rename(m_Names[n - 1].c_str(), m_Names[n].c_str());
     }
-    if (std::rename(m_Name.c_str(), (m_Name + ".1").c_str()) != 0 && errno != ENOENT) {
-        ::close(nFd);
-        ::unlink(fresh.c_str());
+    const bool bMoved = std::rename(m_Name.c_str(), m_Names[1].c_str()) == 0;
+    if ((bMoved || errno == ENOENT) && std::rename(m_Fresh.c_str(), m_Name.c_str()) == 0) {
+        ::close(std::exchange(m_nFd, nFd));
         return;
     }
-    std::rename(fresh.c_str(), m_Name.c_str());
-    ::close(std::exchange(m_nFd, nFd));
+    if (bMoved) std::rename(m_Names[1].c_str(), m_Name.c_str());
+    ::close(nFd);
+    ::unlink(m_Fresh.c_str());
 }
 
 }  // namespace nbihost

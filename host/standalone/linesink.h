@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace nbihost {
 
@@ -55,6 +56,7 @@ private:
 class RotatingFileSink : public LineSink {
 public:
     /// Appends to \p path, making it when needed.
+    /// \param nKeep predecessors; at least 1
     /// \throws std::system_error
     RotatingFileSink(const std::string& path, std::uint64_t nRotateBytes, std::uint64_t nKeep);
     ~RotatingFileSink() override;
@@ -66,8 +68,10 @@ private:
     void ReplaceLocked();
 
     const std::uint64_t m_nRotateBytes;
-    const std::uint64_t m_nKeep;
-    std::uint64_t m_nSize = 0;  // guarded by mutex_
+    // Made beforehand: a replacement needs no memory.
+    const std::string m_Fresh;
+    std::vector<std::string> m_Names;  // the file's, then those of its predecessors, the youngest first
+    std::uint64_t m_nSize = 0;         // guarded by mutex_
     bool m_bRegular = false;
 };
 

@@ -2,18 +2,30 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <cstdio>
+#include <iterator>
 #include <memory>
 
 #include "host/hostfixture.h"
 #include "nbihost/standalone.h"
+#include "support/heapwatch.h"
+#include "util/filecalls.h"
 
 namespace {
 
+using namespace nbitest;
 using Texts = std::vector<std::string>;
 
 void Write(const std::string& text)
 {
     nbihost::Log(nbihost::LOG_LEVEL_INFO, "test", "%s", text.c_str());
+}
+
+std::size_t OpenFiles()
+{
+    const std::filesystem::directory_iterator files("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
 
 /// Makes every write beyond \p nBytes of a file fail, as on a full disk.
@@ -48,6 +60,17 @@ protected:
         ::testing::internal::CaptureStderr();
         m_pHost->Stop();
         return ::testing::internal::GetCapturedStderr();
+    }
+
+    /// The names in the folder that begin with \p begin.
+    Texts NamesOf(const std::string& begin) const
+    {
+        Texts names;
+        for (const auto& entry : std::filesystem::directory_iterator(PathOf("."))) {
+            const std::string name = entry.path().filename();
+            if (name.compare(0, begin.size(), begin) == 0) names.push_back(name);
+        }
+        return names;
     }
 
     std::unique_ptr<nbihost::Host> m_pHost;
@@ -197,6 +220,41 @@ TEST_F(RotationTest, FileThatCannotBeMovedIsWrittenOn)
     for (const char* pText : {"a", "b", "c"}) Write(pText);
     EXPECT_EQ(TextsOf("log"), (Texts{"test a", "test b", "test c"}));
     EXPECT_FALSE(std::filesystem::exists(PathOf("log.new")));
+}
+
+TEST_F(RotationTest, FileIsPutBackWhereItsSuccessorCannotBeMoved)
+{
+    StartSmall(3);
+    Write("a");
+    SetFileHook([](const FileCall& call) { return call.m_Path.find(".new") != std::string::npos ? EIO : 0; });
+    Write("b");
+    SetFileHook({});
+    EXPECT_EQ(TextsOf("log"), (Texts{"test a", "test b"}));
+    EXPECT_FALSE(std::filesystem::exists(PathOf("log.1")));
+    EXPECT_FALSE(std::filesystem::exists(PathOf("log.new")));
+}
+
+/// Each line has a file of its own. One that is lost is counted, whether the count has been told already or not.
+TEST_F(RotationTest, WithoutMemoryEachLineIsCountedAndNoFileStaysOpen)
+{
+    StartSmall(100);
+    const std::size_t nOpen = OpenFiles();
+    unsigned long nAccepted = 0;
+    FailEachAllocation(
+        [&] {
+            Write(std::string(400, 'x'));
+            ++nAccepted;
+        },
+        [&] { ASSERT_EQ(OpenFiles(), nOpen); });
+    unsigned long nTold = m_pHost->LinesLost();
+    for (const std::string& name : NamesOf("log")) {
+        for (const std::string& text : TextsOf(name)) {
+            unsigned long nLost = 1;
+            std::sscanf(text.c_str(), "host: %lu log lines were lost here", &nLost);
+            nTold += nLost;
+        }
+    }
+    EXPECT_EQ(nTold, nAccepted);
 }
 
 TEST_F(RotationTest, FileThatSomebodyTookAwayIsMadeAgain)
