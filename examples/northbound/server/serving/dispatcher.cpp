@@ -1,5 +1,9 @@
 #include "server/serving/dispatcher.h"
 
+#include <new>
+#include <string>
+#include <utility>
+
 #include "nbihost/standalone.h"
 #include "shared/names.h"
 
@@ -60,17 +64,26 @@ void Dispatcher::CheckSizes(const std::vector<BoundedText>& texts)
     }
 }
 
+/// The caller is told also where there is no memory for a line of the log.
+Failure Dispatcher::Refused(unsigned int nCode, std::string detail)
+{
+    try {
+        LogRefusal(nCode, detail);
+    } catch (const std::bad_alloc&) {
+    }
+    return {nCode, std::move(detail)};
+}
+
 /// Whoever is sent away may come a thousand times a second.
-Failure Dispatcher::Refused(unsigned int nCode, const std::string& detail)
+void Dispatcher::LogRefusal(unsigned int nCode, const std::string& detail)
 {
     const bool bSentAway = nCode == ErrCode::TRY_LATER;
     const unsigned long nSentAway = bSentAway ? m_SentAway.Count() : 0;
-    if (bSentAway && nSentAway == 0) return {nCode, detail};
+    if (bSentAway && nSentAway == 0) return;
     const std::string more =
         bSentAway ? "; " + std::to_string(nSentAway) + " logins sent away since the last such line" : "";
     nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "the request fails with code 0x%08X: %s%s", nCode,
                  detail.c_str(), more.c_str());
-    return {nCode, detail};
 }
 
 Failure Dispatcher::Unforeseen(const std::exception& cause)

@@ -35,16 +35,12 @@ public:
     Outcome<typename Operation::Result> Ask(Operation& operation, const Caller& caller,
                                             typename Operation::Request request)
     {
-        const Caller known = m_Sessions.Identified(caller);
-        const RequestScope scope(Operation::PROFILE, known.m_User);
         try {
-            Admit(Operation::PROFILE, known);
-            CheckSizes(TextsOf(request, 0));
-            return CarryOut(operation, known, std::move(request));
-        } catch (const NS_UTIL::ProcessException& e) {
-            return Refused(e.GetErrorCode(), e.GetDetail());
+            const Caller known = m_Sessions.Identified(caller);
+            const RequestScope scope(Operation::PROFILE, known.m_User);
+            return Answer(operation, known, std::move(request));
         } catch (const std::exception& e) {
-            return Unforeseen(e);
+            return Unforeseen(e);  // no memory, be it for the context or for telling what has failed
         }
     }
 
@@ -52,6 +48,22 @@ public:
     NS_UTIL::DBAgent& Agent() { return m_Agent; }
 
 private:
+    /// In the request's context.
+    template <class Operation>
+    Outcome<typename Operation::Result> Answer(Operation& operation, const Caller& caller,
+                                               typename Operation::Request request)
+    {
+        try {
+            Admit(Operation::PROFILE, caller);
+            CheckSizes(TextsOf(request, 0));
+            return CarryOut(operation, caller, std::move(request));
+        } catch (const NS_UTIL::ProcessException& e) {
+            return Refused(e.GetErrorCode(), e.GetDetail());
+        } catch (const std::exception& e) {
+            return Unforeseen(e);
+        }
+    }
+
     template <class Operation>
     typename Operation::Result CarryOut(Operation& operation, const Caller& caller,
                                         typename Operation::Request request)
@@ -71,7 +83,8 @@ private:
     static void Admit(const Profile& operation, const Caller& caller);
     static void CheckWaiting(const Caller& caller);
     static void CheckSizes(const std::vector<BoundedText>& texts);
-    Failure Refused(unsigned int nCode, const std::string& detail);
+    Failure Refused(unsigned int nCode, std::string detail);
+    void LogRefusal(unsigned int nCode, const std::string& detail);
     Failure Unforeseen(const std::exception& cause);
 
     UserSessions& m_Sessions;

@@ -8,6 +8,7 @@
 #include "nbihost/recordinghost.h"
 #include "server/serving/usersessions.h"
 #include "shared/names.h"
+#include "support/heapwatch.h"
 
 namespace northbound {
 namespace {
@@ -43,6 +44,16 @@ struct SendingAway {
     }
 };
 
+struct Failing {
+    static constexpr Profile PROFILE{1, "probe", Place::REQUEST_THREAD, Role::NONE};
+    struct Request {};
+    struct Result {};
+    static Result Run(const Request& /*request*/, const Caller& /*caller*/)
+    {
+        ThrowFailure(ErrCode::UNKNOWN_OBJECT, "probe", "a detail that is too long to lie inside its object");
+    }
+};
+
 class DispatcherTest : public ::testing::Test {
 protected:
     /// What \p caller gets from a server that gives those from the network \p anonymous: 0 for an answer.
@@ -55,6 +66,30 @@ protected:
         const auto outcome = dispatcher.Ask(probe, caller, {});
         const auto* const pFailure = std::get_if<Failure>(&outcome);
         return pFailure == nullptr ? 0 : pFailure->m_nCode;
+    }
+
+    /// Asks for an operation, which without a fault ends with \p nUsual, and lets each allocation fail in turn.
+    template <class Operation>
+    void AnswersWithoutMemory(unsigned int nUsual)
+    {
+        UserSessions sessions(Role::NONE);
+        Dispatcher dispatcher(sessions, 1);
+        Operation operation;
+        int nAsked = 0;
+        int nAnswered = 0;
+        unsigned int nCode = 0;
+        nbitest::FailEachAllocation(
+            [&] {
+                ++nAsked;
+                const auto outcome = dispatcher.Ask(operation, m_Local, {});
+                const auto* const pFailure = std::get_if<Failure>(&outcome);
+                nCode = pFailure == nullptr ? 0 : pFailure->m_nCode;
+                ++nAnswered;
+            },
+            [&] { EXPECT_TRUE(nCode == nUsual || nCode == ErrCode::INTERNAL) << nCode; });
+        EXPECT_EQ(nCode, nUsual);
+        EXPECT_EQ(nAnswered, nAsked);
+        EXPECT_GT(nAsked, 2);
     }
 
     nbitest::RecordingHost m_Host;
@@ -108,6 +143,27 @@ TEST_F(DispatcherTest, StrangersDoNotFillTheLog)
     EXPECT_EQ(m_Host.Logs()[0].m_Text,
               "the request fails with code 0x4E42000E: try again in 1 s; 1 logins sent away since "
               "the last such line");
+}
+
+TEST_F(DispatcherTest, MissingMemoryIsAnAnswerToo)
+{
+    AnswersWithoutMemory<Probe<Role::READER>>(0);
+    AnswersWithoutMemory<Failing>(ErrCode::UNKNOWN_OBJECT);
+}
+
+TEST_F(DispatcherTest, AnswersWhereNoMemoryIsLeftAtAll)
+{
+    UserSessions sessions(Role::NONE);
+    Dispatcher dispatcher(sessions, 1);
+    Failing operation;
+    const auto ask = [&] {
+        const nbitest::AllocationLimit none(0);
+        return dispatcher.Ask(operation, Caller{}, {});
+    };
+    const auto outcome = ask();
+    ASSERT_NE(std::get_if<Failure>(&outcome), nullptr);
+    EXPECT_EQ(std::get<Failure>(outcome).m_nCode, ErrCode::INTERNAL);
+    EXPECT_EQ(std::get<Failure>(outcome).m_Detail, "std::bad_alloc");
 }
 
 TEST_F(DispatcherTest, LocalCallerIsAdmin)
