@@ -1,17 +1,30 @@
 #include "task/worktokens.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <new>
+#include <thread>
 
 #include "task/yieldgate.h"
 
 namespace NS_UTIL {
 namespace {
 
-/// A wait that fails, as one does in which a signal handler has run, is no wake-up.
+constexpr std::chrono::milliseconds REFUSED_PAUSE{1};
+
+/// Whether a call on the semaphore has not done its work: nobody goes on before it has. After a signal it is made again at
+/// once. The system refuses for other reasons only what something has overwritten; that must not cost a core as well.
+bool HasToBeRepeated(int nResult)
+{
+    if (nResult != -1) return false;
+    if (errno != EINTR) std::this_thread::sleep_for(REFUSED_PAUSE);
+    return true;
+}
+
 void AcquireUninterrupted(ACE_Semaphore& semaphore)
 {
-    while (semaphore.acquire() == -1) {
+    while (HasToBeRepeated(semaphore.acquire())) {
     }
 }
 
@@ -25,7 +38,7 @@ WorkTokens::WorkTokens() : m_Semaphore(0, USYNC_THREAD, nullptr, nullptr, static
 /// The wake-up is counted already: whoever waits for it, and all who wait for their turn behind it, would sleep for ever.
 void WorkTokens::WakeNext()
 {
-    while (m_Semaphore.release() == -1) {
+    while (HasToBeRepeated(m_Semaphore.release())) {
     }
 }
 

@@ -30,6 +30,9 @@ namespace NS_UTIL {
 /// and which never waits for anything else. Each token can be taken by any worker at once, so tasks that
 /// block hold up nobody: the chain of wake-ups goes on before they start.
 ///
+/// A call on m_Semaphore that fails is repeated without end, since a wake-up that is counted and not there would leave all
+/// sleepers asleep; each millisecond where it was no signal that ended it.
+///
 /// Threads: any.
 class WorkTokens {
 public:
