@@ -2,7 +2,9 @@
 
 #include <ace/UUID.h>
 
+#include <array>
 #include <cstddef>
+#include <cstring>
 #include <new>
 #include <string_view>
 
@@ -15,38 +17,49 @@ namespace {
 constexpr const char* UUID_OPEN_TAG = "<OpUUID>";
 constexpr const char* UUID_CLOSE_TAG = "</OpUUID>";
 
+/// The digits of each byte, one pair behind the other: "000102...ff".
+constexpr std::array<char, 512> MakeHexPairs()
+{
+    constexpr char DIGITS[] = "0123456789abcdef";
+    std::array<char, 512> pairs{};
+    for (std::size_t n = 0; n < 256; ++n) {
+        pairs[2 * n] = DIGITS[n >> 4U];
+        pairs[2 * n + 1] = DIGITS[n & 0xFU];
+    }
+    return pairs;
+}
+constexpr std::array<char, 512> HEX_PAIRS = MakeHexPairs();
+
 /// Writes integers as lower-case hexadecimal digits, one behind the other. ACE's own conversion goes through
 /// a printf, which costs several times what making the UUID does.
 class HexWriter {
 public:
-    explicit HexWriter(std::string& text) : m_Text(text) {}
+    explicit HexWriter(char* pText) : m_pNext(pText) {}
 
-    void Skip() { m_nPosition++; }
+    void Skip() { m_pNext++; }
 
     void Byte(unsigned int nByte)
     {
-        static constexpr char DIGITS[] = "0123456789abcdef";
-        m_Text[m_nPosition++] = DIGITS[(nByte >> 4U) & 0xFU];
-        m_Text[m_nPosition++] = DIGITS[nByte & 0xFU];
+        std::memcpy(m_pNext, &HEX_PAIRS[2UL * (nByte & 0xFFU)], 2);
+        m_pNext += 2;
     }
 
     template <class Unsigned>
     void Number(Unsigned nValue)
     {
         for (std::size_t nByte = sizeof(Unsigned); nByte-- > 0;) {
-            Byte(static_cast<unsigned int>(nValue >> (8U * nByte)) & 0xFFU);
+            Byte(static_cast<unsigned int>(nValue >> (8U * nByte)));
         }
     }
 
 private:
-    std::string& m_Text;
-    std::size_t m_nPosition = 0;
+    char* m_pNext;
 };
 
 std::string TextOf(const ACE_Utils::UUID& uuid)
 {
     std::string text(36, '-');
-    HexWriter writer(text);
+    HexWriter writer(text.data());
     writer.Number(uuid.time_low());
     writer.Skip();
     writer.Number(uuid.time_mid());

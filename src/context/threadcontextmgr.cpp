@@ -83,6 +83,17 @@ ThreadRecord* MakeRecord()
     return t_pRecord;
 }
 
+/// The calling thread's record as a new registry has it; null without storage. Apart, since every call of every request
+/// asks for a record that is there.
+__attribute__((noinline)) ThreadContextInfo* EmptyRecord(unsigned long nGeneration)
+{
+    ThreadRecord* const pRecord = t_pRecord != nullptr ? t_pRecord : MakeRecord();
+    if (pRecord == nullptr) return nullptr;
+    pRecord->m_Info = ThreadContextInfo();
+    pRecord->m_nGeneration = nGeneration;
+    return &pRecord->m_Info;
+}
+
 }  // namespace
 
 std::atomic<ThreadContextMgr*> ThreadContextMgr::m_pInstance{nullptr};
@@ -103,13 +114,9 @@ ThreadContextMgr::ThreadContextMgr() : m_nGeneration(++g_nGenerations)
 
 ThreadContextInfo* ThreadContextMgr::Record()
 {
-    ThreadRecord* const pRecord = t_pRecord != nullptr ? t_pRecord : MakeRecord();
-    if (pRecord == nullptr) return nullptr;
-    if (pRecord->m_nGeneration != m_nGeneration) {
-        pRecord->m_Info = ThreadContextInfo();
-        pRecord->m_nGeneration = m_nGeneration;
-    }
-    return &pRecord->m_Info;
+    ThreadRecord* const pRecord = t_pRecord;
+    const bool bCurrent = pRecord != nullptr && pRecord->m_nGeneration == m_nGeneration;
+    return bCurrent ? &pRecord->m_Info : EmptyRecord(m_nGeneration);
 }
 
 // Deliberate: mode and type change places in both transfers below, so the stored record holds them exchanged,
