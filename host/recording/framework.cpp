@@ -135,27 +135,11 @@ using nbitest::Lock;
 
 namespace NS_BUNDLEMGR1 {
 
-ServiceInterface::~ServiceInterface() = default;
-
-NULLServiceInterface* NULLServiceInterface::m_pInstance = nullptr;
-NULLServiceInterface::NULLServiceInterface(std::string name) : m_Name(std::move(name))
-{
-}
-NULLServiceInterface::~NULLServiceInterface() = default;
-
-std::mutex& GlobalMutex()
-{
-    static std::mutex mutex;
-    return mutex;
-}
-
 int CheckIFBuf(const std::string& interfaceName)
 {
     Lock lock(g_Mutex);
     return interfaceName == "LogSvcInterface" && !g_State.m_bInterfaceForgotten ? nbitest::LOG_INTERFACE : -1;
 }
-
-BundleMgr::~BundleMgr() = default;
 
 BundleMgr* BundleMgr::Instance()
 {
@@ -207,12 +191,6 @@ std::string GetTAVOEnvironment()
 }
 
 }  // namespace NS_BUNDLEMGR1
-
-namespace NS_LOG_SERVICE1 {
-
-LogSvcInterface::~LogSvcInterface() = default;
-
-}  // namespace NS_LOG_SERVICE1
 
 void __SetDirty(ObjectSchema_T& schema, const char* pAttribute)
 {

@@ -1,29 +1,11 @@
 // The framework of the standalone host: its state and its table of services.
 #include "framework.h"
 
-#include <memory>
-#include <utility>
 
 #include "nbihost/logservice.h"
 #include "nbiutil/processexception.h"
 
 namespace NS_BUNDLEMGR1 {
-
-ServiceInterface::~ServiceInterface() = default;
-
-NULLServiceInterface* NULLServiceInterface::m_pInstance = nullptr;
-NULLServiceInterface::NULLServiceInterface(std::string name) : m_Name(std::move(name))
-{
-}
-NULLServiceInterface::~NULLServiceInterface() = default;
-
-std::mutex& GlobalMutex()
-{
-    static std::mutex mutex;
-    return mutex;
-}
-
-BundleMgr::~BundleMgr() = default;
 
 BundleMgr* BundleMgr::Instance()
 {
@@ -36,12 +18,6 @@ int CheckIFBuf(const std::string& interfaceName)
 }
 
 }  // namespace NS_BUNDLEMGR1
-
-namespace NS_LOG_SERVICE1 {
-
-LogSvcInterface::~LogSvcInterface() = default;
-
-}  // namespace NS_LOG_SERVICE1
 
 namespace nbihost {
 

@@ -45,7 +45,7 @@ std::string TextOf(const addrinfo& address)
     return address.ai_family == AF_INET6 ? "[" + std::string(text) + "]" : text;
 }
 
-/// \return the addresses, or why there is none
+/// What a search has found: addresses, or why there is none.
 struct Finding {
     std::vector<std::string> m_Addresses;
     std::string m_Fault;
