@@ -46,6 +46,8 @@ constexpr unsigned int NOT_ALLOWED = 0x4E42000DU;
 constexpr unsigned int TRY_LATER = 0x4E42000EU;
 /// A collection was cancelled, or its caller has gone.
 constexpr unsigned int CANCELLED = 0x4E42000FU;
+/// The book of collections cannot be reached or does not answer; nobody knows whether it did what was asked.
+constexpr unsigned int BOOK_AWAY = 0x4E420010U;
 }  // namespace ErrCode
 
 }  // namespace northbound

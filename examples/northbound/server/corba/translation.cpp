@@ -59,10 +59,10 @@ void FillIn(Northbound::HugeTask& task, const RunningCollection& from)
 {
     task.operation = from.m_Operation.c_str();
     task.list = from.m_List.c_str();
-    task.dn = from.m_Progress.m_Dn.c_str();
-    task.user = from.m_Progress.m_User.c_str();
-    task.samplesTaken = from.m_Progress.m_nTaken;
-    task.samplesPlanned = from.m_Progress.m_nPlanned;
+    task.dn = from.m_Dn.c_str();
+    task.user = from.m_User.c_str();
+    task.samplesTaken = from.m_nTaken;
+    task.samplesPlanned = from.m_nPlanned;
 }
 
 void FillIn(Northbound::StoredFile& file, const CollectionFile& from)

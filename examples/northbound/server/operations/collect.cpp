@@ -1,5 +1,7 @@
 #include "server/operations/collect.h"
 
+#include <optional>
+
 #include "nbihost/standalone.h"
 #include "server/serving/failure.h"
 #include "shared/names.h"
@@ -26,7 +28,7 @@ Collect::Result Collect::Run(const Request& request, const Caller& caller) const
 CollectionOutcome Collect::Carry(const CollectionPlan& plan) const
 {
     try {
-        CollectionOutcome outcome = m_Book.Collect(plan);
+        CollectionOutcome outcome = m_Runner.Collect(plan);
         m_OnEnd();
         return outcome;
     } catch (...) {
@@ -37,12 +39,12 @@ CollectionOutcome Collect::Carry(const CollectionPlan& plan) const
 
 Cancel::Result Cancel::Run(const Request& request, const Caller& caller) const
 {
-    const CollectionProgress progress = m_Book.Find(request.m_Operation);
-    if (progress.m_nPlanned == 0) {
+    const std::optional<CollectionState> state = m_Book.Find(request.m_Operation);
+    if (!state || state->m_Phase == CollectionPhase::ENDED) {
         ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE,
                      "no collection \"" + request.m_Operation + "\" is under way");
     }
-    if (caller.m_Role != Role::ADMIN && progress.m_User != caller.m_User) {
+    if (caller.m_Role != Role::ADMIN && state->m_Order.m_User != caller.m_User) {
         ThrowFailure(ErrCode::NOT_ALLOWED, MODULE, "the collection is another user's");
     }
     m_Book.Cancel(request.m_Operation);

@@ -7,14 +7,14 @@
 #include <utility>
 #include <vector>
 
-#include "server/operations/collectionbook.h"
+#include "server/operations/collectionrunner.h"
 #include "server/serving/boundedtext.h"
 #include "server/serving/operation.h"
 #include "server/serving/page.h"
 
 namespace northbound {
 
-/// Samples a port's counters into a file; answers when that is over. The work is done where the book has it
+/// Samples a port's counters into a file; answers when that is over. The work is done where the runner has it
 /// done.
 class Collect {
 public:
@@ -37,12 +37,12 @@ public:
     };
 
     /// \param onEnd is called when a collection has ended, well or not, before its answer leaves
-    Collect(const Element& element, CollectionBook& book, std::function<void()> onEnd)
-        : m_Element(element), m_Book(book), m_OnEnd(std::move(onEnd))
+    Collect(const Element& element, CollectionRunner& runner, std::function<void()> onEnd)
+        : m_Element(element), m_Runner(runner), m_OnEnd(std::move(onEnd))
     {
     }
 
-    /// \throws ProcessException UNKNOWN_OBJECT, BAD_ARGUMENT, NO_FIGURES, and what the book throws
+    /// \throws ProcessException UNKNOWN_OBJECT, BAD_ARGUMENT, NO_FIGURES, and what the runner throws
     Result Run(const Request& request, const Caller& caller) const;
 
 private:
@@ -50,7 +50,7 @@ private:
     CollectionOutcome Carry(const CollectionPlan& plan) const;
 
     const Element& m_Element;
-    CollectionBook& m_Book;
+    CollectionRunner& m_Runner;
     std::function<void()> m_OnEnd;
 };
 
@@ -83,15 +83,15 @@ public:
     using Request = PageRequest;
     using Result = Page<RunningCollection>;
 
-    explicit HugeTasks(const CollectionBook& book) : m_Book(book) {}
+    explicit HugeTasks(const CollectionRunner& runner) : m_Runner(runner) {}
 
     Result Run(const Request& request, const Caller& /*caller*/) const
     {
-        return PageBehind(request.m_After, m_Book.Running());
+        return PageBehind(request.m_After, m_Runner.Running());
     }
 
 private:
-    const CollectionBook& m_Book;
+    const CollectionRunner& m_Runner;
 };
 
 }  // namespace northbound

@@ -34,13 +34,15 @@ Clock::time_point NextOnGrid(Clock::time_point now)
 constexpr std::chrono::milliseconds LOOK(250);
 
 /// What ends the wait for a sample.
-enum class Wake { SAMPLE, STOP, CANCEL, CALLER_GONE };
+enum class Wake { SAMPLE, STOP, CANCEL, CALLER_GONE, CLAIM_LOST };
 
 Wake WaitForSample(const CollectionEnvironment& environment, const CollectionPlan& plan,
-                   const std::string& operation, Clock::time_point when)
+                   const CollectionClaim& claim, Clock::time_point when)
 {
     for (;;) {
-        if (environment.m_Board.Find(operation).m_bCancelled) return Wake::CANCEL;
+        const Standing standing = environment.m_Book.StandingOf(claim);
+        if (standing == Standing::LOST) return Wake::CLAIM_LOST;
+        if (standing == Standing::CANCELLED) return Wake::CANCEL;
         if (plan.m_HasGone && plan.m_HasGone()) return Wake::CALLER_GONE;
         const Clock::time_point next = std::min(when, Clock::now() + LOOK);
         if (environment.m_Stop.WaitUntil(next)) return Wake::STOP;
@@ -48,24 +50,36 @@ Wake WaitForSample(const CollectionEnvironment& environment, const CollectionPla
     }
 }
 
+const char* Reason(Wake wake)
+{
+    switch (wake) {
+        case Wake::STOP:
+            return "the server stopped";
+        case Wake::CANCEL:
+            return "the collection was cancelled";
+        case Wake::CLAIM_LOST:
+            return "the server holds the collection no longer";
+        default:
+            return "the caller has gone";
+    }
+}
+
 [[noreturn]] void ThrowEnded(Wake wake, unsigned int nTaken, const CollectionPlan& plan,
                              const std::string& file)
 {
-    const char* const pWhy = wake == Wake::STOP     ? "the server stopped"
-                             : wake == Wake::CANCEL ? "the collection was cancelled"
-                                                    : "the caller has gone";
-    ThrowFailure(wake == Wake::STOP ? ErrCode::CUT_SHORT : ErrCode::CANCELLED, MODULE,
-                 std::string(pWhy) + " after " + std::to_string(nTaken) + " of " +
+    const bool bCutShort = wake == Wake::STOP || wake == Wake::CLAIM_LOST;
+    ThrowFailure(bCutShort ? ErrCode::CUT_SHORT : ErrCode::CANCELLED, MODULE,
+                 std::string(Reason(wake)) + " after " + std::to_string(nTaken) + " of " +
                      std::to_string(plan.Samples()) + " samples; they are in " + file);
 }
 
 }  // namespace
 
 CollectionOutcome TakeSamples(const CollectionEnvironment& environment, const CollectionPlan& plan,
-                              const std::string& operation)
+                              const CollectionClaim& claim)
 {
     const Catalogue& catalogue = environment.m_Element.m_Catalogue;
-    PerfFile file(environment.m_Directory, plan.m_Port, operation, catalogue);
+    PerfFile file(environment.m_Directory, plan.m_Port, claim.m_Operation, catalogue);
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "collection of %s begins: %u samples, one in %u ms",
                  plan.m_Dn.c_str(), plan.Samples(), plan.m_nInterval);
     const Machine& machine = environment.m_Element.m_Machine;
@@ -76,20 +90,20 @@ CollectionOutcome TakeSamples(const CollectionEnvironment& environment, const Co
     unsigned int nLate = 0;
     for (unsigned int i = 0; i < plan.Samples(); ++i) {
         const Clock::time_point when = start + OffsetOf(plan, i);
-        const Wake wake = WaitForSample(environment, plan, operation, when);
+        const Wake wake = WaitForSample(environment, plan, claim, when);
         if (wake != Wake::SAMPLE) ThrowEnded(wake, i, plan, file.Path());
         machine.Require(plan.m_Port, when);
         last = reader.Read(plan.m_Port, when);
         if (i == 0) first = last;
         if (Clock::now() >= when + std::chrono::milliseconds(plan.m_nInterval)) ++nLate;
         file.Add(TimeText(), last);
-        environment.m_Board.Step(operation);
+        environment.m_Book.Report(claim, i + 1);
     }
     const std::string path = file.Finish();
     nbihost::Log(nLate == 0 ? nbihost::LOG_LEVEL_INFO : nbihost::LOG_LEVEL_WARNING, MODULE,
                  "collection of %s complete, %u of %u samples late: %s", plan.m_Dn.c_str(), nLate,
                  plan.Samples(), path.c_str());
-    return {operation, path, plan.Samples(), nLate, Increase(catalogue, first, last)};
+    return {claim.m_Operation, path, plan.Samples(), nLate, Increase(catalogue, first, last)};
 }
 
 }  // namespace northbound

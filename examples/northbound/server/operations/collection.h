@@ -7,7 +7,7 @@
 #include <string>
 
 #include "server/figures/element.h"
-#include "server/operations/collectionboard.h"
+#include "server/operations/collectionbook.h"
 #include "server/serving/stopsignal.h"
 
 namespace northbound {
@@ -37,7 +37,7 @@ constexpr std::chrono::milliseconds SAMPLE_GRID(10);
 /// What all collections share. Everything outlives the pools.
 struct CollectionEnvironment {
     const Element& m_Element;
-    CollectionBoard& m_Board;
+    CollectionBook& m_Book;
     StopSignal& m_Stop;
     std::string m_Directory;
 };
@@ -45,11 +45,11 @@ struct CollectionEnvironment {
 /// Samples the port's counters into a CSV file until the plan is fulfilled. Samples fall on whole multiples of
 /// SAMPLE_GRID, so that collections of like intervals have theirs at the same instants and share one reading of the
 /// kernel's tables. One that comes too late is taken at once, and counted. Looks for the stop at each sample, and
-/// four times a second whether it is cancelled or its caller has gone.
-/// \param operation operation UUID without tags; its entry on the board tells how far the collection is
-/// \throws ProcessException CUT_SHORT at the stop and CANCELLED, and the file keeps its ".part" name; FILE_NOT_WRITTEN,
-///         UNKNOWN_OBJECT when the port has gone, NO_FIGURES
+/// four times a second whether it is cancelled, its claim is lost or its caller has gone.
+/// \param claim the caller's own; the book is told how far the collection is, and not of its end
+/// \throws ProcessException CUT_SHORT at the stop and when the claim is lost, and CANCELLED: the file keeps its ".part"
+///         name; FILE_NOT_WRITTEN, UNKNOWN_OBJECT when the port has gone, NO_FIGURES
 CollectionOutcome TakeSamples(const CollectionEnvironment& environment, const CollectionPlan& plan,
-                              const std::string& operation);
+                              const CollectionClaim& claim);
 
 }  // namespace northbound

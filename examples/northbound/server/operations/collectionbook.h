@@ -1,44 +1,147 @@
 /// \file
-/// Who carries collections out, and which are under way.
+/// The book of accepted collections: what was ordered, who carries it out, how far it is.
 #pragma once
 
+#include <chrono>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "server/operations/collection.h"
+#include "server/figures/column.h"
+#include "shared/names.h"
 
 namespace northbound {
 
-/// A collection that is under way.
-struct RunningCollection {
-    std::string m_Operation;  // operation UUID without tags
-    std::string m_List;       // what it is counted under: managed object and operation
-    CollectionProgress m_Progress;
+struct CollectionOrder {
+    std::string m_Operation;  // operation UUID without tags: the order's name, also when it is sent twice
+    std::string m_Dn;
+    std::string m_User;
+    unsigned int m_nInterval = 1;  // milliseconds between two samples
+    unsigned int m_nDuration = 0;  // milliseconds from the first sample to the last
 
-    std::string Key() const { return m_Progress.m_Dn + " " + m_Operation; }
-    std::vector<std::string> Texts() const
-    {
-        return {m_Operation, m_List, m_Progress.m_Dn, m_Progress.m_User};
-    }
+    unsigned int Samples() const { return m_nDuration / m_nInterval + 1; }
 };
 
-/// The operations leave to the book where a collection runs and how many may. Threads: any.
+struct CollectionLimits {
+    int m_nOverall = 0;  // 0: none at all
+    int m_nPerPort = 0;  // one more than this, and 0 sets no limit
+};
+
+enum class OrderAnswer {
+    ACCEPTED,
+    KNOWN,  // the book has this operation already, under way or ended: an order whose answer was lost
+    FULL    // as many are accepted and not ended as may be; nothing has changed
+};
+
+/// The right to carry a collection out and to write of it. Each claim of a collection has a higher token than the one
+/// before it; with a token that is not the highest nothing can be written.
+struct CollectionClaim {
+    std::string m_Operation;
+    std::uint64_t m_nToken = 0;
+};
+
+struct ClaimedCollection {
+    CollectionClaim m_Claim;
+    CollectionOrder m_Order;
+    unsigned int m_nTaken = 0;  // samples that its former holders have reported: it goes on behind them
+};
+
+/// What a holder has to know while it works.
+enum class Standing {
+    HELD,
+    CANCELLED,  // held, and to be ended
+    LOST        // another one holds it, may hold it, or it has ended: stop, and write no more
+};
+
+/// How a collection ended: what whoever awaits it is told.
+struct CollectionEnd {
+    unsigned int m_nCode = ErrCode::NOT_CARRIED_OUT;  // 0: well
+    std::string m_Detail{};                           // of a failure
+    std::string m_File{};
+    unsigned int m_nLate = 0;
+    Figures m_Increase{};
+};
+
+/// What one holder has taken of a collection, in a file of its own.
+struct CollectionPart {
+    std::string m_Server;
+    std::uint64_t m_nToken = 0;
+    unsigned int m_nFirst = 0;  // number of its first sample, from 0
+    unsigned int m_nTaken = 0;
+};
+
+enum class CollectionPhase { WAITING, RUNNING, ENDED };
+
+struct CollectionState {
+    CollectionOrder m_Order;
+    CollectionPhase m_Phase = CollectionPhase::WAITING;
+    unsigned int m_nTaken = 0;
+    bool m_bCancelled = false;
+    std::vector<CollectionPart> m_Parts{};  // by token; empty where one server is alone
+    CollectionEnd m_End{};                  // of one that has ended
+};
+
+/// One of the servers that share a book.
+struct ServerState {
+    std::string m_Name;
+    std::string m_Address;  // as clients write it
+    std::string m_Version;
+    unsigned int m_nLoad = 0;          // collections that it holds
+    std::chrono::milliseconds m_Left;  // of its lease; negative once it is over
+};
+
+/// Servers leave to the book which collections there are, how many may be, and whose each is. Threads: any.
+///
+/// Each function may throw ProcessException BOOK_AWAY, at the latest a second after it was called, except those that
+/// say that they do not wait: these answer from this process's memory. What was asked of a book that is away may have
+/// been done; every call may be repeated.
 class CollectionBook {
 public:
     virtual ~CollectionBook() = default;
 
-    /// Has the calling thread's request carried out as a collection, and waits for its end.
-    /// \throws ProcessException HUGE_TASK_LIMIT as soon as it is clear that as many run as may; what
-    ///         TakeSamples() throws
-    virtual CollectionOutcome Collect(const CollectionPlan& plan) = 0;
+    /// Holds for orders from here on; what is accepted stays. Does not wait.
+    virtual void SetLimits(const CollectionLimits& limits) = 0;
+    virtual CollectionLimits Limits() const = 0;
 
-    virtual std::vector<RunningCollection> Running() const = 0;
+    /// Counting and accepting are one step: the limits hold to the number.
+    virtual OrderAnswer Order(const CollectionOrder& order) = 0;
 
-    /// All zero and empty for a collection that is not under way; \p operation is an operation UUID without tags.
-    virtual CollectionProgress Find(const std::string& operation) const = 0;
-
-    /// Ends the collection within a second; one that waits for a worker, as soon as it has one.
+    /// A collection that nobody has claimed ends at once; the holder of another one finds it CANCELLED. Nothing
+    /// happens to one that has ended or is not in the book.
     virtual void Cancel(const std::string& operation) = 0;
+
+    /// Makes the caller the holder of a collection that waits for one, or whose holder is gone.
+    /// \param operation of this one, or when it is "" of the oldest that the caller's server can carry out
+    virtual std::optional<ClaimedCollection> Claim(const std::string& operation) = 0;
+
+    /// Tells how many samples are taken on the whole. Does not wait.
+    virtual void Report(const CollectionClaim& claim, unsigned int nTaken) = 0;
+
+    /// Does not wait.
+    virtual Standing StandingOf(const CollectionClaim& claim) const = 0;
+
+    /// Writes what was reported, and that the holder of all claims of this process is there. To be called more often
+    /// than every third of a lease; without it claims are LOST before another server may take them.
+    virtual void Renew() = 0;
+
+    /// Frees the collection's place.
+    /// \return false, and nothing changes, when the claim is LOST. A book that keeps what has ended answers true again
+    ///         to the claim that has ended it
+    virtual bool Finish(const CollectionClaim& claim, const CollectionEnd& end) = 0;
+
+    /// Waits until a collection has ended, or is not in the book; \p limit at most.
+    /// \return whether it is so
+    virtual bool AwaitEnd(const std::string& operation, std::chrono::milliseconds limit) const = 0;
+
+    /// Nothing for one that is not in the book. How long the book keeps one that has ended is its own affair.
+    virtual std::optional<CollectionState> Find(const std::string& operation) const = 0;
+
+    /// Those that have not ended, oldest first.
+    virtual std::vector<CollectionState> Collections() const = 0;
+
+    /// By name; empty where one server is alone.
+    virtual std::vector<ServerState> Servers() const = 0;
 
 protected:
     CollectionBook() = default;

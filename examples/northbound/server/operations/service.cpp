@@ -23,7 +23,8 @@ bool IsRunning(const CollectionBook& book, const std::string& name)
     constexpr std::size_t UUID = 36;
     const std::string end = ".csv.part";
     if (name.size() < UUID + end.size()) return false;
-    return book.Find(name.substr(name.size() - end.size() - UUID, UUID)).m_nPlanned > 0;
+    const auto state = book.Find(name.substr(name.size() - end.size() - UUID, UUID));
+    return state && state->m_Phase != CollectionPhase::ENDED;
 }
 
 }  // namespace
@@ -33,12 +34,12 @@ Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& ed
     : m_Element(ElementOf(settings, std::move(catalogue))),
       m_Sessions(settings.m_Anonymous),
       m_Dispatcher(m_Sessions, settings.m_nHugeTaskLimit),
-      m_Book(m_Dispatcher.Agent(), {m_Element, m_Board, stop, settings.m_CollectionDirectory}),
+      m_Runner(m_Dispatcher.Agent(), {m_Element, m_Book, stop, settings.m_CollectionDirectory}),
       m_Packer(settings.m_CollectionDirectory),
       m_Files(settings.m_CollectionDirectory,
               [this](const std::string& name) { return IsRunning(m_Book, name); }),
       m_Operations(Inventory(m_Element), Columns(m_Element.m_Catalogue), ReadCounters(m_Element),
-                   Collect(m_Element, m_Book, [this] { MakeRoom(); }), Cancel(m_Book), HugeTasks(m_Book),
+                   Collect(m_Element, m_Runner, [this] { MakeRoom(); }), Cancel(m_Book), HugeTasks(m_Runner),
                    Stop(std::move(requestStop)), PublicKey(), SendSecret(), Challenge(m_LoginGate),
                    Login(m_Sessions, m_LoginGate), Logout(m_Sessions), Sessions(m_Sessions),
                    Pack(m_Packer, [this] { MakeRoom(); }), SetItem(editor), Pools(std::move(linesLost)),
@@ -50,7 +51,7 @@ Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& ed
 void Service::Apply(const Settings& settings)
 {
     NS_UTIL::TaskPoolMgr::Init(settings.m_nHugeTaskLimit);
-    m_Board.SetLimits({settings.m_nHugeTaskLimit, settings.m_nPerPortLimit});
+    m_Book.SetLimits({settings.m_nHugeTaskLimit, settings.m_nPerPortLimit});
     m_Sessions.SetLimits(settings.m_Sessions);
     std::lock_guard<std::mutex> guard(m_RetentionLock);
     m_Retention = settings.m_Retention;
@@ -77,10 +78,10 @@ void Service::LogState()
     const std::vector<CollectionFile> files = m_Files.List();
     std::uint64_t nBytes = 0;
     for (const CollectionFile& file : files) nBytes += file.m_nBytes;
-    const CollectionLimits limits = m_Board.Limits();
+    const CollectionLimits limits = m_Book.Limits();
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE,
                  "state: %zu collections run, limits %d and %d; %zu sessions; %zu files of %llu bytes",
-                 m_Book.Running().size(), limits.m_nOverall, limits.m_nPerPort, m_Sessions.List().size(),
+                 m_Runner.Running().size(), limits.m_nOverall, limits.m_nPerPort, m_Sessions.List().size(),
                  files.size(), static_cast<unsigned long long>(nBytes));
 }
 

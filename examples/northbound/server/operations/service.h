@@ -9,8 +9,9 @@
 
 #include "server/operations/administer.h"
 #include "server/operations/collect.h"
+#include "server/operations/collectionrunner.h"
 #include "server/operations/inventory.h"
-#include "server/operations/localcollectionbook.h"
+#include "server/operations/localbook.h"
 #include "server/operations/pools.h"
 #include "server/operations/readcounters.h"
 #include "server/operations/secrets.h"
@@ -71,8 +72,8 @@ private:
     UserSessions m_Sessions;
     LoginGate m_LoginGate;
     Dispatcher m_Dispatcher;
-    CollectionBoard m_Board;
-    LocalCollectionBook m_Book;
+    LocalBook m_Book;
+    CollectionRunner m_Runner;
     Packer m_Packer;
     const CollectionFiles m_Files;
     std::mutex m_RetentionLock;

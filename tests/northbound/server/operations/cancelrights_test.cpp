@@ -3,28 +3,22 @@
 
 #include "nbiutil/processexception.h"
 #include "server/operations/collect.h"
+#include "server/operations/localbook.h"
 #include "shared/names.h"
 
 namespace northbound {
 namespace {
 
 /// One collection of alice's is under way.
-class BookOfOne final : public CollectionBook {
-public:
-    CollectionOutcome Collect(const CollectionPlan& /*plan*/) override { return {}; }
-    std::vector<RunningCollection> Running() const override { return {}; }
-    CollectionProgress Find(const std::string& operation) const override
-    {
-        if (operation != "one") return {};
-        return {"ne=x,port=y", "alice", 1, 5, false};
-    }
-    void Cancel(const std::string& operation) override { m_Cancelled += operation; }
-
-    std::string m_Cancelled;
-};
-
 class CancelOperationTest : public ::testing::Test {
 protected:
+    void SetUp() override
+    {
+        m_Book.SetLimits({1, 0});
+        m_Book.Order({"one", "ne=x,port=y", "alice"});
+        m_Claim = m_Book.Claim("one")->m_Claim;
+    }
+
     unsigned int CodeOfCancel(const std::string& user, Role role)
     {
         Caller caller{user, "192.0.2.1:7"};
@@ -37,20 +31,32 @@ protected:
         return 0;
     }
 
-    BookOfOne m_Book;
+    LocalBook m_Book;
+    CollectionClaim m_Claim;
 };
 
 TEST_F(CancelOperationTest, CollectorEndsNoOtherUsersCollection)
 {
     EXPECT_EQ(CodeOfCancel("bob", Role::COLLECTOR), ErrCode::NOT_ALLOWED);
-    EXPECT_EQ(m_Book.m_Cancelled, "");
+    EXPECT_EQ(m_Book.StandingOf(m_Claim), Standing::HELD);
 }
 
-TEST_F(CancelOperationTest, OwnerAndAdministratorsEndIt)
+TEST_F(CancelOperationTest, OwnerEndsIt)
 {
     EXPECT_EQ(CodeOfCancel("alice", Role::COLLECTOR), 0u);
+    EXPECT_EQ(m_Book.StandingOf(m_Claim), Standing::CANCELLED);
+}
+
+TEST_F(CancelOperationTest, AdministratorsEndIt)
+{
     EXPECT_EQ(CodeOfCancel("bob", Role::ADMIN), 0u);
-    EXPECT_EQ(m_Book.m_Cancelled, "oneone");
+    EXPECT_EQ(m_Book.StandingOf(m_Claim), Standing::CANCELLED);
+}
+
+TEST_F(CancelOperationTest, WhatHasEndedIsNobodysToCancel)
+{
+    m_Book.Finish(m_Claim, {});
+    EXPECT_EQ(CodeOfCancel("alice", Role::COLLECTOR), ErrCode::BAD_ARGUMENT);
 }
 
 }  // namespace

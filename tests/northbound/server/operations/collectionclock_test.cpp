@@ -28,7 +28,7 @@ protected:
     unsigned int Taken()
     {
         const auto tasks = std::get<HugeTasks::Result>(m_Server.Ask<HugeTasks>({})).m_Items;
-        return tasks.empty() ? 0 : tasks[0].m_Progress.m_nTaken;
+        return tasks.empty() ? 0 : tasks[0].m_nTaken;
     }
 
     /// A collection with the clock set after its second sample.

@@ -1,0 +1,175 @@
+#include "server/operations/collectionrunner.h"
+
+#include <chrono>
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "nbihost/standalone.h"
+#include "nbiutil/async.h"
+#include "nbiutil/errcode.h"
+#include "nbiutil/hugetask.h"
+#include "nbiutil/nbitaskmgr.h"
+#include "nbiutil/processexception.h"
+#include "nbiutil/threadcontextinfo.h"
+#include "nbiutil/threadcontextmgr.h"
+#include "server/serving/failure.h"
+#include "server/serving/runinpool.h"
+#include "shared/names.h"
+
+namespace northbound {
+namespace {
+
+using NS_UTIL::ThreadContextInfo;
+
+constexpr const char* MODULE = "collectionrunner";
+constexpr unsigned int HUGE_POOL = 2;
+
+/// A worker that has ended a collection deletes its task next. Only one that is kept from its core, or a pool
+/// that stops, takes longer.
+constexpr std::chrono::seconds LEAVING_TIME(1);
+
+[[noreturn]] void ThrowRefused()
+{
+    ThrowFailure(NS_UTIL::ErrCode::HUGE_TASK_LIMIT, MODULE,
+                 "as many collections are running as may, on the whole or at this port");
+}
+
+/// A place that is not given back because the book is away is free when the lease is over.
+template <class Call>
+void UnlessAway(Call call)
+{
+    try {
+        call();
+    } catch (const NS_UTIL::ProcessException& e) {
+        nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "%s", e.what());
+    }
+}
+
+/// Nobody else carries out what was ordered here, so it is claimed at once, and its place freed when it cannot be.
+CollectionClaim ClaimOrdered(CollectionBook& book, const std::string& operation)
+{
+    try {
+        const std::optional<ClaimedCollection> claimed = book.Claim(operation);
+        if (claimed) return claimed->m_Claim;
+    } catch (...) {
+        book.Cancel(operation);
+        throw;
+    }
+    ThrowFailure(ErrCode::INTERNAL, MODULE, "the collection " + operation + " is another one's");
+}
+
+/// A collection's place in the book, which goes with its task.
+class OrderedCollection {
+public:
+    /// \throws ProcessException HUGE_TASK_LIMIT; what the book throws
+    OrderedCollection(CollectionBook& book, const CollectionOrder& order) : m_Book(book)
+    {
+        if (m_Book.Order(order) == OrderAnswer::FULL) {
+            NS_UTIL::NBITaskMgr::GetTaskMgr(HUGE_POOL)->CountRefused(NS_UTIL::ErrCode::HUGE_TASK_LIMIT);
+            ThrowRefused();
+        }
+        m_Claim = ClaimOrdered(m_Book, order.m_Operation);
+    }
+    ~OrderedCollection()
+    {
+        UnlessAway([this] { m_Book.Finish(m_Claim, {}); });
+    }
+    OrderedCollection(const OrderedCollection&) = delete;
+    OrderedCollection& operator=(const OrderedCollection&) = delete;
+
+    const CollectionClaim& Claim() const { return m_Claim; }
+
+private:
+    CollectionBook& m_Book;
+    CollectionClaim m_Claim;
+};
+
+/// At its end the collection's place is free: whoever has the answer may order the next one.
+class Departure {
+public:
+    Departure(const CollectionEnvironment& environment, const std::string& operation)
+        : m_Environment(environment), m_Operation(operation)
+    {
+    }
+    ~Departure()
+    {
+        if (m_Environment.m_Stop.IsRaised()) return;
+        UnlessAway([this] { m_Environment.m_Book.AwaitEnd(m_Operation, LEAVING_TIME); });
+    }
+    Departure(const Departure&) = delete;
+    Departure& operator=(const Departure&) = delete;
+
+private:
+    const CollectionEnvironment& m_Environment;
+    const std::string& m_Operation;
+};
+
+/// \param nPerPort collections of \p dn that may run; one more still begins, and 0 sets no limit
+NS_UTIL::HugeRequest HugeRequestFor(const std::string& dn, int nPerPort)
+{
+    NS_UTIL::HugeRequest huge;
+    huge.Synchronous().Of(dn + " ");
+    if (nPerPort > 0) huge.AtMost(nPerPort + 1);
+    return huge;
+}
+
+/// The book tells operation UUIDs with their tags.
+std::string Bare(const std::string& operation)
+{
+    ThreadContextInfo info;
+    info.SetOperUUID(operation);
+    return info.GetBareOperUUID();
+}
+
+RunningCollection RunningOf(const CollectionBook& book, const std::string& operation, const std::string& list)
+{
+    const std::optional<CollectionState> state = book.Find(operation);
+    if (!state) return {operation, list, {}, {}};  // it has just ended
+    const CollectionOrder& order = state->m_Order;
+    return {operation, list, order.m_Dn, order.m_User, state->m_nTaken, order.Samples()};
+}
+
+}  // namespace
+
+CollectionRunner::CollectionRunner(NS_UTIL::DBAgent& agent, CollectionEnvironment environment)
+    : m_Agent(agent), m_Environment(std::move(environment))
+{
+}
+
+CollectionOutcome CollectionRunner::Collect(const CollectionPlan& plan)
+{
+    CollectionBook& book = m_Environment.m_Book;
+    const NS_UTIL::HugeScope huge(HugeRequestFor(plan.m_Dn, book.Limits().m_nPerPort));
+    const ThreadContextInfo request = NS_UTIL::ThreadContextMgr::Instance()->GetThreadContext();
+    const std::string operation = request.GetBareOperUUID();
+    auto pOrdered = std::make_shared<const OrderedCollection>(
+        book,
+        CollectionOrder{operation, plan.m_Dn, request.GetUserInfo(), plan.m_nInterval, plan.m_nDuration});
+    const Departure departure(m_Environment, operation);
+    try {
+        return ResultFromPool(m_Agent, HUGE_POOL, [this, plan, pOrdered = std::move(pOrdered)] {
+            return TakeSamples(m_Environment, plan, pOrdered->Claim());
+        });
+    } catch (const NS_UTIL::ProcessException& e) {
+        if (e.GetErrorCode() == NS_UTIL::ErrCode::HUGE_TASK_LIMIT) ThrowRefused();  // with a detail
+        throw;
+    }
+}
+
+std::vector<RunningCollection> CollectionRunner::Running() const
+{
+    std::map<std::string, std::list<std::string>> book;
+    NS_UTIL::HugeTaskMgr::Instance()->GetHuTaskMap(book);
+    std::vector<RunningCollection> running;
+    for (const auto& [list, operations] : book) {
+        for (const std::string& tagged : operations) {
+            running.push_back(RunningOf(m_Environment.m_Book, Bare(tagged), list));
+        }
+    }
+    return running;
+}
+
+}  // namespace northbound

@@ -1,0 +1,48 @@
+/// \file
+/// Has collections carried out, as huge tasks of this process.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "server/operations/collection.h"
+
+namespace NS_UTIL {
+class DBAgent;
+}
+
+namespace northbound {
+
+/// A collection that a worker of this process has in hand.
+struct RunningCollection {
+    std::string m_Operation;  // operation UUID without tags
+    std::string m_List;       // what it is counted under: managed object and operation
+    std::string m_Dn;
+    std::string m_User;
+    unsigned int m_nTaken = 0;
+    unsigned int m_nPlanned = 0;
+
+    std::string Key() const { return m_Dn + " " + m_Operation; }
+    std::vector<std::string> Texts() const { return {m_Operation, m_List, m_Dn, m_User}; }
+};
+
+/// Runs collections in pool 2. The book keeps the limits to the number; those of the library's book of huge
+/// tasks, which are the same, stand behind it. Threads: any.
+class CollectionRunner {
+public:
+    /// \param agent on whose behalf the tasks run
+    CollectionRunner(NS_UTIL::DBAgent& agent, CollectionEnvironment environment);
+
+    /// Has the calling thread's request carried out as a collection, and waits for its end.
+    /// \throws ProcessException HUGE_TASK_LIMIT as soon as it is clear that as many run as may; what the book and
+    ///         TakeSamples() throw
+    CollectionOutcome Collect(const CollectionPlan& plan);
+
+    std::vector<RunningCollection> Running() const;
+
+private:
+    NS_UTIL::DBAgent& m_Agent;
+    const CollectionEnvironment m_Environment;
+};
+
+}  // namespace northbound

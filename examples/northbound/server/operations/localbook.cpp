@@ -1,0 +1,150 @@
+#include "server/operations/localbook.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace northbound {
+namespace {
+
+using Guard = std::lock_guard<std::mutex>;
+
+/// Of the only claim that each collection has.
+constexpr std::uint64_t TOKEN = 1;
+
+}  // namespace
+
+void LocalBook::SetLimits(const CollectionLimits& limits)
+{
+    const Guard guard(m_Mutex);
+    m_Limits = limits;
+}
+
+CollectionLimits LocalBook::Limits() const
+{
+    const Guard guard(m_Mutex);
+    return m_Limits;
+}
+
+bool LocalBook::IsFullLocked(const std::string& dn) const
+{
+    if (m_Entries.size() >= static_cast<std::size_t>(m_Limits.m_nOverall)) return true;
+    const auto found = m_PortCounts.find(dn);
+    const int nAtPort = found == m_PortCounts.end() ? 0 : found->second;
+    return m_Limits.m_nPerPort > 0 && nAtPort > m_Limits.m_nPerPort;
+}
+
+OrderAnswer LocalBook::Order(const CollectionOrder& order)
+{
+    const Guard guard(m_Mutex);
+    if (m_Entries.count(order.m_Operation) > 0) return OrderAnswer::KNOWN;
+    if (IsFullLocked(order.m_Dn)) return OrderAnswer::FULL;
+    int& nAtPort = m_PortCounts[order.m_Dn];
+    m_Entries.emplace(order.m_Operation, Entry{m_nAccepted++, {order}});
+    ++nAtPort;
+    return OrderAnswer::ACCEPTED;
+}
+
+void LocalBook::Cancel(const std::string& operation)
+{
+    const Guard guard(m_Mutex);
+    const auto found = m_Entries.find(operation);
+    if (found == m_Entries.end()) return;
+    CollectionState& state = found->second.m_State;
+    state.m_bCancelled = true;
+    if (state.m_Phase == CollectionPhase::WAITING) EraseLocked(found);
+}
+
+LocalBook::Entries::iterator LocalBook::ClaimableLocked(const std::string& operation)
+{
+    const auto isWaiting = [](const Entries::value_type& entry) {
+        return entry.second.m_State.m_Phase == CollectionPhase::WAITING;
+    };
+    if (!operation.empty()) {
+        const auto found = m_Entries.find(operation);
+        return found != m_Entries.end() && isWaiting(*found) ? found : m_Entries.end();
+    }
+    auto oldest = m_Entries.end();
+    for (auto entry = m_Entries.begin(); entry != m_Entries.end(); ++entry) {
+        if (!isWaiting(*entry)) continue;
+        if (oldest == m_Entries.end() || entry->second.m_nPlace < oldest->second.m_nPlace) oldest = entry;
+    }
+    return oldest;
+}
+
+std::optional<ClaimedCollection> LocalBook::Claim(const std::string& operation)
+{
+    const Guard guard(m_Mutex);
+    const auto entry = ClaimableLocked(operation);
+    if (entry == m_Entries.end()) return std::nullopt;
+    ClaimedCollection claimed{{entry->first, TOKEN}, entry->second.m_State.m_Order};
+    entry->second.m_State.m_Phase = CollectionPhase::RUNNING;
+    return claimed;
+}
+
+bool LocalBook::IsHeldLocked(const CollectionClaim& claim) const
+{
+    const auto found = m_Entries.find(claim.m_Operation);
+    return found != m_Entries.end() && claim.m_nToken == TOKEN &&
+           found->second.m_State.m_Phase == CollectionPhase::RUNNING;
+}
+
+void LocalBook::Report(const CollectionClaim& claim, unsigned int nTaken)
+{
+    const Guard guard(m_Mutex);
+    if (IsHeldLocked(claim)) m_Entries.at(claim.m_Operation).m_State.m_nTaken = nTaken;
+}
+
+Standing LocalBook::StandingOf(const CollectionClaim& claim) const
+{
+    const Guard guard(m_Mutex);
+    if (!IsHeldLocked(claim)) return Standing::LOST;
+    return m_Entries.at(claim.m_Operation).m_State.m_bCancelled ? Standing::CANCELLED : Standing::HELD;
+}
+
+bool LocalBook::Finish(const CollectionClaim& claim, const CollectionEnd& /*end*/)
+{
+    const Guard guard(m_Mutex);
+    if (!IsHeldLocked(claim)) return false;
+    EraseLocked(m_Entries.find(claim.m_Operation));
+    return true;
+}
+
+void LocalBook::EraseLocked(Entries::iterator entry)
+{
+    const auto port = m_PortCounts.find(entry->second.m_State.m_Order.m_Dn);
+    if (--port->second == 0) m_PortCounts.erase(port);
+    m_Entries.erase(entry);
+    m_Left.notify_all();
+}
+
+bool LocalBook::AwaitEnd(const std::string& operation, std::chrono::milliseconds limit) const
+{
+    std::unique_lock<std::mutex> lock(m_Mutex);
+    return m_Left.wait_for(lock, limit, [&] { return m_Entries.count(operation) == 0; });
+}
+
+std::optional<CollectionState> LocalBook::Find(const std::string& operation) const
+{
+    const Guard guard(m_Mutex);
+    const auto found = m_Entries.find(operation);
+    if (found == m_Entries.end()) return std::nullopt;
+    return found->second.m_State;
+}
+
+std::vector<CollectionState> LocalBook::Collections() const
+{
+    std::vector<Entry> entries;
+    {
+        const Guard guard(m_Mutex);
+        entries.reserve(m_Entries.size());
+        for (const auto& entry : m_Entries) entries.push_back(entry.second);
+    }
+    std::sort(entries.begin(), entries.end(),
+              [](const Entry& left, const Entry& right) { return left.m_nPlace < right.m_nPlace; });
+    std::vector<CollectionState> states;
+    states.reserve(entries.size());
+    for (Entry& entry : entries) states.push_back(std::move(entry.m_State));
+    return states;
+}
+
+}  // namespace northbound

@@ -1,0 +1,60 @@
+/// \file
+/// The book of a server that is alone, in its memory.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "server/operations/collectionbook.h"
+
+namespace northbound {
+
+/// The collections from acceptance until their end, by operation UUID without tags; none outlives the process. A holder
+/// is there as long as the process, so nothing has to be renewed, and only the first claim of a collection succeeds.
+///
+/// The limits are kept here, where counting and entering are one step. The library's book of huge tasks tests
+/// the same limits, but knows a task only once a worker has taken it, so orders that come at one instant would
+/// all be let in. Threads: any; no function waits but AwaitEnd(), and none throws BOOK_AWAY.
+class LocalBook final : public CollectionBook {
+public:
+    void SetLimits(const CollectionLimits& limits) override;
+    CollectionLimits Limits() const override;
+    OrderAnswer Order(const CollectionOrder& order) override;
+    void Cancel(const std::string& operation) override;
+    std::optional<ClaimedCollection> Claim(const std::string& operation) override;
+    void Report(const CollectionClaim& claim, unsigned int nTaken) override;
+    Standing StandingOf(const CollectionClaim& claim) const override;
+    void Renew() override {}
+    /// Keeps no \p end: whoever waits for the task has it from there.
+    bool Finish(const CollectionClaim& claim, const CollectionEnd& end) override;
+    bool AwaitEnd(const std::string& operation, std::chrono::milliseconds limit) const override;
+    std::optional<CollectionState> Find(const std::string& operation) const override;
+    std::vector<CollectionState> Collections() const override;
+    std::vector<ServerState> Servers() const override { return {}; }
+
+private:
+    struct Entry {
+        std::uint64_t m_nPlace = 0;  // in the order of acceptance
+        CollectionState m_State;
+    };
+    using Entries = std::map<std::string, Entry>;
+
+    bool IsFullLocked(const std::string& dn) const;
+    Entries::iterator ClaimableLocked(const std::string& operation);
+    bool IsHeldLocked(const CollectionClaim& claim) const;
+    void EraseLocked(Entries::iterator entry);
+
+    mutable std::mutex m_Mutex;
+    mutable std::condition_variable m_Left;
+    CollectionLimits m_Limits;                // guarded by m_Mutex
+    Entries m_Entries;                        // guarded by m_Mutex
+    std::map<std::string, int> m_PortCounts;  // by distinguished name; guarded by m_Mutex
+    std::uint64_t m_nAccepted = 0;            // guarded by m_Mutex
+};
+
+}  // namespace northbound
