@@ -149,6 +149,21 @@ TEST_F(PlotTest, WhatIsNoCollectionIsNamedWithItsLine)
     ExpectNoCollection(heading + "2026-11-21 23:59:51,1\n", "2");
 }
 
+TEST_F(PlotTest, FileMayHaveAThousandColumns)
+{
+    const auto repeated = [](const std::string& text, int nTimes) {
+        std::string all;
+        for (int i = 0; i < nTimes; ++i) all += text;
+        return all + "\n";
+    };
+    const std::string samples =
+        "2026-11-21T23:59:50.000Z" + repeated(",1", 999) + "2026-11-21T23:59:51.000Z" + repeated(",2", 999);
+    WriteFile(m_File, "time" + repeated(",a", 999) + samples);
+    EXPECT_EQ(Plot({m_File}).m_nExitCode, 0);
+    ExpectNoCollection("time" + repeated(",a", 1000) + samples, "1");
+    ExpectNoCollection("time,a\n2026-11-21T23:59:50.000Z" + repeated(",", 1000000), "2");
+}
+
 TEST_F(PlotTest, FileThatCannotBeReadIsNamed)
 {
     ExpectFailure("/nowhere cannot be read: No such file or directory", {"/nowhere"});

@@ -75,11 +75,14 @@ std::string_view TakeUpTo(char end, std::string_view& text)
     return taken;
 }
 
-std::vector<std::string_view> CellsOf(std::string_view line)
+/// \return one cell more than \p nMost of a line that has more
+std::vector<std::string_view> CellsOf(std::string_view line, std::size_t nMost)
 {
+    const auto nCommas = static_cast<std::size_t>(std::count(line.begin(), line.end(), ','));
+    const std::size_t nCells = std::min(nCommas, nMost) + 1;
     std::vector<std::string_view> cells;
-    cells.reserve(static_cast<std::size_t>(std::count(line.begin(), line.end(), ',')) + 1);
-    while (cells.size() < cells.capacity()) cells.push_back(TakeUpTo(',', line));
+    cells.reserve(nCells);
+    while (cells.size() < nCells) cells.push_back(TakeUpTo(',', line));
     return cells;
 }
 
@@ -91,7 +94,8 @@ bool IsName(std::string_view text)
 
 bool IsHeading(const std::vector<std::string_view>& cells)
 {
-    return cells.size() > 1 && cells[0] == TIME && std::all_of(cells.begin(), cells.end(), IsName);
+    return cells.size() > 1 && cells.size() <= MOST_COLUMNS && cells[0] == TIME &&
+           std::all_of(cells.begin(), cells.end(), IsName);
 }
 
 /// "2001-02-03T04:05:06.789Z" as seconds since 1970.
@@ -142,7 +146,7 @@ public:
     Reader(const std::string& path, std::string_view text) : m_Path(path), m_Text(text)
     {
         m_Text = m_Text.substr(0, m_Text.rfind('\n') + 1);  // a line that is being written is none yet
-        m_Heading = CellsOf(TakeLine());
+        m_Heading = CellsOf(TakeLine(), MOST_COLUMNS);
         if (!IsHeading(m_Heading)) FailAtLine();
     }
 
@@ -178,7 +182,7 @@ private:
 
     void ReadLine()
     {
-        const std::vector<std::string_view> cells = CellsOf(TakeLine());
+        const std::vector<std::string_view> cells = CellsOf(TakeLine(), m_Heading.size());
         const std::optional<double> time = TimeOf(cells[0]);
         if (cells.size() != m_Heading.size() || !time) FailAtLine();
         m_Samples.m_Times.push_back(*time);
