@@ -67,6 +67,13 @@ TEST_F(DescriptorSchedulesTest, EachWaiterComesBackWhoeverDropsTheLastHandle)
     }
 }
 
+// Mistakes with which TaskQueueSchedulesTest has failed, each put into taskqueue.cpp by hand:
+//   - ChangeState takes a task out of its list under one lock and files it under the next: two that set its state file it twice
+//   - SetState does not file anew a task that waits: it becomes idle, and no worker is given it
+//   - HandOutLocked does not look at the state, so it takes a task that its caller has begun to run; or does not mark it as held
+//   - TakeBackLocked does not file what comes back, and FileLocked files the finished beside the busy
+//   - ReplaceState forgets the marks
+
 /// A task in the hands of a worker belongs to nobody else, and lives until it comes back.
 class HandedOut {
 public:
@@ -100,18 +107,64 @@ public:
         });
         schedule.Add([this] { Work(); });
         schedule.Add([this] { Work(); });
+        schedule.Add([this] {
+            AwaitPush();
+            Toggle();
+        });
+        schedule.Add([this] {
+            AwaitPush();
+            RunByItself();
+        });
         const std::string problem = schedule.RunInOrderOf(nSeed);
-        m_Queue.DeleteAllFailed();
         if (!problem.empty()) return problem;
+        const std::string misfiled = Misfiled();
+        m_Queue.DeleteAllFailed();
+        if (!misfiled.empty()) return misfiled;
         for (const HandedOut& task : m_Tasks) {
-            if (task.m_nMostHands > 1) return "two workers have one task";
-            if (task.m_bDeletedInHands) return "a task is deleted in a worker's hands";
+            if (task.m_nMostHands > 1) return "two have one task in their hands";
+            if (task.m_bDeletedInHands) return "a task is deleted in somebody's hands";
             if (task.m_pTask != nullptr) return "a task is left";
         }
         return m_Tasks[0].m_nRuns > 1 || m_Tasks[1].m_nRuns > 1 ? "a finished task ran again" : "";
     }
 
 private:
+    /// When all are done: what ran is gone, and the third, made idle, is what the next worker is given once the others are.
+    std::string Misfiled()
+    {
+        for (const HandedOut& task : m_Tasks) {
+            if (&task != &m_Tasks[2] && task.m_nRuns > 0 && task.m_pTask != nullptr)
+                return "a finished task is not swept";
+        }
+        m_Tasks[2].m_pTask->SetTaskState(NBI_TASK_IDLE);
+        MutexGuard guard(m_Queue.Lock());
+        while (NBITask* const pTask = m_Queue.FirstIdleLocked()) {
+            if (pTask == m_Tasks[2].m_pTask) return "";
+            if (!m_Queue.HandOutLocked(*pTask, false)) return "an idle task is not handed out";
+        }
+        return "an idle task is in no list";
+    }
+
+    /// What is not idle is not pushed.
+    void AwaitPush() const
+    {
+        while (TaskQueue::OwnerOf(*m_Tasks[2].m_pTask) == nullptr) Schedule::Pause();
+    }
+
+    /// As a caller does who runs a task that waits in the queue.
+    void RunByItself()
+    {
+        HandedOut& third = m_Tasks[2];
+        for (int i = 0; i < 2; ++i) {
+            Schedule::Pause();
+            if (!TaskQueue::Hold(*third.m_pTask)) continue;
+            third.m_nMostHands = std::max(third.m_nMostHands, ++third.m_nHands);
+            Schedule::Pause();
+            --third.m_nHands;
+            TaskQueue::Release(*third.m_pTask);
+        }
+    }
+
     void Push()
     {
         for (HandedOut& task : m_Tasks) {
@@ -157,6 +210,7 @@ private:
     {
         MutexGuard guard(m_Queue.Lock());
         NBITask* const pTask = m_Queue.FirstIdleLocked();
+        Schedule::Pause();  // its caller, who takes no lock for it, may begin to run it
         if (pTask == nullptr || !m_Queue.HandOutLocked(*pTask, true)) return nullptr;
         for (HandedOut& task : m_Tasks) {
             if (task.m_pTask != pTask) continue;
