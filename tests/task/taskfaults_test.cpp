@@ -244,7 +244,9 @@ const std::vector<Scenario> SCENARIOS = {
          });
          ExpectPoolWorks(faults, 0);
          return result;
-     }},
+     },
+     {},
+     WITH_THREADS},
     {"HugeTaskMgr::Instance HugeTaskMgr::Destroy",
      [] {
          const bool bThere = HugeTaskMgr::Instance() != nullptr;

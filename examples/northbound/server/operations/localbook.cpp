@@ -76,7 +76,10 @@ std::optional<ClaimedCollection> LocalBook::Claim(const std::string& operation)
     const Guard guard(m_Mutex);
     const auto entry = ClaimableLocked(operation);
     if (entry == m_Entries.end()) return std::nullopt;
-    ClaimedCollection claimed{{entry->first, TOKEN}, entry->second.m_State.m_Order};
+    // One after the other: of a list g++ 12 destroys the claim twice when there is no memory for the order.
+    ClaimedCollection claimed;
+    claimed.m_Claim = {entry->first, TOKEN};
+    claimed.m_Order = entry->second.m_State.m_Order;
     entry->second.m_State.m_Phase = CollectionPhase::RUNNING;
     return claimed;
 }
