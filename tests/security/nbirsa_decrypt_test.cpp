@@ -199,6 +199,18 @@ TEST_F(DecryptTest, PrivateKeyThatDoesNotParseLeavesZerosOfTheInputsLength)
                    "obj is null, error:wrong tag"));
 }
 
+/// A key that is there is read, however short; what comes of a missing one is another.
+TEST_F(DecryptTest, PrivateKeyOfOneByteDoesNotParseEither)
+{
+    char* pOut = nullptr;
+    long nLength = 1;
+    RsaAlgorithm::Decrypt(pOut, "0", nLength, "\x30", 1);
+    const std::unique_ptr<char[]> pOwner(pOut);
+    EXPECT_EQ(nLength, 1);
+    ASSERT_NE(pOut, nullptr);
+    EXPECT_EQ(m_Host.LogsAt("nbirsa", 374).size(), 1u);
+}
+
 void ExpectRefused(RecordingHost& host, const RsaOutcome& refused)
 {
     EXPECT_EQ(refused.m_nLength, -1);
