@@ -132,9 +132,8 @@ private:
     /// When all are done: what ran is gone, and the third, made idle, is what the next worker is given once the others are.
     std::string Misfiled()
     {
-        for (const HandedOut& task : m_Tasks) {
-            if (&task != &m_Tasks[2] && task.m_nRuns > 0 && task.m_pTask != nullptr)
-                return "a finished task is not swept";
+        for (const HandedOut* const pTask : {&m_Tasks[0], &m_Tasks[1]}) {
+            if (pTask->m_nRuns > 0 && pTask->m_pTask != nullptr) return "a finished task is not swept";
         }
         m_Tasks[2].m_pTask->SetTaskState(NBI_TASK_IDLE);
         MutexGuard guard(m_Queue.Lock());
