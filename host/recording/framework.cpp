@@ -173,12 +173,12 @@ bool CorbaConfigItems::GetStrItemInfo(const std::string& name, std::string& valu
     return true;
 }
 
-bool GetAllCfgFrmFile(std::vector<NameValueStru>& pairs, const std::string& path, bool)
+bool GetAllCfgFrmFile(std::vector<NameValueStru>& pairs, const std::string& path, bool bReload)
 {
     Lock lock(g_Mutex);
     g_State.m_CfgFilesRead.push_back(path);
     const auto found = g_State.m_CfgFiles.find(path);
-    if (found == g_State.m_CfgFiles.end()) return false;
+    if (found == g_State.m_CfgFiles.end() || !bReload) return false;
     pairs.insert(pairs.end(), found->second.m_Pairs.begin(), found->second.m_Pairs.end());
     if (found->second.m_bThrows) throw std::bad_alloc();
     return found->second.m_bResult;

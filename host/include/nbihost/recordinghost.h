@@ -88,8 +88,8 @@ public:
     void SetInt(const std::string& name, int nValue);
     void SetStr(const std::string& name, const std::string& value);
     void SetRoot(const std::string& root);
-    /// GetAllCfgFrmFile() answers \p bResult for \p path and appends \p pairs; for any other path it answers
-    /// false.
+    /// GetAllCfgFrmFile() answers \p bResult for \p path and appends \p pairs; for any other path, or without the flag
+    /// that the library always sets, it answers false.
     void SetCfgFile(const std::string& path, const std::vector<NS_BUNDLEMGR1::NameValueStru>& pairs,
                     bool bResult = true);
     /// GetAllCfgFrmFile() throws std::bad_alloc for \p path, behind what SetCfgFile() says.
