@@ -75,9 +75,9 @@ TEST(LayeringTest, OnlyTheFrontEndAndTheProgramKnowTheOrb)
 /// Each folder stands on those below it alone, so there is no circle.
 TEST(LayeringTest, FoldersOfTheServerIncludeOnlyWhatIsBelowThem)
 {
-    const std::map<std::string, int> floors = {{"server/serving", 0}, {"server/figures", 1},
-                                               {"server/upkeep", 1},  {"server/operations", 2},
-                                               {"server/corba", 3},   {"server", 4}};
+    const std::map<std::string, int> floors = {
+        {"server/serving", 0}, {"server/figures", 1}, {"server/upkeep", 1}, {"server/operations", 2},
+        {"server/corba", 3},   {"server/cluster", 3}, {"server", 4}};
     std::set<std::string> upwards;
     for (const Include& include : IncludesUnder("server")) {
         const std::string from = FolderOf(include.m_File);
@@ -124,6 +124,14 @@ TEST(LayeringTest, OneFileAloneKnowsWhatTheOrbKeepsToItself)
     EXPECT_EQ(FilesThatInclude("server", internals),
               (std::set<std::string>{"server/corba/orbinternals.cpp"}));
     EXPECT_THAT(FilesThatInclude("client", internals), IsEmpty());
+}
+
+/// A server that is alone has no use for the engine's library.
+TEST(LayeringTest, OneFileAloneKnowsTheEnginesLibrary)
+{
+    EXPECT_EQ(FilesThatInclude("server", "libpq"),
+              (std::set<std::string>{"server/cluster/engineconnection.cpp"}));
+    EXPECT_EQ(nbitest::OutputOf("ldd " NBI_SERVER " | grep -c libpq"), "0\n");
 }
 
 TEST(LayeringTest, ClientIncludesNothingOfTheServer)

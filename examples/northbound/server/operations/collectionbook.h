@@ -126,8 +126,7 @@ public:
     virtual void Renew() = 0;
 
     /// Frees the collection's place.
-    /// \return false, and nothing changes, when the claim is LOST. A book that keeps what has ended answers true again
-    ///         to the claim that has ended it
+    /// \return false, and nothing changes, when another claim has a higher token, or the collection has ended otherwise
     virtual bool Finish(const CollectionClaim& claim, const CollectionEnd& end) = 0;
 
     /// Waits until a collection has ended, or is not in the book; \p limit at most.

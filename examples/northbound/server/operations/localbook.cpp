@@ -15,13 +15,13 @@ constexpr std::uint64_t TOKEN = 1;
 
 void LocalBook::SetLimits(const CollectionLimits& limits)
 {
-    const Guard guard(m_Mutex);
+    Guard guard(m_Mutex);
     m_Limits = limits;
 }
 
 CollectionLimits LocalBook::Limits() const
 {
-    const Guard guard(m_Mutex);
+    Guard guard(m_Mutex);
     return m_Limits;
 }
 
@@ -35,7 +35,7 @@ bool LocalBook::IsFullLocked(const std::string& dn) const
 
 OrderAnswer LocalBook::Order(const CollectionOrder& order)
 {
-    const Guard guard(m_Mutex);
+    Guard guard(m_Mutex);
     if (m_Entries.count(order.m_Operation) > 0) return OrderAnswer::KNOWN;
     if (IsFullLocked(order.m_Dn)) return OrderAnswer::FULL;
     int& nAtPort = m_PortCounts[order.m_Dn];
@@ -46,7 +46,7 @@ OrderAnswer LocalBook::Order(const CollectionOrder& order)
 
 void LocalBook::Cancel(const std::string& operation)
 {
-    const Guard guard(m_Mutex);
+    Guard guard(m_Mutex);
     const auto found = m_Entries.find(operation);
     if (found == m_Entries.end()) return;
     CollectionState& state = found->second.m_State;
@@ -73,7 +73,7 @@ LocalBook::Entries::iterator LocalBook::ClaimableLocked(const std::string& opera
 
 std::optional<ClaimedCollection> LocalBook::Claim(const std::string& operation)
 {
-    const Guard guard(m_Mutex);
+    Guard guard(m_Mutex);
     const auto entry = ClaimableLocked(operation);
     if (entry == m_Entries.end()) return std::nullopt;
     // One after the other: of a list g++ 12 destroys the claim twice when there is no memory for the order.
@@ -93,20 +93,20 @@ bool LocalBook::IsHeldLocked(const CollectionClaim& claim) const
 
 void LocalBook::Report(const CollectionClaim& claim, unsigned int nTaken)
 {
-    const Guard guard(m_Mutex);
+    Guard guard(m_Mutex);
     if (IsHeldLocked(claim)) m_Entries.at(claim.m_Operation).m_State.m_nTaken = nTaken;
 }
 
 Standing LocalBook::StandingOf(const CollectionClaim& claim) const
 {
-    const Guard guard(m_Mutex);
+    Guard guard(m_Mutex);
     if (!IsHeldLocked(claim)) return Standing::LOST;
     return m_Entries.at(claim.m_Operation).m_State.m_bCancelled ? Standing::CANCELLED : Standing::HELD;
 }
 
 bool LocalBook::Finish(const CollectionClaim& claim, const CollectionEnd& /*end*/)
 {
-    const Guard guard(m_Mutex);
+    Guard guard(m_Mutex);
     if (!IsHeldLocked(claim)) return false;
     EraseLocked(m_Entries.find(claim.m_Operation));
     return true;
@@ -128,7 +128,7 @@ bool LocalBook::AwaitEnd(const std::string& operation, std::chrono::milliseconds
 
 std::optional<CollectionState> LocalBook::Find(const std::string& operation) const
 {
-    const Guard guard(m_Mutex);
+    Guard guard(m_Mutex);
     const auto found = m_Entries.find(operation);
     if (found == m_Entries.end()) return std::nullopt;
     return found->second.m_State;
@@ -138,7 +138,7 @@ std::vector<CollectionState> LocalBook::Collections() const
 {
     std::vector<Entry> entries;
     {
-        const Guard guard(m_Mutex);
+        Guard guard(m_Mutex);
         entries.reserve(m_Entries.size());
         for (const auto& entry : m_Entries) entries.push_back(entry.second);
     }
