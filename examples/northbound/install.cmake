@@ -29,6 +29,8 @@ endforeach()
 
 file(RELATIVE_PATH libraries_from_program ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 set_target_properties(nbi-server nbi-client PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_program}")
+set_target_properties(nbi-book PROPERTIES INSTALL_RPATH "$ORIGIN/..")
+install(TARGETS nbi-book DESTINATION ${CMAKE_INSTALL_LIBDIR}/nbiutil)
 install(TARGETS nbi-server DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(TARGETS nbi-client DESTINATION ${CMAKE_INSTALL_BINDIR})
 

@@ -24,12 +24,17 @@ void Describe(CLI::App& app, CommandLine& line)
         ->check(CLI::Range(0, 65535));
     app.add_option("--ready-file", line.m_ReadyFile, "Written with the address once requests are served")
         ->type_name("FILE");
+    app.add_option("--migrate", line.m_Migrate,
+                   "Bring the schema of a shared book to this version in the database that a text of libpq "
+                   "names, and end")
+        ->type_name("TEXT");
     app.footer(
         "Without an address or port, here or in the configuration, clients of the same user alone are "
         "served,\n"
         "through a socket in a folder of that user.\n"
-        "Exit codes: 0 stopped in order, 1 unforeseen failure, 2 bad command line or configuration,\n"
-        "3 cannot listen on the address.");
+        "Exit codes: 0 stopped in order or migrated, 1 unforeseen failure, 2 bad command line or "
+        "configuration,\n"
+        "or a database that refuses, 3 cannot listen on the address or reach the database.");
 }
 
 std::optional<int> Parse(int nArgs, char** pArgs, CommandLine& line)

@@ -19,6 +19,7 @@ struct CommandLine {
     std::string m_ReadyFile;
     std::optional<std::string> m_ListenAddress;
     std::optional<int> m_ListenPort;
+    std::optional<std::string> m_Migrate;  // the database to bring to this version, instead of serving
 };
 
 /// The one description of the options: --help, manual page and completions come from it.

@@ -23,6 +23,8 @@
 #include "nbihost/standalone.h"
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbitaskmgr.h"
+#include "server/cluster/bookplugin.h"
+#include "server/cluster/enginefailure.h"
 #include "server/commandline.h"
 #include "server/corba/managerservant.h"
 #include "server/corba/orbendpoint.h"
@@ -337,12 +339,31 @@ int RunReporting(const CommandLine& line, const ServiceManager& manager)
     }
 }
 
+/// Reads no configuration: the database's owner need not be the server's user, nor on its machine.
+int Migrate(const std::string& connection)
+{
+    try {
+        MigrateThroughPlugin(connection);
+        std::cerr << MODULE << ": the database has this version's schema\n";
+        return EXIT_ORDERLY;
+    } catch (const EngineAway& e) {
+        return Report(e.what(), EXIT_NO_ENDPOINT);
+    } catch (const EngineRefusal& e) {
+        return Report(e.what(), EXIT_BAD_INPUT);
+    } catch (const std::invalid_argument& e) {
+        return Report(e.what(), EXIT_BAD_INPUT);
+    } catch (const std::exception& e) {
+        return Report(e.what(), EXIT_UNFORESEEN);
+    }
+}
+
 }  // namespace
 
 int ServerMain(int nArgs, char** pArgs)
 {
     CommandLine line;
     if (const std::optional<int> exitCode = Parse(nArgs, pArgs, line)) return *exitCode;
+    if (line.m_Migrate) return Migrate(*line.m_Migrate);
     const ServiceManager manager;
     const sigset_t signals = OrderedSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread is started: they all inherit it
