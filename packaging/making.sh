@@ -69,7 +69,8 @@ HEADER_LIBRARIES="libsimpleini-dev libcli11-dev"
 # delivered BUILD: sets DELIVERED to the libraries and programs that others get.
 delivered() {
     DELIVERED=("$1/libnbiutil.so" "$1/host/standalone/libnbihost_standalone.so" "$1/host/recording/libnbiutil_testing.so"
-        "$1/examples/northbound/nbi-server" "$1/examples/northbound/nbi-client")
+        "$1/examples/northbound/nbi-server" "$1/examples/northbound/nbi-client"
+        "$1/examples/northbound/nbi-book.so")
 }
 
 # bill_of_materials BUILD FILE: an SPDX document of what is delivered and what it is linked with, in the versions that
