@@ -198,10 +198,11 @@ std::optional<ClaimedCollection> PostgresBook::Claim(const std::string& operatio
         {m_Settings.m_Server, ArrayText(m_Settings.m_Elements), operation, Milliseconds(m_Settings.m_Lease)});
     if (rows.empty()) return std::nullopt;
     const Cells& row = rows[0];
-    ClaimedCollection claimed{
-        {TextOf(row[0]), NumberOf(row[1])},
-        {TextOf(row[0]), TextOf(row[2]), TextOf(row[3]), CountOf(row[4]), CountOf(row[5])},
-        CountOf(row[6])};
+    // One after the other: of a list g++ 12 destroys the claim twice when there is no memory for the order.
+    ClaimedCollection claimed;
+    claimed.m_Claim = {TextOf(row[0]), NumberOf(row[1])};
+    claimed.m_Order = {TextOf(row[0]), TextOf(row[2]), TextOf(row[3]), CountOf(row[4]), CountOf(row[5])};
+    claimed.m_nTaken = CountOf(row[6]);
     m_Held.Add({claimed.m_Claim, claimed.m_nTaken}, TextOf(row[7]) == "t", asked);
     return claimed;
 }
@@ -230,7 +231,8 @@ void PostgresBook::Renew()
     std::vector<HeldClaims::Renewed> renewed;
     renewed.reserve(rows.size());
     for (const Cells& row : rows) {
-        renewed.push_back({{TextOf(row[0]), NumberOf(row[1])}, TextOf(row[2]) == "t"});
+        const CollectionClaim claim{TextOf(row[0]), NumberOf(row[1])};
+        renewed.push_back({claim, TextOf(row[2]) == "t"});
     }
     m_Held.Renew(held, renewed, asked);
 }
