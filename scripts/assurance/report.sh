@@ -81,6 +81,8 @@ and the attacks in [security.md](security.md) each name the test that holds.
 
 What is not covered: an allocation or a lock that fails inside of ACE's manager of threads or inside of OpenSSL's own locks is
 not tried where those go on without it, which is theirs to mend. `tests/support/withoutfaults.txt` and the scenarios name each
-case. Orders of steps are tried at locks, semaphores and conditions; what happens between two of them is ThreadSanitizer's.
+case. What OpenSSL's table of names and SimpleIni lose when they find no memory is theirs, too (`tests/support/faultcalls.cpp`,
+`tests/support/singlefaults.cpp`). Orders of steps are tried at locks, semaphores and conditions; what happens between two of
+them is ThreadSanitizer's.
 END
 }
