@@ -17,9 +17,11 @@ trap 'rm -f "$launcher"' EXIT
 printf '#!/bin/sh\nshift 2\nexec "$@"\n' >"$launcher"
 chmod 755 "$launcher"
 for test in server inventory collections upkeep stop; do
-    program=$build/tests/northbound/programs/${test}_test
+    program=$build/tests/northbound/programs/northbound_programs_tests
+    suites=$(sed -nE 's/^TEST(_F|_P)?\((\w+),.*/\2.*:*\/\2.*/p' "$source/tests/northbound/programs/${test}_test.cpp" | sort -u | paste -sd :)
+    [ -n "$suites" ] || { echo "no test in ${test}_test.cpp"; exit 1; }
     # In a network of its own, so that no port is taken.
     unshare --mount --net --propagation private sh -c "
         ip link set lo up && mount --bind '$launcher' /usr/bin/setpriv &&
-        exec $restricted --run '$source' --run /usr/bin/setpriv --run /usr/bin/sh '$unit' '$program' --gtest_brief=1"
+        exec $restricted --run '$source' --run /usr/bin/setpriv --run /usr/bin/sh '$unit' '$program' --gtest_brief=1 '--gtest_filter=$suites'"
 done

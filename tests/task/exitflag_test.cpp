@@ -94,9 +94,9 @@ TEST_F(ExitFlagTest, LookAfterTheExitTakesNothingAndSweepsNothing)
 }
 
 /// A thread that sleeps in AcquireIdleTask() although \p task is queued: set idle again, it has no token.
-class Sleeper {
+class AcquiringThread {
 public:
-    Sleeper(NBITaskMgr& pool, NBITask& task, const RecordingHost& host)
+    AcquiringThread(NBITaskMgr& pool, NBITask& task, const RecordingHost& host)
     {
         pool.PushTask(&task);
         task.SetTaskState(NBI_TASK_BUSY);
@@ -119,7 +119,7 @@ TEST_F(ExitFlagTest, SleeperWokenByTheExitStillTakesOneIdleTask)
     NBITaskMgr pool(5);
     AD ad;
     auto* const pTask = new TestTask(ad);
-    Sleeper sleeper(pool, *pTask, m_Host);
+    AcquiringThread sleeper(pool, *pTask, m_Host);
     pTask->SetTaskState(NBI_TASK_IDLE);
     pool.SetExitFlag();
     EXPECT_EQ(sleeper.Taken(), pTask);
@@ -132,7 +132,7 @@ TEST_F(ExitFlagTest, SleeperWokenByTheExitThatFindsNothingLogsOneLineAndStops)
     NBITaskMgr pool(5);
     AD ad;
     auto* const pTask = new TestTask(ad);
-    Sleeper sleeper(pool, *pTask, m_Host);
+    AcquiringThread sleeper(pool, *pTask, m_Host);
     pool.SetExitFlag();
     EXPECT_EQ(sleeper.Taken(), nullptr);
     EXPECT_EQ(NothingIdleLines(), 2u);

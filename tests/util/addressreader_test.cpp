@@ -9,7 +9,7 @@
 namespace NS_UTIL {
 namespace {
 
-constexpr int UNTOUCHED = 4711;
+constexpr int NO_ADDRESS = 4711;
 
 TEST(IpLong2StrTest, WritesTheLow32Bits)
 {
@@ -34,7 +34,7 @@ TEST(IpLong2StrTest, EveryByteValueHasItsDecimals)
 
 long AddressOf(const std::string& text)
 {
-    long nAddress = UNTOUCHED;
+    long nAddress = NO_ADDRESS;
     EXPECT_TRUE(IpStr2Long(text, nAddress)) << text;
     return nAddress;
 }
@@ -58,9 +58,9 @@ TEST(IpStr2LongTest, AddressFrom128OnIsNegativeAndTurnsBack)
 TEST(IpStr2LongTest, FewerThanFourPartsOrAnEmptyOneFailAndLeaveTheOutput)
 {
     for (const char* pText : {"", ".", "10.0.0", "10", "10..0.1", "10.0.0. ", " .0.0.1", "1.2.3."}) {
-        long nAddress = UNTOUCHED;
+        long nAddress = NO_ADDRESS;
         EXPECT_FALSE(IpStr2Long(pText, nAddress)) << pText;
-        EXPECT_EQ(nAddress, UNTOUCHED) << pText;
+        EXPECT_EQ(nAddress, NO_ADDRESS) << pText;
     }
 }
 

@@ -146,14 +146,14 @@ TEST_F(ZipFileTest, FailedSpawnCouldNotBeStarted)
     }));
 }
 
-void Nothing(int)
+void TakeSignal(int)
 {
 }
 
 TEST_F(ZipFileTest, SignalDoesNotEndTheWait)
 {
     struct sigaction action = {};
-    action.sa_handler = Nothing;  // and no SA_RESTART
+    action.sa_handler = TakeSignal;  // and no SA_RESTART
     ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
     EXPECT_TRUE(m_pPacker->ExecuteCmd(
         m_Dir.Path(), "sh -c 'kill -USR1 $PPID; sleep 0.2; kill -USR1 $PPID; sleep 0.2; touch done'"));

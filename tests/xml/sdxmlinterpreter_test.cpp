@@ -241,7 +241,7 @@ TEST(SDXMLFailedStaticLockTest, ReservedElementsAreSkippedWithoutAManager)
     EXPECT_EQ(base.InterpretXMLTag(parser.Root()), 0);
 }
 
-int AnswerOne(const XMLTag& /*tag*/, TEParserPara* /*para*/)
+int AnswerWithOne(const XMLTag& /*tag*/, TEParserPara* /*para*/)
 {
     return 1;
 }
@@ -272,7 +272,7 @@ TEST_F(SDXMLInterpreterMgrTest, ManyThreadsMayUseRegistryMacrosAndNames)
                 Mgr().setFileName("folder/" + own);
                 EXPECT_EQ(Mgr().getFileName().size(), own.size());
                 const TEParserKey key(own, "second", std::to_string(i % 10));
-                TEParserFuncRegistry::Instance()->Register(key, &AnswerOne);
+                TEParserFuncRegistry::Instance()->Register(key, &AnswerWithOne);
                 EXPECT_EQ(interpreter.AppXMLParseFunc(key, tag, nullptr), 1);
                 interpreter.AppXMLParseFunc({"shared", "other", std::to_string(i)}, tag, nullptr);
                 TEParserFuncRegistry::Instance()->Remove(key);

@@ -19,7 +19,6 @@ namespace {
 
 using nlohmann::json;
 
-const std::string PASSWORD = "a password of more than fifteen characters";
 const std::string FAILURE = "a failure";
 const std::string AS_IN_A_FAILURE = "as in a failure";
 

@@ -18,8 +18,6 @@ namespace {
 using ::testing::HasSubstr;
 using Words = std::vector<std::string>;
 
-const std::string PASSWORD = "a password of more than fifteen characters";
-
 class FailoverTest : public ::testing::Test {
 protected:
     FailoverTest() { m_Dead.Process().Signal(SIGKILL); }

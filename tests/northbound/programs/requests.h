@@ -16,6 +16,7 @@
 namespace northbound {
 
 constexpr unsigned int MINUTE = 60000;  // milliseconds
+inline const std::string PASSWORD = "a password of more than fifteen characters";
 
 inline std::string Loopback()
 {

@@ -234,7 +234,7 @@ TEST_F(SecretsTest, NothingSecretIsInTheLog)
 }
 
 using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
-using Number = std::unique_ptr<BIGNUM, decltype(&BN_clear_free)>;
+using BigNumber = std::unique_ptr<BIGNUM, decltype(&BN_clear_free)>;
 
 Key KeyOf(const std::string& pem)
 {
@@ -243,7 +243,7 @@ Key KeyOf(const std::string& pem)
     return {PEM_read_bio_PUBKEY(pText.get(), nullptr, nullptr, nullptr), &EVP_PKEY_free};
 }
 
-Number ModulusOf(const Key& key)
+BigNumber ModulusOf(const Key& key)
 {
     BIGNUM* pModulus = nullptr;
     EVP_PKEY_get_bn_param(key.get(), "n", &pModulus);
@@ -253,7 +253,7 @@ Number ModulusOf(const Key& key)
 /// Counts the prime factors of a modulus of 2048 bits that it is shown.
 class FactorCounter {
 public:
-    explicit FactorCounter(Number modulus) : m_Modulus(std::move(modulus)) {}
+    explicit FactorCounter(BigNumber modulus) : m_Modulus(std::move(modulus)) {}
 
     /// As OpenSSL computes with them: least significant byte first, at multiples of a word.
     void LookAtWords(std::string_view bytes)
@@ -287,14 +287,14 @@ private:
         if (BN_is_zero(m_Rest.get())) ++m_nCount;
     }
 
-    const Number m_Modulus;
-    const Number m_Factor{BN_new(), &BN_clear_free};
-    const Number m_Rest{BN_new(), &BN_clear_free};
+    const BigNumber m_Modulus;
+    const BigNumber m_Factor{BN_new(), &BN_clear_free};
+    const BigNumber m_Rest{BN_new(), &BN_clear_free};
     const std::unique_ptr<BN_CTX, decltype(&BN_CTX_free)> m_pContext{BN_CTX_new(), &BN_CTX_free};
     std::size_t m_nCount = 0;
 };
 
-std::size_t CountFactors(const ProcessMemory& memory, Number modulus)
+std::size_t CountFactors(const ProcessMemory& memory, BigNumber modulus)
 {
     FactorCounter counter(std::move(modulus));
     memory.Visit(FactorCounter::SIZE + 4, [&counter](std::string_view piece) {
@@ -343,7 +343,7 @@ TEST_F(MemoryTest, NoPlainSecretStaysInTheServer)
 /// In DER the private key has a version number in front of the modulus, the public one not.
 TEST_F(MemoryTest, NoPlainPrivateKeyStaysInTheServer)
 {
-    Number modulus = ModulusOf(KeyOf(ReadFile(m_Folder.Path() + "/key.pem")));
+    BigNumber modulus = ModulusOf(KeyOf(ReadFile(m_Folder.Path() + "/key.pem")));
     std::string bytes(2 * FactorCounter::SIZE, '\0');
     BN_bn2bin(modulus.get(), reinterpret_cast<unsigned char*>(bytes.data()));
     EXPECT_GE(m_Memory.Count(bytes), 1u) << "the search does not even find the public key";

@@ -20,8 +20,6 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-const std::string PASSWORD = "a password of more than fifteen characters";
-
 std::string ItemsOf(const std::string& user, const std::string& role)
 {
     return "Password_" + user + " = " + PasswordDigest(user, PASSWORD.data(), PASSWORD.size()) + "\nRole_" +

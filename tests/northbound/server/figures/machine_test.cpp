@@ -12,7 +12,7 @@
 namespace northbound {
 namespace {
 
-constexpr const char* TABLE =
+constexpr const char* DEVICES =
     "Inter-|   Receive                                                |  Transmit\n"
     " face |bytes    packets errs drop fifo frame compressed multicast|bytes    packets errs drop fifo "
     "colls\n"
@@ -21,7 +21,7 @@ constexpr const char* TABLE =
 
 class MachineTest : public ::testing::Test {
 protected:
-    void SetUp() override { Write("dev", TABLE); }
+    void SetUp() override { Write("dev", DEVICES); }
 
     void Write(const std::string& name, const std::string& text) const { m_Directory.Add(name, text); }
 
@@ -90,12 +90,12 @@ TEST_F(MachineTest, InventoryAddsWhatTheKernelTellsBesideTheCounters)
 
 TEST_F(MachineTest, PortsComeInTheirOrderBehindTheOneThatIsNamed)
 {
-    using Names = std::vector<std::string>;
-    EXPECT_EQ(m_Machine.Ports("", 9), (Names{"lo", "port9"}));
-    EXPECT_EQ(m_Machine.Ports("", 1), (Names{"lo"}));
-    EXPECT_EQ(m_Machine.Ports("lo", 9), (Names{"port9"}));
-    EXPECT_EQ(m_Machine.Ports("gone", 9), (Names{"lo", "port9"}));
-    EXPECT_EQ(m_Machine.Ports("port9", 9), Names());
+    using PortNames = std::vector<std::string>;
+    EXPECT_EQ(m_Machine.Ports("", 9), (PortNames{"lo", "port9"}));
+    EXPECT_EQ(m_Machine.Ports("", 1), (PortNames{"lo"}));
+    EXPECT_EQ(m_Machine.Ports("lo", 9), (PortNames{"port9"}));
+    EXPECT_EQ(m_Machine.Ports("gone", 9), (PortNames{"lo", "port9"}));
+    EXPECT_EQ(m_Machine.Ports("port9", 9), PortNames());
 }
 
 TEST_F(MachineTest, PortGoesByItsNameAloneToo)

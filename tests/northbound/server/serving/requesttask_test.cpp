@@ -21,7 +21,7 @@ using NS_UTIL::ProcessException;
 
 constexpr Profile OPERATION{2, "counters", Place::POOL_1, Role::READER};
 
-std::string Prefix()
+std::string OwnPrefix()
 {
     std::string line;
     LogPrefix::Append(line);
@@ -38,7 +38,7 @@ protected:
         std::unique_ptr<RequestTask> pTask;
         {
             const RequestScope scope(OPERATION, "alice");
-            m_RequestPrefix = Prefix();
+            m_RequestPrefix = OwnPrefix();
             pTask = std::make_unique<RequestTask>(m_Agent, m_Descriptor, work);
         }
         pTask->Run();
@@ -65,9 +65,9 @@ protected:
 TEST_F(RequestTaskTest, WorkerServesTheRequestDuringTheWorkAndNobodyAfterwards)
 {
     std::string inWork;
-    Run([&] { inWork = Prefix(); });
+    Run([&] { inWork = OwnPrefix(); });
     EXPECT_EQ(inWork, m_RequestPrefix);
-    EXPECT_EQ(Prefix(), "");
+    EXPECT_EQ(OwnPrefix(), "");
     std::string detail;
     EXPECT_EQ(CodeOfWait(detail), 0u);
 }
@@ -75,7 +75,7 @@ TEST_F(RequestTaskTest, WorkerServesTheRequestDuringTheWorkAndNobodyAfterwards)
 TEST_F(RequestTaskTest, FailedWorkGivesItsCodeAndDetailAndEndsTheServing)
 {
     Run([] { ThrowFailure(ErrCode::NO_FIGURES, "module", "detail", 12); });
-    EXPECT_EQ(Prefix(), "");
+    EXPECT_EQ(OwnPrefix(), "");
     std::string detail;
     EXPECT_EQ(CodeOfWait(detail), ErrCode::NO_FIGURES);
     EXPECT_EQ(detail, "detail");
@@ -93,7 +93,7 @@ TEST_F(RequestTaskTest, FailureIsLoggedOnceUnderThePlaceThatRaisedIt)
 TEST_F(RequestTaskTest, OtherExceptionsBecomeAnInternalFailureWithTheirText)
 {
     Run([] { throw std::runtime_error("what happened"); });
-    EXPECT_EQ(Prefix(), "");
+    EXPECT_EQ(OwnPrefix(), "");
     std::string detail;
     EXPECT_EQ(CodeOfWait(detail), ErrCode::INTERNAL);
     EXPECT_EQ(detail, "what happened");
@@ -102,7 +102,7 @@ TEST_F(RequestTaskTest, OtherExceptionsBecomeAnInternalFailureWithTheirText)
 TEST_F(RequestTaskTest, ExceptionsOfUnknownKindAreAFailureToo)
 {
     Run([] { throw 7; });
-    EXPECT_EQ(Prefix(), "");
+    EXPECT_EQ(OwnPrefix(), "");
     std::string detail;
     EXPECT_EQ(CodeOfWait(detail), ErrCode::INTERNAL);
 }
