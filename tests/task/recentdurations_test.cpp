@@ -31,8 +31,7 @@ TEST(RecentDurationsTest, BucketsFollowEachOtherWithoutAGapAndAreAtMostATenthWid
         ASSERT_EQ(RecentDurations::BucketOf(nFirst), nBucket) << nFirst;
         ASSERT_EQ(RecentDurations::BucketOf(nLast), nBucket) << nLast;
         ASSERT_LE((nLast - nFirst) * 10, nFirst) << nBucket;
-        nFirst = nLast + 1;
-        if (nLast == std::numeric_limits<std::int64_t>::max()) nFirst = 0;
+        nFirst = nLast == std::numeric_limits<std::int64_t>::max() ? 0 : nLast + 1;
     }
     EXPECT_EQ(RecentDurations::EndOf(RecentDurations::BUCKETS - 1), std::numeric_limits<std::int64_t>::max());
 }
