@@ -17,7 +17,7 @@
 namespace northbound {
 namespace {
 
-using nlohmann::json;
+using Json = nlohmann::json;
 
 const std::string FAILURE = "a failure";
 const std::string AS_IN_A_FAILURE = "as in a failure";
@@ -86,21 +86,21 @@ protected:
         WriteFile(m_File, PASSWORD);
     }
 
-    std::vector<json> Ask(const std::string& command, int nExitCode, std::vector<std::string> arguments)
+    std::vector<Json> Ask(const std::string& command, int nExitCode, std::vector<std::string> arguments)
     {
         arguments.insert(arguments.begin(), {"--json", "--user", "anna", "--server", m_Server.Address()});
         return Check(command, nExitCode, RunClient(arguments));
     }
 
     /// Parses the answer and notes its members as those of \p command, or of a failure.
-    std::vector<json> Check(const std::string& command, int nExitCode, const Outcome& outcome)
+    std::vector<Json> Check(const std::string& command, int nExitCode, const Outcome& outcome)
     {
         EXPECT_EQ(outcome.m_nExitCode, nExitCode) << command << ": " << outcome.m_Output;
         EXPECT_EQ(outcome.m_Error, "") << command;
-        std::vector<json> answers;
+        std::vector<Json> answers;
         std::istringstream lines(outcome.m_Output);
         for (std::string line; std::getline(lines, line);) {
-            answers.push_back(json::parse(line, nullptr, false));
+            answers.push_back(Json::parse(line, nullptr, false));
             EXPECT_TRUE(answers.back().is_object()) << command << ": " << line;
             if (answers.back().is_object()) Note(command, nExitCode, answers.back());
         }
@@ -108,7 +108,7 @@ protected:
         return answers;
     }
 
-    void Note(const std::string& command, int nExitCode, const json& answer)
+    void Note(const std::string& command, int nExitCode, const Json& answer)
     {
         if (!answer.contains("error")) return NoteMembers(command, "", answer);
         EXPECT_EQ(answer.size(), 1u) << answer;
@@ -116,7 +116,7 @@ protected:
         EXPECT_EQ(answer.at("error").value("exit", -1), nExitCode) << answer;
     }
 
-    void NoteFailure(const json& error)
+    void NoteFailure(const Json& error)
     {
         NoteMembers(FAILURE, "error.", error);
         const std::string kind = error.value("kind", "");
@@ -126,7 +126,7 @@ protected:
         m_KindsSeen.insert(kind);
     }
 
-    void NoteMembers(const std::string& command, const std::string& path, const json& object)
+    void NoteMembers(const std::string& command, const std::string& path, const Json& object)
     {
         const bool bFigures = path == "counters." || path.find(".counters.") != std::string::npos ||
                               path.find(".increase.") != std::string::npos ||
@@ -144,7 +144,7 @@ protected:
         return type == members->second.end() ? "" : type->second;
     }
 
-    void NoteValue(const std::string& command, const std::string& path, const json& value)
+    void NoteValue(const std::string& command, const std::string& path, const Json& value)
     {
         const std::string type = TypeInGuide(command, path);
         if (value.is_object() && type == AS_IN_A_FAILURE) {
@@ -153,7 +153,7 @@ protected:
         }
         if (value.is_object()) return NoteMembers(command, path + ".", value);
         if (value.is_array()) {
-            for (const json& item : value) NoteValue(command, path + "[]", item);
+            for (const Json& item : value) NoteValue(command, path + "[]", item);
             return;
         }
         EXPECT_NE(type.find(value.type_name()), std::string::npos)
@@ -195,7 +195,7 @@ TEST_F(AnswersTest, AreWhatTheGuideTells)
     Ask("inventory", 0, {"inventory"});
     Ask("counters", 0, {"counters", "lo"});
     const std::vector<std::string> collect{"collect", "lo", "--interval", "0.01", "--duration", "0.01"};
-    const json collected = Ask("collect", 0, collect).at(0);
+    const Json collected = Ask("collect", 0, collect).at(0);
     const std::string file = collected.at("collections").at(0).at("result").at("file");
     Ask("plot", 0, {"plot", file, "--output", m_Runtime / "lo.svg"});
     Ask("plot", 0, {"plot", file});
@@ -212,7 +212,7 @@ TEST_F(AnswersTest, AreWhatTheGuideTells)
     Ask("clean", 0, {"clean"});
 
     RunningCollection running(m_Server);
-    const json tasks = Ask("tasks", 0, {"tasks", "--at-least", "1"}).at(0);
+    const Json tasks = Ask("tasks", 0, {"tasks", "--at-least", "1"}).at(0);
     Program watch(
         m_Server.Directory(), "watch",
         {NBI_CLIENT, "--server", m_Server.Address(), "--user", "anna", "--json", "tasks", "--watch"});
@@ -226,7 +226,7 @@ TEST_F(AnswersTest, AreWhatTheGuideTells)
     Ask("cancel", 0, {"cancel", tasks.at("tasks").at(0).at("operation")});
     Check("collect", 1, running.End());
     const int nExitCode = watch.Wait();
-    const std::vector<json> views =
+    const std::vector<Json> views =
         Check("tasks", 0, {nExitCode, watch.StandardOutput(), watch.StandardError()});
     EXPECT_GE(views.size(), 2u);
     EXPECT_EQ(views.front().at("tasks").size(), 1u);
