@@ -1,7 +1,6 @@
 // The framework of the standalone host: its state and its table of services.
 #include "framework.h"
 
-
 #include "nbihost/logservice.h"
 #include "nbiutil/processexception.h"
 
