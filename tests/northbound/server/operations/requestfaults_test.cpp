@@ -74,7 +74,7 @@ const std::vector<Scenario> SCENARIOS = {
     Request<HugeTasks>("request tasks", {}),
     Request<SetItem>("request config", {"HugeTaskLimit", "5"}),
     Request<Challenge>("request challenge", {}, WITH_RANDOM_BYTES),
-    Request<SendSecret>("request secret", {std::string(512, 'a')}),
+    Request<SendSecret>("request secret", {"0" + std::string(511, 'a')}),  // below the modulus of every key
     Request<Pack>("request pack", {"gzip", 1}),
     Request<Files>("request files", {}),
     Request<Pools>("request pools", {}),
