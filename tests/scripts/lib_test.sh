@@ -86,8 +86,11 @@ expect "tests are counted" "$(tests)" $'2 passed, 1 failed, 1 skipped\nstatus 1'
 echo "100% tests passed, 0 tests failed out of 2" >"$STUBS/again.txt"
 expect "what passes alone is unsteady" "$(tests)" \
     $'== UNSTEADY: 1 failed beside others and passed alone; see above\n3 passed, 0 failed, 1 skipped\nstatus 0'
+echo "No space left on device" >"$STUBS/again.txt"
+expect "a second run without a result excuses nobody" "$(tests)" $'2 passed, 1 failed, 1 skipped\nstatus 1'
+echo "100% tests passed, 0 tests failed out of 1" >"$STUBS/again.txt"
 for report in "==7==ERROR: AddressSanitizer: heap-use-after-free" "==7==ERROR: LeakSanitizer: detected memory leaks" \
-    "WARNING: ThreadSanitizer: data race (pid=7)" "a.cpp:3:4: runtime error: signed integer overflow"; do
+    "==7==ERROR: ThreadSanitizer: SEGV on unknown address" "==7==ERROR: UndefinedBehaviorSanitizer: FPE" "WARNING: ThreadSanitizer: data race (pid=7)" "a.cpp:3:4: runtime error: signed integer overflow"; do
     printf '%s\n%s\n' "$report" "$one_failed" >"$STUBS/ctest.txt"
     expect "what a sanitizer reports stands: $report" "$(tests)" $'3 passed, 1 failed\nstatus 1'
 done
