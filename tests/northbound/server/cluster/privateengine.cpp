@@ -89,7 +89,9 @@ void Copy(const std::string& from, const std::string& to)
 /// The data of an engine that was never started is made once; then it is copied, which takes a tenth of the time.
 void CopyData(const std::string& folder)
 {
-    const std::string draft = NBI_ENGINE_DRAFTS "/data-" + std::to_string(geteuid());
+    const std::string version =
+        fs::path(ProgramFolder()).parent_path().filename();  // others cannot read its data
+    const std::string draft = NBI_ENGINE_DRAFTS "/data-" + version + '-' + std::to_string(geteuid());
     if (!nbitest::Exists(draft)) {
         MakeData(folder);
         fs::create_directories(NBI_ENGINE_DRAFTS);
