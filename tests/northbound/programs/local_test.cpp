@@ -4,14 +4,21 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <list>
 #include <memory>
 #include <string>
 
 #include "northbound/programs/requests.h"
+#include "shared/descriptor.h"
 
 namespace northbound {
 namespace {
@@ -43,6 +50,30 @@ TEST_F(LocalTest, ClientFindsTheServerAndIsAdmin)
     EXPECT_EQ(RunClient({"stop"}).m_Output, "the server has stopped\n");
     EXPECT_EQ(server.Process().Wait(), 0);
     EXPECT_FALSE(fs::exists(m_Socket));
+}
+
+/// As the client's ORB connects: nobody waits for a place in the queue.
+bool Connects(int nSocket, const std::string& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::copy(path.begin(), path.end(), address.sun_path);
+    return connect(nSocket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+TEST_F(LocalTest, CrowdThatComesAtOnceWaitsUntilTheServerHasTime)
+{
+    Server server("", Way::LOCAL);
+    server.Process().Signal(SIGSTOP);
+    std::list<Descriptor> crowd;
+    for (int i = 0; i < 100; ++i) {
+        crowd.emplace_back(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+        EXPECT_TRUE(Connects(crowd.back().Number(), m_Socket)) << i << ": " << std::strerror(errno);
+    }
+    crowd.clear();
+    server.Process().Signal(SIGCONT);
+    EXPECT_EQ(RunClient({"tasks"}).m_nExitCode, 0);
+    StopInOrder(server);
 }
 
 TEST_F(LocalTest, MembersOfTheGroupAreServedWhereItIsNamed)

@@ -128,6 +128,7 @@ OrbEndpoint::OrbEndpoint(const Listening& places, const ConnectionLimits& connec
         LimitConnections(connections.m_nMost);
         const CORBA::Object_var object = Activate(servant);
         if (places.m_Tcp) m_Addresses.push_back(TcpText(places, InternetPortOf(object)));
+        if (!places.m_Socket.empty()) LengthenQueue(places.m_Socket);
     } catch (const CORBA::Exception& e) {
         throw EndpointError("cannot listen on " + PlacesText(places) + " (" + e._name() +
                             "); the log says more");

@@ -16,8 +16,12 @@
 
 #include <openssl/crypto.h>
 #include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
 
 #include "nbihost/standalone.h"
 #include "server/serving/occasionally.h"
@@ -103,6 +107,17 @@ CORBA::Boolean CheckRoom(omni::omniInterceptors::serverAcceptConnection_T::info_
     return true;
 }
 
+bool ListensAt(int nSocket, const std::string& path)
+{
+    sockaddr_un address{};
+    socklen_t nLength = sizeof(address) - 1;  // a zero byte stays behind the longest path
+    if (getsockname(nSocket, reinterpret_cast<sockaddr*>(&address), &nLength) != 0) return false;
+    int nListens = 0;
+    socklen_t nSize = sizeof(nListens);
+    return address.sun_family == AF_UNIX && address.sun_path == path &&
+           getsockopt(nSocket, SOL_SOCKET, SO_ACCEPTCONN, &nListens, &nSize) == 0 && nListens != 0;
+}
+
 /// Of an object that is not served by plain TCP.
 int TlsPortOf(const IOP::MultipleComponentProfile& components)
 {
@@ -127,6 +142,15 @@ void LimitConnections(std::size_t nMost)
 {
     g_nMostConnections = nMost;
     omniORB::getInterceptors()->serverAcceptConnection.add(CheckRoom);
+}
+
+/// The ORB tells nobody its endpoints' sockets, so this one is looked for among what the process has open.
+void LengthenQueue(const std::string& path)
+{
+    for (const auto& open : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const int nSocket = std::atoi(open.path().filename().c_str());
+        if (ListensAt(nSocket, path)) listen(nSocket, SOMAXCONN);
+    }
 }
 
 void LeaveNothingToThreads()

@@ -1,5 +1,5 @@
 /// \file
-/// What the ORB keeps behind its public interface: the peer of a request, its connections, and the port of an endpoint. The
+/// What the ORB keeps behind its public interface: the peer of a request, its connections, and where it listens. The
 /// source of this header alone includes headers that the ORB does not promise to keep.
 #pragma once
 
@@ -37,6 +37,11 @@ constexpr std::size_t LOCAL_CONNECTIONS = 16;
 /// From now on the ORB closes a connection at once when \p nMost are open, and tells the log once a minute. Once, before
 /// requests are served.
 void LimitConnections(std::size_t nMost);
+
+/// The ORB lets five clients wait at its local socket until it takes them, and a sixth finds no server there: a client does
+/// not wait to connect. From now on as many wait as the system allows, as they do with TCP. Once the ORB listens.
+/// \param path the socket's
+void LengthenQueue(const std::string& path);
 
 /// The port that the ORB serves \p object on, by TCP or by TLS; -1 without an internet endpoint.
 int InternetPortOf(CORBA::Object_ptr object);
