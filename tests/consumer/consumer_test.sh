@@ -37,6 +37,20 @@ marks() {
     } | sort -u
 }
 
+# Without what a debugger wants.
+quick=(-DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0)
+
+# take_objects FROM TO SUBFOLDER: the library's objects of one build for another, where it is a subfolder, which compiles
+# the same sources in the same way.
+take_objects() {
+    local from to
+    for from in "$1"/src/*/CMakeFiles/nbi_*.dir; do
+        to=$2/$3${from#"$1"}
+        diff "$from/flags.make" <(sed "s|^# Custom defines: $3/|# Custom defines: |" "$to/flags.make")
+        cp "$from"/*.o "$to"
+    done
+}
+
 libdir() { dirname "$(find "$prefix" -name 'libnbiutil.so')"; }
 
 case $step in
@@ -221,7 +235,7 @@ otherhost)
         -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror"
     "$CMAKE" --build "$work/myhost/build"
     "$CMAKE" --install "$work/myhost/build" --prefix "$work/otherprefix"
-    "$CMAKE" -S "$source" -B "$work/otherhost" -DCMAKE_BUILD_TYPE=Debug -DNBIUTIL_TESTS=OFF \
+    "$CMAKE" -G 'Unix Makefiles' -S "$source" -B "$work/otherhost" "${quick[@]}" -DNBIUTIL_TESTS=OFF \
         -DNBIUTIL_HOST=myhost::myhost -DCMAKE_PREFIX_PATH="$work/otherprefix"
     "$CMAKE" --build "$work/otherhost" --parallel 2
     readelf -d "$work/otherhost/libnbiutil.so" | grep NEEDED | grep myhost
@@ -240,11 +254,12 @@ otherhost)
 subproject)
     # The library is a part of a larger project, on a host of that project's.
     rm -rf "$work/subproject" "$work/subprefix"
-    "$CMAKE" -S "$source/tests/consumer/subproject" -B "$work/subproject" -DCMAKE_BUILD_TYPE=Debug \
+    "$CMAKE" -G 'Unix Makefiles' -S "$source/tests/consumer/subproject" -B "$work/subproject" "${quick[@]}" \
         -DNBIUTIL_SOURCE_DIR="$source"
     for part in TESTS EXAMPLES; do
         grep -x "NBIUTIL_$part:BOOL=OFF" "$work/subproject/CMakeCache.txt"
     done
+    take_objects "$work/otherhost" "$work/subproject" nbiutil
     "$CMAKE" --build "$work/subproject" --parallel 2
     readelf -d "$work/subproject/nbiutil/libnbiutil.so" | grep NEEDED | grep myhost
     [ "$(TaskMgrMaxThreadNum=3 "$work/subproject/program" 2>/dev/null)" = $'hello from a worker\n3 workers' ]
