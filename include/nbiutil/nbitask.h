@@ -5,6 +5,7 @@
 #include <ace/Thread_Mutex.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "nbiutil/ad.h"
@@ -106,7 +107,7 @@ private:
 
     bool m_bFlag;
     DBAgent& m_Agent;
-    const ThreadContextInfo m_ThreadInfo;
+    const std::shared_ptr<const ThreadContextInfo> m_pStoredContext;  // also other tasks' and threads'
     AD m_Descriptor;
 };
 

@@ -94,6 +94,7 @@ public:
 private:
     friend class ThreadContextMgr;
     friend class HugeTaskMgr;
+    friend class TaskContext;
 
     int m_nThreadId = 0;
     std::string m_InterfaceName;

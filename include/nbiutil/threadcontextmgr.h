@@ -10,6 +10,8 @@
 
 namespace NS_UTIL {
 
+struct ThreadRecord;
+
 /// Registry of the threads' context records: any code on a thread can ask whom it is working for.
 ///
 /// Ownership: one registry per process, from the first Instance() to Destroy(); callers never delete it,
@@ -43,10 +45,12 @@ public:
     void SetThreadContext(const int& nId, const std::string& name);
 
 private:
+    friend class TaskContext;
+
     ThreadContextMgr();
     ~ThreadContextMgr() = default;
 
-    ThreadContextInfo* Record();
+    ThreadRecord* Record();
 
     static std::atomic<ThreadContextMgr*> m_pInstance;
     const unsigned long m_nGeneration;  // tells this registry's records from those of a destroyed one

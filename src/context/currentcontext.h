@@ -13,9 +13,4 @@ inline ThreadContextInfo CurrentContext()
     return pRegistry != nullptr ? pRegistry->GetThreadContext() : ThreadContextInfo();
 }
 
-inline void SetCurrentContext(const ThreadContextInfo& info)
-{
-    if (ThreadContextMgr* const pRegistry = ThreadContextMgr::Instance()) pRegistry->SetThreadContext(info);
-}
-
 }  // namespace NS_UTIL

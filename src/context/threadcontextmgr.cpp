@@ -8,18 +8,22 @@
 #include <utility>
 
 #include "base/singleton.h"
+#include "context/taskcontext.h"
 
 namespace NS_UTIL {
+
+/// What hangs on a thread's key.
+struct ThreadRecord {
+    ThreadContextInfo m_Own;        // as it was set last; the next one uses its memory
+    TaskContext::Stored m_pShared;  // with tasks: a copy of m_Own, or a task's that was installed
+    const ThreadContextInfo* m_pCurrent = &m_Own;  // the record: m_Own or *m_pShared
+    unsigned long m_nGeneration = 0;               // of the registry that made it
+};
+
 namespace {
 
 constexpr const char* MODULE = "threadcontextmgr";
 constexpr int STORAGE_FAILED_LINE = 90;  // part of the message, which filters match on
-
-/// What hangs on a thread's key. The generation tells whether the registry that made it is still there.
-struct ThreadRecord {
-    ThreadContextInfo m_Info;
-    unsigned long m_nGeneration = 0;
-};
 
 /// The calling thread's record, for look-ups that cost one load; the thread key beside it owns the record.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadRecord* t_pRecord = nullptr;
@@ -85,13 +89,15 @@ ThreadRecord* MakeRecord()
 
 /// The calling thread's record as a new registry has it; null without storage. Apart, since every call of every request
 /// asks for a record that is there.
-__attribute__((noinline)) ThreadContextInfo* EmptyRecord(unsigned long nGeneration)
+__attribute__((noinline)) ThreadRecord* EmptyRecord(unsigned long nGeneration)
 {
     ThreadRecord* const pRecord = t_pRecord != nullptr ? t_pRecord : MakeRecord();
     if (pRecord == nullptr) return nullptr;
-    pRecord->m_Info = ThreadContextInfo();
+    pRecord->m_Own = ThreadContextInfo();
+    pRecord->m_pCurrent = &pRecord->m_Own;
+    pRecord->m_pShared.reset();
     pRecord->m_nGeneration = nGeneration;
-    return &pRecord->m_Info;
+    return pRecord;
 }
 
 }  // namespace
@@ -112,38 +118,72 @@ ThreadContextMgr::ThreadContextMgr() : m_nGeneration(++g_nGenerations)
 {
 }
 
-ThreadContextInfo* ThreadContextMgr::Record()
+ThreadRecord* ThreadContextMgr::Record()
 {
     ThreadRecord* const pRecord = t_pRecord;
     const bool bCurrent = pRecord != nullptr && pRecord->m_nGeneration == m_nGeneration;
-    return bCurrent ? &pRecord->m_Info : EmptyRecord(m_nGeneration);
+    return bCurrent ? pRecord : EmptyRecord(m_nGeneration);
 }
 
-// Deliberate: mode and type change places in both transfers below, so the stored record holds them exchanged,
-// and each copy handed out has them right again. Who sets a record and reads it back relies on the two being
-// alike.
+// Deliberate: mode and type change places in both transfers below, so stored records, those of tasks among them,
+// hold them exchanged, and each copy handed out has them right again. Who sets a record and reads it back relies
+// on the two being alike.
+
+ThreadContextInfo TaskContext::CopyOf(const ThreadContextInfo& stored)
+{
+    ThreadContextInfo copy = stored;
+    std::swap(copy.m_nTskMode, copy.m_nTskType);
+    return copy;
+}
 
 ThreadContextInfo ThreadContextMgr::GetThreadContext()
 {
-    const ThreadContextInfo* const pRecord = Record();
-    ThreadContextInfo copy = pRecord != nullptr ? ThreadContextInfo(*pRecord) : ThreadContextInfo();
-    if (pRecord != nullptr) {
-        std::swap(copy.m_nTskMode, copy.m_nTskType);
-        if (copy.m_OperUUID.empty()) copy.SetOperUUID(std::string());
-    }
+    const ThreadRecord* const pRecord = Record();
+    ThreadContextInfo copy =
+        pRecord != nullptr ? TaskContext::CopyOf(*pRecord->m_pCurrent) : ThreadContextInfo();
+    if (pRecord != nullptr && copy.m_OperUUID.empty()) copy.SetOperUUID(std::string());
     return copy;
 }
 
 void ThreadContextMgr::SetThreadContext(const ThreadContextInfo& info)
 {
-    ThreadContextInfo* const pRecord = Record();
+    ThreadRecord* const pRecord = Record();
     if (pRecord == nullptr) return;
-    *pRecord = info;
-    std::swap(pRecord->m_nTskMode, pRecord->m_nTskType);
-    std::string& uuid = pRecord->m_OperUUID;
+    pRecord->m_Own = info;
+    std::swap(pRecord->m_Own.m_nTskMode, pRecord->m_Own.m_nTskType);
+    std::string& uuid = pRecord->m_Own.m_OperUUID;
     const std::size_t nLength = std::strlen(uuid.c_str());
     if (nLength != uuid.size()) uuid.resize(nLength);  // as GetOperUUID() cuts it
-    if (nLength == 0) pRecord->SetOperUUID(std::string());
+    if (nLength == 0) pRecord->m_Own.SetOperUUID(std::string());
+    pRecord->m_pCurrent = &pRecord->m_Own;
+    pRecord->m_pShared.reset();
+}
+
+TaskContext::Stored TaskContext::Share()
+{
+    ThreadContextMgr* const pRegistry = ThreadContextMgr::Instance();
+    ThreadRecord* const pRecord = pRegistry != nullptr ? pRegistry->Record() : nullptr;
+    if (pRecord == nullptr) return std::make_shared<const ThreadContextInfo>();
+    if (pRecord->m_pShared != nullptr) return pRecord->m_pShared;
+    auto pShared = std::make_shared<ThreadContextInfo>(pRecord->m_Own);
+    if (pShared->m_OperUUID.empty()) {
+        pShared->SetOperUUID(std::string());  // each copy's own, so it is not shared
+    } else {
+        pRecord->m_pShared = pShared;
+    }
+    return pShared;
+}
+
+void TaskContext::Install(const Stored& pStored)
+{
+    ThreadContextMgr* const pRegistry = ThreadContextMgr::Instance();
+    ThreadRecord* const pRecord = pRegistry != nullptr ? pRegistry->Record() : nullptr;
+    if (pRecord == nullptr) return;
+    if (pStored->m_OperUUID.empty()) {
+        return pRegistry->SetThreadContext(CopyOf(*pStored));  // with a fresh one
+    }
+    pRecord->m_pShared = pStored;
+    pRecord->m_pCurrent = pStored.get();
 }
 
 void ThreadContextMgr::SetThreadContext(const int& nId, const std::string& name)

@@ -2,7 +2,7 @@
 
 #include "base/lockguard.h"
 #include "base/probe.h"
-#include "context/currentcontext.h"
+#include "context/taskcontext.h"
 #include "log/log.h"
 #include "nbiutil/errcode.h"
 #include "nbiutil/processexception.h"
@@ -58,7 +58,7 @@ bool DBAgent::DecreaseHugeTask()
 }
 
 NBITask::NBITask(DBAgent& agent, bool bFlag, AD& ad)
-    : m_bFlag(bFlag), m_Agent(agent), m_ThreadInfo(CurrentContext()), m_Descriptor(ad)
+    : m_bFlag(bFlag), m_Agent(agent), m_pStoredContext(TaskContext::Share()), m_Descriptor(ad)
 {
 }
 
@@ -90,7 +90,7 @@ void NBITask::Run()
 void NBITask::RunGuarded(AD& descriptor)
 {
     try {
-        SetCurrentContext(m_ThreadInfo);
+        TaskContext::Install(m_pStoredContext);
         Init();
         Execute();
         Complete();
@@ -136,12 +136,12 @@ std::string NBITask::GetAgentType()
 
 int NBITask::GetTaskMode()
 {
-    return m_ThreadInfo.GetTskMode();
+    return TaskContext::TaskModeOf(*m_pStoredContext);
 }
 
 ThreadContextInfo NBITask::GetThreadInfo()
 {
-    return m_ThreadInfo;
+    return TaskContext::CopyOf(*m_pStoredContext);
 }
 
 }  // namespace NS_UTIL

@@ -123,7 +123,7 @@ void TaskQueue::SweepFinishedLocked(TaskList& finished)
 void TaskQueue::ForgetLocked(const NBITask& task)
 {
     if (!m_bHugePool) return;
-    if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance()) pBook->RemoveHTskInfo(task.m_ThreadInfo);
+    if (HugeTaskMgr* const pBook = HugeTaskMgr::Instance()) pBook->RemoveHTskInfo(*task.m_pStoredContext);
 }
 
 void TaskQueue::WakeAllLocked()
@@ -220,7 +220,7 @@ void TaskQueue::ReadLocked(PoolSnapshot& snapshot)
     const NBITask* const pOldest = m_Idle.First();
     m_Figures.ReadInto(snapshot, pOldest != nullptr ? &pOldest->m_nOrder : nullptr);
     if (const PoolFigures::Worker* const pLongest = m_Figures.Longest()) {
-        snapshot.m_LongestBodyUUID = pLongest->m_pTask->m_ThreadInfo.GetBareOperUUID();
+        snapshot.m_LongestBodyUUID = pLongest->m_pTask->m_pStoredContext->GetBareOperUUID();
     }
 }
 

@@ -151,6 +151,75 @@ TEST_F(NBITaskTest, ThreadInfoIsACopy)
     EXPECT_EQ(task.GetThreadInfo().GetInterfaceName(), "interface");
 }
 
+/// What a queued task costs: its request's texts are there once.
+TEST_F(NBITaskTest, TasksOfOneRequestHaveOneRecord)
+{
+    ServeRequest("mine");
+    TestTask first(m_AD);
+    const FailingAllocation failing(0);
+    TestTask second(m_AD);
+    second.Run();
+    EXPECT_FALSE(failing.HasFailed());
+}
+
+TEST_F(NBITaskTest, RecordOfATaskStaysWhateverBecomesOfItsThread)
+{
+    std::string uuid;
+    std::vector<std::unique_ptr<TestTask>> tasks;
+    std::thread([&] {
+        uuid = ServeRequest("mine", {5, 1, -1, "manager"});
+        for (int i = 0; i < 2; ++i) tasks.push_back(std::make_unique<TestTask>(m_AD));
+        ServeRequest("another");
+        ThreadContextMgr::Destroy();
+    }).join();
+    for (const auto& pTask : tasks) {
+        EXPECT_EQ(pTask->GetThreadInfo().GetOperUUID(), uuid);
+        EXPECT_EQ(pTask->GetThreadInfo().GetTskType(), -1);
+        EXPECT_EQ(pTask->GetTaskMode(), 1);
+    }
+}
+
+TEST_F(NBITaskTest, BodyThatSetsAContextSetsItsThreadsAlone)
+{
+    const std::string uuid = ServeRequest("mine");
+    StagedTask first(m_AD, Stage::EXECUTE, [] { ServeRequest("the body's own"); });
+    StagedTask second(m_AD);
+    std::thread([&] {
+        first.Run();
+        EXPECT_EQ(ThreadContextMgr::Instance()->GetThreadContext().GetInterfaceName(), "the body's own");
+        EXPECT_EQ(StagedTask(m_AD).GetThreadInfo().GetInterfaceName(), "the body's own");
+        second.Run();
+        EXPECT_EQ(ThreadContextMgr::Instance()->GetThreadContext().GetOperUUID(), uuid);
+    }).join();
+    EXPECT_EQ(first.GetThreadInfo().GetOperUUID(), uuid);
+    EXPECT_EQ(ThreadContextMgr::Instance()->GetThreadContext().GetOperUUID(), uuid);
+}
+
+TEST_F(NBITaskTest, TaskThatABodyMakesIsItsRequestsToo)
+{
+    const std::string uuid = ServeRequest("mine", {5, 1, -1, "manager"});
+    ThreadContextInfo seen;
+    StagedTask task(m_AD, Stage::EXECUTE, [&] { seen = StagedTask(m_AD).GetThreadInfo(); });
+    std::thread([&task] { task.Run(); }).join();
+    EXPECT_EQ(seen, task.GetThreadInfo());
+    EXPECT_EQ(seen.GetTskMode(), 1);
+    EXPECT_EQ(seen.GetTskType(), -1);
+}
+
+TEST_F(NBITaskTest, RecordWithoutAUUIDGetsOneOnTheThreadThatRunsIt)
+{
+    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
+    ThreadContextMgr::Destroy();
+    std::optional<FailingLocks> failing(std::in_place, LockKind::MUTEX, 1);
+    StagedTask task(m_AD);
+    failing.reset();
+    task.Run();
+    const std::string uuid = ThreadContextMgr::Instance()->GetThreadContext().GetOperUUID();
+    EXPECT_NE(uuid, "");
+    EXPECT_EQ(ThreadContextMgr::Instance()->GetThreadContext().GetOperUUID(), uuid);
+    EXPECT_EQ(task.GetThreadInfo().GetOperUUID(), "");
+}
+
 TEST_F(NBITaskTest, StateIsWhatWasSet)
 {
     StagedTask task(m_AD);
