@@ -12,6 +12,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "context/contexttesting.h"
 #include "support/lockfailure.h"
 #include "support/vtable.h"
 
@@ -19,42 +20,14 @@ namespace NS_UTIL {
 namespace {
 
 using nbitest::CanFailLocks;
+using nbitest::CLOSE_TAG;
 using nbitest::FailingLocks;
+using nbitest::FullRecord;
+using nbitest::IsUUID;
+using nbitest::IsWrappedUUID;
 using nbitest::LockKind;
 using nbitest::NO_FAILING_LOCKS;
-
-const std::string OPEN_TAG = "<OpUUID>";
-const std::string CLOSE_TAG = "</OpUUID>";
-constexpr std::size_t UUID_LENGTH = 36;
-
-bool IsUUID(const std::string& text)
-{
-    const std::string shape = "hhhhhhhh-hhhh-hhhh-hhhh-hhhhhhhhhhhh";
-    const auto fits = [](char character, char wanted) {
-        return wanted == 'h' ? std::string("0123456789abcdef").find(character) != std::string::npos
-                             : character == wanted;
-    };
-    return text.size() == shape.size() && std::equal(text.begin(), text.end(), shape.begin(), fits);
-}
-
-bool IsWrappedUUID(const std::string& text)
-{
-    return text.size() == OPEN_TAG.size() + UUID_LENGTH + CLOSE_TAG.size() &&
-           text.compare(0, OPEN_TAG.size(), OPEN_TAG) == 0 &&
-           text.compare(OPEN_TAG.size() + UUID_LENGTH, CLOSE_TAG.size(), CLOSE_TAG) == 0 &&
-           IsUUID(text.substr(OPEN_TAG.size(), UUID_LENGTH));
-}
-
-/// A record in which no two values are alike.
-ThreadContextInfo FullRecord()
-{
-    TskInfo tskInfo;
-    tskInfo.m_nTskNum = 11;
-    tskInfo.m_nTskMode = 22;
-    tskInfo.m_nTskType = 33;
-    tskInfo.m_TskMgr = "manager";
-    return ThreadContextInfo(44, "interface", "user", "uuid", tskInfo);
-}
+using nbitest::OPEN_TAG;
 
 void ExpectFullRecord(const ThreadContextInfo& info)
 {

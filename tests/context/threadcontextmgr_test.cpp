@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "context/contexttesting.h"
 #include "support/heapwatch.h"
 #include "support/lockfailure.h"
 
@@ -22,29 +23,11 @@ namespace {
 
 using nbitest::CanFailLocks;
 using nbitest::FailingLocks;
+using nbitest::FullRecord;
+using nbitest::IsWrappedUUID;
 using nbitest::LiveAllocations;
 using nbitest::LockKind;
 using nbitest::NO_FAILING_LOCKS;
-
-const std::string OPEN_TAG = "<OpUUID>";
-const std::string CLOSE_TAG = "</OpUUID>";
-
-bool IsWrappedUUID(const std::string& text)
-{
-    return text.size() == OPEN_TAG.size() + 36 + CLOSE_TAG.size() &&
-           text.compare(0, OPEN_TAG.size(), OPEN_TAG) == 0 &&
-           text.compare(OPEN_TAG.size() + 36, CLOSE_TAG.size(), CLOSE_TAG) == 0;
-}
-
-ThreadContextInfo FullRecord()
-{
-    TskInfo tskInfo;
-    tskInfo.m_nTskNum = 11;
-    tskInfo.m_nTskMode = 22;
-    tskInfo.m_nTskType = 33;
-    tskInfo.m_TskMgr = "manager";
-    return ThreadContextInfo(44, "interface", "user", "uuid", tskInfo);
-}
 
 void OnAnotherThread(const std::function<void()>& body)
 {

@@ -22,7 +22,7 @@ TEST_F(NBITaskFailedTest, ProcessExceptionBecomesCodeAndErrorInfoAndALogLine)
 {
     TestTask task(m_AD, [] { throw ProcessException(5, "message", "info", "file", "function", 12); });
     task.Run();
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:info") << "the info and not the message";
+    EXPECT_EQ(HowItEnded(m_AD), "ErrCode:5,Detail:info") << "the info and not the message";
     EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
     EXPECT_EQ(m_Host.Logs(), (std::vector<LogLine>{{"file", "function", 12, 1, "ErrCode:5,Detail:message"}}));
 }
@@ -32,7 +32,7 @@ TEST_F(NBITaskFailedTest, EmptyErrorInfoReplacesOneThatWasThere)
     m_AD.SetErrorInfo("preset");
     TestTask task(m_AD, [] { throw ProcessException(5, "message", "file", "function", 12); });
     task.Run();
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:");
+    EXPECT_EQ(HowItEnded(m_AD), "ErrCode:5,Detail:");
     ASSERT_EQ(m_Host.Logs().size(), 1u);
     EXPECT_EQ(m_Host.Logs()[0].m_nLine, 12);
 }
@@ -50,7 +50,7 @@ TEST_F(NBITaskFailedTest, ExceptionThatWasWrittenThroughItsStreamsCountsAsWritte
         throw ProcessException(exception);
     });
     task.Run();
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:8,Detail:info 1");
+    EXPECT_EQ(HowItEnded(m_AD), "ErrCode:8,Detail:info 1");
     EXPECT_EQ(m_Host.Logs(), (std::vector<LogLine>{{"file", "function", 9, 1, "message 2"}}));
 }
 
@@ -59,7 +59,7 @@ TEST_F(NBITaskFailedTest, ExceptionWithCodeZeroReachesTheCallerAsSuccess)
     m_AD.SetErrorCode(99);
     TestTask task(m_AD, [] { throw ProcessException(); });
     task.Run();
-    EXPECT_EQ(OutcomeOf(m_AD), "success");
+    EXPECT_EQ(HowItEnded(m_AD), "success");
     EXPECT_EQ(m_Host.Logs(), (std::vector<LogLine>{{"", "", 0, 1, ""}}));
 }
 
@@ -68,7 +68,7 @@ TEST_F(NBITaskFailedTest, FormatCharactersOfAnExceptionAreLoggedAsText)
     TestTask task(m_AD, [] { throw ProcessException(5, "%s%n%d %", "%s%n", "f%s", "g%n", 12); });
     task.Run();
     EXPECT_EQ(m_Host.Logs(), (std::vector<LogLine>{{"f%s", "g%n", 12, 1, "ErrCode:5,Detail:%s%n%d %"}}));
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:%s%n");
+    EXPECT_EQ(HowItEnded(m_AD), "ErrCode:5,Detail:%s%n");
 }
 
 TEST_F(NBITaskFailedTest, AnyOtherExceptionGivesItsFixedCodeAndLeavesTheInfo)
@@ -77,7 +77,7 @@ TEST_F(NBITaskFailedTest, AnyOtherExceptionGivesItsFixedCodeAndLeavesTheInfo)
     TestTask task(m_AD, [] { throw 42; });
     task.Run();
     EXPECT_EQ(StoredCode(m_AD), 0x411802BCu);
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:1092092604,Detail:preset");
+    EXPECT_EQ(HowItEnded(m_AD), "ErrCode:1092092604,Detail:preset");
     EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
     EXPECT_EQ(m_Host.Logs(), (std::vector<LogLine>{{"nbitask", "unknown", 140, 1, OTHER_EXCEPTION}}));
 }
@@ -88,7 +88,7 @@ TEST_F(NBITaskFailedTest, InitThatThrowsKeepsTheBodyFromRunning)
                     [] { throw ProcessException(5, "message", "info", "file", "function", 12); });
     task.Run();
     EXPECT_EQ(task.m_Calls, (Calls{"Init"}));
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:info");
+    EXPECT_EQ(HowItEnded(m_AD), "ErrCode:5,Detail:info");
 }
 
 TEST_F(NBITaskFailedTest, BodyThatThrowsIsNotCompleted)
@@ -103,11 +103,11 @@ TEST_F(NBITaskFailedTest, OutcomeIsTheSameWithoutALogService)
     m_Host.RegisterLogService(false);
     TestTask task(m_AD, [] { throw ProcessException(5, "message", "info", "file", "function", 12); });
     task.Run();
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:info");
+    EXPECT_EQ(HowItEnded(m_AD), "ErrCode:5,Detail:info");
     AD other;
     TestTask otherTask(other, [] { throw 42; });
     otherTask.Run();
-    EXPECT_EQ(OutcomeOf(other), "ErrCode:1092092604,Detail:");
+    EXPECT_EQ(HowItEnded(other), "ErrCode:1092092604,Detail:");
     EXPECT_TRUE(m_Host.Logs().empty());
 }
 
@@ -116,7 +116,7 @@ TEST_F(NBITaskFailedTest, OutcomeIsTheSameWithALogServiceThatFails)
     m_Host.FailLogCalls(true);
     TestTask task(m_AD, [] { throw ProcessException(5, "message", "info", "file", "function", 12); });
     EXPECT_NO_THROW(task.Run());
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:info");
+    EXPECT_EQ(HowItEnded(m_AD), "ErrCode:5,Detail:info");
     EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
 }
 
@@ -141,7 +141,7 @@ TEST_F(NBITaskFailedTest, CodeReachesTheCallerWhenThereIsNoMemoryForTheTexts)
     EXPECT_GE(limit->Refused(), LONG);
     limit.reset();
     ASSERT_TRUE(m_AD.IsFinished());
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:5,Detail:");
+    EXPECT_EQ(HowItEnded(m_AD), "ErrCode:5,Detail:");
     EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
 }
 
@@ -192,7 +192,7 @@ TEST_P(NBITaskFailureTest, NoExceptionLeavesRun)
     EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
     ExpectOneLine();
     const bool bWasWokenBefore = GetStage() == Stage::AFTER_COMPLETE;
-    EXPECT_EQ(OutcomeOf(m_AD), bWasWokenBefore ? "success" : GetFailure().m_pOutcome);
+    EXPECT_EQ(HowItEnded(m_AD), bWasWokenBefore ? "success" : GetFailure().m_pOutcome);
 }
 
 std::string NameOf(const ::testing::TestParamInfo<std::tuple<Stage, Failure>>& info)

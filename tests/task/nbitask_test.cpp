@@ -103,7 +103,7 @@ TEST_F(NBITaskTest, DescriptorOutlivesTheTask)
     auto pTask = std::make_unique<StagedTask>(m_AD);
     pTask->Run();
     pTask.reset();
-    EXPECT_EQ(OutcomeOf(m_AD), "success");
+    EXPECT_EQ(HowItEnded(m_AD), "success");
 }
 
 TEST_F(NBITaskTest, TaskTakesTheContextOfTheThreadThatMadeIt)
@@ -251,7 +251,7 @@ TEST_F(NBITaskTest, AwakeWakesAndTouchesNeitherCodeNorState)
     task.SetTaskState(NBI_TASK_BUSY);
     task.Awake();
     EXPECT_TRUE(m_AD.IsFinished());
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:4,Detail:");
+    EXPECT_EQ(HowItEnded(m_AD), "ErrCode:4,Detail:");
     EXPECT_EQ(task.GetTaskState(), NBI_TASK_BUSY);
 }
 
@@ -280,7 +280,7 @@ TEST_F(NBITaskTest, CompleteReplacesAPresetCode)
     m_AD.SetErrorInfo("preset");
     TestTask task(m_AD);
     task.Run();
-    EXPECT_EQ(OutcomeOf(m_AD), "success");
+    EXPECT_EQ(HowItEnded(m_AD), "success");
 }
 
 TEST_F(NBITaskTest, CompleteByItselfDoesTheSame)
@@ -288,7 +288,7 @@ TEST_F(NBITaskTest, CompleteByItselfDoesTheSame)
     m_AD.SetErrorCode(99);
     TestTask task(m_AD);
     task.Complete();
-    EXPECT_EQ(OutcomeOf(m_AD), "success");
+    EXPECT_EQ(HowItEnded(m_AD), "success");
     EXPECT_EQ(task.GetTaskState(), NBI_TASK_FINISHED);
 }
 
@@ -346,7 +346,7 @@ TEST_F(NBITaskTest, TaskIsFinishedOnlyAfterItsDescriptorIsWokenWithItsCode)
         std::thread worker([&task] { task.Run(); });
         while (task.GetTaskState() != NBI_TASK_FINISHED) std::this_thread::yield();
         EXPECT_TRUE(ad.IsFinished());
-        EXPECT_EQ(OutcomeOf(ad), bFails ? "ErrCode:7,Detail:info" : "success");
+        EXPECT_EQ(HowItEnded(ad), bFails ? "ErrCode:7,Detail:info" : "success");
         worker.join();
     }
 }
@@ -449,7 +449,7 @@ TEST_F(NBITaskInPoolTest, LinesOfAWorkerBelongToTheRequestThatMadeTheTask)
         seen = ThreadContextMgr::Instance()->GetThreadContext().GetOperUUID();
         throw 42;
     }));
-    EXPECT_EQ(OutcomeOf(m_AD), "ErrCode:1092092604,Detail:");
+    EXPECT_EQ(HowItEnded(m_AD), "ErrCode:1092092604,Detail:");
     EXPECT_EQ(seen, uuid);
     ASSERT_EQ(m_Host.LogsAt("nbitask", 140).size(), 1u);
     EXPECT_NE(m_Host.LogsAt("nbitask", 140)[0].m_nThread, static_cast<unsigned long>(pthread_self()));

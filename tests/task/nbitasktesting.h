@@ -17,7 +17,6 @@ namespace nbitest {
 
 using Calls = std::vector<std::string>;
 
-constexpr int STOPPING = 2;
 constexpr const char* OTHER_EXCEPTION = "There's an error in NBITask::Run";
 
 /// The part of a task's life in which a test does something.
@@ -56,7 +55,7 @@ private:
 };
 
 /// What a failed task has left in a descriptor: "<code> <info>".
-inline std::string OutcomeOf(NS_UTIL::AD& ad)
+inline std::string HowItEnded(NS_UTIL::AD& ad)
 {
     try {
         ad.Wait();
@@ -68,6 +67,8 @@ inline std::string OutcomeOf(NS_UTIL::AD& ad)
 
 class NBITaskTest : public ::testing::Test {
 protected:
+    static constexpr int STOPPING = 2;
+
     NBITaskTest() { ServeRequest("interface"); }
 
     /// The stored code, whatever the state.
