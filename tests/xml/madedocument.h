@@ -15,9 +15,8 @@ class MadeDocument {
 public:
     MadeDocument(std::size_t nLength, unsigned int nSeed)
     {
-        std::size_t nElements = nLength / 30;
+        const std::size_t nElements = Fitting(nLength, nSeed);
         Make(nElements, 0, nSeed);
-        while (m_Text.size() > nLength) Make(--nElements, 0, nSeed);
         Make(nElements, nLength - m_Text.size(), nSeed);
     }
 
@@ -46,6 +45,19 @@ private:
     };
 
     unsigned long Dice(unsigned long nSides) { return m_Random() % nSides; }
+
+    /// As many elements as fit into that length, found by halves.
+    std::size_t Fitting(std::size_t nLength, unsigned int nSeed)
+    {
+        std::size_t nFits = 0;
+        std::size_t nTooMany = nLength / 30 + 1;
+        while (nTooMany - nFits > 1) {
+            const std::size_t nElements = (nFits + nTooMany) / 2;
+            Make(nElements, 0, nSeed);
+            (m_Text.size() > nLength ? nTooMany : nFits) = nElements;
+        }
+        return nFits;
+    }
 
     void Make(std::size_t nElements, std::size_t nPadding, unsigned int nSeed)
     {
