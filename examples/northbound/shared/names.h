@@ -48,6 +48,10 @@ constexpr unsigned int TRY_LATER = 0x4E42000EU;
 constexpr unsigned int CANCELLED = 0x4E42000FU;
 /// The book of collections cannot be reached or does not answer; nobody knows whether it did what was asked.
 constexpr unsigned int BOOK_AWAY = 0x4E420010U;
+/// The book knows no collection of that operation, or has forgotten it.
+constexpr unsigned int UNKNOWN_OPERATION = 0x4E420011U;
+/// The part of a collection is not where this server can read it.
+constexpr unsigned int PART_ELSEWHERE = 0x4E420012U;
 }  // namespace ErrCode
 
 }  // namespace northbound

@@ -54,6 +54,35 @@ public:
         Ask<northbound::Cancel>(who, {pOperation});
     }
 
+    CORBA::Boolean Order(const Northbound::Caller& who, const char* pOperation,
+                         const Northbound::CollectionOrder& work) override
+    {
+        return Ask<northbound::Order>(who, {pOperation, {work.dn.in(), work.interval, work.duration}})
+            .m_bKnown;
+    }
+
+    Northbound::OrderState* Await(const Northbound::Caller& who, const char* pOperation,
+                                  CORBA::ULong nLimit) override
+    {
+        return ToIdl(Ask<northbound::Await>(who, {pOperation, nLimit}));
+    }
+
+    Northbound::OpenOrderPage* Orders(const Northbound::Caller& who, const char* pAfter) override
+    {
+        return ToIdl(Ask<northbound::Orders>(who, {pAfter}));
+    }
+
+    Northbound::ServerPage* Servers(const Northbound::Caller& who, const char* pAfter) override
+    {
+        return ToIdl(Ask<northbound::Servers>(who, {pAfter}));
+    }
+
+    Northbound::PartPiece* Fetch(const Northbound::Caller& who, const char* pOperation, CORBA::ULong nFirst,
+                                 CORBA::ULongLong nOffset) override
+    {
+        return ToIdl(Ask<northbound::Fetch>(who, {pOperation, nFirst, nOffset}));
+    }
+
     Northbound::PackResult* Pack(const Northbound::Caller& who, const Northbound::PackOrder& work) override
     {
         return ToIdl(Ask<northbound::Pack>(who, {work.method.in(), work.perArchive}));

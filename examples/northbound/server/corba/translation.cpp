@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <memory>
 
 namespace northbound {
@@ -80,6 +81,77 @@ void FillIn(Northbound::UserSession& session, const Sessions::Session& from)
     session.since = from.m_Since.c_str();
     session.address = from.m_Address.c_str();
     session.role = NameOf(from.m_Role);
+}
+
+const char* NameOf(CollectionPhase phase)
+{
+    switch (phase) {
+        case CollectionPhase::WAITING:
+            return "waiting";
+        case CollectionPhase::RUNNING:
+            return "running";
+        default:
+            return "ended";
+    }
+}
+
+void FillIn(Northbound::Part& part, const CollectionShare& from)
+{
+    part.server = from.m_Part.m_Server.c_str();
+    part.file = from.m_File.c_str();
+    part.first = from.m_Part.m_nFirst;
+    part.samples = from.m_Part.m_nTaken;
+}
+
+void FillIn(Northbound::OpenOrder& order, const OpenOrder& from)
+{
+    const CollectionState& state = from.m_State;
+    order.operation = state.m_Order.m_Operation.c_str();
+    order.dn = state.m_Order.m_Dn.c_str();
+    order.user = state.m_Order.m_User.c_str();
+    order.phase = NameOf(state.m_Phase);
+    order.server = from.m_Server.c_str();
+    order.samplesTaken = state.m_nTaken;
+    order.samplesPlanned = state.m_Order.Samples();
+    order.note = state.m_Note.c_str();
+}
+
+void FillIn(Northbound::Server& server, const ServerState& from)
+{
+    server.name = from.m_Name.c_str();
+    server.address = from.m_Address.c_str();
+    server.version = from.m_Version.c_str();
+    server.load = from.m_nLoad;
+    server.lease = static_cast<CORBA::Long>(std::clamp<std::chrono::milliseconds::rep>(
+        from.m_Left.count(), std::numeric_limits<CORBA::Long>::min(),
+        std::numeric_limits<CORBA::Long>::max()));
+}
+
+void FillIn(Northbound::CollectionResult& result, const OrderProgress& from)
+{
+    const CollectionState& state = from.m_State;
+    result.dn = state.m_Order.m_Dn.c_str();
+    result.operation = state.m_Order.m_Operation.c_str();
+    result.file = state.m_End.m_File.c_str();
+    result.samples = state.m_Order.Samples();
+    result.late = state.m_End.m_nLate;
+    FillIn(result.increase, from.m_Increase);
+}
+
+void FillIn(Northbound::OrderState& order, const OrderProgress& from)
+{
+    const CollectionState& state = from.m_State;
+    order.phase = NameOf(state.m_Phase);
+    order.dn = state.m_Order.m_Dn.c_str();
+    order.samplesTaken = state.m_nTaken;
+    order.samplesPlanned = state.m_Order.Samples();
+    order.note = state.m_Note.c_str();
+    FillEach(order.parts, from.m_Shares,
+             [](Northbound::Part& part, const CollectionShare& share) { FillIn(part, share); });
+    const bool bEnded = state.m_Phase == CollectionPhase::ENDED;
+    order.code = bEnded ? state.m_End.m_nCode : 0;
+    order.detail = bEnded ? state.m_End.m_Detail.c_str() : "";
+    if (bEnded && state.m_End.m_nCode == 0) FillIn(order.result, from);
 }
 
 /// A page of the interface with an element for each item in its \p list.
@@ -199,6 +271,34 @@ Northbound::PackResult* ToIdl(const Pack::Result& result)
     packed->made = static_cast<CORBA::ULong>(result.m_nMade);
     packed->waiting = static_cast<CORBA::ULong>(result.m_nWaiting);
     return packed._retn();
+}
+
+Northbound::OrderState* ToIdl(const Await::Result& result)
+{
+    Northbound::OrderState_var order = new Northbound::OrderState;
+    FillIn(order.inout(), result);
+    return order._retn();
+}
+
+Northbound::OpenOrderPage* ToIdl(const Orders::Result& result)
+{
+    return PageOf(&Northbound::OpenOrderPage::orders, result);
+}
+
+Northbound::ServerPage* ToIdl(const Servers::Result& result)
+{
+    return PageOf(&Northbound::ServerPage::servers, result);
+}
+
+Northbound::PartPiece* ToIdl(const Fetch::Result& result)
+{
+    Northbound::PartPiece_var piece = new Northbound::PartPiece;
+    piece->data.length(static_cast<CORBA::ULong>(result.m_Data.size()));
+    std::copy(result.m_Data.begin(), result.m_Data.end(), piece->data.get_buffer());
+    piece->offset = result.m_nOffset;
+    piece->size = result.m_nSize;
+    piece->digest = result.m_Digest.c_str();
+    return piece._retn();
 }
 
 Northbound::PoolReport* ToIdl(const Pools::Result& result)

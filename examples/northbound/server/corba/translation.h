@@ -17,6 +17,10 @@ Northbound::Bytes* ToIdl(const PublicKey::Result& result);
 Northbound::UserSessionPage* ToIdl(const Sessions::Result& result);
 Northbound::StoredFilePage* ToIdl(const Files::Result& result);
 Northbound::PackResult* ToIdl(const Pack::Result& result);
+Northbound::OrderState* ToIdl(const Await::Result& result);
+Northbound::OpenOrderPage* ToIdl(const Orders::Result& result);
+Northbound::ServerPage* ToIdl(const Servers::Result& result);
+Northbound::PartPiece* ToIdl(const Fetch::Result& result);
 Northbound::PoolReport* ToIdl(const Pools::Result& result);
 
 }  // namespace northbound

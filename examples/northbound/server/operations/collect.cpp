@@ -18,7 +18,7 @@ constexpr unsigned int MAX_DURATION = 24U * 3600U * 1000U;  // milliseconds
 
 Collect::Result Collect::Run(const Request& request, const Caller& caller) const
 {
-    CollectionPlan plan = CheckedPlan(request);
+    CollectionPlan plan = CheckedPlan(m_Element, request);
     plan.m_HasGone = caller.m_HasGone;
     const CollectionOutcome outcome = Carry(plan);
     return {plan.m_Dn,          outcome.m_Operation, outcome.m_File,
@@ -53,9 +53,9 @@ Cancel::Result Cancel::Run(const Request& request, const Caller& caller) const
 }
 
 /// Before the limits are asked: nothing that does not exist is ever counted under them.
-CollectionPlan Collect::CheckedPlan(const Request& request) const
+CollectionPlan CheckedPlan(const Element& element, const Collect::Request& request)
 {
-    const std::string port = m_Element.m_Machine.PortOf(request.m_Dn);
+    const std::string port = element.m_Machine.PortOf(request.m_Dn);
     if (request.m_nInterval < MIN_INTERVAL) {
         ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE,
                      "an interval of " + std::to_string(request.m_nInterval) + " ms is below " +
@@ -66,7 +66,7 @@ CollectionPlan Collect::CheckedPlan(const Request& request) const
                      "a duration of " + std::to_string(request.m_nDuration) +
                          " ms is shorter than the interval or longer than a day");
     }
-    return {m_Element.m_Machine.DistinguishedName(port), port, request.m_nInterval, request.m_nDuration, {}};
+    return {element.m_Machine.DistinguishedName(port), port, request.m_nInterval, request.m_nDuration, {}};
 }
 
 }  // namespace northbound

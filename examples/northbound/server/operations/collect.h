@@ -46,13 +46,16 @@ public:
     Result Run(const Request& request, const Caller& caller) const;
 
 private:
-    CollectionPlan CheckedPlan(const Request& request) const;
     CollectionOutcome Carry(const CollectionPlan& plan) const;
 
     const Element& m_Element;
     CollectionRunner& m_Runner;
     std::function<void()> m_OnEnd;
 };
+
+/// What an order asks for, when there is such a port and the times are within their ranges.
+/// \throws ProcessException UNKNOWN_OBJECT, BAD_ARGUMENT, NO_FIGURES
+CollectionPlan CheckedPlan(const Element& element, const Collect::Request& request);
 
 /// Ends a collection of the caller's own; an admin ends anybody's.
 class Cancel {

@@ -79,7 +79,7 @@ CollectionOutcome TakeSamples(const CollectionEnvironment& environment, const Co
                               const CollectionClaim& claim)
 {
     const Catalogue& catalogue = environment.m_Element.m_Catalogue;
-    PerfFile file(environment.m_Directory, plan.m_Port, claim.m_Operation, catalogue);
+    PerfFile file(environment.m_Files.OwnFolder(), plan.m_Port, environment.m_Files.NameOf(claim), catalogue);
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "collection of %s begins: %u samples, one in %u ms",
                  plan.m_Dn.c_str(), plan.Samples(), plan.m_nInterval);
     const Machine& machine = environment.m_Element.m_Machine;

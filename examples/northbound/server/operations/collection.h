@@ -8,6 +8,7 @@
 
 #include "server/figures/element.h"
 #include "server/operations/collectionbook.h"
+#include "server/operations/partfiles.h"
 #include "server/serving/stopsignal.h"
 
 namespace northbound {
@@ -39,7 +40,7 @@ struct CollectionEnvironment {
     const Element& m_Element;
     CollectionBook& m_Book;
     StopSignal& m_Stop;
-    std::string m_Directory;
+    PartFiles m_Files;
 };
 
 /// Samples the port's counters into a CSV file until the plan is fulfilled. Samples fall on whole multiples of

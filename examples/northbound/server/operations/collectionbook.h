@@ -80,6 +80,8 @@ struct CollectionState {
     bool m_bCancelled = false;
     std::vector<CollectionPart> m_Parts{};  // by token; empty where one server is alone
     CollectionEnd m_End{};                  // of one that has ended
+    std::uint64_t m_nPlace = 0;             // in the order of acceptance
+    std::string m_Note{};                   // why it waits where no server can take it
 };
 
 /// One of the servers that share a book.
@@ -89,6 +91,9 @@ struct ServerState {
     std::string m_Version;
     unsigned int m_nLoad = 0;          // collections that it holds
     std::chrono::milliseconds m_Left;  // of its lease; negative once it is over
+
+    std::string Key() const { return m_Name; }
+    std::vector<std::string> Texts() const { return {m_Name, m_Address, m_Version}; }
 };
 
 /// Servers leave to the book which collections there are, how many may be, and whose each is. Threads: any.

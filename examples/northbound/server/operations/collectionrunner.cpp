@@ -48,6 +48,9 @@ void UnlessAway(Call call)
     }
 }
 
+/// Of all collections, however they were ordered.
+const std::string COLLECTING = "3 collect";
+
 /// Nobody else carries out what was ordered here, so it is claimed at once, and its place freed when it cannot be.
 CollectionClaim ClaimOrdered(CollectionBook& book, const std::string& operation)
 {
@@ -61,16 +64,22 @@ CollectionClaim ClaimOrdered(CollectionBook& book, const std::string& operation)
     ThrowFailure(ErrCode::INTERNAL, MODULE, "the collection " + operation + " is another one's");
 }
 
+/// \throws ProcessException HUGE_TASK_LIMIT; what the book throws
+OrderAnswer Accepted(CollectionBook& book, const CollectionOrder& order)
+{
+    const OrderAnswer answer = book.Order(order);
+    if (answer != OrderAnswer::FULL) return answer;
+    NS_UTIL::NBITaskMgr::GetTaskMgr(HUGE_POOL)->CountRefused(NS_UTIL::ErrCode::HUGE_TASK_LIMIT);
+    ThrowRefused();
+}
+
 /// A collection's place in the book, which goes with its task.
 class OrderedCollection {
 public:
     /// \throws ProcessException HUGE_TASK_LIMIT; what the book throws
     OrderedCollection(CollectionBook& book, const CollectionOrder& order) : m_Book(book)
     {
-        if (m_Book.Order(order) == OrderAnswer::FULL) {
-            NS_UTIL::NBITaskMgr::GetTaskMgr(HUGE_POOL)->CountRefused(NS_UTIL::ErrCode::HUGE_TASK_LIMIT);
-            ThrowRefused();
-        }
+        Accepted(m_Book, order);
         m_Claim = ClaimOrdered(m_Book, order.m_Operation);
     }
     ~OrderedCollection()
@@ -132,11 +141,70 @@ RunningCollection RunningOf(const CollectionBook& book, const std::string& opera
     return {operation, list, order.m_Dn, order.m_User, state->m_nTaken, order.Samples()};
 }
 
+/// The request that a collection is carried out for, also where another server has accepted it.
+ThreadContextInfo RequestOf(const CollectionOrder& order)
+{
+    ThreadContextInfo request = NS_UTIL::ThreadContextMgr::Instance()->GetThreadContext();
+    request.SetInterfaceName(COLLECTING);
+    request.SetUserInfo(order.m_User);
+    request.SetOperUUID("<OpUUID>" + order.m_Operation + "</OpUUID>");
+    NS_UTIL::HugeRequest huge;
+    return huge.Asynchronous().Of(order.m_Dn + " ").ApplyTo(request);
+}
+
 }  // namespace
 
-CollectionRunner::CollectionRunner(NS_UTIL::DBAgent& agent, CollectionEnvironment environment)
-    : m_Agent(agent), m_Environment(std::move(environment))
+CollectionRunner::CollectionRunner(NS_UTIL::DBAgent& agent, CollectionEnvironment environment,
+                                   std::function<void()> onEnd)
+    : m_Agent(agent), m_Environment(std::move(environment)), m_OnEnd(std::move(onEnd))
 {
+}
+
+OrderAnswer CollectionRunner::Order(const CollectionPlan& plan, const std::string& operation,
+                                    const std::string& user)
+{
+    CollectionBook& book = m_Environment.m_Book;
+    const CollectionOrder order{operation, plan.m_Dn, user, plan.m_nInterval, plan.m_nDuration};
+    const OrderAnswer answer = Accepted(book, order);
+    if (answer == OrderAnswer::ACCEPTED) Start({ClaimOrdered(book, operation), order});
+    return answer;
+}
+
+void CollectionRunner::Start(const ClaimedCollection& claimed)
+{
+    const NS_UTIL::RequestScope request(RequestOf(claimed.m_Order));
+    try {
+        PushToPool(m_Agent, HUGE_POOL, [this, claimed] { Carry(claimed); });
+    } catch (...) {
+        UnlessAway([&] { m_Environment.m_Book.Finish(claimed.m_Claim, {}); });
+        throw;
+    }
+}
+
+CollectionEnd CollectionRunner::EndOf(const ClaimedCollection& claimed)
+{
+    try {
+        const CollectionOrder& order = claimed.m_Order;
+        const std::string port = m_Environment.m_Element.m_Machine.PortOf(order.m_Dn);
+        CollectionOutcome outcome = TakeSamples(
+            m_Environment, {order.m_Dn, port, order.m_nInterval, order.m_nDuration, {}}, claimed.m_Claim);
+        return {0, "", std::move(outcome.m_File), outcome.m_nLate, std::move(outcome.m_Increase)};
+    } catch (NS_UTIL::ProcessException& e) {
+        return {e.GetErrorCode(), e.GetDetail()};
+    } catch (const std::exception& e) {
+        return {ErrCode::INTERNAL, e.what()};
+    }
+}
+
+void CollectionRunner::Carry(const ClaimedCollection& claimed)
+{
+    const CollectionEnd end = EndOf(claimed);
+    if (end.m_nCode != 0) {
+        nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "the collection ends with code 0x%08X: %s",
+                     end.m_nCode, end.m_Detail.c_str());
+    }
+    m_Environment.m_Book.Finish(claimed.m_Claim, end);
+    m_OnEnd();
 }
 
 CollectionOutcome CollectionRunner::Collect(const CollectionPlan& plan)

@@ -2,6 +2,7 @@
 /// Has collections carried out, as huge tasks of this process.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -31,18 +32,29 @@ struct RunningCollection {
 class CollectionRunner {
 public:
     /// \param agent on whose behalf the tasks run
-    CollectionRunner(NS_UTIL::DBAgent& agent, CollectionEnvironment environment);
+    /// \param onEnd is called on a worker when a collection that nobody waits for has ended
+    CollectionRunner(
+        NS_UTIL::DBAgent& agent, CollectionEnvironment environment, std::function<void()> onEnd = [] {});
 
     /// Has the calling thread's request carried out as a collection, and waits for its end.
     /// \throws ProcessException HUGE_TASK_LIMIT as soon as it is clear that as many run as may; what the book and
     ///         TakeSamples() throw
     CollectionOutcome Collect(const CollectionPlan& plan);
 
+    /// Accepts a collection, and has it carried out while the caller goes on. Its end is in the book.
+    /// \throws ProcessException HUGE_TASK_LIMIT; what the book throws
+    OrderAnswer Order(const CollectionPlan& plan, const std::string& operation, const std::string& user);
+
     std::vector<RunningCollection> Running() const;
 
 private:
+    void Start(const ClaimedCollection& claimed);
+    void Carry(const ClaimedCollection& claimed);
+    CollectionEnd EndOf(const ClaimedCollection& claimed);
+
     NS_UTIL::DBAgent& m_Agent;
     const CollectionEnvironment m_Environment;
+    const std::function<void()> m_OnEnd;
 };
 
 }  // namespace northbound

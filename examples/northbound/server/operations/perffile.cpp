@@ -23,8 +23,8 @@ std::string Heading(const Catalogue& catalogue)
 
 PerfFile::PerfFile(const std::string& directory, const std::string& port, const std::string& operation,
                    const Catalogue& catalogue)
-    : m_FinalPath(directory + "/perf-" + SafeName(port) + "-" + operation + ".csv"),
-      m_Path(m_FinalPath + ".part"),
+    : m_FinalPath(directory + "/" + PerfFileName(SafeName(port), operation)),
+      m_Path(m_FinalPath + UNFINISHED),
       m_pFile(std::fopen(m_Path.c_str(), "wxe"))
 {
     if (m_pFile == nullptr) FailToWrite();

@@ -10,6 +10,16 @@
 
 namespace northbound {
 
+/// What a file is called once it is whole.
+/// \param safePort as SafeName() has it
+inline std::string PerfFileName(const std::string& safePort, const std::string& operation)
+{
+    return "perf-" + safePort + "-" + operation + ".csv";
+}
+
+/// What stands behind that name until then.
+constexpr const char* UNFINISHED = ".part";
+
 /// A CSV file with one line per sample: time and figures, an empty cell for a figure that is missing. It is
 /// called "perf-<port>-<operation>.csv.part", the port as SafeName() has it, until Finish(), so that nobody takes half a collection for a
 /// whole one; without Finish() it stays so. Threads: one at a time.

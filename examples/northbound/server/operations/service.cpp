@@ -34,7 +34,8 @@ Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& ed
     : m_Element(ElementOf(settings, std::move(catalogue))),
       m_Sessions(settings.m_Anonymous),
       m_Dispatcher(m_Sessions, settings.m_nHugeTaskLimit),
-      m_Runner(m_Dispatcher.Agent(), {m_Element, m_Book, stop, settings.m_CollectionDirectory}),
+      m_PartFiles(settings.m_CollectionDirectory),
+      m_Runner(m_Dispatcher.Agent(), {m_Element, m_Book, stop, m_PartFiles}, [this] { MakeRoom(); }),
       m_Packer(settings.m_CollectionDirectory),
       m_Files(settings.m_CollectionDirectory,
               [this](const std::string& name) { return IsRunning(m_Book, name); }),
@@ -43,7 +44,9 @@ Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& ed
                    Stop(std::move(requestStop)), PublicKey(), SendSecret(), Challenge(m_LoginGate),
                    Login(m_Sessions, m_LoginGate), Logout(m_Sessions), Sessions(m_Sessions),
                    Pack(m_Packer, [this] { MakeRoom(); }), SetItem(editor), Pools(std::move(linesLost)),
-                   Files(m_Files), Clean([this] { return Sweep(); }))
+                   Files(m_Files), Clean([this] { return Sweep(); }), Order(m_Element, m_Runner),
+                   Await(m_Element, m_Book, m_PartFiles, stop), Orders(m_Book), Servers(m_Book),
+                   Fetch(m_Book, m_PartFiles))
 {
     Apply(settings);
 }

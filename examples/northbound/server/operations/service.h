@@ -10,8 +10,11 @@
 #include "server/operations/administer.h"
 #include "server/operations/collect.h"
 #include "server/operations/collectionrunner.h"
+#include "server/operations/fetch.h"
 #include "server/operations/inventory.h"
 #include "server/operations/localbook.h"
+#include "server/operations/order.h"
+#include "server/operations/partfiles.h"
 #include "server/operations/pools.h"
 #include "server/operations/readcounters.h"
 #include "server/operations/secrets.h"
@@ -30,9 +33,9 @@ namespace northbound {
 /// Threads: any number of request threads. Outlives the front ends and the pools.
 class Service {
 public:
-    using Operations =
-        std::tuple<Inventory, Columns, ReadCounters, Collect, Cancel, HugeTasks, Stop, PublicKey, SendSecret,
-                   Challenge, Login, Logout, Sessions, Pack, SetItem, Pools, Files, Clean>;
+    using Operations = std::tuple<Inventory, Columns, ReadCounters, Collect, Cancel, HugeTasks, Stop,
+                                  PublicKey, SendSecret, Challenge, Login, Logout, Sessions, Pack, SetItem,
+                                  Pools, Files, Clean, Order, Await, Orders, Servers, Fetch>;
 
     /// \param catalogue   which figures the ports have
     /// \param requestStop starts the server's end and returns at once
@@ -73,6 +76,7 @@ private:
     LoginGate m_LoginGate;
     Dispatcher m_Dispatcher;
     LocalBook m_Book;
+    const PartFiles m_PartFiles;
     CollectionRunner m_Runner;
     Packer m_Packer;
     const CollectionFiles m_Files;

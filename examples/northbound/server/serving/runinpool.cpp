@@ -26,4 +26,10 @@ void RunInPool(NS_UTIL::DBAgent& agent, unsigned int nPool, std::function<void()
     descriptor.Wait();
 }
 
+void PushToPool(NS_UTIL::DBAgent& agent, unsigned int nPool, std::function<void()> work)
+{
+    NS_UTIL::AD descriptor;
+    NS_UTIL::TaskPoolMgr::PushTask(agent, new RequestTask(agent, descriptor, std::move(work)), nPool);
+}
+
 }  // namespace northbound

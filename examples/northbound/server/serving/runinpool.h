@@ -20,7 +20,11 @@ namespace northbound {
 ///         stopped first; what TaskPoolMgr::PushTask() throws
 void RunInPool(NS_UTIL::DBAgent& agent, unsigned int nPool, std::function<void()> work);
 
-/// The same for work that has a result, which is shared with the worker for the reason above.
+/// Has a worker do \p work for the calling thread's request, and does not wait. A pool that stops may leave it undone.
+/// \throws ProcessException what TaskPoolMgr::PushTask() throws
+void PushToPool(NS_UTIL::DBAgent& agent, unsigned int nPool, std::function<void()> work);
+
+/// RunInPool() for work that has a result, which is shared with the worker for the reason above.
 template <class Work>
 auto ResultFromPool(NS_UTIL::DBAgent& agent, unsigned int nPool, Work work) -> decltype(work())
 {
