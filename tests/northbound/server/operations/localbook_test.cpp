@@ -140,6 +140,28 @@ TEST_F(LocalBookTest, CancelledOrderThatNobodyHoldsEndsAtOnce)
     EXPECT_TRUE(Enter("b"));
 }
 
+TEST_F(LocalBookTest, TrueEndIsKeptAndTheOldestMakesRoom)
+{
+    m_Book.SetLimits({1, 0});
+    const auto finish = [this](const std::string& operation) {
+        EXPECT_TRUE(Enter(operation));
+        EXPECT_TRUE(m_Book.Finish({operation, 1}, {0, "", "file of " + operation}));
+    };
+    finish("a");
+    const auto state = m_Book.Find("a");
+    ASSERT_TRUE(state);
+    EXPECT_EQ(state->m_Phase, CollectionPhase::ENDED);
+    EXPECT_EQ(state->m_End.m_File, "file of a");
+    EXPECT_EQ(m_Book.Order({"a", "port", "alice"}), OrderAnswer::KNOWN);
+    EXPECT_TRUE(m_Book.AwaitEnd("a", std::chrono::hours(1)));
+    EXPECT_TRUE(m_Book.Collections().empty());
+    for (std::size_t i = 1; i < LocalBook::MOST_ENDED; ++i) finish(std::to_string(i));
+    EXPECT_TRUE(m_Book.Find("a"));
+    finish("z");
+    EXPECT_FALSE(m_Book.Find("a"));
+    EXPECT_TRUE(m_Book.Find("1"));
+}
+
 TEST_F(LocalBookTest, WaitEndsWithTheCollection)
 {
     using std::chrono::hours;

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <set>
 #include <string>
 #include <utility>
@@ -20,6 +21,10 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
+
+namespace fs = std::filesystem;
+
+constexpr const char* OPERATION = "01234567-89ab-cdef-0123-456789abcdef";
 
 std::string Loopback()
 {
@@ -87,6 +92,12 @@ TEST_F(ServiceTest, EveryOperationAnswersWithoutAFrontEnd)
     m_Driven.insert(Cancel::PROFILE.m_pName);
     EXPECT_EQ(CodeOf(m_Server.Ask<Cancel>({collected.m_Operation})), ErrCode::BAD_ARGUMENT) << "it is over";
     Ask<HugeTasks>({});
+    ASSERT_FALSE(Ask<Order>({OPERATION, {Loopback(), 10, 20}}).m_bKnown);
+    EXPECT_EQ(Ask<Await>({OPERATION, Await::LONGEST}).m_State.m_nTaken, 3u);
+    EXPECT_EQ(Ask<Fetch>({OPERATION, 0, 0}).m_Digest.size(), 64u);
+    EXPECT_TRUE(Ask<Orders>({}).m_Items.empty());
+    EXPECT_TRUE(Ask<Servers>({}).m_Items.empty());
+    fs::remove(Ask<Await>({OPERATION, 0}).m_State.m_End.m_File);
     EXPECT_EQ(Ask<Pools>({}).m_Pools.size(), 3u);
     EXPECT_EQ(Ask<Pack>({"gzip", 1}).m_Archives, std::vector<std::string>{collected.m_File + ".gz"});
 
