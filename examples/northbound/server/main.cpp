@@ -32,6 +32,7 @@
 #include "server/operations/service.h"
 #include "server/serving/heartbeat.h"
 #include "server/serving/logprefix.h"
+#include "server/serving/safename.h"
 #include "server/serving/servicemanager.h"
 #include "server/serving/stopsignal.h"
 #include "server/serving/timetable.h"
@@ -175,6 +176,34 @@ void WarnOfOpenDoor(const Settings& settings)
          settings.m_Listening.m_Tcp->m_Host + " has that role without a login");
 }
 
+PostgresBookSettings BookSettingsOf(const BookPlace& place)
+{
+    constexpr int PARTS = 6;
+    PostgresBookSettings book;
+    book.m_Connection = place.m_Connection;
+    book.m_Server = place.m_Server;
+    book.m_Version = ThisVersion().m_pNumber;
+    for (const std::string& element : place.m_Elements) book.m_Elements.push_back("ne=" + SafeName(element));
+    book.m_Lease = place.m_Lease;
+    book.m_Fence = book.m_Lease * (PARTS - 1) / PARTS;
+    return book;
+}
+
+/// The shared book that the settings name. Null without one, and nothing of the engine's library is loaded then.
+std::unique_ptr<CollectionBook> BookOf(const Settings& settings)
+{
+    const BookPlace& place = settings.m_Book;
+    if (place.m_Connection.empty()) return nullptr;
+    try {
+        std::unique_ptr<CollectionBook> pBook = BookThroughPlugin(BookSettingsOf(place));
+        const std::string trouble = TroubleThroughPlugin(place.m_Connection);
+        if (!trouble.empty()) Warn("Book: " + trouble + "; no collection is accepted meanwhile");
+        return pBook;
+    } catch (const std::invalid_argument& e) {
+        throw SettingsError(std::string("Book: ") + e.what());
+    }
+}
+
 /// A file that is broken costs the figures that it describes, and not the server.
 Catalogue LoadDescriptions(const std::string& mainFile)
 {
@@ -264,9 +293,10 @@ void Run(const CommandLine& line, const ServiceManager& manager)
     std::unique_ptr<OrbEndpoint> pEndpoint;
     nbihost::HostHooks hooks;
     hooks.m_LogPrefix = LogPrefix::Append;
-    hooks.m_OnStop = [&stop, &pEndpoint] {
+    hooks.m_OnStop = [&stop, &pService, &pEndpoint] {
         stop.Raise();  // running collections end at their next sample, so that the pools need not wait
         NS_UTIL::TaskPoolMgr::ShutDown();
+        if (pService) pService->Leave();
         if (pEndpoint) pEndpoint->Shutdown();
         nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "stopped");
     };
@@ -285,8 +315,9 @@ void Run(const CommandLine& line, const ServiceManager& manager)
                                host.LinesLost());
         };
         Metrics metrics(settings.m_Metrics, figures, settings.m_Listening.m_SocketGroup);
-        const FolderClaim collections("CollectionDirectory", settings.m_CollectionDirectory);
-        AwaitPackers(settings.m_CollectionDirectory, PACKING_TIME);
+        const std::string folder = FilesOf(settings).OwnFolder();
+        const FolderClaim collections("CollectionDirectory", folder);
+        AwaitPackers(folder, PACKING_TIME);
         RemoveDrafts(host.ItemsFile());
         RedirectOutput(settings.m_OutputFile);
         MakeKeyPair();
@@ -299,10 +330,12 @@ void Run(const CommandLine& line, const ServiceManager& manager)
         });
         pService = std::make_unique<Service>(
             settings, std::move(catalogue), editor, stop, [] { kill(getpid(), SIGTERM); },
-            [&host] { return host.LinesLost(); });
+            [&host] { return host.LinesLost(); }, BookOf(settings));
         pService->TakeOver();
         pServant = MakeManagerServant(*pService);
         pEndpoint = std::make_unique<OrbEndpoint>(settings.m_Listening, settings.m_Connections, *pServant);
+        const std::string& address = settings.m_Book.m_Address;
+        pService->Join(address.empty() ? pEndpoint->Address() : address);
         Announce(line, *pEndpoint);
         manager.Tell("READY=1");
         Serve(manager, editor, *pService, metrics);

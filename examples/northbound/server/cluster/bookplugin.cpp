@@ -12,7 +12,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* FILE_NAME = "nbi-book.so";
-constexpr const char* MIGRATE = "nbi_migrate_book";  // void(const std::string&)
+
+using Migrate = void (*)(const std::string&);
+using MakeBook = CollectionBook* (*)(const PostgresBookSettings&);
+using LookAtBook = void (*)(const std::string&, std::string&);
 
 /// Beside the program, or where an installation has it; never where the environment points, since a server may run as
 /// another user than who starts it.
@@ -27,20 +30,32 @@ std::string PluginFile()
 }
 
 /// It stays loaded: whatever it has thrown or made is its code.
-void* Load(const std::string& file, const char* pSymbol)
+template <class Function>
+Function Load(const char* pSymbol)
 {
-    void* const pPlugin = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* const pPlugin = dlopen(PluginFile().c_str(), RTLD_NOW | RTLD_LOCAL);
     void* const pFound = pPlugin == nullptr ? nullptr : dlsym(pPlugin, pSymbol);
     if (pFound == nullptr) throw std::runtime_error(dlerror());
-    return pFound;
+    return reinterpret_cast<Function>(pFound);
 }
 
 }  // namespace
 
 void MigrateThroughPlugin(const std::string& connection)
 {
-    using Migrate = void (*)(const std::string&);
-    reinterpret_cast<Migrate>(Load(PluginFile(), MIGRATE))(connection);
+    Load<Migrate>("nbi_migrate_book")(connection);
+}
+
+std::unique_ptr<CollectionBook> BookThroughPlugin(const PostgresBookSettings& settings)
+{
+    return std::unique_ptr<CollectionBook>(Load<MakeBook>("nbi_make_book")(settings));
+}
+
+std::string TroubleThroughPlugin(const std::string& connection)
+{
+    std::string trouble;
+    Load<LookAtBook>("nbi_look_at_book")(connection, trouble);
+    return trouble;
 }
 
 }  // namespace northbound

@@ -38,13 +38,21 @@ bool HeldClaims::IsLostLocked(const Entry& entry) const
 void HeldClaims::Add(const Holding& holding, bool bCancelled, BootTime asked)
 {
     Guard guard(m_Mutex);
-    m_Entries[holding.m_Claim.m_Operation] = {holding.m_Claim.m_nToken, holding.m_nTaken, asked, bCancelled};
+    m_Entries[holding.m_Claim.m_Operation] = {holding.m_Claim.m_nToken, holding.m_nTaken, asked, bCancelled,
+                                              holding.m_Order};
 }
 
 void HeldClaims::Remove(const CollectionClaim& claim)
 {
     Guard guard(m_Mutex);
     if (FindLocked(claim) != nullptr) m_Entries.erase(claim.m_Operation);
+}
+
+void HeldClaims::Cancel(const std::string& operation)
+{
+    Guard guard(m_Mutex);
+    const auto found = m_Entries.find(operation);
+    if (found != m_Entries.end()) found->second.m_bCancelled = true;
 }
 
 void HeldClaims::Report(const CollectionClaim& claim, unsigned int nTaken)
@@ -67,6 +75,15 @@ unsigned int HeldClaims::Taken(const CollectionClaim& claim) const
     Guard guard(m_Mutex);
     const Entry* const pEntry = FindLocked(claim);
     return pEntry == nullptr ? 0 : pEntry->m_nTaken;
+}
+
+std::optional<CollectionState> HeldClaims::Find(const std::string& operation) const
+{
+    Guard guard(m_Mutex);
+    const auto found = m_Entries.find(operation);
+    if (found == m_Entries.end()) return std::nullopt;
+    const Entry& entry = found->second;
+    return CollectionState{entry.m_Order, CollectionPhase::RUNNING, entry.m_nTaken, entry.m_bCancelled};
 }
 
 std::vector<HeldClaims::Holding> HeldClaims::All()
@@ -99,7 +116,7 @@ void HeldClaims::Renew(const std::vector<Holding>& asked, const std::vector<Rene
             pEntry->m_bLost = true;
         } else {
             pEntry->m_Since = when;
-            pEntry->m_bCancelled = found->m_bCancelled;
+            pEntry->m_bCancelled = pEntry->m_bCancelled || found->m_bCancelled;
         }
     }
 }

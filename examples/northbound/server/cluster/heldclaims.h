@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,6 +29,7 @@ public:
     struct Holding {
         CollectionClaim m_Claim;
         unsigned int m_nTaken = 0;
+        CollectionOrder m_Order{};
     };
     struct Renewed {
         CollectionClaim m_Claim;
@@ -45,9 +47,12 @@ public:
     /// \param asked when the book was asked for it
     void Add(const Holding& holding, bool bCancelled, BootTime asked);
     void Remove(const CollectionClaim& claim);
+    /// Before the next renewal tells it.
+    void Cancel(const std::string& operation);
     void Report(const CollectionClaim& claim, unsigned int nTaken);
     Standing StandingOf(const CollectionClaim& claim) const;
     unsigned int Taken(const CollectionClaim& claim) const;
+    std::optional<CollectionState> Find(const std::string& operation) const;
 
     /// Those that are not LOST; the others are forgotten.
     std::vector<Holding> All();
@@ -61,6 +66,7 @@ private:
         unsigned int m_nTaken = 0;
         BootTime m_Since{};
         bool m_bCancelled = false;
+        CollectionOrder m_Order{};
         mutable bool m_bLost = false;
     };
 

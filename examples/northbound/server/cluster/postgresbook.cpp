@@ -102,7 +102,9 @@ std::string ElementOf(const std::string& dn)
 constexpr const char* STATES =
     "SELECT c.operation, c.dn, c.username, c.interval_ms, c.duration_ms, c.phase, c.taken, c.cancelled, "
     "c.end_code, "
-    "c.end_detail, c.end_file, c.end_late, c.end_increase, p.server, p.token, p.first, p.taken "
+    "c.end_detail, c.end_file, c.end_late, c.end_increase, p.server, p.token, p.first, p.taken, c.place, "
+    "c.phase < 2 AND (c.phase = 0 OR c.lease_until < clock_timestamp()) AND NOT EXISTS "
+    "(SELECT 1 FROM nbi.server s WHERE s.lease_until > clock_timestamp() AND c.element = ANY (s.elements)) "
     "FROM nbi.collection c LEFT JOIN nbi.part p ON p.operation = c.operation WHERE ";
 constexpr const char* IN_ORDER = " ORDER BY c.place, p.token";
 
@@ -116,6 +118,10 @@ CollectionState StateOf(const Cells& row)
     if (state.m_Phase == CollectionPhase::ENDED) {
         state.m_End = {CountOf(row[8]), TextOf(row[9]), TextOf(row[10]), CountOf(row[11]),
                        FiguresOf(TextOf(row[12]))};
+    }
+    state.m_nPlace = NumberOf(row[17]);
+    if (TextOf(row[18]) == "t") {
+        state.m_Note = "no server that reaches " + ElementOf(state.m_Order.m_Dn) + " is there";
     }
     return state;
 }
@@ -135,6 +141,29 @@ std::vector<CollectionState> StatesOf(const Rows& rows)
     return states;
 }
 
+/// What is held, as the engine reads it.
+struct HeldArrays {
+    std::string m_Operations;
+    std::string m_Tokens;
+    std::string m_Taken;
+};
+
+HeldArrays ArraysOf(const std::vector<HeldClaims::Holding>& held)
+{
+    std::vector<std::string> operations;
+    std::vector<std::string> tokens;
+    std::vector<std::string> taken;
+    operations.reserve(held.size());
+    tokens.reserve(held.size());
+    taken.reserve(held.size());
+    for (const HeldClaims::Holding& holding : held) {
+        operations.push_back(holding.m_Claim.m_Operation);
+        tokens.push_back(Number(holding.m_Claim.m_nToken));
+        taken.push_back(Number(holding.m_nTaken));
+    }
+    return {ArrayText(operations), ArrayText(tokens), ArrayText(taken)};
+}
+
 PostgresBookSettings Checked(PostgresBookSettings settings)
 {
     if (settings.m_Fence >= settings.m_Lease) {
@@ -151,7 +180,8 @@ PostgresBook::PostgresBook(PostgresBookSettings settings)
     : m_Settings(Checked(std::move(settings))),
       m_Engine(m_Settings.m_Connection, m_Settings.m_Limits, m_Settings.m_nConnections),
       m_RenewalEngine(m_Settings.m_Connection, m_Settings.m_Limits, 1),
-      m_Held(m_Settings.m_Fence)
+      m_Held(m_Settings.m_Fence),
+      m_Address(m_Settings.m_Address)
 {
 }
 
@@ -187,6 +217,7 @@ OrderAnswer PostgresBook::Order(const CollectionOrder& order)
 void PostgresBook::Cancel(const std::string& operation)
 {
     Ask("SELECT nbi.cancel_collection($1, $2)", {operation, Number(ErrCode::CANCELLED)});
+    m_Held.Cancel(operation);
 }
 
 std::optional<ClaimedCollection> PostgresBook::Claim(const std::string& operation)
@@ -203,30 +234,21 @@ std::optional<ClaimedCollection> PostgresBook::Claim(const std::string& operatio
     claimed.m_Claim = {TextOf(row[0]), NumberOf(row[1])};
     claimed.m_Order = {TextOf(row[0]), TextOf(row[2]), TextOf(row[3]), CountOf(row[4]), CountOf(row[5])};
     claimed.m_nTaken = CountOf(row[6]);
-    m_Held.Add({claimed.m_Claim, claimed.m_nTaken}, TextOf(row[7]) == "t", asked);
+    m_Held.Add({claimed.m_Claim, claimed.m_nTaken, claimed.m_Order}, TextOf(row[7]) == "t", asked);
     return claimed;
 }
 
 void PostgresBook::Renew()
 {
     const std::vector<HeldClaims::Holding> held = m_Held.All();
-    std::vector<std::string> operations;
-    std::vector<std::string> tokens;
-    std::vector<std::string> taken;
-    operations.reserve(held.size());
-    tokens.reserve(held.size());
-    taken.reserve(held.size());
-    for (const HeldClaims::Holding& holding : held) {
-        operations.push_back(holding.m_Claim.m_Operation);
-        tokens.push_back(Number(holding.m_Claim.m_nToken));
-        taken.push_back(Number(holding.m_nTaken));
-    }
+    const HeldArrays arrays = ArraysOf(held);
     const BootTime asked = m_Held.Now();
     const Rows rows = Translated([&] {
-        return m_RenewalEngine.Execute("SELECT * FROM nbi.renew($1, $2, $3, $4, $5, $6, $7, $8)",
-                                       {m_Settings.m_Server, m_Settings.m_Address, m_Settings.m_Version,
-                                        ArrayText(operations), ArrayText(tokens), ArrayText(taken),
-                                        Milliseconds(m_Settings.m_Lease), Milliseconds(m_Settings.m_Kept)});
+        return m_RenewalEngine.Execute(
+            "SELECT * FROM nbi.renew($1, $2, $3, $4, $5, $6, $7, $8, $9)",
+            {m_Settings.m_Server, Address(), m_Settings.m_Version, ArrayText(m_Settings.m_Elements),
+             arrays.m_Operations, arrays.m_Tokens, arrays.m_Taken, Milliseconds(m_Settings.m_Lease),
+             Milliseconds(m_Settings.m_Kept)});
     });
     std::vector<HeldClaims::Renewed> renewed;
     renewed.reserve(rows.size());
@@ -235,6 +257,27 @@ void PostgresBook::Renew()
         renewed.push_back({claim, TextOf(row[2]) == "t"});
     }
     m_Held.Renew(held, renewed, asked);
+}
+
+void PostgresBook::Leave()
+{
+    const std::vector<HeldClaims::Holding> held = m_Held.All();
+    const HeldArrays arrays = ArraysOf(held);
+    Ask("SELECT nbi.leave($1, $2, $3, $4)",
+        {m_Settings.m_Server, arrays.m_Operations, arrays.m_Tokens, arrays.m_Taken});
+    for (const HeldClaims::Holding& holding : held) m_Held.Remove(holding.m_Claim);
+}
+
+void PostgresBook::SetAddress(const std::string& address)
+{
+    std::lock_guard<std::mutex> guard(m_Mutex);
+    m_Address = address;
+}
+
+std::string PostgresBook::Address() const
+{
+    std::lock_guard<std::mutex> guard(m_Mutex);
+    return m_Address;
 }
 
 bool PostgresBook::Finish(const CollectionClaim& claim, const CollectionEnd& end)

@@ -9,26 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "server/cluster/booksettings.h"
 #include "server/cluster/enginepool.h"
 #include "server/cluster/heldclaims.h"
 #include "server/operations/collectionbook.h"
 
 namespace northbound {
-
-struct PostgresBookSettings {
-    std::string m_Connection;  // text for libpq, see CheckConnectionText()
-    std::string m_Server;      // name of this server in the book; no other one has it
-    std::string m_Address;     // where clients reach it
-    std::string m_Version;     // of the program
-    std::vector<std::string>
-        m_Elements;  // network elements that it reaches, as in distinguished names: "ne=<name>"
-    std::chrono::milliseconds m_Lease{6000};
-    std::chrono::milliseconds m_Fence{5000};  // how long a claim is good here; shorter than the lease
-    std::chrono::hours m_Kept =
-        std::chrono::hours(7 * 24);  // collections that have ended, and servers that are gone
-    std::size_t m_nConnections = 4;  // and one more for renewals
-    EngineLimits m_Limits{};
-};
 
 /// The database must have the schema, see MigrateSchema(). Where the engine refuses what this program asks, functions
 /// throw ProcessException INTERNAL, with what it says. Threads: any.
@@ -46,13 +32,21 @@ public:
     void Report(const CollectionClaim& claim, unsigned int nTaken) override { m_Held.Report(claim, nTaken); }
     Standing StandingOf(const CollectionClaim& claim) const override { return m_Held.StandingOf(claim); }
     void Renew() override;
+    void Abandon(const CollectionClaim& claim) override { m_Held.Remove(claim); }
+    void Leave() override;
     bool Finish(const CollectionClaim& claim, const CollectionEnd& end) override;
     bool AwaitEnd(const std::string& operation, std::chrono::milliseconds limit) const override;
     std::optional<CollectionState> Find(const std::string& operation) const override;
+    std::optional<CollectionState> FindHeld(const std::string& operation) const override
+    {
+        return m_Held.Find(operation);
+    }
     std::vector<CollectionState> Collections() const override;
+    void SetAddress(const std::string& address) override;
     std::vector<ServerState> Servers() const override;
 
 private:
+    std::string Address() const;
     Rows Ask(const std::string& statement, const Cells& parameters) const;
 
     const PostgresBookSettings m_Settings;
@@ -61,6 +55,7 @@ private:
     HeldClaims m_Held;
     mutable std::mutex m_Mutex;
     CollectionLimits m_Limits;  // guarded by m_Mutex
+    std::string m_Address;      // guarded by m_Mutex
 };
 
 }  // namespace northbound

@@ -55,6 +55,7 @@ CREATE TABLE nbi.server (
     name text PRIMARY KEY CHECK (length(name) <= 1000),
     address text NOT NULL CHECK (length(address) <= 1000),
     version text NOT NULL CHECK (length(version) <= 1000),
+    elements text[] NOT NULL,
     load bigint NOT NULL,
     lease_until timestamptz NOT NULL
 );
@@ -100,15 +101,16 @@ BEGIN
     RETURN NEXT claimed;
 END $$;
 
-CREATE FUNCTION nbi.renew(p_server text, p_address text, p_version text, p_operations text[], p_tokens bigint[],
-    p_taken bigint[], p_lease bigint, p_keep bigint)
+CREATE FUNCTION nbi.renew(p_server text, p_address text, p_version text, p_elements text[],
+    p_operations text[], p_tokens bigint[], p_taken bigint[], p_lease bigint, p_keep bigint)
     RETURNS TABLE (held_operation text, held_token bigint, is_cancelled boolean) LANGUAGE plpgsql AS $$
 DECLARE
     lease CONSTANT interval := p_lease * interval '1 millisecond';
 BEGIN
-    INSERT INTO nbi.server VALUES (p_server, p_address, p_version, cardinality(p_operations), clock_timestamp() + lease)
-        ON CONFLICT (name) DO UPDATE SET address = EXCLUDED.address, version = EXCLUDED.version, load = EXCLUDED.load,
-            lease_until = EXCLUDED.lease_until;
+    INSERT INTO nbi.server VALUES (p_server, p_address, p_version, p_elements, cardinality(p_operations),
+            clock_timestamp() + lease)
+        ON CONFLICT (name) DO UPDATE SET address = EXCLUDED.address, version = EXCLUDED.version,
+            elements = EXCLUDED.elements, load = EXCLUDED.load, lease_until = EXCLUDED.lease_until;
     RETURN QUERY UPDATE nbi.collection c SET lease_until = clock_timestamp() + lease,
             taken = greatest(c.taken, mine.taken)
         FROM unnest(p_operations, p_tokens, p_taken) AS mine (operation, token, taken)
@@ -123,6 +125,19 @@ BEGIN
     DELETE FROM nbi.server s
         WHERE s.lease_until < clock_timestamp() - p_keep * interval '1 millisecond';
 END $$;
+
+-- What a server gives back waits for the next one, which goes on behind the samples that are told here.
+CREATE FUNCTION nbi.leave(p_server text, p_operations text[], p_tokens bigint[], p_taken bigint[])
+    RETURNS void LANGUAGE sql AS $$
+    UPDATE nbi.part p SET taken = greatest(p.taken, mine.taken - p.first)
+        FROM unnest(p_operations, p_tokens, p_taken) AS mine (operation, token, taken), nbi.collection c
+        WHERE p.operation = mine.operation AND p.token = mine.token
+            AND c.operation = mine.operation AND c.token = mine.token AND c.phase = 1;
+    UPDATE nbi.collection c SET phase = 0, holder = NULL, lease_until = NULL, taken = greatest(c.taken, mine.taken)
+        FROM unnest(p_operations, p_tokens, p_taken) AS mine (operation, token, taken)
+        WHERE c.operation = mine.operation AND c.token = mine.token AND c.phase = 1;
+    DELETE FROM nbi.server WHERE name = p_server;
+$$;
 
 CREATE FUNCTION nbi.finish_collection(p_operation text, p_token bigint, p_taken bigint, p_code bigint, p_detail text,
     p_file text, p_late bigint, p_increase text) RETURNS boolean LANGUAGE plpgsql AS $$

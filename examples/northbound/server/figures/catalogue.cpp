@@ -106,7 +106,9 @@ Figures Increase(const Catalogue& catalogue, const Figures& first, const Figures
 NamedFigures Named(const Catalogue& catalogue, const Figures& figures)
 {
     NamedFigures result;
-    for (std::size_t i = 0; i < figures.size(); ++i) {
+    const std::size_t nCount = std::min(figures.size(), catalogue.m_Columns.size());
+    result.reserve(nCount);
+    for (std::size_t i = 0; i < nCount; ++i) {
         result.push_back({catalogue.m_Columns[i].m_Name, catalogue.m_Columns[i].m_Unit, figures[i]});
     }
     return result;

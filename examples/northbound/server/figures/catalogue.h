@@ -28,7 +28,8 @@ Catalogue LoadCatalogue(const std::string& mainFile);
 /// and what is not known on both sides, have none.
 Figures Increase(const Catalogue& catalogue, const Figures& first, const Figures& last);
 
-/// \p figures, one per column, with their names and units.
+/// \p figures, one per column, with their names and units. Those beyond the columns, which another server may have read,
+/// have no name and are left out.
 NamedFigures Named(const Catalogue& catalogue, const Figures& figures);
 
 }  // namespace northbound

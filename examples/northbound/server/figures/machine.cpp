@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <bitset>
 #include <cerrno>
 #include <climits>
@@ -17,6 +18,7 @@
 #include <utility>
 
 #include "server/serving/failure.h"
+#include "server/serving/hostname.h"
 #include "server/serving/safename.h"
 #include "shared/names.h"
 
@@ -24,13 +26,6 @@ namespace northbound {
 namespace {
 
 constexpr const char* MODULE = "machine";
-
-std::string HostName()
-{
-    char name[HOST_NAME_MAX + 1] = {};
-    if (gethostname(name, sizeof(name) - 1) != 0 || name[0] == '\0') return "localhost";
-    return name;
-}
 
 template <class Address>
 int PrefixLength(const Address& mask)
@@ -85,24 +80,32 @@ int ToNumber(const std::string& text, int nFallback)
 
 }  // namespace
 
-Machine::Machine(std::string procNetDev, std::string sysClassNet)
+Machine::Machine(std::string procNetDev, std::string sysClassNet, std::vector<std::string> names)
     : m_ProcNetDev(std::move(procNetDev)),
       m_SysClassNet(std::move(sysClassNet)),
-      m_HostName(HostName()),
       m_pTables(std::make_shared<KernelTables>())
 {
+    if (names.empty()) names.push_back(HostName());
+    m_Starts.reserve(names.size());
+    for (const std::string& name : names) m_Starts.push_back("ne=" + SafeName(name) + ",port=");
 }
 
 std::string Machine::DistinguishedName(const std::string& port) const
 {
-    return "ne=" + SafeName(m_HostName) + ",port=" + SafeName(port);
+    return m_Starts.front() + SafeName(port);
+}
+
+bool Machine::IsOwn(const std::string& dn) const
+{
+    return std::any_of(m_Starts.begin(), m_Starts.end(),
+                       [&dn](const std::string& start) { return dn.compare(0, start.size(), start) == 0; });
 }
 
 std::string Machine::PortOf(const std::string& name) const
 {
     const std::shared_ptr<const KernelTable> pTable = ReadTable(Clock::now());
-    const std::string start = DistinguishedName("");
-    if (name.compare(0, start.size(), start) == 0) {
+    for (const std::string& start : m_Starts) {
+        if (name.compare(0, start.size(), start) != 0) continue;
         const std::string port = PlainName(name.substr(start.size()));
         if (pTable->Has(port)) return port;
     }

@@ -28,7 +28,7 @@ struct Link {
 using Links = std::map<std::string, Link>;  // by name
 
 /// The machine's network interfaces, called ports here, named by distinguished names
-/// "ne=<host>,port=<interface>", both as SafeName() has them. What is read is never older than the call, or the instant that it names.
+/// "ne=<name>,port=<interface>", both as SafeName() has them. What is read is never older than the call, or the instant that it names.
 /// Threads: any.
 class Machine {
 public:
@@ -36,12 +36,18 @@ public:
 
     /// \param procNetDev   the kernel's table with a line per interface
     /// \param sysClassNet  where it shows more about each
-    explicit Machine(std::string procNetDev = "/proc/net/dev", std::string sysClassNet = "/sys/class/net");
+    /// \param names        of the network element; the first stands in distinguished names that are made here.
+    ///                     Without one it is called like the machine
+    explicit Machine(std::string procNetDev = "/proc/net/dev", std::string sysClassNet = "/sys/class/net",
+                     std::vector<std::string> names = {});
 
     /// The kernel's tables, for whoever reads figures of the same instant.
     KernelTables& Tables() const { return *m_pTables; }
 
     std::string DistinguishedName(const std::string& port) const;
+
+    /// Whether \p dn begins with one of the element's names.
+    bool IsOwn(const std::string& dn) const;
 
     /// The port that \p name names: its distinguished name, or its name alone.
     /// \throws ProcessException UNKNOWN_OBJECT when this machine has no such port now, NO_FIGURES as below.
@@ -67,7 +73,7 @@ private:
 
     std::string m_ProcNetDev;
     std::string m_SysClassNet;
-    std::string m_HostName;
+    std::vector<std::string> m_Starts;  // of distinguished names; at least one
     std::shared_ptr<KernelTables> m_pTables;
 };
 

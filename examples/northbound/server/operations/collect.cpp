@@ -4,6 +4,7 @@
 
 #include "nbihost/standalone.h"
 #include "server/serving/failure.h"
+#include "server/serving/safename.h"
 #include "shared/names.h"
 
 namespace northbound {
@@ -14,11 +15,26 @@ constexpr const char* MODULE = "collect";
 constexpr unsigned int MIN_INTERVAL = 10;                   // milliseconds
 constexpr unsigned int MAX_DURATION = 24U * 3600U * 1000U;  // milliseconds
 
+/// "ne=<name>,port=<name>", both as SafeName() has them.
+bool IsWellFormed(const std::string& dn)
+{
+    const std::size_t nComma = dn.find(',');
+    if (dn.compare(0, 3, "ne=") != 0 || nComma == std::string::npos) return false;
+    if (dn.compare(nComma, 6, ",port=") != 0) return false;
+    return !PlainName(dn.substr(3, nComma - 3)).empty() && !PlainName(dn.substr(nComma + 6)).empty();
+}
+
+/// A network element of several names keeps the one that was asked for: servers go by it.
+std::string DnOf(const Machine& machine, const std::string& name, const std::string& port)
+{
+    return machine.IsOwn(name) ? name : machine.DistinguishedName(port);
+}
+
 }  // namespace
 
 Collect::Result Collect::Run(const Request& request, const Caller& caller) const
 {
-    CollectionPlan plan = CheckedPlan(m_Element, request);
+    CollectionPlan plan = CheckedPlan(m_Element, request, m_Runner.ReachOf());
     plan.m_HasGone = caller.m_HasGone;
     const CollectionOutcome outcome = Carry(plan);
     return {plan.m_Dn,          outcome.m_Operation, outcome.m_File,
@@ -53,9 +69,11 @@ Cancel::Result Cancel::Run(const Request& request, const Caller& caller) const
 }
 
 /// Before the limits are asked: nothing that does not exist is ever counted under them.
-CollectionPlan CheckedPlan(const Element& element, const Collect::Request& request)
+CollectionPlan CheckedPlan(const Element& element, const Collect::Request& request, Reach reach)
 {
-    const std::string port = element.m_Machine.PortOf(request.m_Dn);
+    const bool bOwn =
+        reach == Reach::OWN || element.m_Machine.IsOwn(request.m_Dn) || !IsWellFormed(request.m_Dn);
+    const std::string port = bOwn ? element.m_Machine.PortOf(request.m_Dn) : "";
     if (request.m_nInterval < MIN_INTERVAL) {
         ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE,
                      "an interval of " + std::to_string(request.m_nInterval) + " ms is below " +
@@ -66,7 +84,11 @@ CollectionPlan CheckedPlan(const Element& element, const Collect::Request& reque
                      "a duration of " + std::to_string(request.m_nDuration) +
                          " ms is shorter than the interval or longer than a day");
     }
-    return {element.m_Machine.DistinguishedName(port), port, request.m_nInterval, request.m_nDuration, {}};
+    return {bOwn ? DnOf(element.m_Machine, request.m_Dn, port) : request.m_Dn,
+            port,
+            request.m_nInterval,
+            request.m_nDuration,
+            {}};
 }
 
 }  // namespace northbound

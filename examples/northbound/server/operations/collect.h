@@ -53,9 +53,10 @@ private:
     std::function<void()> m_OnEnd;
 };
 
-/// What an order asks for, when there is such a port and the times are within their ranges.
+/// What an order asks for, when there is such a port and the times are within their ranges. Ports of elements that others
+/// reach are theirs to know.
 /// \throws ProcessException UNKNOWN_OBJECT, BAD_ARGUMENT, NO_FIGURES
-CollectionPlan CheckedPlan(const Element& element, const Collect::Request& request);
+CollectionPlan CheckedPlan(const Element& element, const Collect::Request& request, Reach reach);
 
 /// Ends a collection of the caller's own; an admin ends anybody's.
 class Cancel {

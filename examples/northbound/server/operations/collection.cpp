@@ -80,16 +80,18 @@ CollectionOutcome TakeSamples(const CollectionEnvironment& environment, const Co
 {
     const Catalogue& catalogue = environment.m_Element.m_Catalogue;
     PerfFile file(environment.m_Files.OwnFolder(), plan.m_Port, environment.m_Files.NameOf(claim), catalogue);
-    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "collection of %s begins: %u samples, one in %u ms",
-                 plan.m_Dn.c_str(), plan.Samples(), plan.m_nInterval);
+    nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "collection of %s %s: %u samples, one in %u ms",
+                 plan.m_Dn.c_str(), plan.m_nFirst == 0 ? "begins" : "goes on", plan.Samples() - plan.m_nFirst,
+                 plan.m_nInterval);
     const Machine& machine = environment.m_Element.m_Machine;
     const Clock::time_point start = NextOnGrid(Clock::now());
     FigureReader reader(catalogue, machine.Tables());
-    Figures first;
-    Figures last;
+    Figures first = plan.m_Before;
+    first.resize(catalogue.m_Columns.size());
+    Figures last(catalogue.m_Columns.size());
     unsigned int nLate = 0;
-    for (unsigned int i = 0; i < plan.Samples(); ++i) {
-        const Clock::time_point when = start + OffsetOf(plan, i);
+    for (unsigned int i = plan.m_nFirst; i < plan.Samples(); ++i) {
+        const Clock::time_point when = start + OffsetOf(plan, i - plan.m_nFirst);
         const Wake wake = WaitForSample(environment, plan, claim, when);
         if (wake != Wake::SAMPLE) ThrowEnded(wake, i, plan, file.Path());
         machine.Require(plan.m_Port, when);

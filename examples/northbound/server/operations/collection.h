@@ -20,6 +20,8 @@ struct CollectionPlan {
     unsigned int m_nInterval = 0;       // milliseconds
     unsigned int m_nDuration = 0;       // milliseconds
     std::function<bool()> m_HasGone{};  // see Caller
+    unsigned int m_nFirst = 0;  // number of the first sample that is to be taken; others have those before it
+    Figures m_Before{};  // of the collection's first sample, where others have taken it; empty: unknown
 
     unsigned int Samples() const { return m_nDuration / m_nInterval + 1; }
 };
@@ -43,7 +45,7 @@ struct CollectionEnvironment {
     PartFiles m_Files;
 };
 
-/// Samples the port's counters into a CSV file until the plan is fulfilled. Samples fall on whole multiples of
+/// Samples the port's counters into a CSV file until the plan is fulfilled, from the plan's first sample on. Samples fall on whole multiples of
 /// SAMPLE_GRID, so that collections of like intervals have theirs at the same instants and share one reading of the
 /// kernel's tables. One that comes too late is taken at once, and counted. Looks for the stop at each sample, and
 /// four times a second whether it is cancelled, its claim is lost or its caller has gone.

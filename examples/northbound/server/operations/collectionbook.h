@@ -130,6 +130,12 @@ public:
     /// than every third of a lease; without it claims are LOST before another server may take them.
     virtual void Renew() = 0;
 
+    /// Renews a claim no longer, so that another server goes on when its lease is over. Does not wait.
+    virtual void Abandon(const CollectionClaim& claim) = 0;
+
+    /// Gives back all claims of this process, so that others go on at once, and takes this server from the list.
+    virtual void Leave() = 0;
+
     /// Frees the collection's place.
     /// \return false, and nothing changes, when another claim has a higher token, or the collection has ended otherwise
     virtual bool Finish(const CollectionClaim& claim, const CollectionEnd& end) = 0;
@@ -141,8 +147,14 @@ public:
     /// Nothing for one that is not in the book. How long the book keeps one that has ended is its own affair.
     virtual std::optional<CollectionState> Find(const std::string& operation) const = 0;
 
+    /// A collection that this process holds, as far as it knows by itself. Does not wait.
+    virtual std::optional<CollectionState> FindHeld(const std::string& operation) const = 0;
+
     /// Those that have not ended, oldest first.
     virtual std::vector<CollectionState> Collections() const = 0;
+
+    /// Where clients reach this server, for the others to tell. Does not wait.
+    virtual void SetAddress(const std::string& address) = 0;
 
     /// By name; empty where one server is alone.
     virtual std::vector<ServerState> Servers() const = 0;

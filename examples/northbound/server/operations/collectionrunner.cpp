@@ -15,6 +15,7 @@
 #include "nbiutil/processexception.h"
 #include "nbiutil/threadcontextinfo.h"
 #include "nbiutil/threadcontextmgr.h"
+#include "server/operations/perffile.h"
 #include "server/serving/failure.h"
 #include "server/serving/runinpool.h"
 #include "shared/names.h"
@@ -135,7 +136,7 @@ std::string Bare(const std::string& operation)
 
 RunningCollection RunningOf(const CollectionBook& book, const std::string& operation, const std::string& list)
 {
-    const std::optional<CollectionState> state = book.Find(operation);
+    const std::optional<CollectionState> state = book.FindHeld(operation);
     if (!state) return {operation, list, {}, {}};  // it has just ended
     const CollectionOrder& order = state->m_Order;
     return {operation, list, order.m_Dn, order.m_User, state->m_nTaken, order.Samples()};
@@ -160,34 +161,56 @@ CollectionRunner::CollectionRunner(NS_UTIL::DBAgent& agent, CollectionEnvironmen
 {
 }
 
+OrderAnswer CollectionRunner::Accept(const CollectionOrder& order)
+{
+    return Accepted(m_Environment.m_Book, order);
+}
+
 OrderAnswer CollectionRunner::Order(const CollectionPlan& plan, const std::string& operation,
                                     const std::string& user)
 {
     CollectionBook& book = m_Environment.m_Book;
     const CollectionOrder order{operation, plan.m_Dn, user, plan.m_nInterval, plan.m_nDuration};
-    const OrderAnswer answer = Accepted(book, order);
-    if (answer == OrderAnswer::ACCEPTED) Start({ClaimOrdered(book, operation), order});
+    const OrderAnswer answer = Accept(order);
+    if (answer != OrderAnswer::ACCEPTED) return answer;
+    const CollectionClaim claim = ClaimOrdered(book, operation);
+    try {
+        Start({claim, order});
+    } catch (...) {
+        book.Finish(claim, {});
+        throw;
+    }
     return answer;
 }
 
-void CollectionRunner::Start(const ClaimedCollection& claimed)
+void CollectionRunner::Start(const ClaimedCollection& claimed, std::shared_ptr<const void> pGuest)
 {
     const NS_UTIL::RequestScope request(RequestOf(claimed.m_Order));
-    try {
-        PushToPool(m_Agent, HUGE_POOL, [this, claimed] { Carry(claimed); });
-    } catch (...) {
-        UnlessAway([&] { m_Environment.m_Book.Finish(claimed.m_Claim, {}); });
-        throw;
-    }
+    PushToPool(m_Agent, HUGE_POOL, [this, claimed, pGuest = std::move(pGuest)] { Carry(claimed); });
 }
 
-CollectionEnd CollectionRunner::EndOf(const ClaimedCollection& claimed)
+/// Behind what others have taken. The first sample, from which increases are counted, may be in a file of theirs.
+CollectionPlan CollectionRunner::PlanOf(const ClaimedCollection& claimed) const
+{
+    const CollectionOrder& order = claimed.m_Order;
+    const Element& element = m_Environment.m_Element;
+    CollectionPlan plan{
+        order.m_Dn, element.m_Machine.PortOf(order.m_Dn), order.m_nInterval, order.m_nDuration, {}};
+    plan.m_nFirst = claimed.m_nTaken;
+    if (plan.m_nFirst == 0) return plan;
+    UnlessAway([&] {
+        const std::optional<CollectionState> state = m_Environment.m_Book.Find(order.m_Operation);
+        const auto shares = state ? m_Environment.m_Files.SharesOf(*state) : std::vector<CollectionShare>();
+        if (shares.empty() || shares[0].m_Part.m_nFirst != 0) return;
+        plan.m_Before = FirstFigures(shares[0].m_File, element.m_Catalogue);
+    });
+    return plan;
+}
+
+CollectionEnd CollectionRunner::EndOf(const ClaimedCollection& claimed) const
 {
     try {
-        const CollectionOrder& order = claimed.m_Order;
-        const std::string port = m_Environment.m_Element.m_Machine.PortOf(order.m_Dn);
-        CollectionOutcome outcome = TakeSamples(
-            m_Environment, {order.m_Dn, port, order.m_nInterval, order.m_nDuration, {}}, claimed.m_Claim);
+        CollectionOutcome outcome = TakeSamples(m_Environment, PlanOf(claimed), claimed.m_Claim);
         return {0, "", std::move(outcome.m_File), outcome.m_nLate, std::move(outcome.m_Increase)};
     } catch (NS_UTIL::ProcessException& e) {
         return {e.GetErrorCode(), e.GetDetail()};
@@ -204,7 +227,7 @@ void CollectionRunner::Carry(const ClaimedCollection& claimed)
                      end.m_nCode, end.m_Detail.c_str());
     }
     m_Environment.m_Book.Finish(claimed.m_Claim, end);
-    m_OnEnd();
+    TellEnd();
 }
 
 CollectionOutcome CollectionRunner::Collect(const CollectionPlan& plan)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,9 @@ struct RunningCollection {
     std::vector<std::string> Texts() const { return {m_Operation, m_List, m_Dn, m_User}; }
 };
 
+/// Whose network elements a collection may be ordered of.
+enum class Reach { OWN, OTHERS_TOO };
+
 /// Runs collections in pool 2. The book keeps the limits to the number; those of the library's book of huge
 /// tasks, which are the same, stand behind it. Threads: any.
 class CollectionRunner {
@@ -35,22 +39,44 @@ public:
     /// \param onEnd is called on a worker when a collection that nobody waits for has ended
     CollectionRunner(
         NS_UTIL::DBAgent& agent, CollectionEnvironment environment, std::function<void()> onEnd = [] {});
+    virtual ~CollectionRunner() = default;
+    CollectionRunner(const CollectionRunner&) = delete;
+    CollectionRunner& operator=(const CollectionRunner&) = delete;
 
     /// Has the calling thread's request carried out as a collection, and waits for its end.
     /// \throws ProcessException HUGE_TASK_LIMIT as soon as it is clear that as many run as may; what the book and
     ///         TakeSamples() throw
-    CollectionOutcome Collect(const CollectionPlan& plan);
+    virtual CollectionOutcome Collect(const CollectionPlan& plan);
 
     /// Accepts a collection, and has it carried out while the caller goes on. Its end is in the book.
     /// \throws ProcessException HUGE_TASK_LIMIT; what the book throws
-    OrderAnswer Order(const CollectionPlan& plan, const std::string& operation, const std::string& user);
+    virtual OrderAnswer Order(const CollectionPlan& plan, const std::string& operation,
+                              const std::string& user);
+
+    virtual Reach ReachOf() const { return Reach::OWN; }
 
     std::vector<RunningCollection> Running() const;
 
+protected:
+    /// \throws ProcessException HUGE_TASK_LIMIT; what the book throws
+    OrderAnswer Accept(const CollectionOrder& order);
+
+    /// Has a worker call Carry() in the context of the collection's first request.
+    /// \param pGuest goes with the task, whether it is carried out or not
+    /// \throws what TaskPoolMgr::PushTask() throws
+    void Start(const ClaimedCollection& claimed, std::shared_ptr<const void> pGuest = nullptr);
+
+    /// Carries a collection out to its end, and tells the book. On a worker.
+    virtual void Carry(const ClaimedCollection& claimed);
+
+    /// Takes the samples. What keeps it from that is the end, too.
+    CollectionEnd EndOf(const ClaimedCollection& claimed) const;
+
+    const CollectionEnvironment& Environment() const { return m_Environment; }
+    void TellEnd() const { m_OnEnd(); }
+
 private:
-    void Start(const ClaimedCollection& claimed);
-    void Carry(const ClaimedCollection& claimed);
-    CollectionEnd EndOf(const ClaimedCollection& claimed);
+    CollectionPlan PlanOf(const ClaimedCollection& claimed) const;
 
     NS_UTIL::DBAgent& m_Agent;
     const CollectionEnvironment m_Environment;

@@ -34,11 +34,18 @@ public:
     void Report(const CollectionClaim& claim, unsigned int nTaken) override;
     Standing StandingOf(const CollectionClaim& claim) const override;
     void Renew() override {}
+    void Abandon(const CollectionClaim& /*claim*/) override {}
+    void Leave() override {}
     /// Keeps no \p end of NOT_CARRIED_OUT: whoever waits for the task itself has the end from there.
     bool Finish(const CollectionClaim& claim, const CollectionEnd& end) override;
     bool AwaitEnd(const std::string& operation, std::chrono::milliseconds limit) const override;
     std::optional<CollectionState> Find(const std::string& operation) const override;
+    std::optional<CollectionState> FindHeld(const std::string& operation) const override
+    {
+        return Find(operation);
+    }
     std::vector<CollectionState> Collections() const override;
+    void SetAddress(const std::string& /*address*/) override {}
     std::vector<ServerState> Servers() const override { return {}; }
 
 private:

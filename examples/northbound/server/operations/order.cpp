@@ -37,7 +37,7 @@ Order::Result Order::Run(const Request& request, const Caller& caller) const
         ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE,
                      "\"" + request.m_Operation + "\" is no UUID of lower-case hexadecimal digits");
     }
-    const CollectionPlan plan = CheckedPlan(m_Element, request.m_Work);
+    const CollectionPlan plan = CheckedPlan(m_Element, request.m_Work, m_Runner.ReachOf());
     const bool bKnown = m_Runner.Order(plan, request.m_Operation, caller.m_User) == OrderAnswer::KNOWN;
     nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "collection %s of %s is %s", request.m_Operation.c_str(),
                  plan.m_Dn.c_str(), bKnown ? "known" : "accepted");
@@ -67,9 +67,7 @@ Await::Result Await::Run(const Request& request, const Caller& caller) const
     Result progress{std::move(*state), {}, {}};
     progress.m_Shares = m_Files.SharesOf(progress.m_State);
     if (progress.m_State.m_Phase == CollectionPhase::ENDED && progress.m_State.m_End.m_nCode == 0) {
-        Figures& increase = progress.m_State.m_End.m_Increase;
-        increase.resize(m_Element.m_Catalogue.m_Columns.size());  // another server may know others
-        progress.m_Increase = Named(m_Element.m_Catalogue, increase);
+        progress.m_Increase = Named(m_Element.m_Catalogue, progress.m_State.m_End.m_Increase);
     }
     return progress;
 }

@@ -1,7 +1,12 @@
 #include "server/operations/perffile.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
+#include <fstream>
+#include <sstream>
+#include <vector>
 
 #include "server/serving/failure.h"
 #include "server/serving/safename.h"
@@ -17,6 +22,35 @@ std::string Heading(const Catalogue& catalogue)
     std::string line = "time";
     for (const Column& column : catalogue.m_Columns) line += "," + column.m_Name;
     return line + "\n";
+}
+
+/// The cells behind the time.
+std::vector<std::string> CellsOf(const std::string& line)
+{
+    std::istringstream cells(line.substr(std::min(line.size(), line.find(','))));
+    std::vector<std::string> texts;
+    cells.ignore();
+    for (std::string cell; std::getline(cells, cell, ',');) texts.push_back(cell);
+    return texts;
+}
+
+std::optional<std::uint64_t> FigureOf(const std::string& cell)
+{
+    std::uint64_t nValue = 0;
+    const auto [pEnd, error] = std::from_chars(cell.data(), cell.data() + cell.size(), nValue);
+    const bool bWhole = error == std::errc() && pEnd == cell.data() + cell.size();
+    return bWhole ? std::optional(nValue) : std::nullopt;
+}
+
+/// What a line of a file may have; more are none of ours.
+constexpr std::size_t MAX_LINE = 1 << 20;
+
+bool ReadLine(std::ifstream& file, std::string& line)
+{
+    line.resize(MAX_LINE);
+    file.getline(&line[0], static_cast<std::streamsize>(line.size()));
+    line.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 1) - 1));
+    return file.good();
 }
 
 }  // namespace
@@ -58,6 +92,23 @@ void PerfFile::Check(bool bWritten) const
 void PerfFile::FailToWrite() const
 {
     ThrowFailure(ErrCode::FILE_NOT_WRITTEN, MODULE, m_Path + " cannot be written: " + std::strerror(errno));
+}
+
+Figures FirstFigures(const std::string& path, const Catalogue& catalogue)
+{
+    Figures figures(catalogue.m_Columns.size());
+    std::ifstream file(path);
+    std::string heading;
+    std::string sample;
+    if (!ReadLine(file, heading) || !ReadLine(file, sample)) return figures;
+    const std::vector<std::string> names = CellsOf(heading);
+    const std::vector<std::string> cells = CellsOf(sample);
+    for (std::size_t i = 0; i < figures.size(); ++i) {
+        const auto found = std::find(names.begin(), names.end(), catalogue.m_Columns[i].m_Name);
+        const auto nPlace = static_cast<std::size_t>(found - names.begin());
+        if (nPlace < cells.size()) figures[i] = FigureOf(cells[nPlace]);
+    }
+    return figures;
 }
 
 }  // namespace northbound

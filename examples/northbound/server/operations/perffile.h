@@ -51,4 +51,8 @@ private:
     std::unique_ptr<std::FILE, Closer> m_pFile;
 };
 
+/// The figures of the first sample in the file at \p path; those of its names that the catalogue has.
+/// \return one for each of the catalogue's figures; all unknown where the file cannot be read
+Figures FirstFigures(const std::string& path, const Catalogue& catalogue);
+
 }  // namespace northbound

@@ -8,13 +8,15 @@ namespace {
 
 constexpr const char* MODULE = "service";
 constexpr std::chrono::hours SWEEP(1);
+constexpr int RENEWALS = 3;  // in a lease
 
 /// The element under \p settings' root: each file that the catalogue names is looked up there.
 Element ElementOf(const Settings& settings, Catalogue catalogue)
 {
     const std::string root = settings.m_ElementRoot == "/" ? "" : settings.m_ElementRoot;
     for (Column& column : catalogue.m_Columns) column.m_File.insert(0, root);
-    return {Machine(root + "/proc/net/dev", root + "/sys/class/net"), std::move(catalogue)};
+    return {Machine(root + "/proc/net/dev", root + "/sys/class/net", settings.m_Book.m_Elements),
+            std::move(catalogue)};
 }
 
 /// Whether \p name is the file of a collection that is under way.
@@ -23,22 +25,25 @@ bool IsRunning(const CollectionBook& book, const std::string& name)
     constexpr std::size_t UUID = 36;
     const std::string end = ".csv.part";
     if (name.size() < UUID + end.size()) return false;
-    const auto state = book.Find(name.substr(name.size() - end.size() - UUID, UUID));
+    const auto state = book.FindHeld(name.substr(name.size() - end.size() - UUID, UUID));
     return state && state->m_Phase != CollectionPhase::ENDED;
 }
 
 }  // namespace
 
 Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& editor, StopSignal& stop,
-                 std::function<void()> requestStop, std::function<unsigned long()> linesLost)
+                 std::function<void()> requestStop, std::function<unsigned long()> linesLost,
+                 std::unique_ptr<CollectionBook> pShared)
     : m_Element(ElementOf(settings, std::move(catalogue))),
       m_Sessions(settings.m_Anonymous),
       m_Dispatcher(m_Sessions, settings.m_nHugeTaskLimit),
-      m_PartFiles(settings.m_CollectionDirectory),
-      m_Runner(m_Dispatcher.Agent(), {m_Element, m_Book, stop, m_PartFiles}, [this] { MakeRoom(); }),
-      m_Packer(settings.m_CollectionDirectory),
-      m_Files(settings.m_CollectionDirectory,
-              [this](const std::string& name) { return IsRunning(m_Book, name); }),
+      m_pBook(pShared ? std::move(pShared) : std::make_unique<LocalBook>()),
+      m_Book(*m_pBook),
+      m_PartFiles(FilesOf(settings)),
+      m_pRunner(MakeRunner(settings, stop)),
+      m_Runner(*m_pRunner),
+      m_Packer(m_PartFiles.OwnFolder()),
+      m_Files(m_PartFiles.OwnFolder(), [this](const std::string& name) { return IsRunning(m_Book, name); }),
       m_Operations(Inventory(m_Element), Columns(m_Element.m_Catalogue), ReadCounters(m_Element),
                    Collect(m_Element, m_Runner, [this] { MakeRoom(); }), Cancel(m_Book), HugeTasks(m_Runner),
                    Stop(std::move(requestStop)), PublicKey(), SendSecret(), Challenge(m_LoginGate),
@@ -49,6 +54,32 @@ Service::Service(const Settings& settings, Catalogue catalogue, ConfigEditor& ed
                    Fetch(m_Book, m_PartFiles))
 {
     Apply(settings);
+}
+
+std::unique_ptr<CollectionRunner> Service::MakeRunner(const Settings& settings, StopSignal& stop)
+{
+    const CollectionEnvironment environment{m_Element, m_Book, stop, m_PartFiles};
+    const auto onEnd = [this] { MakeRoom(); };
+    if (settings.m_Book.m_Connection.empty()) {
+        return std::make_unique<CollectionRunner>(m_Dispatcher.Agent(), environment, onEnd);
+    }
+    BookTimes times;
+    times.m_Renewal = std::chrono::milliseconds(settings.m_Book.m_Lease) / RENEWALS;
+    auto pShared = std::make_unique<SharedRunner>(m_Dispatcher.Agent(), environment, onEnd, times);
+    m_pSharedRunner = pShared.get();
+    return pShared;
+}
+
+void Service::Join(const std::string& address)
+{
+    if (m_pSharedRunner == nullptr) return;
+    m_Book.SetAddress(address);
+    m_pSharedRunner->Begin();
+}
+
+void Service::Leave()
+{
+    if (m_pSharedRunner != nullptr) m_pSharedRunner->End();
 }
 
 void Service::Apply(const Settings& settings)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <tuple>
 #include <utility>
@@ -18,6 +19,7 @@
 #include "server/operations/pools.h"
 #include "server/operations/readcounters.h"
 #include "server/operations/secrets.h"
+#include "server/operations/sharedrunner.h"
 #include "server/serving/dispatcher.h"
 #include "server/serving/logingate.h"
 #include "server/serving/timetable.h"
@@ -27,6 +29,12 @@
 #include "server/upkeep/serversettings.h"
 
 namespace northbound {
+
+/// Where collections write.
+inline PartFiles FilesOf(const Settings& settings)
+{
+    return {settings.m_CollectionDirectory, settings.m_Book.m_Server};
+}
 
 /// The operations and what they work on. A front end asks, and translates what it gets:
 ///     const Outcome<ReadCounters::Result> outcome = service.Ask<ReadCounters>(caller, {dn});
@@ -40,14 +48,24 @@ public:
     /// \param catalogue   which figures the ports have
     /// \param requestStop starts the server's end and returns at once
     /// \param linesLost   how many log lines could not be written
+    /// \param pShared     the book that \p settings name; null where they name none: then the server is alone
     Service(const Settings& settings, Catalogue catalogue, ConfigEditor& editor, StopSignal& stop,
-            std::function<void()> requestStop, std::function<unsigned long()> linesLost);
+            std::function<void()> requestStop, std::function<unsigned long()> linesLost,
+            std::unique_ptr<CollectionBook> pShared = nullptr);
 
     /// Puts the limits of \p settings in force; everything else in them is for the next start.
     void Apply(const Settings& settings);
 
     /// Tells what a killed server has left, and brings back what it was packing. To be called before the front ends ask.
     void TakeOver();
+
+    /// Takes part in the shared book, where there is one. To be called when the front ends serve.
+    /// \param address where
+    void Join(const std::string& address);
+
+    /// Takes part no longer, so that other servers go on with its collections at once. To be called when the pools have
+    /// ended.
+    void Leave();
 
     /// Removes the files that are kept no longer, once no packing is under way.
     Swept Sweep();
@@ -65,6 +83,8 @@ public:
     }
 
 private:
+    std::unique_ptr<CollectionRunner> MakeRunner(const Settings& settings, StopSignal& stop);
+
     /// Where a total size is set, what is new makes room at once, and not within the hour: the disk is full by then.
     void MakeRoom();
     /// A packing may last longer than callers, and the thread that takes orders, can wait; it makes room at its own end.
@@ -75,9 +95,12 @@ private:
     UserSessions m_Sessions;
     LoginGate m_LoginGate;
     Dispatcher m_Dispatcher;
-    LocalBook m_Book;
+    const std::unique_ptr<CollectionBook> m_pBook;
+    CollectionBook& m_Book;
     const PartFiles m_PartFiles;
-    CollectionRunner m_Runner;
+    SharedRunner* m_pSharedRunner = nullptr;  // null: the server is alone
+    const std::unique_ptr<CollectionRunner> m_pRunner;
+    CollectionRunner& m_Runner;
     Packer m_Packer;
     const CollectionFiles m_Files;
     std::mutex m_RetentionLock;

@@ -4,8 +4,11 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <sstream>
 
 #include "nbihost/corbaconfigitems.h"
+#include "server/serving/hostname.h"
+#include "server/serving/safename.h"
 #include "server/upkeep/items.h"
 #include "shared/names.h"
 
@@ -13,6 +16,8 @@ namespace northbound {
 namespace {
 
 using NS_BUNDLEMGR1::CorbaConfigItems;
+
+constexpr std::size_t MAX_SERVER = 64;
 
 /// The process's descriptors, less some for files and children.
 std::size_t RoomForConnections()
@@ -80,6 +85,26 @@ public:
         return retention;
     }
 
+    BookPlace Book() const
+    {
+        BookPlace book;
+        if (!Has("Book")) return book;
+        book.m_Connection = Text("Book", "");
+        book.m_Server = Text("BookServer", HostName().c_str());
+        if (book.m_Server.size() > MAX_SERVER || SafeName(book.m_Server) != book.m_Server ||
+            book.m_Server.front() == '.') {
+            throw SettingsError(m_ConfigFile + ": BookServer: \"" + book.m_Server +
+                                "\" is not a name of up to " + std::to_string(MAX_SERVER) +
+                                " letters, digits, \"_\", \"-\" and \".\" within");
+        }
+        if (Has("BookAddress")) book.m_Address = Text("BookAddress", "");
+        std::istringstream elements(Text("Elements", HostName().c_str()));
+        for (std::string name; elements >> name;) book.m_Elements.push_back(name);
+        if (book.m_Elements.empty()) throw SettingsError(m_ConfigFile + ": Elements names none");
+        book.m_Lease = Seconds("BookLease", book.m_Lease);
+        return book;
+    }
+
     std::string Path(const char* pKey, const char* pFallback) const
     {
         const std::filesystem::path directory = std::filesystem::absolute(m_ConfigFile).parent_path();
@@ -137,6 +162,7 @@ Settings ReadSettings(const std::string& configFile)
     settings.m_Sessions.m_Idle = reader.Seconds("SessionIdle", settings.m_Sessions.m_Idle);
     settings.m_Sessions.m_Life = reader.Seconds("SessionLife", settings.m_Sessions.m_Life);
     settings.m_Retention = reader.Files();
+    settings.m_Book = reader.Book();
     return settings;
 }
 

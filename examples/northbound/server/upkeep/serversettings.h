@@ -7,6 +7,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "server/serving/role.h"
 #include "server/serving/usersessions.h"
@@ -40,6 +41,16 @@ struct ConnectionLimits {
     std::chrono::seconds m_Idle{60};  // without a request, or with half of one
 };
 
+/// A book of collections that several servers share.
+struct BookPlace {
+    std::string m_Connection;  // text for libpq; "": there is none, and the others mean nothing
+    std::string m_Server;      // this server's name in it: letters, digits, ".", "_" and "-"
+    std::string m_Address;     // where clients reach this server; "": where it serves
+    std::vector<std::string>
+        m_Elements;  // network elements that it reaches; the first is what it calls its own
+    std::chrono::seconds m_Lease{6};
+};
+
 struct Settings {
     Listening m_Listening;
     ConnectionLimits m_Connections;
@@ -53,10 +64,11 @@ struct Settings {
     int m_nPerPortLimit = 0;
     SessionLimits m_Sessions;
     Retention m_Retention;
+    BookPlace m_Book;
 };
 
 /// Reads the host's configuration items ListenAddress, ListenPort, ListenSocket, TlsCertificate, TlsKey, TlsAuthorities, MaxConnections, ConnectionIdle, Anonymous, CollectionDirectory,
-/// OutputFile, DescriptionFile, ElementRoot, HugeTaskLimit, CollectionsPerPort, SessionIdle, SessionLife, PartDays, KeepDays and KeepMegabytes. One of the first two asks for TCP; those that are not there have defaults, relative
+/// OutputFile, DescriptionFile, ElementRoot, HugeTaskLimit, CollectionsPerPort, SessionIdle, SessionLife, PartDays, KeepDays, KeepMegabytes, Book, BookServer, BookAddress, BookLease and Elements. One of the first two asks for TCP; those that are not there have defaults, relative
 /// paths start at the directory of \p configFile. The host must be started.
 /// \throws SettingsError when a value is not what its key wants.
 Settings ReadSettings(const std::string& configFile);
