@@ -55,10 +55,13 @@ protected:
     };
     std::string ItemsOf(const std::string& name, const Wish& wish) const
     {
-        return "Book = " + m_pEngine->Text() + "\nBookServer = " + name +
-               "\nBookLease = 3\nElements = " + wish.m_Elements +
+        std::string items = wish.m_More;
+        for (const std::string item : {"BookLease = 3", "HugeTaskLimit = 100", "CollectionsPerPort = 0"}) {
+            if (items.find(item.substr(0, item.find(' '))) == std::string::npos) items += item + "\n";
+        }
+        return "Book = " + m_pEngine->Text() + "\nBookServer = " + name + "\nElements = " + wish.m_Elements +
                "\nCollectionDirectory = " + m_Files.Path() + "\nElementRoot = " + m_Tree.Root() + "\n" +
-               (wish.m_More.empty() ? "HugeTaskLimit = 100\nCollectionsPerPort = 0\n" : wish.m_More);
+               items;
     }
     Server& Start(const std::string& name, const Wish& wish)
     {

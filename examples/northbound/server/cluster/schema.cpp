@@ -48,6 +48,7 @@ CREATE TABLE nbi.part (
     server text NOT NULL,
     first bigint NOT NULL,
     taken bigint NOT NULL DEFAULT 0,
+    claimed_at timestamptz NOT NULL DEFAULT clock_timestamp(),
     PRIMARY KEY (operation, token)
 );
 

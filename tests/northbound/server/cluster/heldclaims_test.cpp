@@ -104,5 +104,27 @@ TEST_F(HeldClaimsTest, TimeOfTheMachineGoesOn)
     EXPECT_GT(before.count(), 0);
 }
 
+TEST_F(HeldClaimsTest, WhatIsHeldIsKnownWithoutTheEngine)
+{
+    m_Held.Add({{"a", 1}, 3, {"a", "ne=x,port=lo", "alice", 10, 90}}, false, m_Now);
+    m_Held.Report({"a", 1}, 4);
+    const auto state = m_Held.Find("a");
+    ASSERT_TRUE(state);
+    EXPECT_EQ(state->m_Order.m_User, "alice");
+    EXPECT_EQ(state->m_nTaken, 4u);
+    EXPECT_EQ(state->m_Phase, CollectionPhase::RUNNING);
+    EXPECT_FALSE(m_Held.Find("b"));
+}
+
+/// A renewal that was under way meanwhile knows nothing of it.
+TEST_F(HeldClaimsTest, CancellationIsForGood)
+{
+    Hold("a");
+    m_Held.Cancel("a");
+    m_Held.Cancel("none");
+    RenewAll(m_Now);
+    EXPECT_EQ(m_Held.StandingOf({"a", 1}), Standing::CANCELLED);
+}
+
 }  // namespace
 }  // namespace northbound

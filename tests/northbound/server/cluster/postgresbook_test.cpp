@@ -220,5 +220,53 @@ TEST(PostgresBookSettingsTest, SettingsWithoutSenseAreRefused)
     EXPECT_THROW(PostgresBook{settings}, std::invalid_argument);
 }
 
+TEST_F(PostgresBookTest, ServerThatLeavesGivesBackWhatItHas)
+{
+    const auto pOne = BookOf("one");
+    const auto pOther = BookOf("other");
+    pOne->Order(OrderOf("a"));
+    const auto claimed = pOne->Claim("");
+    ASSERT_TRUE(claimed);
+    pOne->Renew();
+    pOne->Report(claimed->m_Claim, 4);
+    pOne->Leave();
+    EXPECT_EQ(pOne->StandingOf(claimed->m_Claim), Standing::LOST);
+    EXPECT_TRUE(pOne->Servers().empty());
+    EXPECT_EQ(pOne->Find("a")->m_Phase, CollectionPhase::WAITING);
+    EXPECT_FALSE(pOne->Finish(claimed->m_Claim, {0})) << "it is nobody's";
+    const auto next = pOther->Claim("");
+    ASSERT_TRUE(next);
+    EXPECT_EQ(next->m_nTaken, 4u);
+    EXPECT_EQ(pOther->Find("a")->m_Parts.at(0).m_nTaken, 4u);
+}
+
+TEST_F(PostgresBookTest, ClaimThatIsAbandonedIsRenewedNoLonger)
+{
+    const auto pOne = BookOf("one");
+    const auto pOther = BookOf("other");
+    pOne->Order(OrderOf("a"));
+    const auto claimed = pOne->Claim("");
+    pOne->Abandon(claimed->m_Claim);
+    EXPECT_EQ(pOne->StandingOf(claimed->m_Claim), Standing::LOST);
+    EXPECT_FALSE(pOne->FindHeld("a"));
+    EndLeases();
+    pOne->Renew();
+    EXPECT_TRUE(pOther->Claim(""));
+}
+
+TEST_F(PostgresBookTest, OrderSaysWhenNobodyCanTakeIt)
+{
+    const auto pOne = BookOf("one");
+    pOne->Order(OrderOf("a", "ne=three,port=lo"));
+    pOne->Order(OrderOf("b"));
+    EXPECT_EQ(pOne->Find("a")->m_Note, "no server that reaches ne=three is there");
+    EXPECT_EQ(pOne->Find("b")->m_Note, "no server that reaches ne=one is there") << "it has not renewed yet";
+    pOne->SetAddress("192.0.2.1:7");
+    pOne->Renew();
+    EXPECT_EQ(pOne->Find("b")->m_Note, "");
+    EXPECT_EQ(pOne->Servers().at(0).m_Address, "192.0.2.1:7");
+    EXPECT_LT(pOne->Find("a")->m_nPlace, pOne->Find("b")->m_nPlace);
+}
+
 }  // namespace
 }  // namespace northbound

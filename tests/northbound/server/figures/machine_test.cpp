@@ -142,5 +142,16 @@ TEST(MachineOnThisHost, LoopbackIsUpAndHasItsAddress)
     EXPECT_EQ(port.m_Addresses[0], "127.0.0.1/8");
 }
 
+TEST_F(MachineTest, ElementGoesByEachOfItsNames)
+{
+    const Machine machine(m_Directory / "dev", m_Directory / "net", {"one", "t.w o"});
+    EXPECT_EQ(machine.DistinguishedName("lo"), "ne=one,port=lo");
+    EXPECT_EQ(machine.PortOf("ne=one,port=lo"), "lo");
+    EXPECT_EQ(machine.PortOf("ne=t.w%20o,port=lo"), "lo");
+    EXPECT_TRUE(machine.IsOwn("ne=t.w%20o,port=none"));
+    EXPECT_FALSE(machine.IsOwn("ne=three,port=lo"));
+    EXPECT_EQ(CodeOf([&] { machine.PortOf(m_Machine.DistinguishedName("lo")); }), ErrCode::UNKNOWN_OBJECT);
+}
+
 }  // namespace
 }  // namespace northbound

@@ -1,6 +1,8 @@
 // A collection whose holder has lost the right to it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <string>
 
 #include "nbiutil/processexception.h"
@@ -50,6 +52,22 @@ TEST_F(LostClaimTest, WhoeverHoldsItNoLongerStopsAndLeavesTheRestToOthers)
     EXPECT_EQ(CodeOfSampling({"one", m_Claim.m_nToken + 1}), ErrCode::CUT_SHORT);
     EXPECT_EQ(m_Book.Find("one")->m_nTaken, 0u);
     EXPECT_TRUE(nbitest::Exists(m_Folder.Path() + "/perf-lo-one.csv.part"));
+}
+
+/// What others have taken is not taken again, and increases are counted from their first sample.
+TEST_F(LostClaimTest, TakerGoesOnBehindTheSamplesOfOthers)
+{
+    CollectionPlan plan = m_Plan;
+    plan.m_nFirst = 2;
+    const CollectionEnvironment environment{m_Element, m_Book, m_Stop, PartFiles(m_Folder.Path())};
+    const CollectionOutcome outcome = TakeSamples(environment, plan, m_Claim);
+    const std::string text = nbitest::ReadFile(outcome.m_File);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2) << "names and one sample";
+    EXPECT_EQ(m_Book.Find("one")->m_nTaken, 3u);
+    plan.m_nFirst = 3;
+    m_Book.Finish(m_Claim, {});
+    std::filesystem::remove(outcome.m_File);
+    EXPECT_NO_THROW(TakeSamples(environment, plan, m_Claim)) << "all are taken, and the end was not told";
 }
 
 }  // namespace

@@ -75,5 +75,22 @@ TEST_F(PerfFileTest, FileThatSomebodyPutInItsPlaceIsNotTouched)
     EXPECT_EQ(Text("perf-lo-operation.csv.part"), "theirs");
 }
 
+TEST(FirstFiguresTest, FiguresOfTheFirstSampleAreReadByTheirNames)
+{
+    const nbitest::TestDirectory folder;
+    nbitest::WriteFile(folder / "file", "time,b,a,more\nthen,,7,8\nlater,1,2,3\n");
+    Catalogue catalogue;
+    for (const char* const pName : {"a", "b", "none"}) {
+        Column column;
+        column.m_Name = pName;
+        catalogue.m_Columns.push_back(column);
+    }
+    const Figures figures = FirstFigures(folder / "file", catalogue);
+    EXPECT_EQ(figures, (Figures{7, std::nullopt, std::nullopt}));
+    EXPECT_EQ(FirstFigures(folder / "other", catalogue), Figures(3));
+    nbitest::WriteFile(folder / "file", "time,a\nthen,1");
+    EXPECT_EQ(FirstFigures(folder / "file", catalogue), Figures(3)) << "the line has no end yet";
+}
+
 }  // namespace
 }  // namespace northbound

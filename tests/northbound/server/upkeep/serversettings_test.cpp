@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "nbihost/recordinghost.h"
+#include "server/serving/hostname.h"
 #include "shared/names.h"
 
 namespace northbound {
@@ -97,6 +98,47 @@ TEST_F(ServerSettingsTest, ValueThatIsNoNumberIsRefused)
 TEST_F(ServerSettingsTest, EmptyTextIsRefused)
 {
     m_Host.SetStr("ListenAddress", "");
+    EXPECT_THROW(ReadSettings("/etc/nbi/server.ini"), SettingsError);
+}
+
+TEST_F(ServerSettingsTest, ThereIsNoBookUnlessOneIsNamed)
+{
+    m_Host.SetStr("BookServer", "a");
+    EXPECT_EQ(ReadSettings("/etc/nbi/server.ini").m_Book.m_Connection, "");
+    EXPECT_TRUE(ReadSettings("/etc/nbi/server.ini").m_Book.m_Elements.empty());
+}
+
+TEST_F(ServerSettingsTest, BookHasWhatItsItemsSay)
+{
+    m_Host.SetStr("Book", "service=nbi");
+    const BookPlace usual = ReadSettings("/etc/nbi/server.ini").m_Book;
+    EXPECT_EQ(usual.m_Elements, std::vector<std::string>{HostName()});
+    EXPECT_EQ(usual.m_Lease, std::chrono::seconds(6));
+    EXPECT_EQ(usual.m_Address, "");
+    m_Host.SetStr("BookServer", "north-1.b");
+    m_Host.SetStr("BookAddress", "192.0.2.1:7");
+    m_Host.SetStr("Elements", "one  two");
+    SetNumber("BookLease", 9);
+    const BookPlace book = ReadSettings("/etc/nbi/server.ini").m_Book;
+    EXPECT_EQ(book.m_Connection, "service=nbi");
+    EXPECT_EQ(book.m_Server, "north-1.b");
+    EXPECT_EQ(book.m_Address, "192.0.2.1:7");
+    EXPECT_EQ(book.m_Elements, (std::vector<std::string>{"one", "two"}));
+    EXPECT_EQ(book.m_Lease, std::chrono::seconds(9));
+}
+
+/// The name is a folder's, too.
+TEST_F(ServerSettingsTest, NameOfAServerThatCouldBeAPathIsRefused)
+{
+    m_Host.SetStr("Book", "service=nbi");
+    for (const std::string name : {"a/b", "..", ".a", "a b", "a%"}) {
+        m_Host.SetStr("BookServer", name);
+        EXPECT_THROW(ReadSettings("/etc/nbi/server.ini"), SettingsError) << name;
+    }
+    m_Host.SetStr("BookServer", std::string(65, 'a'));
+    EXPECT_THROW(ReadSettings("/etc/nbi/server.ini"), SettingsError);
+    m_Host.SetStr("BookServer", "a");
+    m_Host.SetStr("Elements", " ");
     EXPECT_THROW(ReadSettings("/etc/nbi/server.ini"), SettingsError);
 }
 
