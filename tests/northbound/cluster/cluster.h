@@ -53,23 +53,27 @@ protected:
         std::string m_Elements = "one";
         std::string m_More{};  // items
     };
-    std::string ItemsOf(const std::string& name, const Wish& wish) const
+    std::string ItemsOf(const std::string& book, const std::string& name, const Wish& wish) const
     {
         std::string items = wish.m_More;
         for (const std::string item : {"BookLease = 3", "HugeTaskLimit = 100", "CollectionsPerPort = 0"}) {
             if (items.find(item.substr(0, item.find(' '))) == std::string::npos) items += item + "\n";
         }
-        return "Book = " + m_pEngine->Text() + "\nBookServer = " + name + "\nElements = " + wish.m_Elements +
+        return "Book = " + book + "\nBookServer = " + name + "\nElements = " + wish.m_Elements +
                "\nCollectionDirectory = " + m_Files.Path() + "\nElementRoot = " + m_Tree.Root() + "\n" +
                items;
     }
-    Server& Start(const std::string& name, const Wish& wish)
+    Server& StartOn(const std::string& book, const std::string& name, const Wish& wish)
     {
-        m_Sessions.erase(name);
+        m_FormerSessions.push_back(std::move(m_Sessions[name]));  // the first that goes ends the ORB for all
         m_Servers.erase(name);
-        m_Servers[name] = std::make_unique<Server>(ItemsOf(name, wish));
+        m_Servers[name] = std::make_unique<Server>(ItemsOf(book, name, wish));
         m_Sessions[name] = std::make_unique<Session>(m_Servers[name]->Address(), "alice");
         return *m_Servers[name];
+    }
+    Server& Start(const std::string& name, const Wish& wish)
+    {
+        return StartOn(m_pEngine->Text(), name, wish);
     }
     Server& Start(const std::string& name) { return Start(name, Wish()); }
     Server& ServerOf(const std::string& name) { return *m_Servers.at(name); }
@@ -156,6 +160,7 @@ protected:
     mutable bool m_bKnown = false;  // of the last order
     std::map<std::string, std::unique_ptr<Server>> m_Servers;
     std::map<std::string, std::unique_ptr<Session>> m_Sessions;
+    std::vector<std::unique_ptr<Session>> m_FormerSessions;
 };
 
 }  // namespace northbound

@@ -72,7 +72,7 @@ TEST_F(SharedStartTest, SecondServerOfTheSameNameIsKeptAway)
 {
     Start("a");
     try {
-        const Server second(ItemsOf("a", Wish()));
+        const Server second(ItemsOf(m_pEngine->Text(), "a", Wish()));
         ADD_FAILURE() << "it started";
     } catch (const std::exception& e) {
         EXPECT_THAT(e.what(), HasSubstr("/a is another server's: a process holds it"));

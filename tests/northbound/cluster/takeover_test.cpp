@@ -62,8 +62,8 @@ TEST_F(TakeoverTest, WhatAKilledServerHadIsFinishedOnceByTheOthers)
         const std::string victim = names[random() % names.size()];
         const std::string other = victim == "a" ? "b" : "a";
         ASSERT_TRUE(Eventually([&] {
-            return Asked("SELECT count(*) FROM nbi.collection WHERE phase = 1 AND holder = '" + victim +
-                         "'") != "0" ||
+            return Asked("SELECT count(*) FROM nbi.collection WHERE phase = 1 AND taken > 4 AND holder = '" +
+                         victim + "'") != "0" ||
                    Asked("SELECT count(*) FROM nbi.collection WHERE phase < 2") == "0";
         }));
         Kill(victim);
@@ -71,7 +71,7 @@ TEST_F(TakeoverTest, WhatAKilledServerHadIsFinishedOnceByTheOthers)
         for (int i = nFirst; i <= nNumber; ++i) ExpectWhole(EndOf(other, i), SAMPLES);
         const std::string late =
             Asked("SELECT coalesce(max(extract(epoch FROM claimed_at - '" + killedAt +
-                  "')), 0)::numeric(9, 3) FROM nbi.part WHERE first > 0 AND claimed_at > '" + killedAt + "'");
+                  "')), 0)::numeric(9, 3) FROM nbi.part WHERE token > 1 AND claimed_at > '" + killedAt + "'");
         std::cout << "round " << nRound << ": " << victim << " killed; the last takeover came after " << late
                   << " s, the lease is 1 s\n";
         KeepLog(victim);
@@ -116,7 +116,7 @@ TEST_F(TakeoverTest, ServerThatStoodStillForThreeLeasesWritesNoMore)
 {
     const Wish brief{"one", "BookLease = 1\n"};
     Start("a", brief);
-    ASSERT_EQ(Order("a", 1, 50, 60000), 0u);
+    ASSERT_EQ(Order("a", 1, 300, 60000), 0u);
     ASSERT_EQ(Holder(1, 1), "a");
     ServerOf("a").Process().Signal(SIGSTOP);
     Start("b", brief);

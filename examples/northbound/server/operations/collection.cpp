@@ -96,6 +96,10 @@ CollectionOutcome TakeSamples(const CollectionEnvironment& environment, const Co
         if (wake != Wake::SAMPLE) ThrowEnded(wake, i, plan, file.Path());
         machine.Require(plan.m_Port, when);
         last = reader.Read(plan.m_Port, when);
+        // This process may have stood still since it looked.
+        if (environment.m_Book.StandingOf(claim) == Standing::LOST) {
+            ThrowEnded(Wake::CLAIM_LOST, i, plan, file.Path());
+        }
         if (i == 0) first = last;
         if (Clock::now() >= when + std::chrono::milliseconds(plan.m_nInterval)) ++nLate;
         file.Add(TimeText(), last);

@@ -78,7 +78,7 @@ void SharedRunner::End()
     try {
         Environment().m_Book.Leave();
         nbihost::Log(nbihost::LOG_LEVEL_INFO, MODULE, "this server has left the shared book");
-    } catch (const NS_UTIL::ProcessException& e) {
+    } catch (const std::exception& e) {
         nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "%s; others go on when the leases are over",
                      e.what());
     }

@@ -67,16 +67,20 @@ pid_t StartProgram(const std::vector<std::string>& words, const std::string& log
     _exit(127);
 }
 
-void MakeData(const std::string& folder)
+void RunProgram(const std::vector<std::string>& words, const std::string& log)
 {
-    const pid_t nChild =
-        StartProgram({ProgramFolder() + "/initdb", "-D", folder + "/data", "-U", "postgres", "-A", "trust",
-                      "--no-sync", "--wal-segsize=1", "--no-locale", "-E", "UTF8", "--no-instructions"},
-                     folder + "/log");
+    const pid_t nChild = StartProgram(words, log);
     int nStatus = 0;
     if (waitpid(nChild, &nStatus, 0) != nChild || nStatus != 0) {
-        throw std::runtime_error("initdb: " + nbitest::ReadFile(folder + "/log"));
+        throw std::runtime_error(words[0] + ": " + nbitest::ReadFile(log));
     }
+}
+
+void MakeData(const std::string& folder)
+{
+    RunProgram({ProgramFolder() + "/initdb", "-D", folder + "/data", "-U", "postgres", "-A", "trust",
+                "--no-sync", "--wal-segsize=1", "--no-locale", "-E", "UTF8", "--no-instructions"},
+               folder + "/log");
 }
 
 void Copy(const std::string& from, const std::string& to)
@@ -112,10 +116,33 @@ bool HasEngine()
     return !ProgramFolder().empty();
 }
 
-PrivateEngine::PrivateEngine()
+PrivateEngine::PrivateEngine(Disk disk) : m_Disk(disk)
 {
     CopyData(m_Folder.Path());
     Start();
+}
+
+PrivateEngine::PrivateEngine(const std::string& primaryFolder) : m_Disk(Disk::UNFLUSHED)
+{
+    RunProgram({ProgramFolder() + "/pg_basebackup", "-h", primaryFolder, "-U", "postgres", "-D",
+                m_Folder / "data", "--write-recovery-conf", "--checkpoint=fast", "--no-sync"},
+               m_Folder / "log");
+    Start();
+}
+
+std::unique_ptr<PrivateEngine> PrivateEngine::StandbyOf(const PrivateEngine& primary)
+{
+    std::unique_ptr<PrivateEngine> pStandby(new PrivateEngine(primary.Folder()));
+    EngineLimits limits;
+    limits.m_Call = std::chrono::minutes(1);
+    EngineConnection connection(primary.Text(), limits);
+    connection.Execute("ALTER SYSTEM SET synchronous_standby_names = '*'");
+    connection.Execute("SELECT pg_reload_conf()");
+    const auto isFollowing = [&connection] {
+        return !connection.Execute("SELECT 1 FROM pg_stat_replication WHERE sync_state = 'sync'").empty();
+    };
+    if (!nbitest::Eventually(isFollowing)) throw std::runtime_error("no standby: " + pStandby->Log());
+    return pStandby;
 }
 
 PrivateEngine::~PrivateEngine()
@@ -127,12 +154,13 @@ void PrivateEngine::Start()
 {
     const std::string socket = m_Folder / ".s.PGSQL.5432";
     const std::size_t nBefore = Log().size();
-    m_nMain = StartProgram(
-        {ProgramFolder() + "/postgres", "-D", m_Folder / "data", "-k", m_Folder.Path(), "-c",
-         "listen_addresses=", "-c", "fsync=off", "-c", "shared_buffers=8MB", "-c", "log_lock_waits=on"},
-        m_Folder / "log");
+    m_nMain =
+        StartProgram({ProgramFolder() + "/postgres", "-D", m_Folder / "data", "-k", m_Folder.Path(), "-c",
+                      "listen_addresses=", "-c", m_Disk == Disk::FLUSHED ? "fsync=on" : "fsync=off", "-c",
+                      "shared_buffers=8MB", "-c", "log_lock_waits=on"},
+                     m_Folder / "log");
     const auto isReady = [&] {
-        return Log().find("database system is ready to accept connections", nBefore) != std::string::npos;
+        return Log().find("database system is ready to accept", nBefore) != std::string::npos;
     };
     if (!nbitest::Eventually(isReady)) throw std::runtime_error("the engine does not start: " + Log());
 }

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,12 @@ constexpr const char* NO_ENGINE = "PostgreSQL's server is not installed (package
 /// the test's process however that ends.
 class PrivateEngine {
 public:
-    PrivateEngine();
+    /// Whether what is committed is on the disk. Only benchmarks need to wait for that.
+    enum class Disk { UNFLUSHED, FLUSHED };
+
+    explicit PrivateEngine(Disk disk = Disk::UNFLUSHED);
+    /// Follows \p primary, which from now on accepts nothing that the standby has not got.
+    static std::unique_ptr<PrivateEngine> StandbyOf(const PrivateEngine& primary);
     ~PrivateEngine();
     PrivateEngine(const PrivateEngine&) = delete;
     PrivateEngine& operator=(const PrivateEngine&) = delete;
@@ -43,9 +49,11 @@ public:
     std::string Folder() const { return m_Folder.Path(); }
 
 private:
+    explicit PrivateEngine(const std::string& primaryFolder);
     std::vector<pid_t> Children() const;
     void Signal(int nSignal) const;
 
+    const Disk m_Disk;
     nbitest::TestDirectory m_Folder;
     pid_t m_nMain = -1;  // its first process; -1: not running
 };
