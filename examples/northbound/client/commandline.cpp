@@ -54,6 +54,9 @@ void AddGeneral(CLI::App& app, CommandLine& line)
         Say("Print version, commit and how it was built"));
     app.add_option("-u,--user", line.m_User,
                    Say("On whose behalf; the server's log says it (your login name)"));
+    app.add_option("--password-file", line.m_LogInWith,
+                   Say("Holds the user's password; logs in at a server that knows no session of the user"))
+        ->type_name("FILE");
     line.m_ConfigFile = ConfigFile("nbi-client.ini");
     app.add_option("-c,--config", line.m_ConfigFile,
                    Say("Configuration file (nbi-client.ini beside the program, then in /etc/nbiutil)"))
@@ -183,6 +186,20 @@ void AddTasks(CLI::App& app, CommandLine& line)
     pCommand->callback([&line] {
         line.m_Command = [&line](const Session& session) {
             return ShowTasks(session, line.m_Output, line.m_Tasks);
+        };
+    });
+}
+
+void AddFetch(CLI::App& app, CommandLine& line)
+{
+    CLI::App* const pCommand = app.add_subcommand(
+        "fetch", Say("Bring the parts of a collection that has ended together into one file"));
+    pCommand->add_option("OPERATION", line.m_Fetch.m_Operation, Say("Its operation, as collect tells it"))
+        ->required();
+    pCommand->add_option("FILE", line.m_Fetch.m_File, Say("The file to make (OPERATION.csv in this folder)"));
+    pCommand->callback([&line] {
+        line.m_Command = [&line](const Session& session) {
+            return FetchCollection(session, line.m_Output, line.m_Fetch);
         };
     });
 }
@@ -328,6 +345,9 @@ void Describe(CLI::App& app, CommandLine& line)
     AddCollect(app, line);
     AddCancel(app, line);
     AddTasks(app, line);
+    AddPlain(app, line, "cluster",
+             Say("List the servers that share a book, and the orders that have not ended"), ShowCluster);
+    AddFetch(app, line);
     AddPlain(app, line, "pools", Say("Show what the server's worker pools do"), ShowPools);
     AddPlain(app, line, "top", Say("Watch pools and collections on one screen; q ends"), WatchPools);
     AddPlain(app, line, "doctor", Say("Say what looks wrong with the pools; 1 when something does"),
@@ -348,7 +368,7 @@ void Describe(CLI::App& app, CommandLine& line)
     app.require_subcommand(1);
     app.footer(
         Say("Exit codes: 0 done, 1 refused, not in time or no such reason, 2 bad command line or\n"
-            "configuration, 3 no answer from a server."));
+            "configuration, 3 no answer from a server, 4 a part of a collection is missing."));
     NameGroups(app);
 }
 

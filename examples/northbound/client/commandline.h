@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "client/commands/commands.h"
+#include "client/commands/fetch.h"
 #include "client/commands/secrets.h"
 
 namespace CLI {
@@ -24,7 +25,8 @@ struct CommandLine {
     std::string m_ConfigFile;
     std::string m_Language = "en";
     std::string m_User;
-    std::string m_PasswordFile = "-";
+    std::string m_PasswordFile = "-";  // of a command that takes one
+    std::string m_LogInWith;           // where a server knows no session of the user's; "": nowhere
     std::string m_Port;
     std::string m_Code;
     std::string m_Operation;
@@ -34,6 +36,7 @@ struct CommandLine {
     ConfigOptions m_Config;
     TasksOptions m_Tasks;
     SecretOptions m_Secret;
+    FetchOptions m_Fetch;
     std::function<int(const Session&)> m_Command;
     std::function<int()> m_CommandWithoutServer;  // in place of the other
 };

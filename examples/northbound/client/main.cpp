@@ -8,6 +8,7 @@
 
 #include "client/commandline.h"
 #include "client/commands/keyfile.h"
+#include "client/commands/login.h"
 #include "client/texts/texts.h"
 #include "nbihost/corbaconfigitems.h"
 #include "nbihost/standalone.h"
@@ -58,10 +59,20 @@ std::vector<Endpoint> Endpoints(const CommandLine& line)
     return {{local, KeyFile(local, line.m_User).Read()}};
 }
 
+Keys KeysFor(const CommandLine& line, const Session& session)
+{
+    Keys keys;
+    keys.m_Known = [&line](const std::string& server) { return KeyFile(server, line.m_User).Read(); };
+    if (line.m_LogInWith.empty()) return keys;
+    keys.m_LogIn = [&line, &session] { return OpenSession(session, line.m_LogInWith); };
+    return keys;
+}
+
 int AskServer(const CommandLine& line)
 {
-    const Session session(Endpoints(line), line.m_User, Milliseconds(line.m_Timeout),
-                          TlsFilesIn(line.m_ConfigFile));
+    Session session(Endpoints(line), line.m_User, Milliseconds(line.m_Timeout),
+                    TlsFilesIn(line.m_ConfigFile));
+    session.Use(KeysFor(line, session));
     try {
         return line.m_Command(session);
     } catch (...) {

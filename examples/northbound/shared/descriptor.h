@@ -19,6 +19,9 @@ public:
     int Number() const { return m_nNumber; }
     bool IsOpen() const { return m_nNumber >= 0; }
 
+    /// From now on it is the caller's to close.
+    int Release() { return std::exchange(m_nNumber, -1); }
+
     /// Takes \p nNumber in place of the one before.
     void Reset(int nNumber)
     {

@@ -11,7 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "northbound/programs/fakeserver.h"
 #include "northbound/programs/requests.h"
+#include "shared/names.h"
 #include "shared/passworddigest.h"
 
 namespace northbound {
@@ -90,6 +92,40 @@ protected:
     {
         arguments.insert(arguments.begin(), {"--json", "--user", "anna", "--server", m_Server.Address()});
         return Check(command, nExitCode, RunClient(arguments));
+    }
+
+    /// What one of several servers answers: a book with an order, and a collection whose file is elsewhere.
+    static FakeAnswers ClusterAnswers(const TestDirectory& directory)
+    {
+        FakeAnswers answers;
+        answers.m_Servers = BookOf(directory, {"a"});
+        answers.m_Orders.length(1);
+        answers.m_Await = [](const std::string& operation, int /*nAsked*/) {
+            Northbound::OrderState state = EndedState(operation);
+            AddPart(state, "a", 0, 3);
+            return state;
+        };
+        answers.m_Fetch = [](unsigned int /*nFirst*/,
+                             unsigned long long /*nOffset*/) -> Northbound::PartPiece {
+            throw Northbound::OperationFailed(ErrCode::PART_ELSEWHERE, "");
+        };
+        return answers;
+    }
+
+    void AskCluster()
+    {
+        const FakeServer a(m_Runtime, "a", ClusterAnswers(m_Runtime));
+        const auto ask = [&](std::vector<std::string> words) {
+            words.insert(words.begin(), {"--json", "--server", FakeServer::AddressOf(m_Runtime, "a")});
+            return RunClient(words);
+        };
+        Check("cluster", 0, ask({"cluster"}));
+        Check("collect", 0, ask({"collect", "lo"}));
+        const std::string operation = "01234567-89ab-4cde-8f01-23456789abcd";
+        const std::vector<std::string> fetch{"fetch", operation, m_Runtime / "all.csv"};
+        Check("fetch", 4, ask(fetch));
+        WriteFile(m_Runtime / ("all.csv." + operation + ".0.part"), "time,a\n1,1\n2,1\n3,1\n");
+        Check("fetch", 0, ask(fetch));
     }
 
     /// Parses the answer and notes its members as those of \p command, or of a failure.
@@ -240,6 +276,8 @@ TEST_F(AnswersTest, AreWhatTheGuideTells)
     Ask("--version", 0, {"--version"});
     Ask("--help", 0, {"--help"});
     Ask("--help", 0, {"collect", "--help"});
+
+    AskCluster();
 
     Ask("counters", 1, {"counters", "nothing"});
     Ask("password-item", 1, {"password-item", "/dev/null"});

@@ -51,6 +51,9 @@ int ShowCounters(const Session& session, const OutputOptions& output, const std:
 /// files, if it is asked for and a collection has made one.
 int RunCollections(const Session& session, const OutputOptions& output, const CollectOptions& options);
 
+/// The servers that share a book, and the orders that have not ended; of a server that is alone its own orders.
+int ShowCluster(const Session& session, const OutputOptions& output);
+
 /// Ends the collection with this operation UUID.
 int CancelCollection(const Session& session, const OutputOptions& output, const std::string& operation);
 

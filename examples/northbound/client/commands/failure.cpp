@@ -117,7 +117,11 @@ std::string ToText(const Failure& failure)
         const std::string reason = ReasonOf(*failure.m_nCode);
         if (!reason.empty()) text += "\n  " + Say("reason: {1}", {Printable(reason)});
     }
-    if (failure.m_bTellServer) text += "\n  " + Say("server: {1}", {failure.m_Server});
+    if (!failure.m_bTellServer) return text;
+    text += "\n  " + Say("server: {1}", {failure.m_Server});
+    if (failure.m_nCode == ErrCode::NOT_LOGGED_IN) {
+        text += "\n  " + Say("a session is good at one server: log in there, or give --password-file");
+    }
     return text;
 }
 

@@ -11,7 +11,13 @@
 
 namespace northbound {
 
-enum ExitCode { EXIT_DONE = 0, EXIT_REFUSED = 1, EXIT_BAD_USAGE = 2, EXIT_NO_SERVER = 3 };
+enum ExitCode {
+    EXIT_DONE = 0,
+    EXIT_REFUSED = 1,
+    EXIT_BAD_USAGE = 2,
+    EXIT_NO_SERVER = 3,
+    EXIT_INCOMPLETE = 4
+};
 
 /// What the user gave cannot be read; what() is one line that names it.
 class InputError : public std::runtime_error {

@@ -14,13 +14,19 @@
 
 namespace northbound {
 
+std::string OpenSession(const Session& session, const std::string& file)
+{
+    const std::string cipher = EncryptedLogin(session, file);
+    const CORBA::String_var key = session.Server()->Login(session.Who(), cipher.c_str());
+    KeyFile(session.Address(), session.Who().user.in()).Write(key.in());
+    return key.in();
+}
+
 int LogIn(const Session& session, const OutputOptions& output, const std::string& file)
 {
     session.Settle();
-    const std::string cipher = EncryptedLogin(session, file);
+    OpenSession(session, file);
     const std::string user = session.Who().user.in();
-    const CORBA::String_var key = session.Server()->Login(session.Who(), cipher.c_str());
-    KeyFile(session.Address(), user).Write(key.in());
     return ReportDone(output, JsonObject().Text("loggedIn", user).Done(),
                       Say("{1} is logged in", {Printable(user)}));
 }

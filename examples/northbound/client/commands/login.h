@@ -10,8 +10,13 @@ namespace northbound {
 
 /// Logs the session's user in with the password in \p file ("-": standard input), which leaves this process
 /// only encrypted with the server's public key, and keeps the session's key in a KeyFile.
-/// \throws as SendSecret()
+/// \throws as OpenSession()
 int LogIn(const Session& session, const OutputOptions& output, const std::string& file);
+
+/// Opens a session at the server that is asked now, and keeps its key in a KeyFile.
+/// \return the key
+/// \throws as SendSecret()
+std::string OpenSession(const Session& session, const std::string& file);
 
 /// Ends the session and removes its key.
 int LogOut(const Session& session, const OutputOptions& output);

@@ -10,10 +10,12 @@
 #include "client/commands/failure.h"
 #include "client/corba/pages.h"
 #include "client/texts/texts.h"
+#include "client/view/clusterview.h"
 #include "client/view/liveview.h"
 #include "client/view/output.h"
 #include "client/view/screen.h"
 #include "client/view/topview.h"
+#include "shared/names.h"
 
 namespace northbound {
 namespace {
@@ -62,6 +64,7 @@ public:
         try {
             const Northbound::PoolReport_var report = Pools(m_Session);
             m_Tasks = AllTasks(m_Session);
+            LookAtServers();
             m_View.Note(report.in());
             m_Problem.clear();
         } catch (const CORBA::SystemException& failure) {
@@ -76,13 +79,27 @@ public:
         std::vector<std::string> lines{Say("{1}; q ends", {m_Session.Address()})};
         if (!m_Problem.empty()) lines.push_back(m_Problem);
         for (std::string& line : m_View.Lines(m_Tasks.in(), nColumns)) lines.push_back(std::move(line));
+        for (std::string& line : northbound::Lines(m_Servers.in(), nColumns)) {
+            lines.push_back(std::move(line));
+        }
         return lines;
     }
 
 private:
+    /// While their book is away they stay as they were last told.
+    void LookAtServers()
+    {
+        try {
+            m_Servers = AllServers(m_Session);
+        } catch (const Northbound::OperationFailed& failure) {
+            if (failure.code != ErrCode::BOOK_AWAY) throw;
+        }
+    }
+
     const Session& m_Session;
     TopView m_View;
     Northbound::HugeTaskList_var m_Tasks = new Northbound::HugeTaskList;
+    Northbound::ServerList_var m_Servers = new Northbound::ServerList;
     std::string m_Problem;
 };
 

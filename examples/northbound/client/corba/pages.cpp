@@ -69,6 +69,26 @@ Northbound::UserSessionList* AllSessions(const Session& session)
                   });
 }
 
+Northbound::ServerList* AllServers(const Session& session)
+try {
+    return Gather(session, &Northbound::ServerPage::servers,
+                  [](Northbound::Manager_ptr server, const Northbound::Caller& who, const char* pAfter) {
+                      return server->Servers(who, pAfter);
+                  });
+} catch (const CORBA::BAD_OPERATION&) {
+    return new Northbound::ServerList;
+}
+
+Northbound::OpenOrderList* AllOrders(const Session& session)
+try {
+    return Gather(session, &Northbound::OpenOrderPage::orders,
+                  [](Northbound::Manager_ptr server, const Northbound::Caller& who, const char* pAfter) {
+                      return server->Orders(who, pAfter);
+                  });
+} catch (const CORBA::BAD_OPERATION&) {
+    return new Northbound::OpenOrderList;
+}
+
 Northbound::PoolReport* Pools(const Session& session)
 {
     return session.Read(

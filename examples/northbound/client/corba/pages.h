@@ -13,6 +13,10 @@ Northbound::PortList* AllPorts(const Session& session);
 Northbound::HugeTaskList* AllTasks(const Session& session);
 Northbound::StoredFileList* AllFiles(const Session& session);
 Northbound::UserSessionList* AllSessions(const Session& session);
+/// None where one server is alone, and of a server that knows no others.
+Northbound::ServerList* AllServers(const Session& session);
+/// Those that have not ended, oldest first; none of a server that knows no orders.
+Northbound::OpenOrderList* AllOrders(const Session& session);
 Northbound::PoolReport* Pools(const Session& session);
 
 }  // namespace northbound

@@ -162,16 +162,19 @@ Session::Session(const std::vector<Endpoint>& servers, const std::string& user,
     SpeakTls(servers, tls);
     int nArgs = 0;
     m_Orb = CORBA::ORB_init(nArgs, nullptr, "omniORB4", options);
-    for (const Endpoint& server : servers) {
-        m_Servers.emplace_back();
-        m_Servers.back().m_Address = server.m_Address;
-        m_Servers.back().m_Who.user = user.c_str();
-        m_Servers.back().m_Who.key = server.m_Key.c_str();
-        m_Servers.back().m_Who.patience = static_cast<CORBA::ULong>(timeout.count());
-    }
+    m_Servers.reserve(servers.size());
+    for (const Endpoint& server : servers) m_Servers.emplace_back(server, user.c_str(), timeout);
     MakeWhatNeedsNoSearch();
     ExpectFrom(Address());
     LimitAnswerTime(static_cast<unsigned int>(timeout.count()));
+}
+
+Session::Way::Way(const Endpoint& server, const char* pUser, Milliseconds patience)
+    : m_Address(server.m_Address)
+{
+    m_Who.user = pUser;
+    m_Who.key = server.m_Key.c_str();
+    m_Who.patience = static_cast<CORBA::ULong>(patience.count());
 }
 
 /// So that an address which is none is told before anybody is asked.
@@ -234,11 +237,94 @@ void Session::Settle() const
             Ping();
             attempts.TakeTheRest();
             m_bSettled = true;
-            return;
+            break;
         } catch (const CORBA::SystemException& e) {
             attempts.GoOn(e);
         }
     }
+}
+
+bool Session::IsToLogInFor(const Northbound::OperationFailed& failure) const
+{
+    return failure.code == ErrCode::NOT_LOGGED_IN && m_Keys.m_LogIn;
+}
+
+void Session::LogIn() const
+{
+    m_Servers[m_nCurrent].m_Who.key = m_Keys.m_LogIn().c_str();
+}
+
+std::size_t Session::IndexOf(const std::string& address) const
+{
+    const auto isThere = [&address](const Way& way) { return way.m_Address == address; };
+    return static_cast<std::size_t>(std::find_if(m_Servers.begin(), m_Servers.end(), isThere) -
+                                    m_Servers.begin());
+}
+
+bool Session::IsReachedLikeOneOf(const std::string& address) const
+{
+    const auto kind = [](const std::string& server) {
+        return std::make_pair(Has(server, TLS_SCHEME), Has(server, SOCKET_SCHEME));
+    };
+    return std::any_of(m_Servers.begin(), m_Servers.end(),
+                       [&](const Way& way) { return kind(way.m_Address) == kind(address); });
+}
+
+void Session::Adopt(const std::vector<Neighbour>& neighbours) const
+{
+    std::vector<Way> ways;
+    std::vector<bool> taken(m_Servers.size(), false);
+    ways.reserve(neighbours.size() + m_Servers.size());
+    for (const Neighbour& neighbour : neighbours) {
+        m_Neighbours.insert(neighbour.m_Name);
+        const std::size_t nKnown = IndexOf(neighbour.m_Address);
+        if (nKnown < m_Servers.size()) {
+            if (!taken[nKnown]) ways.push_back(m_Servers[nKnown]);
+            taken[nKnown] = true;
+        } else if (IsReachedLikeOneOf(neighbour.m_Address)) {
+            const std::string key = m_Keys.m_Known ? m_Keys.m_Known(neighbour.m_Address) : "";
+            ways.emplace_back(Endpoint{neighbour.m_Address, key}, Who().user, m_Timeout);
+        }
+    }
+    for (std::size_t i = 0; i < m_Servers.size(); ++i) {
+        if (taken[i]) continue;
+        ways.push_back(m_Servers[i]);
+        ways.back().m_bOfBook = i == m_nCurrent;
+    }
+    m_Servers = std::move(ways);
+    m_nCurrent = 0;
+    m_bSettled = false;
+    ExpectFrom(Address());
+}
+
+void Session::RequireBook() const
+{
+    Way& way = m_Servers[m_nCurrent];
+    if (way.m_bOfBook) return;
+    const Northbound::ServerPage_var page =
+        AskLoggedIn([](Northbound::Manager_ptr server, const Northbound::Caller& who) {
+            return server->Servers(who, "");
+        });
+    for (CORBA::ULong i = 0; i < page->servers.length(); ++i) {
+        way.m_bOfBook = way.m_bOfBook || m_Neighbours.count(page->servers[i].name.in()) > 0;
+    }
+    if (way.m_bOfBook) return;
+    LastFault().Note(Say("it shares no book with the others"));
+    throw CORBA::TRANSIENT(omni::TRANSIENT_ConnectFailed, CORBA::COMPLETED_NO);
+}
+
+void Session::TurnToNext() const
+{
+    m_nCurrent = (m_nCurrent + 1) % m_Servers.size();
+    ExpectFrom(Address());
+}
+
+void Session::TurnTo(const std::string& address) const
+{
+    const std::size_t nServer = IndexOf(address);
+    if (nServer == m_Servers.size()) return;
+    m_nCurrent = nServer;
+    ExpectFrom(Address());
 }
 
 Session::Attempts::Attempts(const Session& session, unsigned int nReserved)
@@ -273,8 +359,7 @@ void Session::Attempts::GoOn(const CORBA::SystemException& failure)
     if (!m_Failures.empty()) m_Failures += ", ";
     m_Failures += Named(m_Session.Address(), failure);
     if (m_nLeft == 0) throw NoAnswer(m_Failures);
-    m_Session.m_nCurrent = (m_Session.m_nCurrent + 1) % m_Session.m_Servers.size();
-    ExpectFrom(m_Session.Address());
+    m_Session.TurnToNext();
 }
 
 void Session::Ping() const
