@@ -92,6 +92,8 @@ const std::vector<Words>& Commands()
                                              {"collect", Loopback(), "--duration", "3600", "--quiet"},
                                              {"tasks"},
                                              {"tasks", "--watch"},
+                                             {"cluster"},
+                                             {"fetch", "01234567-89ab-4cde-8f01-23456789abcd"},
                                              {"pools"},
                                              {"top"},
                                              {"doctor"},
