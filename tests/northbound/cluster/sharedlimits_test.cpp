@@ -30,7 +30,7 @@ protected:
                 const std::string& name = names[i % names.size()];
                 const std::string dn = "ne=one,port=p" + std::to_string(i % nPorts);
                 const std::string operation = OperationOf(++m_nOrders);
-                // Calls that find no free connection in time may be sent again, under their name.
+                // A call that finds no free connection in time is sent again, under its name.
                 unsigned int nCode = ErrCode::BOOK_AWAY;
                 while (nCode == ErrCode::BOOK_AWAY) {
                     nCode = FailureOf([&] {
@@ -60,13 +60,13 @@ protected:
 TEST_F(SharedLimitsTest, OverallLimitHoldsOverAllServers)
 {
     StartAll("HugeTaskLimit = 4\nCollectionsPerPort = 0\n");
-    for (int i = 0; i < 10 && !HasFailure(); ++i) ExpectAccepted(4, 3);
+    for (int i = 0; i < Rounds(10) && !HasFailure(); ++i) ExpectAccepted(4, 3);
 }
 
 TEST_F(SharedLimitsTest, EachPortTakesOneMoreThanItsLimitOverAllServers)
 {
     StartAll("HugeTaskLimit = 1000\nCollectionsPerPort = 3\n");
-    for (int i = 0; i < 10 && !HasFailure(); ++i) ExpectAccepted(3 * (3 + 1), 3);
+    for (int i = 0; i < Rounds(10) && !HasFailure(); ++i) ExpectAccepted(3 * (3 + 1), 3);
 }
 
 }  // namespace

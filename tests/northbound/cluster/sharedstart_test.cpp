@@ -55,10 +55,10 @@ TEST_F(SharedStartTest, ServerStartsWithoutTheEngineAndTakesOrdersOnceItIsThere)
     EXPECT_THAT(Said("a"), HasSubstr("no collection is accepted meanwhile"));
     const Northbound::Reading_var reading = At("a")->ReadCounters(Who("a"), "ne=one,port=p0");
     EXPECT_STREQ(reading->dn.in(), "ne=one,port=p0");
-    EXPECT_EQ(Order("a", 1, 10, 10), ErrCode::BOOK_AWAY);
+    EXPECT_TRUE(IsRefusedAsAway("a", 1));
     EXPECT_EQ(TasksListed(*m_Sessions["a"]), 0u);
     m_pEngine->Start();
-    EXPECT_TRUE(Eventually([&] { return Order("a", 1, 10, 10) == 0; }));
+    EXPECT_EQ(Order("a", 1, 10, 10), 0u);
     ExpectWhole(EndOf("a", 1), 2);
     EXPECT_TRUE(Eventually([&] {
         return ReadFile(ServerOf("a").Directory() + "/log").find("the shared book is back") !=

@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <iostream>
 #include <random>
 #include <string>
@@ -13,13 +12,6 @@ namespace northbound {
 namespace {
 
 using ::testing::HasSubstr;
-
-/// NBI_KILL_ROUNDS in the environment makes them more.
-int Rounds()
-{
-    const char* const pRounds = std::getenv("NBI_KILL_ROUNDS");
-    return pRounds == nullptr ? 3 : std::max(std::atoi(pRounds), 1);
-}
 
 class TakeoverTest : public ClusterTest {
 protected:
@@ -53,7 +45,7 @@ TEST_F(TakeoverTest, WhatAKilledServerHadIsFinishedOnceByTheOthers)
     for (const std::string& name : names) Start(name, brief);
     std::mt19937 random(std::random_device{}());
     int nNumber = 0;
-    for (int nRound = 0; nRound < Rounds() && !HasFailure(); ++nRound) {
+    for (int nRound = 0; nRound < Rounds(3) && !HasFailure(); ++nRound) {
         const int nFirst = nNumber + 1;
         for (int i = 0; i < ORDERS; ++i) {
             const std::string& name = names[static_cast<std::size_t>(i) % names.size()];
@@ -84,25 +76,24 @@ TEST_F(TakeoverTest, WhatAKilledServerHadIsFinishedOnceByTheOthers)
 
 TEST_F(TakeoverTest, FirstOperationIsInTheLogsOfAllThatWorkedOnIt)
 {
-    Start("a");
+    const Wish brief{"one", "BookLease = 3\n"};
+    Start("a", brief);
     ASSERT_EQ(Order("a", 1, 100, 5000), 0u);
     ASSERT_EQ(Holder(1, 1), "a");
-    Start("b");
+    Start("b", brief);
     Kill("a");
     const Progress end = EndOf("b", 1);
     ExpectWhole(end, 51);
-    ASSERT_EQ(end.m_Parts.size(), 2u);
-    EXPECT_STREQ(end.m_Parts[0].server.in(), "a");
-    EXPECT_STREQ(end.m_Parts[1].server.in(), "b");
+    ASSERT_GE(end.m_Parts.size(), 2u);
+    EXPECT_STREQ(end.m_Parts.front().server.in(), "a");
+    EXPECT_STREQ(end.m_Parts.back().server.in(), "b");
     EXPECT_THAT(end.m_Parts[0].file.in(), HasSubstr(".csv.part"));
     for (const std::string name : {"a", "b"}) {
         EXPECT_THAT(ReadFile(ServerOf(name).Directory() + "/log"),
                     HasSubstr("<OpUUID>" + OperationOf(1) + "</OpUUID> [3 collect] alice"));
     }
     // What the dead one has taken can be had of the living one, and no more than counts.
-    const Northbound::PartPiece_var piece = At("b")->Fetch(Who("b"), OperationOf(1).c_str(), 0, 0);
-    const auto* const pData = reinterpret_cast<const char*>(piece->data.get_buffer());
-    const std::string text(pData, piece->data.length());
+    const std::string text = TextOfPart("b", 1, 0);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), static_cast<long>(end.m_Parts[0].samples) + 1);
     // Started again, it keeps its part and tells of it.
     Start("a");
@@ -114,30 +105,30 @@ TEST_F(TakeoverTest, FirstOperationIsInTheLogsOfAllThatWorkedOnIt)
 /// It stops by itself, and what it had is written by others alone.
 TEST_F(TakeoverTest, ServerThatStoodStillForThreeLeasesWritesNoMore)
 {
-    const Wish brief{"one", "BookLease = 1\n"};
+    const Wish brief{"one", "BookLease = 2\n"};
     Start("a", brief);
-    ASSERT_EQ(Order("a", 1, 300, 60000), 0u);
+    ASSERT_EQ(Order("a", 1, 300, 600000), 0u);
     ASSERT_EQ(Holder(1, 1), "a");
     ServerOf("a").Process().Signal(SIGSTOP);
+    const std::string token = Asked("SELECT token FROM nbi.collection");
+    const std::string file = m_Files / ("a/perf-p0-" + token + "-" + OperationOf(1) + ".csv.part");
+    const std::string before = ReadFile(file);
     Start("b", brief);
     // Three leases by the engine's clock, and another server's claim.
     ASSERT_TRUE(Eventually([&] {
         return Asked(
                    "SELECT 1 FROM nbi.collection WHERE holder = 'b' AND EXISTS (SELECT 1 FROM nbi.server "
-                   "WHERE name "
-                   "= 'a' AND lease_until < clock_timestamp() - interval '2 seconds')") == "1";
+                   "WHERE name = 'a' AND lease_until < clock_timestamp() - interval '4 seconds')") == "1";
     }));
-    const std::string file = m_Files / ("a/perf-p0-1-" + OperationOf(1) + ".csv.part");
-    const std::string before = ReadFile(file);
     ServerOf("a").Process().Signal(SIGCONT);
     ASSERT_TRUE(Eventually([&] {
         return ReadFile(ServerOf("a").Directory() + "/log").find("left to other servers: ") !=
                std::string::npos;
     }));
     EXPECT_EQ(ReadFile(file), before);
-    EXPECT_EQ(Asked("SELECT holder FROM nbi.collection"), "b");
-    EXPECT_EQ(Asked("SELECT token FROM nbi.collection"), "2");
+    StopInOrder(ServerOf("b"));
     StopInOrder(ServerOf("a"));
+    EXPECT_EQ(Asked("SELECT count(*) FROM nbi.part WHERE token = " + token + " AND taken > 0"), "1");
 }
 
 /// Nobody else may take the work of an element that one server alone reaches: it waits for its return.

@@ -19,8 +19,8 @@ void MigrateThroughPlugin(const std::string& connection);
 /// \throws std::runtime_error when the plug-in cannot be loaded, std::invalid_argument as PostgresBook
 std::unique_ptr<CollectionBook> BookThroughPlugin(const PostgresBookSettings& settings);
 
-/// What keeps servers from using the database: the engine is away, or has another schema than this program's. Takes a
-/// second at most.
+/// What keeps servers from using the database: the engine is away, or has another schema than this program's. Takes
+/// some seconds at most.
 /// \return "" where nothing does
 /// \throws as BookThroughPlugin()
 std::string TroubleThroughPlugin(const std::string& connection);

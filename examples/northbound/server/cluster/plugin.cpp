@@ -44,7 +44,9 @@ extern "C" __attribute__((visibility("default"))) northbound::CollectionBook* nb
 extern "C" __attribute__((visibility("default"))) void nbi_look_at_book(const std::string& connection,
                                                                         std::string& trouble)
 {
-    northbound::EngineConnection engine(connection);
+    northbound::EngineLimits limits;
+    limits.m_Call = std::chrono::seconds(3);
+    northbound::EngineConnection engine(connection, limits);
     try {
         trouble = TroubleWith(northbound::StateOfSchema(engine));
     } catch (const std::exception& e) {
