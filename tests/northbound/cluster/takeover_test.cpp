@@ -33,6 +33,13 @@ protected:
         }
         return nEnds;
     }
+    /// Seconds by the engine's clock.
+    std::string LastTakeoverAfter(const std::string& time) const
+    {
+        const std::string quoted = "'" + time + "'";
+        return Asked("SELECT coalesce(max(extract(epoch FROM claimed_at - " + quoted +
+                     ")), 0)::numeric(9, 3) FROM nbi.part WHERE token > 1 AND claimed_at > " + quoted);
+    }
     void KeepLog(const std::string& name) { m_Logs.push_back(ReadFile(ServerOf(name).Directory() + "/log")); }
 
     std::vector<std::string> m_Logs;
@@ -61,11 +68,8 @@ TEST_F(TakeoverTest, WhatAKilledServerHadIsFinishedOnceByTheOthers)
         Kill(victim);
         const std::string killedAt = Asked("SELECT clock_timestamp()");
         for (int i = nFirst; i <= nNumber; ++i) ExpectWhole(EndOf(other, i), SAMPLES);
-        const std::string late =
-            Asked("SELECT coalesce(max(extract(epoch FROM claimed_at - '" + killedAt +
-                  "')), 0)::numeric(9, 3) FROM nbi.part WHERE token > 1 AND claimed_at > '" + killedAt + "'");
-        std::cout << "round " << nRound << ": " << victim << " killed; the last takeover came after " << late
-                  << " s, the lease is 1 s\n";
+        std::cout << "round " << nRound << ": " << victim << " killed; the last takeover came after "
+                  << LastTakeoverAfter(killedAt) << " s, the lease is 1 s\n";
         KeepLog(victim);
         Start(victim, brief);
     }

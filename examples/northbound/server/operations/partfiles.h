@@ -22,7 +22,7 @@ struct CollectionShare {
 class PartFiles {
 public:
     /// \param server this server's name in a shared book; "" without one
-    PartFiles(std::string directory, std::string server = "")
+    explicit PartFiles(std::string directory, std::string server = "")
         : m_Directory(std::move(directory)), m_Server(std::move(server))
     {
     }

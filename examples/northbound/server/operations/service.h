@@ -33,7 +33,7 @@ namespace northbound {
 /// Where collections write.
 inline PartFiles FilesOf(const Settings& settings)
 {
-    return {settings.m_CollectionDirectory, settings.m_Book.m_Server};
+    return PartFiles(settings.m_CollectionDirectory, settings.m_Book.m_Server);
 }
 
 /// The operations and what they work on. A front end asks, and translates what it gets:

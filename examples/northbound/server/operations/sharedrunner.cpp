@@ -225,8 +225,9 @@ CollectionState SharedRunner::EndedState(const CollectionPlan& plan, const std::
             const bool bEnded = book.AwaitEnd(operation, LOOK);
             std::optional<CollectionState> state = bEnded ? book.Find(operation) : std::nullopt;
             if (state) return std::move(*state);
-            if (bEnded)
+            if (bEnded) {
                 ThrowFailure(ErrCode::UNKNOWN_OPERATION, MODULE, "the book has forgotten " + operation);
+            }
             answered = Clock::now();
         } catch (NS_UTIL::ProcessException& e) {
             if (!IsAway(e) || Clock::now() - answered > BOOK_PATIENCE) throw;

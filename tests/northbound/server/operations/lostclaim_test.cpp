@@ -26,7 +26,7 @@ protected:
     unsigned int CodeOfSampling(const CollectionClaim& claim)
     {
         try {
-            TakeSamples({m_Element, m_Book, m_Stop, m_Folder.Path()}, m_Plan, claim);
+            TakeSamples({m_Element, m_Book, m_Stop, PartFiles(m_Folder.Path())}, m_Plan, claim);
         } catch (NS_UTIL::ProcessException& e) {
             return e.GetErrorCode();
         }
