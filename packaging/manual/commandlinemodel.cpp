@@ -53,11 +53,13 @@ void Append(std::vector<CommandModel>& commands, const CLI::App& app, const std:
 
 }  // namespace
 
-std::vector<CommandModel> ModelOf(const CLI::App& app)
+ProgramModel ModelOf(const std::function<void(CLI::App&)>& describe)
 {
-    std::vector<CommandModel> commands;
-    Append(commands, app, "");
-    return commands;
+    CLI::App app;
+    describe(app);
+    ProgramModel program{app.get_name(), {}};
+    Append(program.m_Commands, app, "");
+    return program;
 }
 
 }  // namespace manual

@@ -2,6 +2,7 @@
 /// A command line as manual pages and completions need it.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,7 +33,12 @@ struct CommandModel {
     std::vector<std::string> m_Commands;   // last words of the names of those below
 };
 
-/// The program itself first, then its commands, each in front of those below it.
-std::vector<CommandModel> ModelOf(const CLI::App& app);
+struct ProgramModel {
+    std::string m_Name;
+    std::vector<CommandModel> m_Commands;  // the program itself first, each in front of those below it
+};
+
+/// The program whose command line \p describe puts into the empty one that it is given.
+ProgramModel ModelOf(const std::function<void(CLI::App&)>& describe);
 
 }  // namespace manual

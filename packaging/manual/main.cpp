@@ -1,6 +1,5 @@
 /// \file
 /// Writes a manual page or a completion from the command line of the program that it is built for.
-#include <CLI/CLI.hpp>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
@@ -29,15 +28,14 @@ void WritePage(const std::string& path, const Program& program)
 
 void Write(const std::string& what)
 {
-    CLI::App app;
     northbound::CommandLine line;
-    northbound::Describe(app, line);
+    const ProgramModel program = ModelOf([&line](CLI::App& app) { northbound::Describe(app, line); });
     if (what == "bash") {
-        std::cout << BashCompletion(app.get_name(), ModelOf(app));
+        std::cout << BashCompletion(program.m_Name, program.m_Commands);
     } else if (what == "zsh") {
-        std::cout << ZshCompletion(app.get_name(), ModelOf(app));
+        std::cout << ZshCompletion(program.m_Name, program.m_Commands);
     } else {
-        WritePage(what, ModelOf(app));
+        WritePage(what, program.m_Commands);
     }
     if (!std::cout.flush()) throw std::runtime_error("standard output cannot be written");
 }
