@@ -13,6 +13,7 @@
 #include "client/texts/texts.h"
 #include "client/view/progressview.h"
 #include "client/view/table.h"
+#include "shared/names.h"
 
 namespace northbound {
 namespace {
@@ -136,6 +137,15 @@ Failure Unanswered(const Failure& failure, const SharedOrder& order)
     return own;
 }
 
+/// Where the book was away, nobody knows whether it has taken the order.
+Failure Refused(const Session& session, const SharedOrder& order)
+{
+    Failure failure = RefusedBy(session, *order.Refusal());
+    if (order.Refusal()->code != ErrCode::BOOK_AWAY) return failure;
+    failure.m_Detail = Say("{1}; it may be accepted as {2}", {failure.m_Detail, order.Operation()});
+    return failure;
+}
+
 /// \param noAnswer why nothing is known of those that are not over
 Outcome OutcomeOf(const Session& session, const SharedOrder& order, const std::optional<Failure>& noAnswer)
 {
@@ -146,7 +156,7 @@ Outcome OutcomeOf(const Session& session, const SharedOrder& order, const std::o
     if (!order.IsOver()) {
         outcome.m_Failure = Unanswered(*noAnswer, order);
     } else if (order.Refusal() != nullptr) {
-        outcome.m_Failure = RefusedBy(session, *order.Refusal());
+        outcome.m_Failure = Refused(session, order);
     } else {
         outcome.m_pResult = std::make_unique<Northbound::CollectionResult>(order.State().result);
     }

@@ -245,6 +245,7 @@ const std::vector<TextPair>& OwnTexts()
         {"server {1}  {2}  load {3}  lease {4}", "服务器 {1}  {2}  负载 {3}  租约 {4}"},
         {"{1} waits: {2}", "{1} 正在等待：{2}"},
         {"{1}; what is ordered goes on as {2}", "{1}；已下的订单以 {2} 继续进行"},
+        {"{1}; it may be accepted as {2}", "{1}；该订单可能已作为 {2} 被接受"},
         {"it shares no book with the others", "它与其他服务器不共用账本"},
         {"a session is good at one server: log in there, or give --password-file",
          "会话只在一个服务器上有效：请在该服务器登录，或给出 --password-file"},
