@@ -32,12 +32,13 @@ struct FreeOptions {
     void operator()(PQconninfoOption* pOptions) const { PQconninfoFree(pOptions); }
 };
 
-/// On one line, and of a length for a log.
+/// On one line, without what indents its second one, and of a length for a log.
 std::string OneLine(const char* pText)
 {
     std::string text = pText == nullptr ? "" : pText;
     while (!text.empty() && text.back() == '\n') text.pop_back();
     std::replace(text.begin(), text.end(), '\n', ' ');
+    text.erase(std::remove(text.begin(), text.end(), '\t'), text.end());
     return text.substr(0, MAX_MESSAGE);
 }
 

@@ -171,7 +171,9 @@ TEST_F(EngineConnectionTest, CallsFailAtOnceWhileTheEngineIsDownAndWorkAgainAfte
     EXPECT_EQ(patient.Execute("SELECT 1").size(), 1u);
     EXPECT_EQ(One("SELECT 1"), "1");
     m_pEngine->Kill();
-    EXPECT_THAT(FailureOf<EngineAway>(*m_pConnection, "SELECT 1"), HasSubstr(".s.PGSQL"));
+    const std::string failure = FailureOf<EngineAway>(*m_pConnection, "SELECT 1");
+    EXPECT_THAT(failure, HasSubstr(".s.PGSQL"));
+    EXPECT_EQ(failure.find_first_of("\n\t"), std::string::npos) << "it goes into one line of a log";
     EXPECT_THAT(FailureOf<EngineAway>(patient, "SELECT 1"), HasSubstr(".s.PGSQL"));
     m_pEngine->Start();
     EXPECT_TRUE(
