@@ -3,7 +3,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -13,6 +15,7 @@
 #include "nbiutil/localrsakeymgr.h"
 #include "nbiutil/nbirsa.h"
 #include "support/rsakey.h"
+#include "support/testdirectory.h"
 
 namespace nbitest {
 
@@ -55,12 +58,27 @@ inline std::string Hex(const std::string& bytes, const char* pDigits = "01234567
     return text;
 }
 
-/// Made once for each size.
+/// A key that stays in the build tree for the tests that follow, each a process of its own: to make one takes longer than
+/// most of them. A file is whole as soon as it has its name.
+inline std::unique_ptr<RsaKey> KeptKeyOf(unsigned int nBits)
+{
+    const std::string path = NBI_TEST_KEYS "/rsa" + std::to_string(nBits) + ".der";
+    std::unique_ptr<RsaKey> pKey = RsaKey::FromPrivate(ReadFile(path));
+    if (pKey != nullptr && pKey->Bits() == static_cast<int>(nBits)) return pKey;
+    pKey = std::make_unique<RsaKey>(nBits);
+    const std::string part = path + "." + std::to_string(getpid());
+    WriteFile(part, pKey->Private());
+    std::error_code ignored;
+    std::filesystem::rename(part, path, ignored);
+    return pKey;
+}
+
+/// One for each size.
 inline const RsaKey& KeyOf(unsigned int nBits)
 {
     static std::map<unsigned int, std::unique_ptr<RsaKey>> keys;
     std::unique_ptr<RsaKey>& pKey = keys[nBits];
-    if (pKey == nullptr) pKey = std::make_unique<RsaKey>(nBits);
+    if (pKey == nullptr) pKey = KeptKeyOf(nBits);
     return *pKey;
 }
 

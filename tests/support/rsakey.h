@@ -23,6 +23,15 @@ public:
         Check(m_pKey != nullptr);
     }
 
+    /// From the PKCS#1 DER form of a private key; nothing when it is none.
+    static std::unique_ptr<RsaKey> FromPrivate(const std::string& privateDer)
+    {
+        const auto* pNext = reinterpret_cast<const unsigned char*>(privateDer.data());
+        EVP_PKEY* const pKey =
+            d2i_PrivateKey(EVP_PKEY_RSA, nullptr, &pNext, static_cast<long>(privateDer.size()));
+        return pKey == nullptr ? nullptr : std::unique_ptr<RsaKey>(new RsaKey(pKey));
+    }
+
     /// The PKCS#1 DER forms.
     std::string Public() const { return Der(i2d_PublicKey); }
     std::string Private() const { return Der(i2d_PrivateKey); }
@@ -46,6 +55,8 @@ private:
         void operator()(EVP_PKEY* pKey) const { EVP_PKEY_free(pKey); }
         void operator()(EVP_PKEY_CTX* pContext) const { EVP_PKEY_CTX_free(pContext); }
     };
+
+    explicit RsaKey(EVP_PKEY* pKey) : m_pKey(pKey) {}
 
     static void Check(bool bWorked)
     {
