@@ -150,6 +150,30 @@ TEST_F(SharedOrdersTest, StoppedServerGivesItsWorkBackAtOnce)
                     HasSubstr("<OpUUID>" + OperationOf(1) + "</OpUUID> [3 collect] alice"));
     }
     EXPECT_THAT(ReadFile(ServerOf("b").Directory() + "/log"), HasSubstr("goes on: "));
+    Northbound::OrderState_var state;
+    Patiently([&] { state = At("b")->Await(Who("b"), OperationOf(1).c_str(), 0); });
+    ASSERT_GT(state->result.increase.length(), 0u);
+    EXPECT_TRUE(state->result.increase[0].known) << "counted from the first sample, which is in a's file";
+}
+
+/// Packing and lists of files are each server's own affair.
+TEST_F(SharedOrdersTest, ServerPacksWhatItHasTakenAndNothingOfOthers)
+{
+    Start("a");
+    ASSERT_EQ(Order("a", 1, 10, 50), 0u);
+    const Progress end = EndOf("a", 1);
+    Start("b");
+    for (const std::string name : {"b", "a"}) {
+        const Northbound::StoredFilePage_var files = At(name)->Files(Who(name), "");
+        EXPECT_EQ(files->files.length(), name == "a" ? 1u : 0u);
+        Northbound::PackOrder work;
+        work.method = "gzip";
+        work.perArchive = 1;
+        const Northbound::PackResult_var packed = At(name)->Pack(Who(name), work);
+        EXPECT_EQ(packed->made, name == "a" ? 1u : 0u);
+    }
+    EXPECT_TRUE(nbitest::Exists(end.m_File + ".gz"));
+    EXPECT_EQ(FailureOf([&] { TextOfPart("a", 1, 0); }).code, ErrCode::PART_ELSEWHERE);
 }
 
 TEST_F(SharedOrdersTest, ClientThatWaitsHearsThatOthersGoOn)

@@ -97,6 +97,35 @@ private:
     CollectionClaim m_Claim;
 };
 
+/// The place of a collection that nobody waits for. It goes with its task: who hears of the end may order the next one.
+class OrderedPlace {
+public:
+    OrderedPlace(CollectionBook& book, CollectionClaim claim) : m_Claim(std::move(claim)), m_Book(book) {}
+    ~OrderedPlace()
+    {
+        try {
+            m_Book.Finish(m_Claim, m_End);
+        } catch (const std::exception&) {  // there is no memory to keep the end
+            UnlessAway([this] { m_Book.Finish(m_Claim, {}); });
+        }
+    }
+    OrderedPlace(const OrderedPlace&) = delete;
+    OrderedPlace& operator=(const OrderedPlace&) = delete;
+
+    const CollectionClaim m_Claim;
+    CollectionEnd m_End;
+
+private:
+    CollectionBook& m_Book;
+};
+
+void LogEnd(const CollectionEnd& end)
+{
+    if (end.m_nCode == 0) return;
+    nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "the collection ends with code 0x%08X: %s", end.m_nCode,
+                 end.m_Detail.c_str());
+}
+
 /// At its end the collection's place is free: whoever has the answer may order the next one.
 class Departure {
 public:
@@ -173,20 +202,19 @@ OrderAnswer CollectionRunner::Order(const CollectionPlan& plan, const std::strin
     const CollectionOrder order{operation, plan.m_Dn, user, plan.m_nInterval, plan.m_nDuration};
     const OrderAnswer answer = Accept(order);
     if (answer != OrderAnswer::ACCEPTED) return answer;
-    const CollectionClaim claim = ClaimOrdered(book, operation);
-    try {
-        Start({claim, order});
-    } catch (...) {
-        book.Finish(claim, {});
-        throw;
-    }
+    const auto pPlace = std::make_shared<OrderedPlace>(book, ClaimOrdered(book, operation));
+    Start(order, [this, order, pPlace] {
+        pPlace->m_End = EndOf({pPlace->m_Claim, order});
+        LogEnd(pPlace->m_End);
+        TellEnd();
+    });
     return answer;
 }
 
-void CollectionRunner::Start(const ClaimedCollection& claimed, std::shared_ptr<const void> pGuest)
+void CollectionRunner::Start(const CollectionOrder& order, std::function<void()> work)
 {
-    const NS_UTIL::RequestScope request(RequestOf(claimed.m_Order));
-    PushToPool(m_Agent, HUGE_POOL, [this, claimed, pGuest = std::move(pGuest)] { Carry(claimed); });
+    const NS_UTIL::RequestScope request(RequestOf(order));
+    PushToPool(m_Agent, HUGE_POOL, std::move(work));
 }
 
 /// Behind what others have taken. The first sample, from which increases are counted, may be in a file of theirs.
@@ -217,17 +245,6 @@ CollectionEnd CollectionRunner::EndOf(const ClaimedCollection& claimed) const
     } catch (const std::exception& e) {
         return {ErrCode::INTERNAL, e.what()};
     }
-}
-
-void CollectionRunner::Carry(const ClaimedCollection& claimed)
-{
-    const CollectionEnd end = EndOf(claimed);
-    if (end.m_nCode != 0) {
-        nbihost::Log(nbihost::LOG_LEVEL_WARNING, MODULE, "the collection ends with code 0x%08X: %s",
-                     end.m_nCode, end.m_Detail.c_str());
-    }
-    m_Environment.m_Book.Finish(claimed.m_Claim, end);
-    TellEnd();
 }
 
 CollectionOutcome CollectionRunner::Collect(const CollectionPlan& plan)

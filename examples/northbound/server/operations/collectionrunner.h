@@ -3,7 +3,6 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -61,13 +60,10 @@ protected:
     /// \throws ProcessException HUGE_TASK_LIMIT; what the book throws
     OrderAnswer Accept(const CollectionOrder& order);
 
-    /// Has a worker call Carry() in the context of the collection's first request.
-    /// \param pGuest goes with the task, whether it is carried out or not
+    /// Has a worker do \p work in the context of the collection's first request. The work goes with its task, which no limit
+    /// counts any more then.
     /// \throws what TaskPoolMgr::PushTask() throws
-    void Start(const ClaimedCollection& claimed, std::shared_ptr<const void> pGuest = nullptr);
-
-    /// Carries a collection out to its end, and tells the book. On a worker.
-    virtual void Carry(const ClaimedCollection& claimed);
+    void Start(const CollectionOrder& order, std::function<void()> work);
 
     /// Takes the samples. What keeps it from that is the end, too.
     CollectionEnd EndOf(const ClaimedCollection& claimed) const;

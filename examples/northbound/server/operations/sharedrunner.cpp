@@ -142,7 +142,8 @@ bool SharedRunner::TakeOne()
     const std::optional<ClaimedCollection> claimed = book.Claim("");
     if (!claimed) return false;
     try {
-        Start(*claimed, std::make_shared<Place>(*this));
+        Start(claimed->m_Order,
+              [this, claimed = *claimed, pPlace = std::make_shared<Place>(*this)] { Carry(claimed); });
     } catch (...) {
         book.Abandon(claimed->m_Claim);
         throw;
@@ -150,7 +151,7 @@ bool SharedRunner::TakeOne()
     return true;
 }
 
-void SharedRunner::Carry(const ClaimedCollection& claimed)
+void SharedRunner::Carry(const ClaimedCollection& claimed) const
 {
     CollectionBook& book = Environment().m_Book;
     const CollectionEnd end = EndOf(claimed);

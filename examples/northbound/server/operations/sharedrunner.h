@@ -54,7 +54,7 @@ private:
     bool TakeOne();
     bool HasRoom() const;
     void Wake();
-    void Carry(const ClaimedCollection& claimed) override;
+    void Carry(const ClaimedCollection& claimed) const;
     void Finish(const CollectionClaim& claim, const CollectionEnd& end) const;
     bool TryToFinish(const CollectionClaim& claim, const CollectionEnd& end) const;
     CollectionState EndedState(const CollectionPlan& plan, const std::string& operation) const;

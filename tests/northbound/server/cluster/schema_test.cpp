@@ -109,6 +109,8 @@ TEST_F(SchemaTest, ServersNeedNoMoreRightsThanTheGuideGrants)
     EXPECT_EQ(book.Servers().size(), 1u);
     EXPECT_EQ(book.Collections().size(), 1u);
     EXPECT_TRUE(book.Finish(claimed->m_Claim, {0}));
+    book.Leave();
+    EXPECT_TRUE(book.Servers().empty());
     EngineConnection server(settings.m_Connection);
     EXPECT_THROW(server.Execute("DROP TABLE nbi.part"), EngineRefusal);
     EXPECT_THROW(server.Execute("UPDATE nbi.schema SET version = 7"), EngineRefusal);
