@@ -50,7 +50,7 @@ void Order(PostgresBook& book, int nClient)
 void InsertPlainly(EngineConnection& connection)
 {
     for (int i = 0; i < ORDERS; ++i) {
-        connection.Execute("INSERT INTO plain VALUES ($1, $2, $3, $4, $5)",
+        connection.Execute("INSERT INTO public.plain VALUES ($1, $2, $3, $4, $5)",
                            {std::to_string(i), "ne=one,port=lo", "alice", "1000", "9000"});
     }
 }
@@ -67,7 +67,7 @@ int Measure(int nRounds)
     EngineConnection connection(engine.Text(), Patient());
     MigrateSchema(connection);
     connection.ExecuteScript(
-        "CREATE TABLE plain (operation text PRIMARY KEY, dn text, username text, interval_ms bigint, "
+        "CREATE TABLE public.plain (operation text PRIMARY KEY, dn text, username text, interval_ms bigint, "
         "duration_ms bigint)");
     PostgresBookSettings settings;
     settings.m_Connection = engine.Text();
@@ -83,7 +83,7 @@ int Measure(int nRounds)
         plain.push_back(PerSecond(ORDERS, [&] { InsertPlainly(connection); }));
         orders.push_back(PerSecond(ORDERS, [&] { Order(book, 0); }));
         ratios.push_back(orders.back() / plain.back());
-        connection.ExecuteScript("TRUNCATE plain; TRUNCATE nbi.collection CASCADE");
+        connection.ExecuteScript("TRUNCATE public.plain; TRUNCATE nbi.collection CASCADE");
     }
     const double nCrowd = PerSecond(ORDERS * CLIENTS, [&] {
         std::vector<std::thread> clients;
