@@ -31,7 +31,7 @@ expect "set" nbi-client config se
 expect "gzip tar zip" nbi-client collect eth0 --pack ""
 expect "tar" nbi-client --json collect -p t
 expect "en zh" nbi-client counters --lang ""
-expect "--pack --per-archive" nbi-client collect --p
+expect "--pack --password-file --per-archive" nbi-client collect --p
 expect "--port" nbi-server --po
 cd "$source"
 expect "README.md" nbi-client --config READ
