@@ -16,7 +16,7 @@ class EngineAwayTest : public ClusterTest {};
 TEST_F(EngineAwayTest, NothingAcceptedIsLostWhenTheEngineIsKilledUnderLoad)
 {
     const std::vector<std::string> names = {"a", "b", "c"};
-    for (const std::string& name : names) Start(name);
+    for (const std::string& name : names) Start(name, {"one", "HugeTaskLimit = 1000000\n"});
     int nNumber = 0;
     for (int nRound = 0; nRound < Rounds(5) && !HasFailure(); ++nRound) {
         for (int i = 0; i < 6; ++i) {

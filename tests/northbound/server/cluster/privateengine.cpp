@@ -150,9 +150,16 @@ PrivateEngine::~PrivateEngine()
     Kill();
 }
 
+/// Nothing starts on a shared memory that somebody still has: a session of the one before may need a moment to end.
 void PrivateEngine::Start()
 {
-    const std::string socket = m_Folder / ".s.PGSQL.5432";
+    if (!nbitest::Eventually([this] { return TryToStart(); })) {
+        throw std::runtime_error("the engine does not start: " + Log());
+    }
+}
+
+bool PrivateEngine::TryToStart()
+{
     const std::size_t nBefore = Log().size();
     m_nMain =
         StartProgram({ProgramFolder() + "/postgres", "-D", m_Folder / "data", "-k", m_Folder.Path(), "-c",
@@ -162,7 +169,11 @@ void PrivateEngine::Start()
     const auto isReady = [&] {
         return Log().find("database system is ready to accept", nBefore) != std::string::npos;
     };
-    if (!nbitest::Eventually(isReady)) throw std::runtime_error("the engine does not start: " + Log());
+    const auto hasEnded = [this] { return waitpid(m_nMain, nullptr, WNOHANG) == m_nMain; };
+    bool bEnded = false;
+    nbitest::Eventually([&] { return isReady() || (bEnded = hasEnded()); });
+    if (bEnded) m_nMain = -1;
+    return isReady();
 }
 
 /// Its sessions and helpers, which have process groups of their own.
@@ -173,19 +184,21 @@ std::vector<pid_t> PrivateEngine::Children() const
     return {std::istream_iterator<pid_t>(words), std::istream_iterator<pid_t>()};
 }
 
-void PrivateEngine::Signal(int nSignal) const
+/// The first process alone makes others: once it stands still, all of them are known.
+std::vector<pid_t> PrivateEngine::Halt() const
 {
-    const std::vector<pid_t> children = Children();
-    kill(m_nMain, nSignal);
-    for (const pid_t nChild : children) kill(nChild, nSignal);
+    kill(m_nMain, SIGSTOP);
+    siginfo_t info{};
+    waitid(P_PID, static_cast<id_t>(m_nMain), &info, WSTOPPED | WEXITED | WNOWAIT);
+    return Children();
 }
 
-/// Nothing starts on a shared memory that somebody still has.
 void PrivateEngine::Kill()
 {
     if (m_nMain < 0) return;
-    const std::vector<pid_t> children = Children();
-    Signal(SIGKILL);
+    const std::vector<pid_t> children = Halt();
+    kill(m_nMain, SIGKILL);
+    for (const pid_t nChild : children) kill(nChild, SIGKILL);
     while (waitpid(m_nMain, nullptr, 0) < 0 && errno == EINTR) {
     }
     for (const pid_t nChild : children) {
@@ -203,12 +216,13 @@ void PrivateEngine::Recover()
 
 void PrivateEngine::Pause()
 {
-    Signal(SIGSTOP);
+    for (const pid_t nChild : Halt()) kill(nChild, SIGSTOP);
 }
 
 void PrivateEngine::Resume()
 {
-    Signal(SIGCONT);
+    for (const pid_t nChild : Children()) kill(nChild, SIGCONT);
+    kill(m_nMain, SIGCONT);
 }
 
 PrivateEngine& SharedEngine()

@@ -51,7 +51,8 @@ public:
 private:
     explicit PrivateEngine(const std::string& primaryFolder);
     std::vector<pid_t> Children() const;
-    void Signal(int nSignal) const;
+    bool TryToStart();
+    std::vector<pid_t> Halt() const;
 
     const Disk m_Disk;
     nbitest::TestDirectory m_Folder;
