@@ -15,6 +15,7 @@ The tests run the library's lines and branches|gcovr, at least 97 % and 90 %|cov
 And the standalone host's|gcovr, at least 95 % and 85 %|coverage/host|coverage
 Years of tasks change nothing|\`soak_test\`, every change some thousand|soak/release|soak
 The server under load with cancellations, changes and reloads loses no request and keeps its memory|\`scripts/assurance/server-soak\`|serversoak/run|server
+Servers that share a book lose no order and finish none twice, whichever of them or its engine is killed|\`northbound/cluster\`, every change some rounds|cluster/takeover|cluster
 No remark of clang's analyzer, the tests included|\`scripts/tidy --analyze-tests\`|analyze/tests|analyze
 A release holds what it promises, byte for byte|\`scripts/release --check\`|release/check|release
 "
@@ -40,6 +41,9 @@ figures_of() {
             awk '/^lines: /{ lines = $2 } /^branches: /{ branches = $2 } END { printf "%s of the lines, %s of the branches", lines, branches }' ;;
         soak) awk '/^\[ +PASSED/{ print $4 " tests passed" }' | tail -n 1 ;;
         server) awk '/^requests:/ { requests = $0 } /^memory:/ { memory = $0 } END { printf "%s; %s", requests, memory }' ;;
+        cluster)
+            awk '/^round [0-9]+: .* killed; /{ n++; if ($10 > longest) longest = $10 }
+                END { printf "%d servers killed, taken over within %s s where the lease is 1 s", n, longest }' ;;
         analyze) printf '0 remarks' ;;
         release) tail -n 1 ;;
     esac | tr '\n' ' ' | sed 's/ *$//'
