@@ -49,8 +49,8 @@ CollectionShare Fetch::ShareOf(const Request& request) const
         ThrowFailure(ErrCode::UNKNOWN_OPERATION, MODULE,
                      "no collection \"" + request.m_Operation + "\" was ordered, or it is forgotten");
     }
-    for (CollectionShare& share : m_Files.SharesOf(*state)) {
-        if (share.m_Part.m_nFirst == request.m_nFirst) return std::move(share);
+    for (const CollectionShare& share : m_Files.SharesOf(*state)) {
+        if (share.m_Part.m_nFirst == request.m_nFirst) return share;
     }
     ThrowFailure(ErrCode::BAD_ARGUMENT, MODULE,
                  "no part of the collection begins with sample " + std::to_string(request.m_nFirst));
