@@ -22,6 +22,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <system_error>
 
 #include "nbihost/standalone.h"
 #include "server/serving/occasionally.h"
@@ -147,7 +148,8 @@ void LimitConnections(std::size_t nMost)
 /// The ORB tells nobody its endpoints' sockets, so this one is looked for among what the process has open.
 void LengthenQueue(const std::string& path)
 {
-    for (const auto& open : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code error;  // without /proc the queue stays as it is
+    for (const auto& open : std::filesystem::directory_iterator("/proc/self/fd", error)) {
         const int nSocket = std::atoi(open.path().filename().c_str());
         if (ListensAt(nSocket, path)) listen(nSocket, SOMAXCONN);
     }
