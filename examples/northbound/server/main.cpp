@@ -1,6 +1,7 @@
 /// \file
 /// nbi-server: starts the host, the pools and the ORB, waits for the order to stop, and ends them in turn.
 #include <fcntl.h>
+#include <openssl/crypto.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
@@ -397,6 +398,8 @@ int ServerMain(int nArgs, char** pArgs)
     CommandLine line;
     if (const std::optional<int> exitCode = Parse(nArgs, pArgs, line)) return *exitCode;
     if (line.m_Migrate) return Migrate(*line.m_Migrate);
+    // The last of the ORB's threads outlive main, and what OpenSSL would free there may still be in their hands.
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     const ServiceManager manager;
     const sigset_t signals = OrderedSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread is started: they all inherit it

@@ -124,7 +124,6 @@ OrbEndpoint::OrbEndpoint(const Listening& places, const ConnectionLimits& connec
         if (places.m_Tls) TlsContext::InstallForServer(*places.m_Tls, TellTlsFailure);
         m_Orb = InitOrb(OptionsFor(places, connections));
         NotePeers();
-        LeaveNothingToThreads();
         LimitConnections(connections.m_nMost);
         const CORBA::Object_var object = Activate(servant);
         if (places.m_Tcp) m_Addresses.push_back(TcpText(places, InternetPortOf(object)));

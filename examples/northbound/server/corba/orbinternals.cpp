@@ -14,7 +14,6 @@
 #include <omniORB4/sslConnection.h>
 // clang-format on
 
-#include <openssl/crypto.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -58,12 +57,6 @@ CORBA::Boolean NotePeer(omni::omniInterceptors::serverReceiveRequest_T::info_T& 
     t_Peer = PeerAt(pConnection->peeraddress());
     t_Peer.m_nSocket = SocketOf(pConnection);
     return true;
-}
-
-void ServeConnection(omni::omniInterceptors::assignUpcallThread_T::info_T& info)
-{
-    info.run();
-    OPENSSL_thread_stop();
 }
 
 std::size_t g_nMostConnections = 0;  // set before the ORB has other threads
@@ -153,11 +146,6 @@ void LengthenQueue(const std::string& path)
         const int nSocket = std::atoi(open.path().filename().c_str());
         if (ListensAt(nSocket, path)) listen(nSocket, SOMAXCONN);
     }
-}
-
-void LeaveNothingToThreads()
-{
-    omniORB::getInterceptors()->assignUpcallThread.add(ServeConnection);
 }
 
 void NotePeers()

@@ -23,10 +23,6 @@ struct Peer {
 /// Whether the other side of \p nSocket has closed it.
 bool HasHungUp(int nSocket);
 
-/// From now on a thread of the ORB gives back what OpenSSL keeps for it when its connection ends, and not when the thread
-/// does: the last ones end together with the process, after OpenSSL. Once, before requests are served.
-void LeaveNothingToThreads();
-
 /// The client whose request this thread of the ORB serves.
 const Peer& CurrentPeer();
 
