@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <memory>
 #include <vector>
 
 #include "figures_pools.h"
@@ -17,7 +18,8 @@ namespace {
 
 using figuresbench::Contestant;
 
-constexpr int TASKS = 20000;
+constexpr int TASKS = 3000;
+constexpr int TURNS = 8;  // of two pools
 constexpr double LIMIT = 1.02;
 
 double ProcessorNanoseconds()
@@ -61,6 +63,22 @@ double MedianRatio(const std::vector<double>& ours, const std::vector<double>& p
     return Median(ratios);
 }
 
+std::unique_ptr<Contestant> Pool(int nWorkers, bool bWith)
+{
+    return bWith ? figuresbench::PoolWithFigures(nWorkers) : figuresbench::PoolWithoutFigures(nWorkers);
+}
+
+/// New pools each time: where their threads and their memory come to lie decides more than what they count.
+void MeasurePools(int nWorkers, int nMicroseconds, bool bWithFirst, Samples& with, Samples& without)
+{
+    const auto pFirst = Pool(nWorkers, bWithFirst);
+    const auto pSecond = Pool(nWorkers, !bWithFirst);
+    for (int i = 0; i < TURNS; ++i) {
+        (bWithFirst ? with : without).Measure(*pFirst, nMicroseconds);
+        (bWithFirst ? without : with).Measure(*pSecond, nMicroseconds);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -71,16 +89,11 @@ int main(int argc, char** argv)
     double nLogsElapsed = 0;
     int nCells = 0;
     for (const int nWorkers : {1, 2, 20}) {
-        const auto pWith = figuresbench::PoolWithFigures(nWorkers);
-        const auto pWithout = figuresbench::PoolWithoutFigures(nWorkers);
         for (const int nMicroseconds : {0, 1, 10}) {
             Samples with;
             Samples without;
             for (int i = 0; i < nRounds; ++i) {
-                const bool bWithFirst = i % 2 == 0;
-                if (bWithFirst) with.Measure(*pWith, nMicroseconds);
-                without.Measure(*pWithout, nMicroseconds);
-                if (!bWithFirst) with.Measure(*pWith, nMicroseconds);
+                MeasurePools(nWorkers, nMicroseconds, i % 2 == 0, with, without);
             }
             const double nProcessor = MedianRatio(with.m_Processor, without.m_Processor);
             const double nElapsed = MedianRatio(with.m_Elapsed, without.m_Elapsed);

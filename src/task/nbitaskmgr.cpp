@@ -270,7 +270,8 @@ NBITask* NBITaskMgr::Acquire(Hands hands, NBITask* pReturned)
         NBITask* pTask = nullptr;
         bool bDeferred = false;
         bool bToken = false;
-        const std::int64_t nNow = pReturned != nullptr ? PoolFigures::Now() : 0;
+        const std::int64_t nNow = PoolFigures::Now();
+        if (pReturned == nullptr) PoolFigures::ForgetReturn();
         {
             MutexGuard guard(m_pQueue->Lock());
             if (pReturned != nullptr) m_pQueue->TakeBackLocked(*pReturned, nNow);
@@ -282,6 +283,7 @@ NBITask* NBITaskMgr::Acquire(Hands hands, NBITask* pReturned)
         DeleteAll(finished);
         if (!bToken) {
             tokens.Take();
+            PoolFigures::ForgetReturn();
             MutexGuard guard(m_pQueue->Lock());
             pTask = TakeIdleLocked(hands, bDeferred);
         }

@@ -60,7 +60,7 @@ struct PoolFigures::Rest {
     std::array<Refusals, CODES + 1> m_Refused{};  // the last one is for all further codes
 };
 
-PoolFigures::PoolFigures() : m_pRest(std::make_unique<Rest>())
+PoolFigures::PoolFigures() : m_nPushed(0), m_nLeftInTick(0), m_pRest(std::make_unique<Rest>())
 {
 }
 
@@ -83,20 +83,20 @@ void PoolFigures::Leave(Worker& worker)
     (worker.m_pPrev != nullptr ? worker.m_pPrev->m_pNext : m_pRest->m_pWorkers) = worker.m_pNext;
 }
 
-void PoolFigures::Take(std::uint64_t nOrder)
+void PoolFigures::Take(const NBITask& task, std::uint64_t nOrder, bool bWorkers)
 {
-    if ((nOrder & MEASURED) != 0) {
-        m_pRest->m_Waiting.Measure(m_nNow, Between(TimeOf(nOrder), ExactNow()));
+    Worker nobody;
+    Worker& worker = bWorkers ? *t_pWorker : nobody;
+    const bool bMeasured = (nOrder & MEASURED) != 0;
+    const std::int64_t nNow = bMeasured ? ExactNow() : worker.m_nBack != 0 ? worker.m_nBack : Now();
+    const std::int64_t nWaited = Between(TimeOf(nOrder), nNow);
+    if (bMeasured) {
+        m_pRest->m_Waiting.Measure(nNow, nWaited);
     } else {
-        m_pRest->m_Waiting.See(m_nNow, Between(TimeOf(nOrder), m_nNow));
+        m_pRest->m_Waiting.See(nNow, nWaited);
     }
-}
-
-void PoolFigures::Begin(const NBITask& task, bool bMeasured)
-{
-    Worker& worker = *t_pWorker;
     worker.m_pTask = &task;
-    worker.m_nSince = bMeasured ? ExactNow() : m_nNow;
+    worker.m_nSince = nNow;
     worker.m_bMeasured = bMeasured;
 }
 
@@ -112,12 +112,17 @@ void PoolFigures::End(const NBITask& task, bool bFailed, std::int64_t nNow)
     }
     if (!bWorkers) return;
     pWorker->m_pTask = nullptr;
-    SetClock(nNow);
+    pWorker->m_nBack = nNow;
     if (pWorker->m_bMeasured) {
-        m_pRest->m_Running.Measure(m_nNow, Between(pWorker->m_nSince, ExactNow()));
+        m_pRest->m_Running.Measure(nNow, Between(pWorker->m_nSince, ExactNow()));
     } else {
-        m_pRest->m_Running.See(m_nNow, Between(pWorker->m_nSince, m_nNow));
+        m_pRest->m_Running.See(nNow, Between(pWorker->m_nSince, nNow));
     }
+}
+
+void PoolFigures::ForgetReturn()
+{
+    if (t_pWorker != nullptr) t_pWorker->m_nBack = 0;
 }
 
 void PoolFigures::Drop()

@@ -22,7 +22,7 @@ struct PoolSnapshot;
 /// exactly: all tasks of a pool that gets few, and a sample of a busy one's.
 class PoolFigures {
 public:
-    static constexpr unsigned int MEASURED_A_TICK = 16;
+    static constexpr unsigned int MEASURED_A_TICK = 16;  // at most 31
     static constexpr unsigned int MEASURED_ONE_OF = 64;
     static constexpr std::size_t CODES = 8;
 
@@ -39,6 +39,8 @@ public:
         unsigned int m_nNumber = 0;        // from 1
         const NBITask* m_pTask = nullptr;  // in its hands
         std::int64_t m_nSince = 0;
+        std::int64_t m_nBack =
+            0;  // the coarse clock when it came back, for the task that it takes at once; else 0
         bool m_bMeasured = false;
         std::uint64_t m_nFinished = 0;
     };
@@ -55,13 +57,12 @@ public:
     static std::int64_t Now() { return Read(CLOCK_MONOTONIC_COARSE); }
 
     /// A task is accepted: its place in the order, with MEASURED where its times are. Places rise strictly, also where
-    /// many tasks are pushed within one tick.
+    /// many tasks are pushed within one tick, or come to the lock in another order than they read the clock in.
     std::uint64_t Push(std::int64_t nNow)
     {
-        SetClock(nNow);
-        const bool bMeasured = IsMeasured();
+        const bool bMeasured = IsMeasured(nNow);
         ++m_nPushed;
-        const auto nTime = static_cast<std::uint64_t>(bMeasured ? ExactNow() : m_nNow);
+        const auto nTime = static_cast<std::uint64_t>(bMeasured ? ExactNow() : nNow);
         m_nLastOrder = std::max(m_nLastOrder + MARKS + 1, nTime & ~MARKS);
         return m_nLastOrder | (bMeasured ? MEASURED : 0);
     }
@@ -70,13 +71,14 @@ public:
         if (++m_nQueued > m_nMostQueued) m_nMostQueued = m_nQueued;
     }
     void LeaveQueue() { --m_nQueued; }
-    /// A queued task was taken. \p nOrder is its place, with the mark. One that is not measured is taken right after a
-    /// push or a return: the clock need not be read again.
-    void Take(std::uint64_t nOrder);
-    /// The calling thread is a worker and begins with \p task.
-    void Begin(const NBITask& task, bool bMeasured);
+    /// A queued task was taken.
+    /// \param nOrder its place, with the mark
+    /// \param bWorkers the calling thread is a worker, which begins with the task
+    void Take(const NBITask& task, std::uint64_t nOrder, bool bWorkers);
     /// Somebody, most often a worker, comes back with a task that was run.
     void End(const NBITask& task, bool bFailed, std::int64_t nNow);
+    /// It is some time since the calling thread came back with a task, if it ever did.
+    static void ForgetReturn();
 
     void Drop();
     /// A limit keeps the first queued task waiting. \p nOrder is its place.
@@ -99,15 +101,10 @@ private:
     }
     static std::int64_t ExactNow() { return Read(CLOCK_MONOTONIC); }
 
-    /// Whoever read the clock later may have come to the lock earlier.
-    void SetClock(std::int64_t nNow)
+    /// The place of the last push is no earlier than its tick's begin, and no later than its end.
+    bool IsMeasured(std::int64_t nNow)
     {
-        if (nNow <= m_nNow) return;
-        m_nNow = nNow;
-        m_nLeftInTick = MEASURED_A_TICK;
-    }
-    bool IsMeasured()
-    {
+        if (nNow > static_cast<std::int64_t>(m_nLastOrder)) m_nLeftInTick = MEASURED_A_TICK;
         if (m_nLeftInTick == 0) return m_nPushed % MEASURED_ONE_OF == 0;
         --m_nLeftInTick;
         return true;
@@ -116,12 +113,11 @@ private:
     // What every task changes is kept short, and stands between the heads of the queue's lists: pushers and workers
     // pass these bytes on between their processors with the lock, and each cache line more costs as much as all the
     // counting.
-    std::int64_t m_nNow = 0;  // the coarse clock at the last push or return
     std::uint64_t m_nLastOrder = 0;
-    std::uint64_t m_nPushed = 0;
+    std::uint64_t m_nPushed : 59;
+    std::uint64_t m_nLeftInTick : 5;  // tasks that are measured without being the 64th
     std::uint32_t m_nQueued = 0;
     std::uint32_t m_nMostQueued = 0;
-    unsigned int m_nLeftInTick = 0;  // tasks that are measured without being the 64th
     std::unique_ptr<Rest> m_pRest;
 };
 

@@ -81,8 +81,7 @@ bool TaskQueue::HandOutLocked(NBITask& task, bool bHeld)
     if (!task.m_nState.compare_exchange_strong(nIdle, nBusy, std::memory_order_acq_rel)) return false;
     UnlinkLocked(task);
     m_Others.Append(task);
-    m_Figures.Take(task.m_nOrder);
-    if (bHeld) m_Figures.Begin(task, (task.m_nOrder & PoolFigures::MEASURED) != 0);
+    m_Figures.Take(task, task.m_nOrder, bHeld);
     task.m_nOrder &= ~PoolFigures::MEASURED;
     return true;
 }

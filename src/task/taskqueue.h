@@ -103,7 +103,7 @@ private:
     void FileLocked(NBITask& task);
     void ForgetLocked(const NBITask& task);
 
-    // The order matters: a push and a hand-out touch the first three cache lines and the tokens' one.
+    // The order matters: a push and a hand-out touch the first two cache lines and the tokens' one.
     alignas(64) ACE_Thread_Mutex m_QueueLock;
     TaskList m_Idle;        // guarded by m_QueueLock
     PoolFigures m_Figures;  // guarded by m_QueueLock

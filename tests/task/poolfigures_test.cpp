@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "nbiutil/poolsnapshot.h"
-#include "support/eventually.h"
+#include "support/tasks.h"
 
 namespace NS_UTIL {
 namespace {
@@ -99,6 +99,44 @@ TEST(PoolFiguresTest, WorkersComeAndGoInAnyOrder)
     for (PoolFigures::Worker* const pWorker : {&second, &third, &first}) figures.Leave(*pWorker);
     EXPECT_EQ(SnapshotOf(figures).m_nStarted, 0U);
     EXPECT_EQ(figures.Longest(), nullptr);
+}
+
+TEST(PoolFiguresTest, TaskThatAWorkerTakesAtOnceBeginsWhenTheOneBeforeEnded)
+{
+    PoolFigures figures;
+    PoolFigures::Worker worker;
+    figures.Enter(worker);
+    AD ad;
+    const nbitest::TestTask task(ad);
+    const std::uint64_t nOrder = figures.Push(PoolFigures::Now()) & ~PoolFigures::MARKS;
+    figures.Take(task, nOrder, true);
+    const std::int64_t nEnd = worker.m_nSince - 5;  // which no clock reads any more
+    figures.End(task, false, nEnd);
+    figures.Take(task, nOrder, true);
+    EXPECT_EQ(worker.m_nSince, nEnd);
+    figures.End(task, false, nEnd);
+    PoolFigures::ForgetReturn();
+    figures.Take(task, nOrder, true);
+    EXPECT_GT(worker.m_nSince, nEnd);
+    EXPECT_EQ(SnapshotOf(figures).m_nBusy, 1U);
+    figures.End(task, false, nEnd);
+    figures.Leave(worker);
+}
+
+TEST(PoolFiguresTest, TaskThatACallerTakesIsInNoWorkersHands)
+{
+    PoolFigures figures;
+    PoolFigures::Worker worker;
+    figures.Enter(worker);
+    AD ad;
+    const nbitest::TestTask task(ad);
+    figures.Take(task, figures.Push(PoolFigures::Now()), false);
+    EXPECT_EQ(figures.Longest(), nullptr);
+    EXPECT_EQ(SnapshotOf(figures).m_Waiting.m_nMeasured, 1U);
+    figures.End(task, false, PoolFigures::Now());
+    EXPECT_EQ(SnapshotOf(figures).m_nFinished, 1U);
+    EXPECT_EQ(SnapshotOf(figures).m_Running.m_nMeasured, 0U);
+    figures.Leave(worker);
 }
 
 }  // namespace

@@ -25,8 +25,8 @@ public:
     std::uint64_t Push(std::int64_t /*nNow*/) { return ++m_nLastOrder; }
     void EnterQueue() {}
     void LeaveQueue() {}
-    void Take(std::uint64_t /*nOrder*/) {}
-    void Begin(const NBITask& /*task*/, bool /*bMeasured*/) {}
+    void Take(const NBITask& /*task*/, std::uint64_t /*nOrder*/, bool /*bWorkers*/) {}
+    static void ForgetReturn() {}
     void End(const NBITask& /*task*/, bool /*bFailed*/, std::int64_t /*nNow*/) {}
     void Drop() {}
     void Defer(std::uint64_t /*nOrder*/) {}
