@@ -1,6 +1,7 @@
 // nbi-server under load, beside a bare omniORB servant that answers the same structure, and by TLS.
 // usage: server_bench            requests per second with 1, 16 and 300 clients
 //        server_bench --logins   time of "counters", quiet and under 100 threads of wrong passwords
+//        server_bench --failover what a server that is gone costs the client whose list it stands first in
 #include <fcntl.h>
 #include <omniORB4/CORBA.h>
 #include <signal.h>
@@ -477,6 +478,58 @@ void MeasureLogins(const std::string& self)
     std::printf("ratio of the medians: %.2f\n", Percentile(tried, 50) / Percentile(quiet, 50));
 }
 
+/// Milliseconds of a whole nbi-client that asks for counters.
+double AskAsProcess(const std::string& config, const std::string& servers)
+{
+    std::vector<std::string> command{NBI_CLIENT, "--config", config, "--server", servers, "counters", "lo"};
+    std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
+    for (std::string& word : command) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    posix_spawn_file_actions_t quiet;
+    posix_spawn_file_actions_init(&quiet);
+    posix_spawn_file_actions_addopen(&quiet, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    const Clock::time_point start = Clock::now();
+    pid_t nPid = -1;
+    const int nError = posix_spawn(&nPid, arguments[0], &quiet, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&quiet);
+    int nStatus = -1;
+    if (nError != 0 || waitpid(nPid, &nStatus, 0) != nPid || nStatus != 0) {
+        throw std::runtime_error("nbi-client has no answer from " + servers);
+    }
+    return Microseconds(Clock::now() - start).count() / 1000;
+}
+
+/// With and without it in turn.
+void MeasureFailover()
+{
+    const Folder goneFolder;
+    const std::string gone = StartServer(goneFolder, false)->Address();
+    const Folder folder;
+    const std::unique_ptr<Child> pServer = StartServer(folder, false);
+    const std::string config = folder / "client.ini";
+    std::ofstream(config) << "[host]\nroot = .\nlog_stderr = no\n";
+    std::vector<double> alone;
+    std::vector<double> behind;
+    std::vector<double> more;
+    for (int i = 0; i < Rounds(200); ++i) {
+        alone.push_back(AskAsProcess(config, pServer->Address()));
+        behind.push_back(AskAsProcess(config, gone + "," + pServer->Address()));
+        more.push_back(behind.back() - alone.back());
+    }
+    std::printf(
+        "| nbi-client counters, ms, %zu rounds | median | p99 | longest |\n| --- | --- | --- | --- |\n",
+        alone.size());
+    const auto print = [](const char* pWhat, const std::vector<double>& times) {
+        std::printf("| %s | %.1f | %.1f | %.1f |\n", pWhat, Percentile(times, 50), Percentile(times, 99),
+                    Percentile(times, 100));
+    };
+    print("one server", alone);
+    print("behind one that is gone", behind);
+    print("more, of neighbouring rounds", more);
+    std::printf("ratio of the medians: %.2f\n", Percentile(behind, 50) / Percentile(alone, 50));
+}
+
 int Run(const std::string& self, const std::vector<std::string>& words)
 {
     const std::string mode = words.empty() ? "" : words[0];
@@ -484,6 +537,8 @@ int Run(const std::string& self, const std::vector<std::string>& words)
     if (mode == "--attack") return Attack(words.at(1), words.at(2));
     if (mode == "--logins") {
         MeasureLogins(self);
+    } else if (mode == "--failover") {
+        MeasureFailover();
     } else {
         CompareLoads(self);
     }

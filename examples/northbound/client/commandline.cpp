@@ -49,6 +49,8 @@ void AddGeneral(CLI::App& app, CommandLine& line)
                        "local one of the same user)"))
         ->delimiter(',')
         ->allow_extra_args(false);
+    app.add_flag("--shuffle", line.m_bShuffle,
+                 Say("Ask the servers in an order of chance, so that not all clients go to the first"));
     app.set_version_flag(
         "--version", [&line] { return VersionAnswer(line.m_Output); },
         Say("Print version, commit and how it was built"));

@@ -23,6 +23,7 @@ struct CommandLine {
     std::vector<std::string> m_Servers;  // none: the local one
     double m_Timeout = 30;               // seconds
     std::string m_ConfigFile;
+    bool m_bShuffle = false;
     std::string m_Language = "en";
     std::string m_User;
     std::string m_PasswordFile = "-";  // of a command that takes one

@@ -1,9 +1,11 @@
 /// \file
 /// nbi-client: carries out what the command line asks for.
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <random>
 #include <vector>
 
 #include "client/commandline.h"
@@ -54,6 +56,7 @@ std::vector<Endpoint> Endpoints(const CommandLine& line)
     for (const std::string& server : line.m_Servers) {
         if (!server.empty()) endpoints.push_back({server, KeyFile(server, line.m_User).Read()});
     }
+    if (line.m_bShuffle) std::shuffle(endpoints.begin(), endpoints.end(), std::random_device());
     if (!endpoints.empty()) return endpoints;
     const std::string local = LocalServer();
     return {{local, KeyFile(local, line.m_User).Read()}};

@@ -71,6 +71,19 @@ TEST_F(FailoverTest, OrderDoesNotMatter)
     } while (std::next_permutation(order.begin(), order.end()));
 }
 
+TEST_F(FailoverTest, ChanceMayDecideWhichServerIsAskedFirst)
+{
+    const std::string servers = m_Hanging.Address() + "," + m_Living.Address();
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(Ask(servers, {"counters", "lo"}).m_nExitCode, 0);
+    const std::string request = "2 counters";
+    EXPECT_FALSE(HasSeen(m_Living, request)) << "the list's order holds where nothing else is asked for";
+    ASSERT_TRUE(HasSeen(m_Hanging, request));
+    for (int i = 0; i < 60 && !HasSeen(m_Living, request); ++i) {
+        EXPECT_EQ(Ask(servers, {"--shuffle", "counters", "lo"}).m_nExitCode, 0);
+    }
+    EXPECT_TRUE(HasSeen(m_Living, request));
+}
+
 TEST_F(FailoverTest, OptionMayStandThereMoreThanOnce)
 {
     EXPECT_EQ(RunClient({"-s", m_Dead.Address(), "tasks", "--server", m_Living.Address()}).m_nExitCode, 0);

@@ -220,6 +220,8 @@ const std::vector<TextPair>& OwnTexts()
         {"the password is longer than {1} bytes", "密码超过 {1} 字节"},
         {"the password cannot be copied", "密码无法复制"},
         {"the server's public key cannot be used", "服务器的公钥无法使用"},
+        {"Ask the servers in an order of chance, so that not all clients go to the first",
+         "按随机次序询问各服务器，避免所有客户端都先找第一个"},
         {"Holds the user's password; logs in at a server that knows no session of the user",
          "存放用户密码的文件；在没有该用户会话的服务器上自动登录"},
         {"List the servers that share a book, and the orders that have not ended",
