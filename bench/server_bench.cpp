@@ -69,21 +69,29 @@ private:
     std::string m_Path;
 };
 
+/// Starts a program one of whose outputs nobody reads.
+pid_t Start(std::vector<std::string> command, int nUnread)
+{
+    std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
+    for (std::string& word : command) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    posix_spawn_file_actions_t quiet;
+    posix_spawn_file_actions_init(&quiet);
+    posix_spawn_file_actions_addopen(&quiet, nUnread, "/dev/null", O_WRONLY, 0);
+    pid_t nPid = -1;
+    const int nError = posix_spawn(&nPid, arguments[0], &quiet, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&quiet);
+    if (nError != 0) throw std::runtime_error("cannot start " + command[0]);
+    return nPid;
+}
+
 /// A child process that writes its address to a file once it serves.
 class Child {
 public:
-    Child(std::vector<std::string> command, const std::string& readyFile)
+    Child(const std::vector<std::string>& command, const std::string& readyFile)
+        : m_nPid(Start(command, STDERR_FILENO))
     {
-        std::vector<char*> arguments;
-        arguments.reserve(command.size() + 1);
-        for (std::string& word : command) arguments.push_back(word.data());
-        arguments.push_back(nullptr);
-        posix_spawn_file_actions_t quiet;
-        posix_spawn_file_actions_init(&quiet);
-        posix_spawn_file_actions_addopen(&quiet, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-        const int nError = posix_spawn(&m_nPid, arguments[0], &quiet, nullptr, arguments.data(), environ);
-        posix_spawn_file_actions_destroy(&quiet);
-        if (nError != 0) throw std::runtime_error("cannot start " + command[0]);
         for (int i = 0; i < 600 && !fs::exists(readyFile); ++i) usleep(50000);
         std::getline(std::ifstream(readyFile), m_Address);
         if (m_Address.empty()) throw std::runtime_error(command[0] + " does not serve");
@@ -109,7 +117,7 @@ public:
     void GoOn() const { kill(m_nPid, SIGCONT); }
 
 private:
-    pid_t m_nPid = -1;
+    pid_t m_nPid;
     std::string m_Address;
 };
 
@@ -481,20 +489,11 @@ void MeasureLogins(const std::string& self)
 /// Milliseconds of a whole nbi-client that asks for counters.
 double AskAsProcess(const std::string& config, const std::string& servers)
 {
-    std::vector<std::string> command{NBI_CLIENT, "--config", config, "--server", servers, "counters", "lo"};
-    std::vector<char*> arguments;
-    arguments.reserve(command.size() + 1);
-    for (std::string& word : command) arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    posix_spawn_file_actions_t quiet;
-    posix_spawn_file_actions_init(&quiet);
-    posix_spawn_file_actions_addopen(&quiet, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     const Clock::time_point start = Clock::now();
-    pid_t nPid = -1;
-    const int nError = posix_spawn(&nPid, arguments[0], &quiet, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&quiet);
+    const pid_t nPid =
+        Start({NBI_CLIENT, "--config", config, "--server", servers, "counters", "lo"}, STDOUT_FILENO);
     int nStatus = -1;
-    if (nError != 0 || waitpid(nPid, &nStatus, 0) != nPid || nStatus != 0) {
+    if (waitpid(nPid, &nStatus, 0) != nPid || nStatus != 0) {
         throw std::runtime_error("nbi-client has no answer from " + servers);
     }
     return Microseconds(Clock::now() - start).count() / 1000;

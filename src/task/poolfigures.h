@@ -39,8 +39,7 @@ public:
         unsigned int m_nNumber = 0;        // from 1
         const NBITask* m_pTask = nullptr;  // in its hands
         std::int64_t m_nSince = 0;
-        std::int64_t m_nBack =
-            0;  // the coarse clock when it came back, for the task that it takes at once; else 0
+        std::int64_t m_nBack = 0;  // when it came back, for the task that it takes at once; else 0
         bool m_bMeasured = false;
         std::uint64_t m_nFinished = 0;
     };
