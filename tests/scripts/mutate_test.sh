@@ -49,3 +49,114 @@ if scripts/mutate --check >"$SAMPLE/said"; then
     exit 1
 fi
 grep -q 'no mutant 0123456789 any more' "$SAMPLE/said"
+
+# Verdicts. The compiler leaves out calls of Nothing, one program has the source's name, and one test waits in the middle.
+cat >"$SAMPLE/src/task/sample.cpp" <<'CODE'
+void Sample(int n)
+{
+    if (n == 1) Report();
+
+    Nothing();
+
+    Seen(n);
+
+    SeenByOthers(n);
+
+    Waited(n);
+
+    Needed(n);
+
+    Unseen(n);
+}
+CODE
+mkdir "$SAMPLE/stubs"
+cat >"$SAMPLE/stubs/cmake" <<'CODE'
+#!/bin/sh
+# cmake -S TREE -B BUILD ...
+echo prepared >>"$LOG"
+mkdir -p "$4/tests/task"
+file=$2/src/task/sample.cpp
+cat >"$4/tests/task/sample_test" <<PROGRAM
+#!/bin/sh
+case \$1 in
+    --gtest_list_tests) printf 'Sample.\n  Sees\n  DISABLED_Sees\n'; exit ;;
+esac
+grep -q '[^a-z]Seen(n)' $file && grep -q 'n == 1) Report()' $file
+PROGRAM
+cat >"$4/tests/task/other_test" <<PROGRAM
+#!/bin/sh
+case \$1 in
+    --gtest_list_tests) printf 'Other.\n  Sees\n  Waits # comment\n'; exit ;;
+    *Waits)
+        grep -q 'Waited(n)' $file && exit
+        [ -e "$LOG.wait" ] || exit 1
+        touch "$LOG.waits"
+        exec sleep 100 ;;
+    *) grep -q 'SeenByOthers(n)' $file ;;
+esac
+PROGRAM
+chmod +x "$4"/tests/task/*_test
+printf '[{"file": "%s", "command": "compiler %s"}]' "$file" "$file" >"$4/compile_commands.json"
+CODE
+cat >"$SAMPLE/stubs/ninja" <<'CODE'
+#!/bin/sh
+# ninja -C BUILD ...
+grep -q 'Needed' "$2/../tree/src/task/sample.cpp"
+CODE
+cat >"$SAMPLE/stubs/compiler" <<'CODE'
+#!/bin/sh
+# compiler FILE ... -o OBJECT
+for object; do :; done
+grep -v 'Nothing\|^ *;$' "$1" >"$object"
+CODE
+chmod +x "$SAMPLE"/stubs/*
+git init -q
+git add -A
+export PATH="$SAMPLE/stubs:$PATH" LOG="$SAMPLE/log"
+
+# The mutant's place and the verdict, from the records.
+verdicts() {
+    local name place
+    scripts/mutate --list task | while read -r name place _; do
+        printf '%s %s\n' "${place##*:}" "$(cat build/mutate/results/*-"$name" 2>/dev/null || echo 'not judged')"
+    done
+}
+
+expect() {  # expect WHAT ACTUAL WANTED
+    [ "$2" = "$3" ] && return
+    diff <(printf '%s\n' "$3") <(printf '%s\n' "$2")
+    echo "$1"
+    exit 1
+}
+
+# Stopped while a test waits: what was judged before is kept, and nothing is said of the one in hand.
+touch "$LOG.wait"
+scripts/mutate task >"$LOG.said" 2>&1 &
+mutate=$!
+for ((tries = 0; tries < 600; ++tries)); do
+    [ ! -e "$LOG.waits" ] || break
+    sleep 0.1
+done
+kill "$mutate"
+wait "$mutate"
+expect "the code of one that was stopped" $? 143
+expect "verdicts before it was stopped" "$(verdicts)" '3 killed
+3 killed
+3 killed
+5 same code
+7 killed
+9 killed
+11 not judged
+13 not judged
+15 not judged'
+rm "$LOG.wait"
+sums='9 mutants: 6 killed, 1 survived, 1 did not compile, 1 are the same code; 85.7 % killed'
+said=$(scripts/mutate task)
+expect "a survivor without a reason is a failure" $? 1
+name=$(sed -n 's/^survived: \([0-9a-f]*\) .*/\1/p' <<<"$said")
+expect "what is said" "$said" "survived: $name  src/task/sample.cpp:15  Unseen(n);  ->  ;"$'\n'"$sums"
+expect "verdicts" "$(verdicts | tail -n 3)" $'11 killed\n13 does not compile\n15 survived'
+printf '%s a reason\n' "$name" >tests/mutants.txt
+expect "a survivor with a reason" "$(scripts/mutate task)" \
+    "survived, as listed: $name  src/task/sample.cpp:15  Unseen(n);  ->  ;"$'\n'"$sums"
+expect "nothing is prepared when nothing is left to judge" "$(grep -c prepared "$LOG")" 2
