@@ -1,7 +1,10 @@
 # shellcheck shell=bash
-# docs/assurance.md from what the parts of scripts/assure printed in their last runs that passed.
+# docs/assurance.md from what the parts of scripts/assure printed in their last runs that passed. A run may have been on another
+# machine: docs/assurance.txt keeps those lines of each part that the figures are made of.
 
 LAST=build/assure/last
+PAGE=docs/assurance.md
+RECORD=docs/assurance.txt
 
 # Lines "PROMISE|GATE|PARTS|FIGURES": the parts as a pattern of names, and the function that reads their output.
 ROWS="
@@ -20,7 +23,24 @@ No remark of clang's analyzer, the tests included|\`scripts/tidy --analyze-tests
 A release holds what it promises, byte for byte|\`scripts/release --check\`|release/check|release
 "
 
-# What the outputs on standard input come to, in a few words.
+# Those lines of an output on standard input that figures_of reads.
+lines_of() {
+    case $1 in
+        models) grep -E ' holds, | found$' ;;
+        schedules) grep -E '^orders:|^\[ +OK' ;;
+        faults) grep -a '^faults injected:' ;;
+        fuzz) grep '^stat::number_of_executed_units:' ;;
+        mutate) grep ' mutants: ' ;;
+        coverage) grep -E '^(lines|branches): ' ;;
+        soak) grep -E '^\[ +PASSED' | tail -n 1 ;;
+        server) grep -E '^(requests|memory):' ;;
+        cluster) grep -E '^round [0-9]+: .* killed; ' ;;
+        analyze) ;;
+        release) tail -n 1 ;;
+    esac
+}
+
+# What the lines on standard input come to, in a few words.
 figures_of() {
     case $1 in
         models)
@@ -29,40 +49,90 @@ figures_of() {
         schedules)
             awk '/^orders:/{ orders = $2 } /^\[ +OK/{ n++ } END { printf "%d scenarios, %d orders each", n, orders }' ;;
         faults)
-            grep -a '^faults injected:' | sed 's/^faults injected: *//' | tr ';' '\n' | awk '
+            sed 's/^faults injected: *//' | tr ';' '\n' | awk '
                 NF { n = $NF; $NF = ""; sub(/ +$/, ""); kinds[$0] += n; all += n; if (!($0 in seen)) { seen[$0] = 1; order[++k] = $0 } }
                 END { printf "%d faults:", all; for (i = 1; i <= k; ++i) printf "%s %s %d", (i > 1 ? "," : ""), order[i], kinds[order[i]] }' ;;
         fuzz)
-            awk '/^stat::number_of_executed_units:/{ n++; runs += $2 } END { printf "%d targets, %d inputs, nothing found", n, runs }' ;;
+            awk '{ n++; runs += $2 } END { printf "%d targets, %d inputs, nothing found", n, runs }' ;;
         mutate)
-            awk '/ mutants: /{ n += $1; killed += $3; survived += $5 }
-                END { printf "%d mutants, %.1f %% of those that compile killed, %d left with a reason", n, killed + survived ? 100 * killed / (killed + survived) : 0, survived }' ;;
+            awk '{ n += $1; killed += $3; survived += $5; same += $11 }
+                END { printf "%d folders: %d mutants, %d of them the same code; %.1f %% of the others that compile killed, %d left with a reason", NR, n, same, killed + survived ? 100 * killed / (killed + survived) : 0, survived }' ;;
         coverage)
             awk '/^lines: /{ lines = $2 } /^branches: /{ branches = $2 } END { printf "%s of the lines, %s of the branches", lines, branches }' ;;
-        soak) awk '/^\[ +PASSED/{ print $4 " tests passed" }' | tail -n 1 ;;
+        soak) awk '{ print $4 " tests passed" }' ;;
         server) awk '/^requests:/ { requests = $0 } /^memory:/ { memory = $0 } END { printf "%s; %s", requests, memory }' ;;
         cluster)
-            awk '/^round [0-9]+: .* killed; /{ n++; if ($10 > longest) longest = $10 }
+            awk '{ n++; if ($10 > longest) longest = $10 }
                 END { printf "%d servers killed, taken over within %s s where the lease is 1 s", n, longest }' ;;
         analyze) printf '0 remarks' ;;
-        release) tail -n 1 ;;
+        release) cat ;;
     esac | tr '\n' ' ' | sed 's/ *$//'
 }
 
+# From here on the record is a folder for each part, with the files "when" and "lines".
+unpack_record() {
+    local line folder=
+    [ ! -e "$RECORD" ] || while IFS= read -r line; do
+        case $line in
+            '#'*) ;;
+            '== '*)
+                line=${line#== }
+                folder=$KEPT/${line%%: *}
+                mkdir -p "$folder"
+                printf '%s\n' "${line#*: }" >"$folder/when"
+                : >"$folder/lines"
+                ;;
+            *) printf '%s\n' "$line" >>"$folder/lines" ;;
+        esac
+    done <"$RECORD"
+}
+
+# What was run on this machine replaces what the record has of an earlier day.
+take_over() {  # take_over PROMISE GATE PARTS FIGURES
+    local part folder
+    for part in "$LAST"/$3; do
+        # The build is a part, too, and has no figures.
+        if [ ! -e "$part/when" ] || [[ $part == */build ]]; then continue; fi
+        folder=$KEPT/${part#"$LAST/"}
+        if [ -e "$folder/when" ] && [[ $(cut -d , -f 1 "$part/when") < $(cut -d , -f 1 "$folder/when") ]]; then continue; fi
+        mkdir -p "$folder"
+        cp "$part/when" "$folder/when"
+        lines_of "$4" <"$part/output" >"$folder/lines"
+    done
+}
+
+assurance_record() {
+    local part
+    cat <<'END'
+# Written by scripts/assure --report: of each part when it was run last, and the lines that docs/assurance.md is made of.
+END
+    (cd "$KEPT" && find . -name when -printf '%P\n') | LC_ALL=C sort | while IFS= read -r part; do
+        part=${part%/when}
+        printf '== %s: %s\n' "$part" "$(cat "$KEPT/$part/when")"
+        cat "$KEPT/$part/lines"
+    done
+}
+
+# A row of which the record has nothing keeps what the present page says.
 row() {  # row PROMISE GATE PARTS FIGURES
-    local part parts=() when='not run'
-    # The build is a part, too, and has no figures.
-    for part in "$LAST"/$3/when; do [ ! -e "$part" ] || [[ $part == *build/when ]] || parts+=("${part%/when}"); done
+    local part parts=() when
+    for part in "$KEPT"/$3; do [ ! -e "$part/when" ] || parts+=("$part"); done
     if [ ${#parts[@]} -eq 0 ]; then
-        printf '| %s | %s | | not run |\n' "$1" "$2"
+        grep -F "| $1 |" "$PAGE" 2>/dev/null || printf '| %s | %s | | not run |\n' "$1" "$2"
         return
     fi
     when=$(cut -d ',' -f 1,2 "${parts[@]/%//when}" | sort -u | paste -sd ';' | sed 's/;/; /g')
-    printf '| %s | %s | %s | %s |\n' "$1" "$2" "$(cat "${parts[@]/%//output}" | figures_of "$4")" "$when"
+    printf '| %s | %s | %s | %s |\n' "$1" "$2" "$(cat "${parts[@]/%//lines}" | figures_of "$4")" "$when"
+}
+
+for_rows() {  # for_rows COMMAND: with a row's promise, gate, parts and figures
+    local promise gate parts figures
+    while IFS='|' read -r promise gate parts figures; do
+        [ -z "$promise" ] || "$1" "$promise" "$gate" "$parts" "$figures"
+    done <<<"$ROWS"
 }
 
 assurance_page() {
-    local promise gate parts figures
     cat <<'END'
 # How it is tested
 
@@ -74,9 +144,7 @@ What is promised, which gate holds it, and what the last long run of the gate ca
 | promise | gate | last long run | when, at which commit |
 | --- | --- | --- | --- |
 END
-    while IFS='|' read -r promise gate parts figures; do
-        [ -z "$promise" ] || row "$promise" "$gate" "$parts" "$figures"
-    done <<<"$ROWS"
+    for_rows row
     cat <<'END'
 
 Beside these, every change passes all tests as built, under AddressSanitizer with UndefinedBehaviorSanitizer and under
@@ -89,4 +157,16 @@ case. What OpenSSL's table of names and SimpleIni lose when they find no memory 
 `tests/support/singlefaults.cpp`). Orders of steps are tried at locks, semaphores and conditions; what happens between two of
 them is ThreadSanitizer's.
 END
+}
+
+# Both files as a whole or not at all: the page is read while it is written anew.
+write_report() {
+    KEPT=$(mktemp -d)
+    unpack_record
+    for_rows take_over
+    assurance_record >"$KEPT.record"
+    assurance_page >"$KEPT.page"
+    cat "$KEPT.record" >"$RECORD"
+    cat "$KEPT.page" >"$PAGE"
+    rm -r "$KEPT" "$KEPT.record" "$KEPT.page"
 }

@@ -59,6 +59,65 @@ assure --report
 page=$SAMPLE/docs/assurance.md
 expect "figures of the last run" "$(grep -c '| 2 sizes hold, 42 states; 1 wrong variants, all found | [0-9-]*, [0-9a-f]* and changes |$' "$page")" 1
 expect "what was not run" "$(grep -c '| | not run |$' "$page")" 12
+
+# Both survive where nothing was run: the record what it has figures of, the page what only it says.
+record=$SAMPLE/docs/assurance.txt
+expect "the record" "$(sed -n 's/^\(== models\/run: [0-9-]*\), .*/\1/p; 3,$p' "$record")" \
+    "== models/run: $(date -u '+%Y-%m-%d')"$'\na -DX holds, 12 states\nb -DX holds, 30 states\nc -DVARIANT=1 found'
+sed -i '/^| Years of tasks/s/| | not run/| 4 tests passed | 2020-01-01, abcdef0/' "$page"
+cp "$page" "$record" "$SAMPLE/build"
+rm -r "$SAMPLE/build/assure"
+assure --report
+expect "the page of another machine" "$(cat "$page")" "$(cat "$SAMPLE/build/assurance.md")"
+expect "the record of another machine" "$(cat "$record")" "$(cat "$SAMPLE/build/assurance.txt")"
+expect "a row without a record" "$(grep -c '^| Years of tasks .* | 4 tests passed | 2020-01-01, abcdef0 |$' "$page")" 1
+# What was run here replaces what the record has, unless that is of a later day.
+sed -i 's/30 states/31 states/' "$SAMPLE/scripts/assurance/models.sh"
+assure models >/dev/null
+sed -i '/^== models/s/: [0-9-]*/: 2000-01-01/' "$record"
+assure --report
+expect "a later run" "$(grep -c ' 43 states' "$page")" 1
+sed -i '/^== models/s/: [0-9-]*/: 3000-01-01/; s/31 states/32 states/' "$record"
+assure --report
+expect "an earlier run" "$(grep -c ' 44 states.* 3000-01-01' "$page")" 1
+# Every line that a figure is made of is kept.
+(
+    cd "$SAMPLE"
+    . scripts/assurance/report.sh
+    for figures in $(printf '%s' "$ROWS" | sed 's/.*|//' | sort -u); do
+        cat <<'END' >build/said
+said before
+a -DX holds, 12 states
+orders: 20 each
+[       OK ] Schedules.Pool (3 ms)
+faults injected: lock 2; open 3
+stat::number_of_executed_units: 40
+12 mutants: 9 killed, 1 survived, 1 did not compile, 1 are the same code; 90.0 % killed
+lines: 99.0%
+branches: 93.0%
+[  PASSED  ] 4 tests.
+requests: 5, lost: 0
+memory: 30 KB at the end
+round 1: first killed; the last takeover came after 1.5 s, the lease is 1 s
+12 promises held
+END
+        printf '%s: %s\n' "$figures" "$(lines_of "$figures" <build/said | figures_of "$figures")"
+    done
+) >"$SAMPLE/figures"
+expect "figures" "$(cat "$SAMPLE/figures")" "$(cat <<'END'
+analyze: 0 remarks
+cluster: 1 servers killed, taken over within 1.5 s where the lease is 1 s
+coverage: 99.0% of the lines, 93.0% of the branches
+faults: 5 faults: lock 2, open 3
+fuzz: 1 targets, 40 inputs, nothing found
+models: 1 sizes hold, 12 states; 0 wrong variants, all found
+mutate: 1 folders: 12 mutants, 1 of them the same code; 90.0 % of the others that compile killed, 1 left with a reason
+release: 12 promises held
+schedules: 1 scenarios, 20 orders each
+server: requests: 5, lost: 0; memory: 30 KB at the end
+soak: 4 tests passed
+END
+)"
 expect "an unknown step" "$(assure none)" "assure: there is no step none; --list names them"
 
 exit "$failures"
