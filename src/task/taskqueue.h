@@ -7,6 +7,7 @@
 #include "base/lockguard.h"
 #include "nbiutil/nbitask.h"
 #include "task/poolfigures.h"
+#include "task/queuelock.h"
 #include "task/tasklist.h"
 #include "task/worktokens.h"
 
@@ -104,7 +105,7 @@ private:
     void ForgetLocked(const NBITask& task);
 
     // The order matters: a push and a hand-out touch the first two cache lines and the tokens' one.
-    alignas(64) ACE_Thread_Mutex m_QueueLock;
+    alignas(64) QueueLock m_QueueLock;
     TaskList m_Idle;        // guarded by m_QueueLock
     PoolFigures m_Figures;  // guarded by m_QueueLock
     TaskList m_Finished;    // guarded by m_QueueLock
