@@ -1,5 +1,6 @@
 // nbi-server under load, beside a bare omniORB servant that answers the same structure, and by TLS.
 // usage: server_bench            requests per second with 1, 16 and 300 clients
+//        server_bench --growth   the same with 1 to 300 clients, as lines for plot_growth.sh
 //        server_bench --logins   time of "counters", quiet and under 100 threads of wrong passwords
 //        server_bench --failover what a server that is gone costs the client whose list it stands first in
 #include <fcntl.h>
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -23,6 +25,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "bare.hh"
@@ -342,44 +345,78 @@ void MakeCertificates(const Folder& folder)
     if (std::system(command.c_str()) != 0) throw std::runtime_error("no certificates");
 }
 
-/// One line of the table.
-void CompareLoads(int nClients, int nRequests, const Folder& folder, const Child& bare, const Child& tcp,
-                  const Child& tls)
-{
-    std::vector<Load> ofBare;
-    std::vector<Load> ofTcp;
-    std::vector<Load> ofTls;
-    for (int i = 0; i < Rounds(5); ++i) {
-        ofBare.push_back(Measure<Bare::Reader>(bare.Address(), folder, nClients, nRequests));
-        ofTcp.push_back(Measure<Northbound::Manager>(tcp.Address(), folder, nClients, nRequests));
-        ofTls.push_back(Measure<Northbound::Manager>(tls.Address(), folder, nClients, nRequests));
+/// The bare servant, the server, and the server with TLS.
+class Contestants {
+public:
+    static constexpr std::size_t COUNT = 3;
+
+    explicit Contestants(const std::string& self)
+    {
+        MakeCertificates(m_Folder);
+        const std::string ready = m_Folder / "bare.ready";
+        m_pBare = std::make_unique<Child>(std::vector<std::string>{self, "--bare", ready}, ready);
+        m_pTcp = StartServer(m_Folder, false);
+        m_pTls = StartServer(m_Folder, true);
     }
-    const Load a = Median(ofBare);
-    const Load b = Median(ofTcp);
-    const Load c = Median(ofTls);
-    std::printf("| %d | %.0f | %.0f | %.2f | %.0f | %.2f | %.2f, %.2f, %.2f ms | %lu | %lu |\n", nClients,
-                a.m_PerSecond, b.m_PerSecond, b.m_PerSecond / a.m_PerSecond, c.m_PerSecond,
-                c.m_PerSecond / b.m_PerSecond, a.m_P99 / 1000, b.m_P99 / 1000, c.m_P99 / 1000,
-                a.m_nLost + b.m_nLost + c.m_nLost, a.m_nWrong + b.m_nWrong + c.m_nWrong);
-    std::fflush(stdout);
-}
+
+    /// In turn; of each the median of the rounds.
+    std::array<Load, COUNT> Measure(int nClients, int nUsualRequests) const
+    {
+        const int nRequests = Rounds(nUsualRequests);
+        std::array<std::vector<Load>, COUNT> loads;
+        for (int i = 0; i < Rounds(5); ++i) {
+            loads[0].push_back(Of<Bare::Reader>(*m_pBare, nClients, nRequests));
+            loads[1].push_back(Of<Northbound::Manager>(*m_pTcp, nClients, nRequests));
+            loads[2].push_back(Of<Northbound::Manager>(*m_pTls, nClients, nRequests));
+        }
+        return {Median(loads[0]), Median(loads[1]), Median(loads[2])};
+    }
+
+private:
+    template <class Interface>
+    Load Of(const Child& child, int nClients, int nRequests) const
+    {
+        return ::Measure<Interface>(child.Address(), m_Folder, nClients, nRequests);
+    }
+
+    Folder m_Folder;
+    std::unique_ptr<Child> m_pBare;
+    std::unique_ptr<Child> m_pTcp;
+    std::unique_ptr<Child> m_pTls;
+};
 
 void CompareLoads(const std::string& self)
 {
-    const Folder folder;
-    MakeCertificates(folder);
-    const std::string ready = folder / "bare.ready";
-    const Child bare({self, "--bare", ready}, ready);
-    const std::unique_ptr<Child> pTcp = StartServer(folder, false);
-    const std::unique_ptr<Child> pTls = StartServer(folder, true);
+    const Contestants contestants(self);
     std::printf(
         "| clients | bare servant | nbi-server | ratio | with TLS | ratio | p99 of the three | lost | wrong "
         "|\n"
         "| --- | --- | --- | --- | --- | --- | --- | --- | --- |\n");
-    const bool bOnce = Rounds(2) == 1;
-    CompareLoads(1, bOnce ? 1 : 5000, folder, bare, *pTcp, *pTls);
-    CompareLoads(16, bOnce ? 1 : 16000, folder, bare, *pTcp, *pTls);
-    CompareLoads(300, bOnce ? 1 : 30000, folder, bare, *pTcp, *pTls);
+    for (const auto& [nClients, nRequests] : {std::pair{1, 5000}, {16, 16000}, {300, 30000}}) {
+        const auto [bare, tcp, tls] = contestants.Measure(nClients, nRequests);
+        std::printf("| %d | %.0f | %.0f | %.2f | %.0f | %.2f | %.2f, %.2f, %.2f ms | %lu | %lu |\n", nClients,
+                    bare.m_PerSecond, tcp.m_PerSecond, tcp.m_PerSecond / bare.m_PerSecond, tls.m_PerSecond,
+                    tls.m_PerSecond / tcp.m_PerSecond, bare.m_P99 / 1000, tcp.m_P99 / 1000, tls.m_P99 / 1000,
+                    bare.m_nLost + tcp.m_nLost + tls.m_nLost, bare.m_nWrong + tcp.m_nWrong + tls.m_nWrong);
+        std::fflush(stdout);
+    }
+}
+
+/// Lines "curve, contestant, x, y" for plot_growth.sh.
+void PrintGrowth(const std::string& self)
+{
+    const Contestants contestants(self);
+    constexpr std::array<const char*, Contestants::COUNT> NAMES{"bare servant", "nbi-server", "with TLS"};
+    std::printf("# server_bench --growth: requests a second\n");
+    for (const int nClients : {1, 4, 16, 64, 300}) {
+        const auto loads = contestants.Measure(nClients, std::max(5000, nClients * 100));
+        for (std::size_t i = 0; i < loads.size(); ++i) {
+            if (loads[i].m_nLost + loads[i].m_nWrong != 0)
+                throw std::runtime_error("answers were lost or wrong");
+            std::printf("clients\t%s\t%d\t%.0f\n", NAMES[i], nClients, loads[i].m_PerSecond);
+        }
+        std::fflush(stdout);
+    }
 }
 
 std::string ToHex(const unsigned char* pBytes, long nLength)
@@ -538,6 +575,8 @@ int Run(const std::string& self, const std::vector<std::string>& words)
         MeasureLogins(self);
     } else if (mode == "--failover") {
         MeasureFailover();
+    } else if (mode == "--growth") {
+        PrintGrowth(self);
     } else {
         CompareLoads(self);
     }

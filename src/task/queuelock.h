@@ -9,7 +9,7 @@ namespace NS_UTIL {
 
 /// A mutex whose waiters look again some hundred times before they sleep, on machines of more than one core. The pools hold
 /// theirs for some ten nanoseconds at a time: to sleep and to be woken costs a hundred times what is waited for, and makes
-/// an empty task of a requester and a worker on two cores cost up to twice as much (bench/pool/parts_bench.cpp).
+/// an empty task of a requester and a worker on two cores cost half as much again (bench/pool/parts_bench.cpp).
 class QueueLock : public ACE_Thread_Mutex {
 public:
     QueueLock() : ACE_Thread_Mutex(nullptr, Attributes()) {}

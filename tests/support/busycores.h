@@ -14,16 +14,17 @@
 
 namespace nbitest {
 
-/// While it lives, each core that this process may use has a process of its own that only computes, at this
+/// While it lives, each core that this process may use has processes of its own that only compute, at this
 /// process's priority. They end with this object, or with the thread that made it.
 class BusyCores {
 public:
-    BusyCores()
+    explicit BusyCores(int nPerCore = 1)
     {
         cpu_set_t cores;
         sched_getaffinity(0, sizeof cores, &cores);
         for (int nCore = 0; nCore < CPU_SETSIZE; ++nCore) {
-            if (CPU_ISSET(nCore, &cores)) m_Processes.push_back(ComputeOn(nCore));
+            if (!CPU_ISSET(nCore, &cores)) continue;
+            for (int i = 0; i < nPerCore; ++i) m_Processes.push_back(ComputeOn(nCore));
         }
     }
     ~BusyCores()
@@ -37,7 +38,7 @@ public:
     BusyCores(const BusyCores&) = delete;
     BusyCores& operator=(const BusyCores&) = delete;
 
-    /// How far the process on the calling thread's core has come. A step takes about a nanosecond.
+    /// How far a process on the calling thread's core has come. A step takes about a nanosecond.
     unsigned int StepsHere() const { return m_pSteps[sched_getcpu()]; }
 
 private:

@@ -24,7 +24,7 @@ TEST(QueueLockTest, OneThreadAtATime)
     for (int i = 0; i < THREADS; ++i) {
         threads.emplace_back([&] {
             for (int n = 0; n < TIMES; ++n) {
-                const MutexGuard guard(lock);
+                MutexGuard guard(lock);
                 ++nCount;
             }
         });
@@ -36,7 +36,7 @@ TEST(QueueLockTest, OneThreadAtATime)
 TEST(QueueLockTest, TakenIsTakenForItsOwnerToo)
 {
     QueueLock lock;
-    const MutexGuard guard(lock);
+    MutexGuard guard(lock);
     EXPECT_EQ(lock.tryacquire(), -1);
     EXPECT_EQ(errno, EBUSY);
 }

@@ -1,5 +1,5 @@
 /// \file
-/// In place of src/task/poolfigures.h: a pool that counts and measures nothing, for bench/figures_bench.cpp.
+/// In place of src/task/poolfigures.h: a pool that counts and measures nothing, for bench/pool/figures_bench.cpp.
 #pragma once
 
 #include <cstddef>

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "pool_contestants.h"
+#include "contestants.h"
 
 namespace figuresbench {
 namespace {
