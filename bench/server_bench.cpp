@@ -411,8 +411,9 @@ void PrintGrowth(const std::string& self)
     for (const int nClients : {1, 4, 16, 64, 300}) {
         const auto loads = contestants.Measure(nClients, std::max(5000, nClients * 100));
         for (std::size_t i = 0; i < loads.size(); ++i) {
-            if (loads[i].m_nLost + loads[i].m_nWrong != 0)
+            if (loads[i].m_nLost + loads[i].m_nWrong != 0) {
                 throw std::runtime_error("answers were lost or wrong");
+            }
             std::printf("clients\t%s\t%d\t%.0f\n", NAMES[i], nClients, loads[i].m_PerSecond);
         }
         std::fflush(stdout);

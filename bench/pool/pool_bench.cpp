@@ -167,8 +167,9 @@ Medians MeasureCell(const Cell& cell, int nRounds)
                 std::fprintf(stderr, "pool_bench: %s could not be measured\n", contestant.m_pName);
                 std::exit(1);
             }
-            for (std::size_t k = 0; figures && k < figures->size(); ++k)
+            for (std::size_t k = 0; figures && k < figures->size(); ++k) {
                 values[n][k].push_back((*figures)[k]);
+            }
         }
     }
     Medians medians(values.size());

@@ -21,6 +21,7 @@ TEST(QueueLockTest, OneThreadAtATime)
     QueueLock lock;
     long nCount = 0;
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int i = 0; i < THREADS; ++i) {
         threads.emplace_back([&] {
             for (int n = 0; n < TIMES; ++n) {
