@@ -190,20 +190,26 @@ double Best(const Cell& cell, const Medians& medians, std::size_t nFigure)
     return nBest;
 }
 
-/// Of one group and figure.
+/// A contestant's, over the lines of one group.
 struct Ratios {
-    const char* m_pFigure = nullptr;
     double m_nLogs = 0;
-    int m_nCells = 0;
+    int m_nLines = 0;
     double m_nLowest = std::numeric_limits<double>::max();
 
     void Add(double nRatio)
     {
         m_nLogs += std::log(nRatio);
-        ++m_nCells;
+        ++m_nLines;
         m_nLowest = std::min(m_nLowest, nRatio);
     }
-    double Mean() const { return std::exp(m_nLogs / m_nCells); }
+    double Mean() const { return std::exp(m_nLogs / m_nLines); }
+};
+
+/// Of the table: a group's figure, all contestants.
+struct Row {
+    std::string m_Group;
+    const char* m_pFigure = nullptr;
+    std::vector<Ratios> m_Ratios = std::vector<Ratios>(Contestants().size());
 };
 
 std::string NameOf(const Cell& cell)
@@ -236,32 +242,49 @@ void PrintLine(const Group& group, const Cell& cell, const Medians& medians, std
     std::fflush(stdout);
 }
 
-std::array<Ratios, 3> MeasureGroup(const Group& group, int nRounds)
+/// Adds its rows to the table.
+void MeasureGroup(const Group& group, int nRounds, std::vector<Row>& table)
 {
-    std::array<Ratios, 3> ratios;
+    const auto& names = FIGURES[static_cast<std::size_t>(group.m_Cells[0].m_Shape)];
+    const std::size_t nFirstRow = table.size();
+    for (std::size_t k = 0; k < names.size() && names[k] != nullptr; ++k)
+        table.push_back({group.m_Name, names[k]});
     for (const Cell& cell : group.m_Cells) {
         const Medians medians = MeasureCell(cell, nRounds);
-        const auto& names = FIGURES[static_cast<std::size_t>(cell.m_Shape)];
-        for (std::size_t k = 0; k < names.size() && names[k] != nullptr; ++k) {
-            const double nRatio = Best(cell, medians, k) / (*medians[0])[k];
-            PrintLine(group, cell, medians, k, nRatio);
-            ratios[k].m_pFigure = names[k];
-            ratios[k].Add(nRatio);
+        for (std::size_t k = 0; nFirstRow + k < table.size(); ++k) {
+            const double nBest = Best(cell, medians, k);
+            PrintLine(group, cell, medians, k, nBest / (*medians[0])[k]);
+            for (std::size_t n = 0; n < medians.size(); ++n) {
+                if (medians[n]) table[nFirstRow + k].m_Ratios[n].Add(nBest / (*medians[n])[k]);
+            }
         }
     }
-    return ratios;
 }
 
-void PrintTable(const std::vector<std::pair<std::string, std::array<Ratios, 3>>>& groups)
+/// Beside ours those of the peers, the best of a line being one of them: who is best at times has less than 1.00, too.
+void PrintTable(const std::vector<Row>& table)
 {
-    std::printf(
-        "\n| group | figure | ratio to the best peer | lowest of its lines |\n| --- | --- | --- | --- |\n");
-    for (const auto& [name, figures] : groups) {
-        for (const Ratios& ratios : figures) {
-            if (ratios.m_nCells == 0) continue;
-            std::printf("| %s | %s | %.2f | %.2f |\n", name.c_str(), ratios.m_pFigure, ratios.Mean(),
-                        ratios.m_nLowest);
+    std::printf("\n| group | figure | ratio to the best peer | lowest of its lines |");
+    for (std::size_t n = 1; n < Contestants().size(); ++n) {
+        if (Contestants()[n].m_bPool) std::printf(" %s |", Contestants()[n].m_pName);
+    }
+    std::printf("\n| --- | --- | --- | --- |");
+    for (std::size_t n = 1; n < Contestants().size(); ++n) {
+        if (Contestants()[n].m_bPool) std::printf(" --- |");
+    }
+    std::printf("\n");
+    for (const Row& row : table) {
+        std::printf("| %s | %s | %.2f | %.2f |", row.m_Group.c_str(), row.m_pFigure, row.m_Ratios[0].Mean(),
+                    row.m_Ratios[0].m_nLowest);
+        for (std::size_t n = 1; n < row.m_Ratios.size(); ++n) {
+            if (!Contestants()[n].m_bPool) continue;
+            if (row.m_Ratios[n].m_nLines > 0) {
+                std::printf(" %.2f |", row.m_Ratios[n].Mean());
+            } else {
+                std::printf(" |");
+            }
         }
+        std::printf("\n");
     }
 }
 
@@ -270,12 +293,11 @@ void Compare(const std::string& word, int nRounds)
     std::printf("%-22s %-18s %-12s", "group", "line, ns or bytes", "figure");
     for (const Contestant& contestant : Contestants()) std::printf(" %10s", contestant.m_pName);
     std::printf(" %6s\n", "ratio");
-    std::vector<std::pair<std::string, std::array<Ratios, 3>>> measured;
+    std::vector<Row> table;
     for (const Group& group : Groups()) {
-        if (group.m_Name.find(word) == std::string::npos) continue;
-        measured.emplace_back(group.m_Name, MeasureGroup(group, nRounds));
+        if (group.m_Name.find(word) != std::string::npos) MeasureGroup(group, nRounds, table);
     }
-    PrintTable(measured);
+    PrintTable(table);
 }
 
 // How cost grows
