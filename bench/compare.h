@@ -12,12 +12,23 @@
 
 namespace nbibench {
 
+inline double NanosecondsBy(clockid_t clock)
+{
+    timespec now{};
+    clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
+}
+
 /// Processor time of the calling thread.
 inline double CpuNanoseconds()
 {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
+    return NanosecondsBy(CLOCK_THREAD_CPUTIME_ID);
+}
+
+/// Processor time of all threads of this process.
+inline double ProcessNanoseconds()
+{
+    return NanosecondsBy(CLOCK_PROCESS_CPUTIME_ID);
 }
 
 template <class Work>

@@ -7,10 +7,10 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 #include <vector>
 
+#include "compare.h"
 #include "figures_pools.h"
 #include "rounds.h"
 
@@ -21,13 +21,6 @@ using figuresbench::Contestant;
 constexpr int TASKS = 3000;
 constexpr int TURNS = 8;  // of two pools
 constexpr double LIMIT = 1.02;
-
-double ProcessorNanoseconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
-}
 
 double ElapsedNanoseconds()
 {
@@ -42,10 +35,10 @@ struct Samples {
     void Measure(Contestant& contestant, int nMicroseconds)
     {
         const double nElapsed = ElapsedNanoseconds();
-        const double nProcessor = ProcessorNanoseconds();
+        const double nProcessor = nbibench::ProcessNanoseconds();
         contestant.PushAndWait(TASKS, nMicroseconds);
         m_Elapsed.push_back((ElapsedNanoseconds() - nElapsed) / TASKS);
-        m_Processor.push_back((ProcessorNanoseconds() - nProcessor) / TASKS);
+        m_Processor.push_back((nbibench::ProcessNanoseconds() - nProcessor) / TASKS);
     }
 };
 

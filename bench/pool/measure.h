@@ -3,7 +3,6 @@
 #pragma once
 
 #include <malloc.h>
-#include <sys/resource.h>
 
 #include <algorithm>
 #include <array>
@@ -15,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "compare.h"
 #include "contestants.h"
 #include "rounds.h"
 #include "support/busycores.h"
@@ -56,17 +56,6 @@ constexpr std::array<std::array<const char*, 3>, 6> FIGURES{{{"time", "CPU", nul
 inline double Nanoseconds(Clock::duration time)
 {
     return std::chrono::duration<double, std::nano>(time).count();
-}
-
-/// Of all threads of this process.
-inline double ProcessorNanoseconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto in = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_usec) * 1e3;
-    };
-    return in(usage.ru_utime) + in(usage.ru_stime);
 }
 
 /// Glibc's bytes in use, so blind to an allocator of a library's own, such as oneTBB's.
@@ -141,7 +130,7 @@ private:
         const int nEach = cell.m_nTasks / cell.m_nRequesters;
         Pool pool(cell.m_nWorkers);
         PushAndWait(pool, cell.m_nTasks / 10, body);
-        const double nProcessor = ProcessorNanoseconds();
+        const double nProcessor = nbibench::ProcessNanoseconds();
         const auto start = Clock::now();
         std::vector<std::thread> requesters;
         for (int i = 1; i < cell.m_nRequesters; ++i) {
@@ -150,8 +139,8 @@ private:
         PushAndWait(pool, nEach, body);
         for (std::thread& requester : requesters) requester.join();
         const double nTasks = static_cast<double>(nEach) * cell.m_nRequesters;
-        return {Nanoseconds(Clock::now() - start) / nTasks, (ProcessorNanoseconds() - nProcessor) / nTasks,
-                0};
+        return {Nanoseconds(Clock::now() - start) / nTasks,
+                (nbibench::ProcessNanoseconds() - nProcessor) / nTasks, 0};
     }
 
     static double Trip(Pool& pool)

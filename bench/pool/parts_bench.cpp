@@ -66,13 +66,6 @@ Times OneThread(NBITaskMgr& pool, NS_UTIL::DBAgent& agent)
     return times;
 }
 
-double ProcessorNanoseconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
-}
-
 /// The cores that this process was given.
 std::vector<int> Cores()
 {
@@ -99,10 +92,10 @@ double TwoThreads(poolbench::NbiPool& pool)
 {
     constexpr std::size_t TIMES = 20;  // so many that they meet seldom, as in a stream
     std::vector<poolbench::NbiPool::Handle> handles(TASKS * TIMES);
-    const double start = ProcessorNanoseconds();
+    const double start = nbibench::ProcessNanoseconds();
     for (auto& handle : handles) pool.Push(poolbench::Body{}, handle);
     for (auto& handle : handles) poolbench::NbiPool::Wait(handle);
-    return (ProcessorNanoseconds() - start) / TIMES;
+    return (nbibench::ProcessNanoseconds() - start) / TIMES;
 }
 
 double MedianOfOne(std::vector<double>& times)
