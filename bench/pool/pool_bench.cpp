@@ -247,8 +247,9 @@ void MeasureGroup(const Group& group, int nRounds, std::vector<Row>& table)
 {
     const auto& names = FIGURES[static_cast<std::size_t>(group.m_Cells[0].m_Shape)];
     const std::size_t nFirstRow = table.size();
-    for (std::size_t k = 0; k < names.size() && names[k] != nullptr; ++k)
+    for (std::size_t k = 0; k < names.size() && names[k] != nullptr; ++k) {
         table.push_back({group.m_Name, names[k]});
+    }
     for (const Cell& cell : group.m_Cells) {
         const Medians medians = MeasureCell(cell, nRounds);
         for (std::size_t k = 0; nFirstRow + k < table.size(); ++k) {
