@@ -118,6 +118,23 @@ server: requests: 5, lost: 0; memory: 30 KB at the end
 soak: 4 tests passed
 END
 )"
+# Fuzz targets share the time: the first two end only together. What one of them finds leaves the others alone.
+cp "$1/scripts/assurance/fuzz.sh" "$SAMPLE/scripts/assurance"
+printf 'JOBS=2\nbuild_fuzzers() { :; }\n' >>"$SAMPLE/scripts/lib.sh"
+programs=$SAMPLE/build/fuzz/tests/fuzz
+mkdir -p "$programs"
+for target in one two three; do
+    cat >"$programs/${target}_fuzz" <<END
+#!/bin/sh
+touch build/$target
+case $target in one) other=three ;; three) other=one ;; two) exit 1 ;; esac
+for i in \$(seq 100); do [ ! -e build/\$other ] || exit 0; sleep 0.1; done
+exit 1
+END
+    chmod +x "$programs/${target}_fuzz"
+done
+expect "targets side by side" "$(assure fuzz | grep -v 'see build')" \
+    $'== fuzz/build\n== fuzz/one\n== fuzz/three\n== fuzz/two\n3 passed, 1 failed'
 expect "an unknown step" "$(assure none)" "assure: there is no step none; --list names them"
 
 exit "$failures"
