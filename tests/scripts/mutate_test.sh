@@ -137,6 +137,7 @@ for ((tries = 0; tries < 600; ++tries)); do
     [ ! -e "$LOG.waits" ] || break
     sleep 0.1
 done
+expect "a second one" "$(scripts/mutate task 2>&1)" "mutate: another one is at work in build/mutate/"
 kill "$mutate"
 wait "$mutate"
 expect "the code of one that was stopped" $? 143
