@@ -1,10 +1,26 @@
 #include "base/filehandle.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "support/inchild.h"
 #include "support/testdirectory.h"
+
+namespace {
+
+bool g_bNoStreams = false;
+
+}  // namespace
+
+extern "C" std::FILE* fdopen(int nHandle, const char* pMode) noexcept
+{
+    if (g_bNoStreams) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return reinterpret_cast<decltype(&fdopen)>(dlsym(RTLD_NEXT, "fdopen"))(nHandle, pMode);
+}
 
 namespace NS_UTIL {
 namespace {
@@ -88,6 +104,18 @@ TEST_F(OpenFileTest, StreamReadsTheFileAboveTheStandardStreams)
         char text[10] = {};
         EXPECT_EQ(std::fread(text, 1, sizeof(text), stream.get()), 4U);
         EXPECT_STREQ(text, "text");
+    }));
+}
+
+TEST_F(OpenFileTest, FileThatBecomesNoStreamIsClosed)
+{
+    EXPECT_TRUE(PassesInChild([this] {
+        const int nFree = OpenFile(m_Path.c_str(), O_RDONLY);
+        close(nFree);
+        g_bNoStreams = true;
+        EXPECT_EQ(OpenForReading(m_Path.c_str()), nullptr);
+        EXPECT_EQ(errno, ENOMEM);
+        EXPECT_EQ(fcntl(nFree, F_GETFD), -1);
     }));
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "base/wipe.h"
+#include "support/heapwatch.h"
 
 namespace NS_UTIL {
 namespace {
@@ -45,6 +46,22 @@ TEST(WipeAtEndTest, BytesStayUntilTheScopeEndsHoweverItIsLeft)
     }
 }
 
+TEST(WipedArrayTest, BytesAreOverwrittenBeforeTheyAreFreed)
+{
+    const nbitest::HeapWatch heap;
+    {
+        const WipedArray pArray(new char[7], WipingDelete{7});
+        std::memcpy(pArray.get(), "secret", 7);
+    }
+    EXPECT_EQ(heap.Sightings("secr"), 0);
+    EXPECT_EQ(heap.Sightings("et"), 0);
+}
+
+TEST(WipedArrayTest, ArrayOfUnknownSizeIsLeftAsItIs)
+{
+    EXPECT_EQ(WipedArray().get_deleter().m_nSize, 0U);
+}
+
 TEST(MaskTextTest, EveryCharacterBecomesTheMask)
 {
     std::string text = "secret";
@@ -63,6 +80,19 @@ TEST(WipedTextTest, TextIsOverwrittenAtItsEnd)
     pText->~WipedText();
     const std::string after(reinterpret_cast<char*>(storage), sizeof(storage));
     EXPECT_EQ(after.find("secret"), std::string::npos);
+}
+
+TEST(WipedTextTest, WhatALongerTextLeftBehindAShorterOneIsOverwrittenToo)
+{
+    alignas(WipedText) unsigned char storage[sizeof(WipedText)] = {};
+    auto* const pText = new (storage) WipedText;
+    pText->m_Text = "secret";
+    pText->m_Text = "s";
+    const std::string before(reinterpret_cast<char*>(storage), sizeof(storage));
+    EXPECT_NE(before.find("cret"), std::string::npos);
+    pText->~WipedText();
+    const std::string after(reinterpret_cast<char*>(storage), sizeof(storage));
+    EXPECT_EQ(after.find("cret"), std::string::npos);
 }
 
 }  // namespace
