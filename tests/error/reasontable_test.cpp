@@ -63,6 +63,30 @@ TEST(ReasonTableTest, HoldsWhatAMapHolds)
     }
 }
 
+/// How many codes go in until the table asks for memory.
+unsigned long EnteredWithoutMemory(ReasonTable& table, unsigned long nFirst)
+{
+    const nbitest::AllocationLimit limit(0);
+    unsigned long nCode = nFirst;
+    try {
+        for (;; ++nCode) table.Set(nCode, "");
+    } catch (const std::bad_alloc&) {
+    }
+    return nCode - nFirst;
+}
+
+TEST(ReasonTableTest, GrowsToTwiceItsSizeWhenHalfOfItIsUsed)
+{
+    ReasonTable table;
+    EXPECT_EQ(EnteredWithoutMemory(table, 0), 0U);
+    unsigned long nUsed = 0;
+    for (const unsigned long nHalf : {32U, 64U, 128U}) {
+        table.Set(nUsed++, "");
+        nUsed += EnteredWithoutMemory(table, nUsed);
+        EXPECT_EQ(nUsed, nHalf);
+    }
+}
+
 TEST(ReasonTableTest, NothingIsLostWhenThereIsNoRoomToGrow)
 {
     ReasonTable table;
