@@ -255,6 +255,7 @@ TEST(ThreadContextInfoTest, GeneratedUUIDHasNoTagsAndNeedsNoRecord)
 TEST(ThreadContextInfoTest, WithoutAGeneratorTheTagsStandAlone)
 {
     if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
+    ACE_UUID_Generator::Destroy();  // another test's
     ThreadContextInfo info;
     {
         const FailingLocks failing(LockKind::MUTEX);
@@ -273,6 +274,15 @@ TEST_F(UUIDGeneratorTest, NoUUIDComesAgainAfterDestroy)
     const std::string before = ACE_UUID_Generator::Instance()->generate_uuid();
     ACE_UUID_Generator::Destroy();
     EXPECT_NE(ACE_UUID_Generator::Instance()->generate_uuid(), before);
+}
+
+TEST_F(UUIDGeneratorTest, DestroyedGeneratorIsGone)
+{
+    if (!CanFailLocks()) GTEST_SKIP() << NO_FAILING_LOCKS;
+    ACE_UUID_Generator::Instance();
+    ACE_UUID_Generator::Destroy();
+    const FailingLocks failing(LockKind::MUTEX);
+    EXPECT_EQ(ACE_UUID_Generator::Instance(), nullptr);
 }
 
 TEST_F(UUIDGeneratorTest, ALockThatFailsDoesNotStopTheGenerator)
