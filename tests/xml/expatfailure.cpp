@@ -10,6 +10,7 @@ namespace nbitest {
 namespace {
 
 bool g_bNoParser = false;
+int g_nParsersAlive = 0;
 int g_nBuffersLeft = INT_MAX;
 std::function<void()> g_Look;
 
@@ -30,6 +31,11 @@ NoExpatParser::NoExpatParser()
 NoExpatParser::~NoExpatParser()
 {
     g_bNoParser = false;
+}
+
+int ParsersAlive()
+{
+    return g_nParsersAlive;
 }
 
 NoExpatBuffer::NoExpatBuffer(int nWork)
@@ -60,8 +66,16 @@ XML_Parser XML_ParserCreate_MM(const XML_Char* pEncoding, const XML_Memory_Handl
                                const XML_Char* pSeparator)
 {
     if (nbitest::g_bNoParser) return nullptr;
-    return nbitest::Next<decltype(&XML_ParserCreate_MM)>("XML_ParserCreate_MM")(pEncoding, pMemory,
-                                                                                pSeparator);
+    XML_ParserStruct* const pParser =
+        nbitest::Next<decltype(&XML_ParserCreate_MM)>("XML_ParserCreate_MM")(pEncoding, pMemory, pSeparator);
+    if (pParser != nullptr) ++nbitest::g_nParsersAlive;
+    return pParser;
+}
+
+void XML_ParserFree(XML_Parser pParser)
+{
+    if (pParser != nullptr) --nbitest::g_nParsersAlive;
+    nbitest::Next<decltype(&XML_ParserFree)>("XML_ParserFree")(pParser);
 }
 
 void* XML_GetBuffer(XML_Parser pParser, int nLength)

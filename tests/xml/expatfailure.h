@@ -1,5 +1,5 @@
 /// \file
-/// An expat that fails: the test program has some of its functions in front of the library's.
+/// An expat that fails and is watched: the test program has some of its functions in front of the library's.
 #pragma once
 
 #include <functional>
@@ -14,6 +14,9 @@ public:
     NoExpatParser(const NoExpatParser&) = delete;
     NoExpatParser& operator=(const NoExpatParser&) = delete;
 };
+
+/// Parsers that expat gave and that were not given back.
+int ParsersAlive();
 
 /// While it lives, expat gives no room for a piece, after the first \p nWork times.
 class NoExpatBuffer {

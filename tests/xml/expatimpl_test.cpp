@@ -7,11 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "xml/expatfailure.h"
 #include "xml/xmltesting.h"
 
 namespace NSTE_util {
 namespace {
 
+using nbitest::NoExpatParser;
+using nbitest::ParsersAlive;
 using nbitest::PrintedBy;
 
 /// Notes every event, and throws at the one it is told to.
@@ -76,7 +79,9 @@ TEST(CExpatImplTest, CreatingAgainFreesTheEarlierParserAndStartsAfresh)
     NotingHandler handler;
     ASSERT_TRUE(handler.Create());
     EXPECT_FALSE(handler.ParseAll("<a"));
+    const int nAlive = ParsersAlive();
     ASSERT_TRUE(handler.Create());
+    EXPECT_EQ(ParsersAlive(), nAlive);
     EXPECT_TRUE(handler.ParseAll("<b/>"));
     EXPECT_EQ(handler.m_Events, (Events{"created", "created", "<b", ">b"}));
 }
@@ -86,10 +91,31 @@ TEST(CExpatImplTest, DestroyedParserCanBeDestroyedAgainAndMadeAnew)
     NotingHandler handler;
     handler.Destroy();
     ASSERT_TRUE(handler.Create());
+    const int nAlive = ParsersAlive();
     handler.Destroy();
     handler.Destroy();
+    EXPECT_EQ(ParsersAlive(), nAlive - 1);
     ASSERT_TRUE(handler.Create());
     EXPECT_TRUE(handler.ParseAll("<b/>"));
+}
+
+TEST(CExpatImplTest, ParserIsFreedWithItsHandler)
+{
+    const int nAlive = ParsersAlive();
+    {
+        NotingHandler handler;
+        ASSERT_TRUE(handler.Create());
+        EXPECT_EQ(ParsersAlive(), nAlive + 1);
+    }
+    EXPECT_EQ(ParsersAlive(), nAlive);
+}
+
+TEST(CExpatImplTest, WithoutAParserNothingIsCreated)
+{
+    const NoExpatParser none;
+    NotingHandler handler;
+    EXPECT_FALSE(handler.Create());
+    EXPECT_TRUE(handler.m_Events.empty());
 }
 
 TEST(CExpatImplTest, CallbackWithoutUserDataDoesNothing)

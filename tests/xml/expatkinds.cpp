@@ -16,6 +16,7 @@ namespace {
 
 int g_nHandOvers = 0;
 int g_nMostHandOvers = INT_MAX;
+int g_nEnds = 0;  // how often expat heard that the document ends
 
 }  // namespace
 
@@ -23,6 +24,7 @@ extern "C" {
 XML_Status __real_XML_ParseBuffer(XML_Parser parser, int nLength, int nFinal);
 XML_Status __wrap_XML_ParseBuffer(XML_Parser parser, int nLength, int nFinal)
 {
+    if (nFinal != 0) ++g_nEnds;
     if (++g_nHandOvers > g_nMostHandOvers) return XML_STATUS_ERROR;
     return __real_XML_ParseBuffer(parser, nLength, nFinal);
 }
@@ -111,7 +113,7 @@ protected:
     int Parse(StaticDescXMLParser& parser)
     {
         const OutputInto output(m_Output);
-        g_nHandOvers = 0;
+        g_nHandOvers = g_nEnds = 0;
         return parser.ParseFile(m_File.Path().c_str());
     }
 
@@ -240,8 +242,9 @@ TEST_F(ExpatKindTest, TextIsHandedOverPieceByPiece)
 {
     constexpr int PIECES = 100;
     Read("<r>" + std::string(PIECES * 256, 't') + "</r>");
-    EXPECT_GE(g_nHandOvers, PIECES + 1);
-    EXPECT_LE(g_nHandOvers, PIECES + 2);  // one more where expat must hear of the end
+    // Only an expat that puts tokens off must hear of the end.
+    EXPECT_EQ(g_nEnds, nbitest::RUNS_ARE_EXACT ? 0 : 1);
+    EXPECT_EQ(g_nHandOvers, PIECES + 1 + g_nEnds);
 }
 
 }  // namespace
