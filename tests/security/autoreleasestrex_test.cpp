@@ -15,6 +15,8 @@ using nbitest::LogLine;
 using nbitest::RecordingHost;
 using Lines = std::vector<LogLine>;
 
+// The heap of this program hands out blocks that hold something.
+
 std::string Payload(const AutoReleaseStrEx& bytes)
 {
     return std::string(bytes.getBuffer(), static_cast<std::size_t>(bytes.length()));
@@ -61,6 +63,7 @@ TEST_F(AutoReleaseStrExTest, LengthBelowOneEmptiesTheObject)
         m_Bytes.setBuffer("xyz", nLength);
         EXPECT_EQ(m_Bytes.getBuffer(), nullptr);
         EXPECT_EQ(m_Bytes.length(), 0);
+        EXPECT_TRUE(m_Host.Logs().empty());
     }
 }
 
