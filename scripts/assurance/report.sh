@@ -55,8 +55,8 @@ figures_of() {
         fuzz)
             awk '{ n++; runs += $2 } END { printf "%d targets, %d inputs, nothing found", n, runs }' ;;
         mutate)
-            awk '{ n += $1; killed += $3; survived += $5; same += $11 }
-                END { printf "%d folders: %d mutants, %d of them the same code; %.1f %% of the others that compile killed, %d left with a reason", NR, n, same, killed + survived ? 100 * killed / (killed + survived) : 0, survived }' ;;
+            awk -v folders="$(find src/* -maxdepth 0 -type d | wc -l)" '{ n += $1; killed += $3; survived += $5; same += $11 }
+                END { printf "%d of %d folders: %d mutants, %d of them the same code; %.1f %% of the others that compile killed, %d left with a reason", NR, folders, n, same, killed + survived ? 100 * killed / (killed + survived) : 0, survived }' ;;
         coverage)
             awk '/^lines: /{ lines = $2 } /^branches: /{ branches = $2 } END { printf "%s of the lines, %s of the branches", lines, branches }' ;;
         soak) awk '{ print $4 " tests passed" }' ;;

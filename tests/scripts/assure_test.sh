@@ -83,6 +83,7 @@ expect "an earlier run" "$(grep -c ' 44 states.* 3000-01-01' "$page")" 1
 # Every line that a figure is made of is kept.
 (
     cd "$SAMPLE"
+    mkdir -p src/one src/two
     . scripts/assurance/report.sh
     for figures in $(printf '%s' "$ROWS" | sed 's/.*|//' | sort -u); do
         cat <<'END' >build/said
@@ -111,7 +112,7 @@ coverage: 99.0% of the lines, 93.0% of the branches
 faults: 5 faults: lock 2, open 3
 fuzz: 1 targets, 40 inputs, nothing found
 models: 1 sizes hold, 12 states; 0 wrong variants, all found
-mutate: 1 folders: 12 mutants, 1 of them the same code; 90.0 % of the others that compile killed, 1 left with a reason
+mutate: 1 of 2 folders: 12 mutants, 1 of them the same code; 90.0 % of the others that compile killed, 1 left with a reason
 release: 12 promises held
 schedules: 1 scenarios, 20 orders each
 server: requests: 5, lost: 0; memory: 30 KB at the end
