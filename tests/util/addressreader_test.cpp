@@ -57,7 +57,8 @@ TEST(IpStr2LongTest, AddressFrom128OnIsNegativeAndTurnsBack)
 
 TEST(IpStr2LongTest, FewerThanFourPartsOrAnEmptyOneFailAndLeaveTheOutput)
 {
-    for (const char* pText : {"", ".", "10.0.0", "10", "10..0.1", "10.0.0. ", " .0.0.1", "1.2.3."}) {
+    for (const char* pText :
+         {"", ".", "10.0.0", "10", "10..0.1", "10.0.0. ", " .0.0.1", "1.2.3.", ".2.3.4", "0000", "999.9.9"}) {
         long nAddress = NO_ADDRESS;
         EXPECT_FALSE(IpStr2Long(pText, nAddress)) << pText;
         EXPECT_EQ(nAddress, NO_ADDRESS) << pText;
@@ -73,6 +74,7 @@ TEST(IpStr2LongTest, OneDotAtEitherEndIsSkipped)
 TEST(IpStr2LongTest, PartsAreReadInEveryBase)
 {
     EXPECT_EQ(AddressOf("0x0a.010.0.1"), 0x0A080001);
+    EXPECT_EQ(AddressOf("026.0.0.0"), 0x16000000);
 }
 
 TEST(IpStr2LongTest, PartBeyondAByteTakesMoreDigits)
@@ -86,12 +88,18 @@ TEST(IpStr2LongTest, PartThatIsNoNumberCountsAsAllOnes)
 {
     EXPECT_EQ(AddressOf("1.2.3.x"), -1);         // 010203ffffffff
     EXPECT_EQ(AddressOf("x.2.3.4"), -16645372);  // ffffffff020304
+    EXPECT_EQ(AddressOf("1.2.3.a"), -1);
 }
 
 TEST(IpStr2LongTest, FifthPartIsAppendedToo)
 {
     EXPECT_EQ(AddressOf("1.2.3.4.5"), 0x02030405);
     EXPECT_EQ(AddressOf("1.1.1.1.1.1.1.1"), 0x01010101);
+}
+
+TEST(IpStr2LongTest, SixtyFourBitsDoNotSaturate)
+{
+    EXPECT_EQ(AddressOf("255.x.1.1.1"), -16711423);  // ffffffffff010101
 }
 
 TEST(IpStr2LongTest, MoreThan64BitsSaturate)

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <cerrno>
 #include <set>
@@ -10,6 +11,7 @@
 
 #include "support/inchild.h"
 #include "support/testdirectory.h"
+#include "util/draft.h"
 
 namespace NS_UTIL {
 namespace {
@@ -192,6 +194,33 @@ TEST_F(ConfigFileTest, LongestHeldTextIsReadWhole)
     EXPECT_TRUE(ReadConfigText(m_Dir.Add("conf", text + "beyond"), held));
     EXPECT_EQ(held.m_Text, text);
     EXPECT_EQ(Edited(held.m_Text, "k", "v"), text.substr(0, text.size() - 1));
+}
+
+TEST_F(ConfigFileTest, PipeIsReadPieceByPieceUpToTheLimit)
+{
+    const std::string path = m_Dir / "pipe";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const std::string text = Lines(200000);
+    const pid_t nWriter = fork();
+    if (nWriter == 0) {
+        const int nPipe = open(path.c_str(), O_WRONLY);
+        WriteAll(nPipe, text.substr(0, 1));  // so that no later piece ends at the limit
+        WriteAll(nPipe, text.substr(1));
+        _exit(0);
+    }
+    WipedText held;
+    EXPECT_TRUE(ReadConfigText(path, held));
+    EXPECT_TRUE(held.m_Text == text.substr(0, 1024 * 1024)) << held.m_Text.size();
+    EXPECT_EQ(waitpid(nWriter, nullptr, 0), nWriter);
+}
+
+TEST_F(ConfigFileTest, ErrorOfAnEarlierCallMeansNothing)
+{
+    const std::string path = m_Dir.Add("conf", "text");
+    WipedText held;
+    errno = EINTR;
+    EXPECT_TRUE(ReadConfigText(path, held));
+    EXPECT_EQ(held.m_Text, "text");
 }
 
 TEST_F(ConfigFileTest, FileThatCannotBeReadGivesFalse)

@@ -13,6 +13,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -182,6 +184,35 @@ TEST_F(DraftTest, FolderThatMayNotBeReadIsWrittenTo)
     EXPECT_EQ(m_Dir.Text("drop/conf"), OLD);
 }
 
+TEST_F(DraftTest, FileInTheRootFolderHasItsDraftsThere)
+{
+    if (geteuid() != 0) GTEST_SKIP() << NOT_ROOT;
+    m_Dir.Add("conf", OLD);
+    m_Dir.Add("conf.nbi-draft.abcdef", OLD);
+    EXPECT_TRUE(PassesInChild([this] {
+        ASSERT_EQ(chroot(m_Dir.Path().c_str()), 0);
+        EXPECT_EQ(StoreConfigText("/conf", NEW), StoreResult::STORED);
+    }));
+    EXPECT_EQ(m_Dir.Text("conf"), NEW);
+    EXPECT_EQ(Drafts(), NameSet{});
+}
+
+TEST_F(DraftTest, ModeThatTheSystemDoesNotGiveMeansRewritingInPlace)
+{
+    if (geteuid() != 0) GTEST_SKIP() << NOT_ROOT;
+    constexpr gid_t NOT_OURS = 1234;  // the group of all that is made in this folder
+    const std::string path = m_Dir.Add("conf", OLD);
+    for (const std::string& name : {m_Dir.Path(), path}) ASSERT_EQ(chown(name.c_str(), 65534, NOT_OURS), 0);
+    ASSERT_EQ(chmod(m_Dir.Path().c_str(), 02777), 0);
+    ASSERT_EQ(chmod(path.c_str(), 02666), 0);
+    struct stat before, after;
+    ASSERT_EQ(stat(path.c_str(), &before), 0);
+    EXPECT_TRUE(PassesAsNobody([this] { EXPECT_EQ(Store(), StoreResult::STORED); }));
+    ASSERT_EQ(stat(path.c_str(), &after), 0);
+    EXPECT_EQ(before.st_ino, after.st_ino);
+    EXPECT_EQ(m_Dir.Text("conf"), NEW);
+}
+
 TEST_F(DraftTest, RefusedRenameMeansRewritingInPlace)
 {
     m_Dir.Add("conf", OLD);
@@ -189,6 +220,17 @@ TEST_F(DraftTest, RefusedRenameMeansRewritingInPlace)
     EXPECT_EQ(Store(), StoreResult::STORED);
     EXPECT_EQ(m_Dir.Text("conf"), NEW);
     EXPECT_EQ(Drafts(), NameSet{});
+}
+
+TEST_F(DraftTest, TextInPlaceThatDoesNotReachTheDiskIsNotStored)
+{
+    m_Dir.Add("conf", OLD);
+    SetFileHook([this](const FileCall& call) {
+        return Say(call) == "rename draft" ? EBUSY : Say(call) == "fsync conf" ? EIO : 0;
+    });
+    EXPECT_EQ(Store(), StoreResult::NOT_STORED);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(m_Dir.Text("conf"), OLD);
 }
 
 TEST_F(DraftTest, FileThatIsMountedByItselfIsRewrittenInPlace)
@@ -280,6 +322,26 @@ TEST_F(DraftTest, DraftThatAnotherEditIsAboutToRemoveIsMadeAnew)
     EXPECT_EQ(Store(), StoreResult::STORED);
     EXPECT_EQ(m_Dir.Text("conf"), NEW);
     EXPECT_EQ(nRefusals, -1);
+}
+
+TEST_F(DraftTest, WhereEachDraftIsTakenForAbandonedTheFileIsRewrittenInPlace)
+{
+    m_Dir.Add("conf", OLD);
+    const auto countHandles = [] {
+        const std::filesystem::directory_iterator handles("/proc/self/fd");
+        return std::distance(begin(handles), end(handles));
+    };
+    const auto nHandles = countHandles();
+    int nTries = 0;
+    SetFileHook([&](const FileCall& call) {
+        if (call.m_Name != "flock") return 0;
+        ++nTries;
+        return EWOULDBLOCK;
+    });
+    EXPECT_EQ(Store(), StoreResult::STORED);
+    EXPECT_EQ(m_Dir.Text("conf"), NEW);
+    EXPECT_EQ(nTries, 8);
+    EXPECT_EQ(countHandles(), nHandles);
 }
 
 TEST_F(DraftTest, FileSystemWithoutLocksIsWrittenToAndNothingIsRemovedThere)

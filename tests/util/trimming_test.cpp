@@ -13,17 +13,21 @@ namespace {
 
 int g_nCalls = 0;
 
-/// Takes off blanks at both ends, "<" in front and ">" behind, and the no-break space, which is two bytes.
+const std::string NO_BREAK_SPACE = "\xC2\xA0";
+const std::string EN_QUAD = "\xE2\x80\x80";  // ends in the first byte beyond ASCII
+
+/// Takes off blanks and zero bytes at both ends, "<" in front and ">" behind, and two blanks of several bytes.
 std::string TrimMuch(std::string text)
 {
-    const std::string noBreakSpace = "\xC2\xA0";
     for (std::size_t nBefore = text.size() + 1; text.size() < nBefore;) {
         nBefore = text.size();
-        text.erase(0, std::min(text.find_first_not_of(" <"), text.size()));
-        text.erase(text.find_last_not_of(" >") + 1);
-        if (text.compare(0, 2, noBreakSpace) == 0) text.erase(0, 2);
-        if (text.size() >= 2 && text.compare(text.size() - 2, 2, noBreakSpace) == 0) {
-            text.resize(text.size() - 2);
+        text.erase(0, std::min(text.find_first_not_of({" <\0", 3}), text.size()));
+        text.erase(text.find_last_not_of({" >\0", 3}) + 1);
+        for (const std::string& blank : {NO_BREAK_SPACE, EN_QUAD}) {
+            if (text.compare(0, blank.size(), blank) == 0) text.erase(0, blank.size());
+            if (text.size() < blank.size()) continue;
+            const std::size_t nLast = text.size() - blank.size();
+            if (text.compare(nLast, blank.size(), blank) == 0) text.resize(nLast);
         }
     }
     return text;
@@ -52,6 +56,7 @@ TEST(WhiteSpaceTest, IsWhatTheHostTakesOffAtEachEnd)
 {
     nbitest::ExpectEach<std::string>(
         {{"  < a b > ", "a b"}, {">a<", ">a<"}, {"\ta\n", "\ta\n"}, {"   ", ""}, {"", ""}}, Trimmed);
+    EXPECT_EQ(Trimmed({"\0a\0", 3}), "a");
 }
 
 TEST(WhiteSpaceTest, HostIsAskedOnceForAsciiTexts)
@@ -67,6 +72,7 @@ TEST(WhiteSpaceTest, ByteBeyondAsciiAtAnEndGoesToTheHost)
     nbitest::ExpectEach<std::string>(
         {{" \xC2\xA0 a", "a"}, {"a \xC2\xA0 ", "a"}, {" \xC2\xA0\xC2\xA0 ", ""}, {" \xC3\xA9 ", "\xC3\xA9"}},
         Trimmed);
+    EXPECT_EQ(Trimmed('a' + EN_QUAD), "a");
 }
 
 TEST(WhiteSpaceTest, AgreesWithTheHostOnAHundredThousandTexts)
