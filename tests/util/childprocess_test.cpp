@@ -387,7 +387,7 @@ TEST_F(ChildProcessTest, NothingElseOfTheServersReachesTheChild)
     const int nFile = open("/dev/null", O_RDONLY | O_CLOEXEC);
     for (const int nHandle : {20, 200}) ASSERT_EQ(dup2(nFile, nHandle), nHandle);  // not close-on-exec
     EXPECT_EQ(
-        StartError(m_Dir.Path(), "sh -c 'for i in 0 20 200; do test -e /proc/$$/fd/$i && touch $i; done'"),
+        StartError(m_Dir.Path(), "sh -c 'for i in 0 3 20 200; do test -e /proc/$$/fd/$i && touch $i; done'"),
         0);
     EXPECT_EQ(m_Dir.Names(), (std::set<std::string>{"0"}));
     for (const int nHandle : {nFile, 20, 200}) close(nHandle);

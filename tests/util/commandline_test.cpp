@@ -177,6 +177,14 @@ TEST_F(CommandLineTest, OptionsHold1023Characters)
     EXPECT_EQ(nSize, 1024u);
 }
 
+TEST_F(CommandLineTest, OptionsHold127Words)
+{
+    ChildOptions options;
+    options.SetCommand(Words(128));
+    EXPECT_STREQ(options.command_line_argv()[126], "x");
+    EXPECT_EQ(options.command_line_argv()[127], nullptr);
+}
+
 TEST_F(CommandLineTest, OptionsHoldADirectoryOf4096Characters)
 {
     ChildOptions options;
