@@ -2,10 +2,13 @@
 /// What the tests of the request context share.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <string>
 
 #include "nbiutil/threadcontextinfo.h"
+#include "nbiutil/threadcontextmgr.h"
 
 namespace nbitest {
 
@@ -41,5 +44,20 @@ inline NS_UTIL::ThreadContextInfo FullRecord()
     tskInfo.m_TskMgr = "manager";
     return NS_UTIL::ThreadContextInfo(44, "interface", "user", "uuid", tskInfo);
 }
+
+/// Tests of the calling thread's record; each leaves no registry behind.
+class RecordTest : public ::testing::Test {
+protected:
+    ~RecordTest() override { NS_UTIL::ThreadContextMgr::Destroy(); }
+
+    static NS_UTIL::ThreadContextInfo Get()
+    {
+        return NS_UTIL::ThreadContextMgr::Instance()->GetThreadContext();
+    }
+    static void Set(const NS_UTIL::ThreadContextInfo& info)
+    {
+        NS_UTIL::ThreadContextMgr::Instance()->SetThreadContext(info);
+    }
+};
 
 }  // namespace nbitest

@@ -19,13 +19,7 @@ using nbitest::IsWrappedUUID;
 using nbitest::LockKind;
 using nbitest::NO_FAILING_LOCKS;
 
-class TaskContextTest : public ::testing::Test {
-protected:
-    ~TaskContextTest() override { ThreadContextMgr::Destroy(); }
-
-    static ThreadContextInfo Get() { return ThreadContextMgr::Instance()->GetThreadContext(); }
-    static void Set(const ThreadContextInfo& info) { ThreadContextMgr::Instance()->SetThreadContext(info); }
-};
+class TaskContextTest : public nbitest::RecordTest {};
 
 TEST_F(TaskContextTest, AllTasksHaveTheSameRecordUntilAnotherIsSet)
 {

@@ -39,13 +39,7 @@ int OwnIdentifier()
     return static_cast<int>(static_cast<unsigned int>(pthread_self()));
 }
 
-class ThreadContextMgrTest : public ::testing::Test {
-protected:
-    ~ThreadContextMgrTest() override { ThreadContextMgr::Destroy(); }
-
-    static ThreadContextInfo Get() { return ThreadContextMgr::Instance()->GetThreadContext(); }
-    static void Set(const ThreadContextInfo& info) { ThreadContextMgr::Instance()->SetThreadContext(info); }
-};
+class ThreadContextMgrTest : public nbitest::RecordTest {};
 
 TEST_F(ThreadContextMgrTest, DestroyDoesNothingWhenTheStaticObjectLockFails)
 {
