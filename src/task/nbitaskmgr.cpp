@@ -17,6 +17,7 @@
 #include "task/processend.h"
 #include "task/taskqueue.h"
 #include "task/throw.h"
+#include "task/timeslice.h"
 #include "task/workername.h"
 
 namespace NS_UTIL {
@@ -175,6 +176,7 @@ int NBITaskMgr::svc()
     ProcessEnd::WorkerArrives();
     const EnteredWorker worker(*m_pQueue);
     NameWorker(static_cast<unsigned int>(m_nNumber), worker.Number());
+    if (!IsHugePool()) AskForShortTimeSlices();  // long tasks have time
     NBITask* pRan = nullptr;
     while (!IsStopping()) {
         NBITask* const pTask = Acquire(Hands::WORKER, pRan);
