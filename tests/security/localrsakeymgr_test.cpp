@@ -11,6 +11,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -25,6 +26,9 @@
 namespace {
 
 bool g_bErrorBehindTheKey = false;  // a generation that works leaves an error in the queue
+int g_nBitsToMake = 0;              // of the last key pair that was asked for
+
+std::string_view g_FailingCall;  // the name of one of the functions below
 
 const nbitest::RecordingHost* g_pWatchedHost = nullptr;
 std::vector<std::size_t> g_CipherCallsAtRelease;  // for each RSA object that is freed
@@ -35,13 +39,50 @@ Function* Real(Function*, const char* pName)
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, pName));
 }
 
+/// While it lives, that function of OpenSSL fails.
+class FailingCall {
+public:
+    explicit FailingCall(const char* pName) { g_FailingCall = pName; }
+    ~FailingCall() { g_FailingCall = {}; }
+    FailingCall(const FailingCall&) = delete;
+    FailingCall& operator=(const FailingCall&) = delete;
+};
+
 }  // namespace
 
 extern "C" {
 
+__attribute__((visibility("default"))) RSA* RSA_new()
+{
+    return g_FailingCall == "RSA_new" ? nullptr : Real(&RSA_new, "RSA_new")();
+}
+
+__attribute__((visibility("default"))) BIGNUM* BN_new()
+{
+    return g_FailingCall == "BN_new" ? nullptr : Real(&BN_new, "BN_new")();
+}
+
+__attribute__((visibility("default"))) int BN_set_word(BIGNUM* pNumber, BN_ULONG nValue)
+{
+    return g_FailingCall == "BN_set_word" ? 0 : Real(&BN_set_word, "BN_set_word")(pNumber, nValue);
+}
+
+__attribute__((visibility("default"))) int i2d_RSAPublicKey(const RSA* pKey, unsigned char** ppDer)
+{
+    return g_FailingCall == "i2d_RSAPublicKey" ? -1
+                                               : Real(&i2d_RSAPublicKey, "i2d_RSAPublicKey")(pKey, ppDer);
+}
+
+__attribute__((visibility("default"))) int i2d_RSAPrivateKey(const RSA* pKey, unsigned char** ppDer)
+{
+    return g_FailingCall == "i2d_RSAPrivateKey" ? -1
+                                                : Real(&i2d_RSAPrivateKey, "i2d_RSAPrivateKey")(pKey, ppDer);
+}
+
 __attribute__((visibility("default"))) int RSA_generate_key_ex(RSA* pKey, int nBits, BIGNUM* pExponent,
                                                                BN_GENCB* pProgress)
 {
+    g_nBitsToMake = nBits;
     const int nResult = Real(&RSA_generate_key_ex, "RSA_generate_key_ex")(pKey, nBits, pExponent, pProgress);
     if (g_bErrorBehindTheKey) ERR_raise(ERR_LIB_USER, ERR_R_MALLOC_FAILURE);
     return nResult;
@@ -115,6 +156,7 @@ TEST_F(LocalRsaKeyMgrTest, InitMakesA2048BitKeyWithExponent65537)
     EXPECT_EQ(m_Manager.Init(), 1);
     EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 270);
     EXPECT_EQ(RsaKey(PublicDer()).Bits(), 2048);
+    EXPECT_EQ(g_nBitsToMake, 2048) << "OpenSSL rounds an odd number down";
     EXPECT_THAT(PublicDer(), ::testing::EndsWith(std::string("\x02\x03\x01\x00\x01", 5)));
     EXPECT_EQ(m_Manager.GetLocalRsaPublicKey()[270], '\0');
     EXPECT_EQ(m_Manager.CheckLocalRsaKey(), 1);
@@ -257,6 +299,44 @@ TEST_F(LocalRsaKeyMgrTest, FailedGenerationLeavesBothKeysEmpty)
     EXPECT_EQ(m_Manager.Init(), 1) << "the next attempt finds nothing held and makes the key pair";
 }
 
+class KeyPartTest : public LocalRsaKeyMgrTest, public ::testing::WithParamInterface<const char*> {};
+INSTANTIATE_TEST_SUITE_P(Calls, KeyPartTest, ::testing::Values("RSA_new", "BN_new", "BN_set_word"));
+
+TEST_P(KeyPartTest, WithoutItNoKeyIsMade)
+{
+    {
+        const FailingCall failing(GetParam());
+        EXPECT_EQ(m_Manager.RsaKeyPairGen(), 0);
+    }
+    EXPECT_EQ(
+        m_Host.Logs(),
+        Lines{Line(121,
+                   "[LocalRsaKeyMgr::CheckLocalRsaKey] Call d2i_RSAPublicKey failed, get public rsa obj "
+                   "is null,error:, res<0>")});
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKey(), nullptr);
+    EXPECT_EQ(m_Manager.RsaKeyPairGen(), 1) << "the next attempt makes the key pair";
+}
+
+TEST_F(LocalRsaKeyMgrTest, PublicKeyThatCannotBeEncodedIsHeldAsAnEmptyText)
+{
+    const FailingCall failing("i2d_RSAPublicKey");
+    EXPECT_EQ(m_Manager.RsaKeyPairGen(), 0);
+    ASSERT_NE(m_Manager.GetLocalRsaPublicKey(), nullptr);
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 0);
+    ASSERT_EQ(m_Host.Logs().size(), 1u);
+    EXPECT_EQ(m_Host.Logs()[0].m_nLine, 203);
+}
+
+TEST_F(LocalRsaKeyMgrTest, PrivateKeyThatCannotBeEncodedIsEncipheredAsAnEmptyText)
+{
+    const FailingCall failing("i2d_RSAPrivateKey");
+    EXPECT_EQ(m_Manager.RsaKeyPairGen(), 0);
+    EXPECT_EQ(m_Host.CipherSelectors().size(), 2u);
+    EXPECT_EQ(m_Host.LastEnciphered(), "");
+    ASSERT_EQ(m_Host.Logs().size(), 1u);
+    EXPECT_EQ(m_Host.Logs()[0].m_nLine, 225);
+}
+
 TEST_F(LocalRsaKeyMgrTest, HalfAPairIsClearedAndMadeAgain)
 {
     {
@@ -268,6 +348,18 @@ TEST_F(LocalRsaKeyMgrTest, HalfAPairIsClearedAndMadeAgain)
     const std::string first = PublicDer();
     EXPECT_EQ(m_Manager.RsaKeyPairGen(), 1);
     EXPECT_NE(PublicDer(), first);
+}
+
+TEST_F(LocalRsaKeyMgrTest, HalfAPairIsClearedThoughNoneCanBeMade)
+{
+    {
+        const nbitest::AllocationLimit limit(1500);
+        EXPECT_THROW(m_Manager.RsaKeyPairGen(), std::bad_alloc);
+    }
+    const NoRandomBytes noRandomBytes;
+    EXPECT_EQ(m_Manager.RsaKeyPairGen(), 0);
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKey(), nullptr);
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 0);
 }
 
 TEST_F(LocalRsaKeyMgrTest, HalfAPairIsCheckedAsOne)

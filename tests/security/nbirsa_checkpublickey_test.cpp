@@ -48,10 +48,28 @@ std::string IntegerOf(const BIGNUM* pNumber)
     return Element('\x02', bytes);
 }
 
+std::string DerOf(const BIGNUM* pModulus, const BIGNUM* pExponent)
+{
+    return Element('\x30', IntegerOf(pModulus) + IntegerOf(pExponent));
+}
+
 std::string DerOf(const BIGNUM* pModulus, unsigned long nExponent = EXPONENT)
 {
-    return Element('\x30', IntegerOf(pModulus) + IntegerOf(NumberOf(nExponent).get()));
+    return DerOf(pModulus, NumberOf(nExponent).get());
 }
+
+/// A number of \p nBits bits: a power of two and \p nMore.
+Number PowerOfTwoAnd(int nBits, unsigned long nMore)
+{
+    Number number(BN_new());
+    BN_set_bit(number.get(), nBits - 1);
+    BN_add_word(number.get(), nMore);
+    return number;
+}
+
+// What makes numbers of their length that have no factor below 2000 and are no primes.
+constexpr unsigned long SOUND_8192 = 3;
+constexpr unsigned long SOUND_8193 = 25;
 
 class CheckPublicKeyTest : public nbitest::RsaFixture {
 protected:
@@ -153,6 +171,23 @@ TEST_F(CheckPublicKeyTest, ModulusThatTakesTooLongIsRefusedByItsSize)
         BN_rand(modulus.get(), nBits, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ODD);
         EXPECT_FALSE(RsaAlgorithm::CheckPublicKey(DerOf(modulus.get()), 2048)) << nBits;
     }
+}
+
+TEST_F(CheckPublicKeyTest, LongestModulusHas8192Bits)
+{
+    EXPECT_TRUE(RsaAlgorithm::CheckPublicKey(DerOf(PowerOfTwoAnd(8192, SOUND_8192).get()), 8192));
+    EXPECT_FALSE(RsaAlgorithm::CheckPublicKey(DerOf(PowerOfTwoAnd(8193, SOUND_8193).get()), 8192));
+}
+
+TEST_F(CheckPublicKeyTest, LongestKeyHas4096Bytes)
+{
+    const Number modulus = PowerOfTwoAnd(8192, SOUND_8192);
+    const std::string longest = DerOf(modulus.get(), PowerOfTwoAnd(8 * 3059 - 1, 1).get());
+    ASSERT_EQ(longest.size(), 4096u);
+    EXPECT_TRUE(RsaAlgorithm::CheckPublicKey(longest, 2048));
+    const std::string longer = DerOf(modulus.get(), PowerOfTwoAnd(8 * 3060 - 1, 1).get());
+    ASSERT_EQ(longer.size(), 4097u);
+    EXPECT_FALSE(RsaAlgorithm::CheckPublicKey(longer, 2048));
 }
 
 }  // namespace

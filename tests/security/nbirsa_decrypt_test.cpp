@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <openssl/err.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <memory>
@@ -28,6 +29,13 @@ public:
     GuardedArrays& operator=(const GuardedArrays&) = delete;
 
     static bool IsOn() { return t_bOn; }
+
+    /// How many there are.
+    static long Count()
+    {
+        const Table& slots = Slots();
+        return std::count_if(slots.begin(), slots.end(), [](const auto* pSlot) { return pSlot != nullptr; });
+    }
 
     static void* Make(std::size_t nSize)
     {
@@ -254,6 +262,18 @@ TEST_F(DecryptTest, InputOfEveryLengthThatIsNoWholeBlocksIsRefused)
     }
 }
 
+TEST_F(DecryptTest, InputShorterThanABlockIsRefusedByOpenSslItself)
+{
+    for (const std::size_t nBytes : {1u, 2u, 255u}) {
+        SCOPED_TRACE(nBytes);
+        m_Host.ClearLogs();
+        EXPECT_EQ(Decrypt(std::string(nBytes, '\0'), m_Private).m_nLength, -1);
+        EXPECT_EQ(m_Host.Logs(), Line(406,
+                                      "[LocalRsaKeyMgr::RSA_private_decrypt] Call RSA_public_encrypt "
+                                      "error:oaep decoding error"));
+    }
+}
+
 TEST_F(DecryptTest, RestShorterThanABlockHasAReasonOfOpenSsl)
 {
     ERR_raise(ERR_LIB_USER, ERR_R_MALLOC_FAILURE);  // somebody else's, which must not be reported
@@ -295,6 +315,18 @@ TEST_F(DecryptTest, NothingBehindTheOutputIsWritten)
     for (const std::string& in : {std::string("short"), Hex("short"), cipher + "rest"}) {
         EXPECT_EQ(LengthAfter(in), -1);
     }
+}
+
+TEST_F(DecryptTest, BlocksBeforeTheRefusedOneAreGoneWhenTheRefusalIsLogged)
+{
+    const std::string cipher = m_Key.Encrypt("plain") + std::string(256, '\0');
+    long nArrays = -1;
+    m_Host.OnLogCalls([&nArrays] { nArrays = GuardedArrays::Count(); });
+    {
+        const GuardedArrays guardedArrays;
+        EXPECT_EQ(Decrypt(cipher, m_Private).m_nLength, -1);
+    }
+    EXPECT_EQ(nArrays, 1) << "the cipher text alone";
 }
 
 TEST_F(DecryptTest, TextCutShortIsRefused)

@@ -150,6 +150,13 @@ TEST_F(RsaAlgorithmTest, PublicKeyThatDoesNotParseChangesNothing)
                                   "rsa obj is null,error:wrong tag"));
 }
 
+/// A key that is there is read, however short; what comes of a missing one is another.
+TEST_F(RsaAlgorithmTest, PublicKeyOfOneByteDoesNotParseEither)
+{
+    EXPECT_EQ(Encrypt("plain", "\x30").m_nLength, 5);
+    EXPECT_EQ(m_Host.LogsAt("nbirsa", 269).size(), 1u);
+}
+
 TEST_F(RsaAlgorithmTest, PublicKeyIsParsedBeforeTheLengthIsLookedAt)
 {
     char* pOut = nullptr;
@@ -208,6 +215,19 @@ TEST_F(RsaAlgorithmTest, SizeThatWrapsAroundToAPositiveOneIsRefusedAtTheFirstChu
     char* pOut = nullptr;
     long nLength = 215L * ((1L << 24) + 1);
     RsaAlgorithm::Encrypt(pOut, chunk.data(), nLength, m_Public.data(), static_cast<int>(m_Public.size()));
+    EXPECT_EQ(nLength, -1);
+    EXPECT_EQ(pOut, nullptr);
+    EXPECT_EQ(m_Host.LogsAt("nbirsa", 313).size(), 1u);
+}
+
+TEST_F(RsaAlgorithmTest, SizeThatWrapsAroundToOneByteIsASizeToo)
+{
+    constexpr long CHUNK = 2;
+    constexpr long BLOCKS = 799063683;  // 43 times as many are 1, and whole multiples of 2^32
+    char* pOut = nullptr;
+    long nLength = CHUNK * (BLOCKS - 1);
+    const std::string key = SmallPublicKey(43);
+    RsaAlgorithm::Encrypt(pOut, "xx", nLength, key.data(), static_cast<int>(key.size()));
     EXPECT_EQ(nLength, -1);
     EXPECT_EQ(pOut, nullptr);
     EXPECT_EQ(m_Host.LogsAt("nbirsa", 313).size(), 1u);
@@ -306,6 +326,13 @@ TEST_F(RsaEncryptByPublicKeyTest, KeyThatDoesNotParseGivesOneAndLeavesTheOutput)
     ASSERT_EQ(m_Out.setBuffer("old"), 0);
     EXPECT_EQ(RsaAlgorithm::RsaEncryptByPublicKey(m_Out, m_In, "\x02\x01\x00", 3), 1);
     EXPECT_EQ(OutText(), "old");
+    EXPECT_EQ(m_Host.LogsAt("nbirsa", 269).size(), 1u);
+}
+
+TEST_F(RsaEncryptByPublicKeyTest, KeyThatDoesNotParseGivesOneForAnEmptyPayloadToo)
+{
+    ASSERT_EQ(m_In.setBuffer("", 0), 0);
+    EXPECT_EQ(RsaAlgorithm::RsaEncryptByPublicKey(m_Out, m_In, "\x02\x01\x00", 3), 1);
     EXPECT_EQ(m_Host.LogsAt("nbirsa", 269).size(), 1u);
 }
 
