@@ -3,9 +3,9 @@
 #pragma once
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 
+#include "client/commands/inputerror.h"
 #include "client/corba/session.h"
 #include "northbound.hh"
 
@@ -17,12 +17,6 @@ enum ExitCode {
     EXIT_BAD_USAGE = 2,
     EXIT_NO_SERVER = 3,
     EXIT_INCOMPLETE = 4
-};
-
-/// What the user gave cannot be read; what() is one line that names it.
-class InputError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
 };
 
 struct Failure {

@@ -12,7 +12,7 @@
 #include <ctime>
 #include <string_view>
 
-#include "client/commands/failure.h"
+#include "client/commands/inputerror.h"
 #include "client/texts/texts.h"
 #include "shared/descriptor.h"
 

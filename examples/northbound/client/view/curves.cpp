@@ -13,6 +13,7 @@ namespace {
 
 constexpr double PAUSE = 3;  // usual intervals
 const std::string BYTES = "bytes";
+constexpr double MOST_BYTES = 18'446'744'073'709'549'568.0;  // the largest number below 2 to the power of 64
 
 double UsualInterval(const std::vector<double>& times)
 {
@@ -150,7 +151,8 @@ Curve InParts(const Curve& curve, std::size_t nParts)
 std::string AmountText(double value, const std::string& unit)
 {
     if (unit.compare(0, BYTES.size(), BYTES) == 0) {
-        return BytesText(static_cast<unsigned long long>(std::llround(value))) + unit.substr(BYTES.size());
+        const double bytes = std::min(std::round(value), MOST_BYTES);
+        return BytesText(static_cast<unsigned long long>(bytes)) + unit.substr(BYTES.size());
     }
     constexpr std::array<const char*, 7> PREFIXES = {"", "k ", "M ", "G ", "T ", "P ", "E "};
     std::size_t nPrefix = 0;

@@ -128,6 +128,8 @@ TEST(AmountTest, BytesGoBy1024AndOthersBy1000)
     EXPECT_EQ(AmountText(12345, "packets/s"), "12.35 k packets/s");
     EXPECT_EQ(AmountText(0.25, "changes/s"), "0.25 changes/s");
     EXPECT_EQ(AmountText(0, "errors/s"), "0 errors/s");
+    EXPECT_EQ(AmountText(1.2e19, "bytes"), "10.4 EiB");
+    EXPECT_EQ(AmountText(1e25, "bytes/s"), "16.0 EiB/s");  // more than a counter grows by
 }
 
 }  // namespace
