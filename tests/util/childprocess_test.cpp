@@ -254,12 +254,12 @@ TEST_F(ChildProcessTest, AnswersWhatExecvpAnswers)
 
 TEST_F(ChildProcessTest, ScriptWithoutAnInterpreterGetsItsWords)
 {
-    AddFolder("bin");
-    AddProgram("bin/bare", "echo $# $1 $2 > seen\n");
-    SetPath("/no/such:bin:/bin:/usr/bin");
+    AddFolder("scripts");
+    AddProgram("scripts/bare", "echo $# $1 $2 > seen\n");
+    SetPath("/no/such:scripts:/bin:/usr/bin");
     EXPECT_EQ(StartError(m_Dir.Path(), "bare 'a b' c"), 0);
     EXPECT_EQ(m_Dir.Text("seen"), "2 a b c\n");
-    EXPECT_EQ(StartError(m_Dir.Path(), "bin/bare x y"), 0);
+    EXPECT_EQ(StartError(m_Dir.Path(), "scripts/bare x y"), 0);
     EXPECT_EQ(m_Dir.Text("seen"), "2 x y\n");
 }
 

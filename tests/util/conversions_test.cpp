@@ -182,6 +182,13 @@ TEST(CheckAndEscapeTranformTest, DoublesEverySingleQuoteOnce)
     EXPECT_EQ(Escaped(std::string("\0'\0", 3)), std::string("\0''\0", 4));
 }
 
+TEST(CheckAndEscapeTranformTest, NothingInFrontOfTheTextIsTouched)
+{
+    // Such a text has memory of its own from the system, with none in front of it.
+    const std::string text(1 << 20, 'x');
+    EXPECT_EQ(Escaped(text), text);
+}
+
 struct Cut {
     bool m_bFound;
     std::string m_Value;
@@ -290,9 +297,13 @@ TEST(ByteToHexTest, EveryByteHasItsTwoDigits)
 
 TEST(ByteToHexTest, EveryLengthIsWrittenWhole)
 {
-    EXPECT_EQ(ByteToHex("\x01\x23\x45", 1), "01");
-    EXPECT_EQ(ByteToHex("\x01\x23\x45", 2), "0123");
-    EXPECT_EQ(ByteToHex("\x01\x23\x45", 3), "012345");
+    const std::string hex = "012345678A";
+    for (int nLength = 1; nLength <= 5; ++nLength) {
+        const std::string text = ByteToHex("\x01\x23\x45\x67\x8A\xBC", nLength);
+        const auto nDigits = 2 * static_cast<std::size_t>(nLength);
+        EXPECT_EQ(text, hex.substr(0, nDigits));
+        EXPECT_EQ(text.c_str()[nDigits], '\0') << "written over: " << nLength;
+    }
 }
 
 TEST(ByteToHexTest, NullAndLengthsBelowOneGiveNothing)

@@ -3,11 +3,13 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
+#include <spawn.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
+#include "support/heapwatch.h"
 #include "util/helpers.h"
 
 namespace {
@@ -46,6 +48,13 @@ extern "C" int gethostbyname_r(const char* pName, hostent* pEntry, char* pBuffer
     *ppFound = g_Resolver.m_bEntry ? pEntry : nullptr;
     *pError = HOST_NOT_FOUND;
     return g_Resolver.m_nResult;
+}
+
+/// In front of the system's: this program starts no other.
+extern "C" int posix_spawnp(pid_t*, const char*, const posix_spawn_file_actions_t*, const posix_spawnattr_t*,
+                            char* const[], char* const[])
+{
+    return EPERM;
 }
 
 namespace NS_UTIL {
@@ -188,6 +197,17 @@ TEST(ParserTest, SourceMayBeAnElementOfTheVector)
     pieces.shrink_to_fit();
     Parser::SplitStrByTag(pieces[0], ",", pieces);
     EXPECT_EQ(pieces, (Strings{"a,b,c", "a", "b", "c"}));
+}
+
+// The only object
+
+TEST_F(SelfUtilCommonTest, DestroyFreesTheOnlyObjectAndInstanceMakesItAgain)
+{
+    const long nBefore = nbitest::LiveAllocations();
+    SelfUtilCommon::Destroy();
+    EXPECT_EQ(nbitest::LiveAllocations(), nBefore - 1);
+    SelfUtilCommon::Instance();
+    EXPECT_EQ(nbitest::LiveAllocations(), nBefore);
 }
 
 // Maps and configuration
@@ -412,6 +432,14 @@ TEST_F(SelfUtilCommonTest, OtherNameOfTheListOperationDoesTheSame)
     Texts values;
     m_pHelpers->GetSplitNameValueMapbyTag(values, "a=1::b=2", "::");
     EXPECT_EQ(values, (Texts{{"a", "1"}, {":b", "2"}}));
+}
+
+// Processes
+
+TEST_F(SelfUtilCommonTest, SmallestErrorNumberHasItsTextToo)
+{
+    EXPECT_FALSE(Start("true"));
+    EXPECT_EQ(LogTexts(), FailedStart(EPERM));
 }
 
 // Host names

@@ -1,5 +1,6 @@
 // SplitStringByTag().
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <ostream>
 #include <string>
@@ -165,6 +166,16 @@ TEST(SplitStringByTagTest, TextMayBeAnElementOfTheOutput)
     EXPECT_TRUE(SplitStringByTag(pieces[0], pieces, ',', 0));
     EXPECT_EQ(pieces.size(), 10u);
     EXPECT_EQ(pieces.back(), "a long piece that fits no short text");
+}
+
+TEST(SplitStringByTagTest, ShortTextMayBeAnElementOfTheOutput)
+{
+    Texts pieces(100, "a,b,c");  // their characters lie in the vector itself, which has to grow
+    pieces.shrink_to_fit();
+    mallopt(M_PERTURB, 0xA5);  // what is freed is written over
+    EXPECT_TRUE(SplitStringByTag(pieces[0], pieces, ',', 0));
+    mallopt(M_PERTURB, 0);
+    EXPECT_EQ(Texts(pieces.begin() + 100, pieces.end()), (Texts{"a", "b", "c"}));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <random>
 #include <string>
+#include <string_view>
 
 #include "nbiutil/conversions.h"
 #include "support/pairs.h"
@@ -64,6 +65,15 @@ TEST(WhiteSpaceTest, HostIsAskedOnceForAsciiTexts)
     Trimmed(" a ");
     const int nBefore = g_nCalls;
     for (const char* pText : {" a ", "b", "", "  ", " x\xC2\xA0y ", "\t"}) Trimmed(pText);
+    EXPECT_EQ(g_nCalls, nBefore);
+}
+
+TEST(WhiteSpaceTest, WhatStandsBehindAnEmptyTextDoesNotCount)
+{
+    const WhiteSpace& whiteSpace = WhiteSpace::OfHost();
+    const int nBefore = g_nCalls;
+    const auto asText = [](const auto& trimmed) { return std::string(trimmed); };
+    EXPECT_EQ(whiteSpace.Trim(std::string_view(NO_BREAK_SPACE.data(), 0), asText), "");
     EXPECT_EQ(g_nCalls, nBefore);
 }
 

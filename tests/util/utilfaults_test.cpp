@@ -1,5 +1,6 @@
 // Single faults in the conversions, the helpers, child processes and packing.
 #include <ace/Process_Manager.h>
+#include <sys/wait.h>
 
 #include <list>
 #include <map>
@@ -43,15 +44,25 @@ ZipFileInterface& Packer()
 
 const std::string SECRET = "correct horse battery staple, and more";
 
+/// A process that is said to be started comes to its end, whoever waits for it.
+void ExpectMade(Faults& faults, const std::string& result)
+{
+    while (wait(nullptr) > 0) continue;
+    faults.Expect(result != "true" || faults.Folder().Has("made"), "true, and nothing was started");
+}
+
 /// Old or new, never a part of either.
 std::string EditFile(Faults& faults)
 {
     const std::string old = "a=1\nSSLPrivateKeyPasswd x\nb=2";
     const std::string path = faults.Folder().Add("server.conf", old);
     faults.KeepSecret(SECRET);
+    const std::string inCommand = "a password for the command";
+    faults.KeepSecret(inCommand);
+    const std::string prefix = "true '" + inCommand + "' ";
     SelfUtilCommon& helpers = Helpers();
     const std::string result = faults.During(
-        [&] { return helpers.modifyCorbaItemByCfg(path, "SSLPrivateKeyPasswd", SECRET, "true "); });
+        [&] { return helpers.modifyCorbaItemByCfg(path, "SSLPrivateKeyPasswd", SECRET, prefix); });
     const std::string text = ReadFile(path);
     const bool bNew = text == "a=1\n-SSLPrivateKeyPasswd " + SECRET + "\nb=2";
     faults.Expect(bNew || text == old, "the file is neither the old nor the new one");
@@ -221,15 +232,22 @@ const std::vector<Scenario> SCENARIOS = {
      [](Faults& faults) {
          SelfUtilCommon& helpers = Helpers();
          faults.KeepSecret(SECRET);
-         const std::string command = "true '" + SECRET + "'";
-         return faults.During([&] { return helpers.StartProcess("/", command, true); });
+         const std::string command = "touch made '" + SECRET + "'";
+         const std::string& folder = faults.Folder().Path();
+         const std::string result =
+             faults.During([&] { return helpers.StartProcess(folder, command, true); });
+         ExpectMade(faults, result);
+         return result;
      },
      {"false"}},
     {"SelfUtilCommon::StartProcess",
      [](Faults& faults) {
          SelfUtilCommon& helpers = Helpers();
-         const std::string result = faults.During([&] { return helpers.StartProcess("", "true", false); });
+         const std::string& folder = faults.Folder().Path();
+         const std::string result =
+             faults.During([&] { return helpers.StartProcess(folder, "touch made", false); });
          ACE_Process_Manager::instance()->wait();
+         ExpectMade(faults, result);
          return result;
      },
      {"false"}},
@@ -251,7 +269,9 @@ const std::vector<Scenario> SCENARIOS = {
     {"ZipFileInterface::ExecuteCmd",
      [](Faults& faults) {
          ZipFileInterface& packer = Packer();
-         return faults.During([&] { return packer.ExecuteCmd("/", "true"); });
+         faults.KeepSecret(SECRET);
+         const std::string command = "true '" + SECRET + "' " + LONG;
+         return faults.During([&] { return packer.ExecuteCmd("/", command); });
      },
      {"false"}},
     {"ZipFileInterface::ZipFile",
