@@ -166,6 +166,15 @@ TEST_P(ThrowingHandlerTest, ExceptionLeavesTheBufferCallToo)
 INSTANTIATE_TEST_SUITE_P(AtEachEvent, ThrowingHandlerTest,
                          ::testing::Values("<a", "<b", ">b", "text", "<c", ">a"));
 
+TEST(CExpatImplTest, NoFurtherPieceIsParsedAfterAnException)
+{
+    NotingHandler handler;
+    handler.m_ThrowAt = "<b";
+    ASSERT_TRUE(handler.Create());
+    EXPECT_THROW(handler.Parse("<a><b/>", 7, false), std::runtime_error);
+    EXPECT_FALSE(handler.Parse("</a>", 4, true));
+}
+
 TEST(CExpatImplTest, ParseAfterAnExceptionFailsAndANewParserWorks)
 {
     NotingHandler handler;

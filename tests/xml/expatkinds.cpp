@@ -16,7 +16,8 @@ namespace {
 
 int g_nHandOvers = 0;
 int g_nMostHandOvers = INT_MAX;
-int g_nEnds = 0;  // how often expat heard that the document ends
+int g_nEnds = 0;           // how often expat heard that the document ends
+std::vector<int> g_Rooms;  // that expat was asked for, in bytes
 
 }  // namespace
 
@@ -25,8 +26,15 @@ XML_Status __real_XML_ParseBuffer(XML_Parser parser, int nLength, int nFinal);
 XML_Status __wrap_XML_ParseBuffer(XML_Parser parser, int nLength, int nFinal)
 {
     if (nFinal != 0) ++g_nEnds;
-    if (++g_nHandOvers > g_nMostHandOvers) return XML_STATUS_ERROR;
+    if (++g_nHandOvers > g_nMostHandOvers) XML_StopParser(parser, XML_FALSE);
     return __real_XML_ParseBuffer(parser, nLength, nFinal);
+}
+
+void* __real_XML_GetBuffer(XML_Parser parser, int nLength);
+void* __wrap_XML_GetBuffer(XML_Parser parser, int nLength)
+{
+    g_Rooms.push_back(nLength);
+    return __real_XML_GetBuffer(parser, nLength);
 }
 }
 
@@ -114,6 +122,7 @@ protected:
     {
         const OutputInto output(m_Output);
         g_nHandOvers = g_nEnds = 0;
+        g_Rooms.clear();
         return parser.ParseFile(m_File.Path().c_str());
     }
 
@@ -139,6 +148,22 @@ TEST_F(ExpatKindTest, LongAttributeAtTheEndIsNotLost)
     EXPECT_EQ(reading.m_nResult, 0);
     EXPECT_EQ(reading.m_Lines, (Lines{"0 root", "1 a", "1 b", "1 c k=" + value}));
     EXPECT_EQ(reading.m_Printed, nbitest::POST_CREATE);
+}
+
+TEST_F(ExpatKindTest, ErrorInALongTagAtTheEndIsNotLostEither)
+{
+    const std::string text = "<r k='" + std::string(1000, 'v') + "' &>";
+    EXPECT_EQ(Read(text).m_nResult, -1);
+    ExpectAsLiterally(text);
+}
+
+TEST_F(ExpatKindTest, FailureAtTheEndThatIsNoCutIsAFailure)
+{
+    m_File.Set("<r/>");
+    g_nMostHandOvers = 1;  // the end is one more
+    StaticDescXMLParser parser;
+    // Only an expat that puts tokens off must hear of the end.
+    EXPECT_EQ(Parse(parser), nbitest::RUNS_ARE_EXACT ? 0 : -1);
 }
 
 TEST_F(ExpatKindTest, DocumentBehindACommentOfMoreThanAPieceIsNotLost)
@@ -176,7 +201,7 @@ std::string Everything(std::size_t nPadding)
     const std::string constructs =
         "<l\xC3\xA4ngerer-name attribut=\"\xE2\x82\xAC&#xE4; &amp; &e; >\n'\" zweites='x'/>"
         "]]text]]\r\n\xC3\xA4\xE2\x82\xAC\xF0\x9D\x84\x9E]\xC3\xA4]]\xE2\x82\xAC]\xF0\x9D\x84\x9E]]]]end"
-        "&lt;&e;&#228;<!-- a <comment/> -- of its own -->\r\r"
+        "&lt;&e;&#228;<!-- a <comment/> - of its own -->\r\r"
         "<?target some <data/> ?><![CDATA[a]b]]c]]\r\n]\xE2\x82\xAC]]x>]]><n></n>";
     std::string runs;
     for (int i = 0; i < 40; ++i) runs += "a long run of \xC3\xA4\xE2\x82\xAC\xF0\x9D\x84\x9E]] text ";
@@ -188,6 +213,7 @@ class PaddedDocumentTest : public ExpatKindTest, public ::testing::WithParamInte
 
 TEST_P(PaddedDocumentTest, PiecesMayEndInsideEverything)
 {
+    ASSERT_EQ(Read(Everything(GetParam())).m_nResult, 0) << "nobody reads what stands behind an error";
     for (std::size_t nShift = 0; nShift < 256; ++nShift) {
         ASSERT_NO_FATAL_FAILURE(ExpectAsLiterally(Everything(GetParam() + nShift)));
     }
@@ -245,6 +271,23 @@ TEST_F(ExpatKindTest, TextIsHandedOverPieceByPiece)
     // Only an expat that puts tokens off must hear of the end.
     EXPECT_EQ(g_nEnds, nbitest::RUNS_ARE_EXACT ? 0 : 1);
     EXPECT_EQ(g_nHandOvers, PIECES + 1 + g_nEnds);
+}
+
+TEST_F(ExpatKindTest, FileOfWholePiecesIsHandedOverOnceEachAndThenItsEnd)
+{
+    constexpr int PIECES = 2;
+    Read("<r>" + std::string(PIECES * 256 - 7, 't') + "</r>");
+    EXPECT_EQ(g_nEnds, 1);
+    EXPECT_EQ(g_nHandOvers, PIECES + 1);
+}
+
+TEST_F(ExpatKindTest, TokenOfFourPiecesAndMoreIsGivenAsMuchAgainAsThereIsOfIt)
+{
+    const std::string comment = "<!--" + std::string(5000, 'c') + "--><r/>";
+    Read(comment);
+    EXPECT_EQ(g_Rooms, (std::vector<int>{256, 256, 256, 256, 1024, 2048, 4096}));
+    Read("\n" + comment);
+    EXPECT_EQ(g_Rooms, (std::vector<int>{256, 256, 256, 256, 256, 1024, 2048, 4096}));
 }
 
 }  // namespace

@@ -182,6 +182,13 @@ TEST_F(IntListTest, TokenOfOverAThousandCharactersIsTakenWhole)
     EXPECT_EQ(List(("[" + std::string(1500, '0') + "42]").c_str()), (Numbers{42}));
 }
 
+TEST_F(IntListTest, TokensMayHoldTheFirstAndTheLastOfLettersAndDigits)
+{
+    const std::string name = "_azAZ09_";
+    m_pMgr->AddMacorValue(name, 77);
+    EXPECT_EQ(List(("[" + name + "]").c_str()), (Numbers{77}));
+}
+
 TEST_F(IntListTest, NestingListOfListsMacroAndNumber)
 {
     EXPECT_EQ(Nesting("{[1,2];[5-7];MAX;9}"), (Lists{{1, 2}, {5, 6, 7}, {64}, {9}}));

@@ -1,11 +1,16 @@
 // Why files could not be parsed, as values beside the printed lines.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <new>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "nbiutil/sdxmlinterpreter.h"
+#include "support/heapwatch.h"
+#include "support/testdirectory.h"
 #include "xml/interpretertesting.h"
 
 namespace NS_UTIL {
@@ -103,6 +108,33 @@ TEST_F(ParseFailureTest, ListOfAnInterpretersOwnCallGetsItsFailures)
     EXPECT_EQ(Parse(m_Folder.Add("a.xml", "<a/>")), 0);
     EXPECT_EQ(inner, (Failures{{bad, 1, "mismatched tag"}}));
     EXPECT_EQ(m_Failures, (Failures{{bad, 1, "mismatched tag"}}));
+}
+
+TEST_F(ParseFailureTest, LineIsPrintedThoughThereIsNoMemoryForTheEntry)
+{
+    constexpr int LIMIT = 64;
+    constexpr std::size_t MOST = 16;  // less than an entry's texts take
+    const std::string path = m_Folder.Add("a.xml", "<a/>");
+    const std::string other = m_Folder.Add("another.xml", "<a/>");
+    int nDepth = 1;
+    const auto Refuse = [&](const std::string& what) {
+        const nbitest::AllocationLimit limit(MOST);
+        EXPECT_THROW(Mgr().ParseXMLFile(what.c_str(), m_Failures), std::bad_alloc);
+    };
+    Mgr().RegisterInterpreter("a.xml", new CallingInterpreter([&] { Refuse(path); }));
+    EXPECT_EQ(PrintedWithoutList(path),
+              nbitest::POST_CREATE + ("[ParseXMLFile] File " + path + " is being parsed already\n"));
+    Mgr().Clear();
+    Mgr().RegisterInterpreter("a.xml", new CallingInterpreter([&] {
+                                  if (nDepth == LIMIT) return Refuse(other);
+                                  const std::string folder = m_Folder / std::to_string(++nDepth);
+                                  std::filesystem::create_directory(folder);
+                                  nbitest::WriteFile(folder + "/a.xml", "<a/>");
+                                  Mgr().ParseXMLFile((folder + "/a.xml").c_str());
+                              }));
+    EXPECT_THAT(PrintedWithoutList(path),
+                ::testing::EndsWith("[ParseXMLFile] includes nested too deep: " + other + "\n"));
+    EXPECT_TRUE(m_Failures.empty());
 }
 
 TEST_F(ParseFailureTest, PrintsWhatItPrintsWithoutAList)

@@ -220,12 +220,17 @@ TEST_F(StaticDescXMLParserTest, NegativeLengthMeansAZeroTerminatedText)
     }
 }
 
+TEST_F(StaticDescXMLParserTest, ZeroTerminatedTextIsParsedToItsEndToo)
+{
+    PrintedBy([&] { EXPECT_FALSE(m_Parser.ParseText("<r><a/>", ULONG_MAX)); });
+}
+
 TEST_F(StaticDescXMLParserTest, OnlyTheLow32BitsOfALengthCount)
 {
     const char text[] = "<r/><";
     PrintedBy([&] { EXPECT_TRUE(m_Parser.ParseText(text, 0x100000004UL)); });
     StaticDescXMLParser other;
-    PrintedBy([&] { EXPECT_FALSE(other.ParseText(text, 0x100000000UL)); });
+    PrintedBy([&] { EXPECT_FALSE(other.ParseText("<r/>", 0x100000000UL)); });
 }
 
 TEST_F(StaticDescXMLParserTest, ErrorIsPrintedWithoutAPlaceWhenNoFileIsKnown)
@@ -311,6 +316,24 @@ TEST_F(StaticDescXMLParserTest, EveryAllocationThatFailsThrowsBadAllocAndLeaksNo
     while (!ParsesWith(nAllocations, text)) ++nAllocations;
     // Arrays of items (2), items (3), their texts (9), elements (3), nodes (3), lists (2), a long name, open elements (3).
     EXPECT_EQ(nAllocations, 26);
+}
+
+TEST_F(StaticDescXMLParserTest, ArraysOfTheTreeAreNoLongerThanWhatTheyHold)
+{
+    const Silence silence;
+    const std::string value(5000, 'v');
+    const std::string oneLongValue = "<r k='" + value + "'/>";
+    {
+        const nbitest::AllocationLimit limit(value.size() + 1);
+        EXPECT_TRUE(m_Parser.ParseText(oneLongValue.data(), oneLongValue.size()));
+    }
+    constexpr std::size_t ITEMS = 1000;
+    std::string manyItems = "<r";
+    for (std::size_t i = 0; i < ITEMS; ++i) manyItems += " a" + std::to_string(i) + "=''";
+    manyItems += "/>";
+    StaticDescXMLParser other;
+    const nbitest::AllocationLimit limit((ITEMS + 1) * sizeof(XMLItem*));
+    EXPECT_TRUE(other.ParseText(manyItems.data(), manyItems.size()));
 }
 
 class StaticDescXMLParserLengthTest : public ::testing::Test {
