@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "nbihost/recordinghost.h"
+#include "support/heapwatch.h"
 
 namespace NS_UTIL {
 namespace {
@@ -88,6 +89,27 @@ TEST_F(AutoReleaseStrExTest, AdoptTakesTheArrayOver)
     EXPECT_EQ(Payload(m_Bytes), "hi");
     m_Bytes.Adopt(nullptr, 5);
     EXPECT_EQ(m_Bytes.length(), 0);
+}
+
+TEST_F(AutoReleaseStrExTest, ArraysAreNoLongerThanPayloadAndZeroByteOrTheRoomForTwoDigits)
+{
+    const std::string bytes(100, 'x');
+    {
+        const nbitest::AllocationLimit limit(101);
+        Hold(bytes);
+    }
+    EXPECT_EQ(Payload(m_Bytes), bytes);
+    {
+        const nbitest::AllocationLimit limit(201);
+        m_Bytes.toHex();
+    }
+    EXPECT_EQ(m_Bytes.length(), 200);
+    Hold("x");
+    {
+        const nbitest::AllocationLimit limit(8);
+        m_Bytes.toHex();
+    }
+    EXPECT_EQ(m_Bytes.length(), 2);
 }
 
 // toHex

@@ -350,6 +350,14 @@ TEST_F(LocalRsaKeyMgrTest, HalfAPairIsClearedAndMadeAgain)
     EXPECT_NE(PublicDer(), first);
 }
 
+TEST_F(LocalRsaKeyMgrTest, PublicKeyTakesItsLengthAndAZeroByte)
+{
+    const nbitest::AllocationLimit limit(271);  // the private one has no room then
+    EXPECT_THROW(m_Manager.RsaKeyPairGen(), std::bad_alloc);
+    EXPECT_NE(m_Manager.GetLocalRsaPublicKey(), nullptr);
+    EXPECT_EQ(m_Manager.GetLocalRsaPublicKeyLen(), 270);
+}
+
 TEST_F(LocalRsaKeyMgrTest, HalfAPairIsClearedThoughNoneCanBeMade)
 {
     {
