@@ -12,6 +12,7 @@
 
 #include "nbihost/recordinghost.h"
 #include "nbiutil/threadcontextmgr.h"
+#include "support/heapwatch.h"
 #include "support/lockfailure.h"
 
 namespace NS_UTIL {
@@ -425,6 +426,15 @@ TEST_F(HugeTaskMgrTest, BookIsKeptWhenItsLockFails)
     EXPECT_TRUE(withFailingLock([&] { mgr.RemoveHTskInfo(task); }));
     EXPECT_EQ(mgr.GetHTskNum(), 0u);
     EXPECT_EQ(Copy(), (Book{{"managerb", {}}}));
+}
+
+TEST_F(HugeTaskMgrTest, TaskThatFindsNoMemoryIsNotCounted)
+{
+    const ThreadContextInfo task = Task("a", std::string(40, '1'));
+    HugeTaskMgr& mgr = Mgr();
+    nbitest::FailEachAllocation([&] { mgr.SetHTskInfo(task); },
+                                [&] { EXPECT_EQ(mgr.GetHTskNum(), Copy()["managera"].size()); });
+    EXPECT_EQ(mgr.GetHTskNum(), 1u);
 }
 
 TEST_F(HugeTaskMgrTest, TotalIsGivenWhenTheLockFails)

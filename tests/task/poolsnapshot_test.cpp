@@ -226,6 +226,14 @@ TEST_F(PoolSnapshotTest, DroppedTaskIsCountedBeforeItIsDeleted)
     EXPECT_EQ(nDropped, 1U);
 }
 
+TEST_F(PoolSnapshotTest, Pool2HasRefusedNothingAtFirst)
+{
+    UseThreads(1);
+    NBITaskMgr::GetTaskMgr(POOL_2);
+    EXPECT_EQ(TakePoolSnapshot(POOL_2).m_Refused, Refused{});
+    EndPool2();
+}
+
 TEST_F(PoolSnapshotTest, Pool2TellsItsBookAndWhatItsLimitsRefused)
 {
     UseThreads(1);
@@ -235,6 +243,10 @@ TEST_F(PoolSnapshotTest, Pool2TellsItsBookAndWhatItsLimitsRefused)
     const auto push = [this] { TaskPoolMgr::PushTask(TestAgent(), new TestTask(m_Descriptor), POOL_2); };
     EXPECT_EQ(RaisedBy(push).m_nCode, ErrCode::HUGE_TASK_LIMIT);
     EXPECT_EQ(TakePoolSnapshot(POOL_2).m_nWorkers, 0U) << "a refused push makes no pool";
+    NBITaskMgr::GetTaskMgr(POOL_2);
+    EXPECT_EQ(TakePoolSnapshot(POOL_2).m_nRefusedOverall, 1U);
+    EXPECT_EQ(TakePoolSnapshot(POOL_2).m_nRefusedOfKind, 0U);
+    EXPECT_EQ(TakePoolSnapshot(POOL_2).m_Refused, (Refused{{ErrCode::HUGE_TASK_LIMIT, 1}}));
     TaskPoolMgr::Init(10);
     HugeFigures limited = LONG_RUNNING;
     limited.m_nNumber = 1;
@@ -242,7 +254,6 @@ TEST_F(PoolSnapshotTest, Pool2TellsItsBookAndWhatItsLimitsRefused)
     Enter("tasks:limited", "a");
     Enter("tasks:limited", "b");
     EXPECT_EQ(RaisedBy(push).m_nCode, ErrCode::HUGE_TASK_LIMIT);
-    NBITaskMgr::GetTaskMgr(POOL_2);
     const PoolSnapshot snapshot = TakePoolSnapshot(POOL_2);
     EXPECT_EQ(snapshot.m_nInBook, 3U);
     EXPECT_EQ(snapshot.m_nBookLimit, 10U);

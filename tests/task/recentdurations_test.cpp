@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <random>
@@ -21,6 +22,12 @@ TEST(RecentDurationsTest, WithoutAnyAllFiguresAreZero)
     EXPECT_EQ(durations.Longest(LATER), 0);
     EXPECT_EQ(durations.Measured(), 0U);
     EXPECT_EQ(durations.Sum(), 0);
+}
+
+TEST(RecentDurationsTest, NothingIsLongOnASystemThatHasJustBegun)
+{
+    RecentDurations durations;
+    EXPECT_EQ(durations.Longest(10), 0);
 }
 
 TEST(RecentDurationsTest, BucketsFollowEachOtherWithoutAGapAndAreAtMostATenthWide)
@@ -79,6 +86,27 @@ TEST(RecentDurationsTest, WhatIsKnownRoughlyCountsForTheLongestAlone)
     EXPECT_EQ(durations.Measured(), 1U);
 }
 
+TEST(RecentDurationsTest, OneNanosecondKnownRoughlyIsTheLongestOfNone)
+{
+    RecentDurations durations;
+    durations.See(LATER, 1);
+    EXPECT_EQ(durations.Longest(LATER), 1);
+}
+
+TEST(RecentDurationsTest, TasksThatTakeNoTimeCount)
+{
+    RecentDurations durations;
+    durations.Measure(LATER, 0);
+    durations.Measure(LATER, 7);
+    EXPECT_EQ(durations.Percentile(LATER, 500), 0);
+    EXPECT_EQ(durations.Percentile(LATER, 1000), 7);
+}
+
+TEST(RecentDurationsTest, SpanIsAMinute)
+{
+    EXPECT_EQ(std::chrono::nanoseconds(RecentDurations::SPAN), std::chrono::minutes(1));
+}
+
 TEST(RecentDurationsTest, SpanBeforeTheCurrentOneStillCounts)
 {
     RecentDurations durations;
@@ -88,6 +116,8 @@ TEST(RecentDurationsTest, SpanBeforeTheCurrentOneStillCounts)
     EXPECT_EQ(durations.Longest(nNextSpan), 5000);
     EXPECT_EQ(durations.Percentile(nNextSpan, 500), 10);
     EXPECT_EQ(durations.Percentile(nNextSpan, 1000), 5000);
+    durations.Measure(nNextSpan, 7000);
+    EXPECT_EQ(durations.Percentile(nNextSpan, 1000), 7000) << "longer than what the span before has";
 }
 
 TEST(RecentDurationsTest, WhatIsTwoSpansOldIsForgotten)
@@ -96,6 +126,24 @@ TEST(RecentDurationsTest, WhatIsTwoSpansOldIsForgotten)
     durations.Measure(LATER, 5000);
     durations.Measure(LATER + RecentDurations::SPAN, 10);
     EXPECT_EQ(durations.Longest(LATER + 2 * RecentDurations::SPAN), 10);
+}
+
+TEST(RecentDurationsTest, WhatIsTwoSpansOldIsForgottenThoughNothingHappenedMeanwhile)
+{
+    RecentDurations durations;
+    durations.Measure(LATER, 5000);
+    RecentDurations sooner = durations;
+    EXPECT_EQ(sooner.Longest(LATER + 2 * RecentDurations::SPAN - 1), 5000);
+    EXPECT_EQ(durations.Longest(LATER + 2 * RecentDurations::SPAN), 0);
+}
+
+TEST(RecentDurationsTest, PercentileForgetsToo)
+{
+    RecentDurations durations;
+    durations.Measure(LATER, 5000);
+    durations.Measure(LATER + RecentDurations::SPAN, 10);
+    durations.See(LATER + RecentDurations::SPAN, 9000);
+    EXPECT_EQ(durations.Percentile(LATER + 2 * RecentDurations::SPAN, 1000), 10);
 }
 
 TEST(RecentDurationsTest, AfterALongQuietTimeNothingIsLeft)

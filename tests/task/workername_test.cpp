@@ -52,6 +52,7 @@ TEST_F(WorkerNameTest, LongPoolNumberIsCutAndNeverTheWorkers)
     EXPECT_EQ(WorkerName(4294967295U, 999), "nbi-p67295-w999");
     EXPECT_EQ(WorkerName(123456, 7), "nbi-p123456-w07");
     EXPECT_EQ(WorkerName(123456, 12345), "nbi-p456-w12345");
+    EXPECT_EQ(WorkerName(7, 10), "nbi-p7-w10");
 }
 
 TEST_F(WorkerNameTest, PrefixOfMoreThanFourCharactersIsCut)
@@ -59,6 +60,7 @@ TEST_F(WorkerNameTest, PrefixOfMoreThanFourCharactersIsCut)
     NBITaskMgr::SetThreadNamePrefix("northbound");
     EXPECT_EQ(WorkerName(2, 999), "nortnbi-p2-w999");
     EXPECT_EQ(WorkerName(12, 999), "nortnbi-p2-w999");
+    EXPECT_EQ(WorkerName(12, 1000), "nortnbi-p-w1000");
 }
 
 }  // namespace

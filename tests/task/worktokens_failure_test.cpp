@@ -17,6 +17,7 @@ std::atomic<int> g_nFailingWaits{0};
 std::atomic<int> g_nFailingPosts{0};
 std::atomic<int> g_nError{0};
 std::atomic<int> g_nPauses{0};
+std::atomic<long> g_nLastPause{0};  // nanoseconds
 
 template <class Function>
 Function Next(const char* pName)
@@ -55,6 +56,7 @@ int nanosleep(const timespec* pTime, timespec* pRest)
 {
     static const auto next = Next<int (*)(const timespec*, timespec*)>("nanosleep");
     ++g_nPauses;
+    g_nLastPause = pTime->tv_sec * 1'000'000'000 + pTime->tv_nsec;
     return next(pTime, pRest);
 }
 
@@ -93,6 +95,7 @@ TEST_F(WorkTokensFailureTest, SignalsDoNotWakeAndCostNoPause)
 TEST_F(WorkTokensFailureTest, RefusedWaitIsRepeatedAfterAPause)
 {
     EXPECT_EQ(PausesWhile(g_nFailingWaits, EINVAL), 3);
+    EXPECT_EQ(g_nLastPause, 1'000'000);
 }
 
 TEST_F(WorkTokensFailureTest, RefusedPostIsRepeatedAfterAPause)
