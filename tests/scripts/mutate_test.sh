@@ -81,6 +81,8 @@ cat >"$4/tests/task/sample_test" <<PROGRAM
 case \$1 in
     --gtest_list_tests) printf 'Sample.\n  Sees\n  DISABLED_Sees\n'; exit ;;
 esac
+[ ! -e left ] || exit 1
+touch left
 grep -q '[^a-z]Seen(n)' $file && grep -q 'n == 1) Report()' $file
 PROGRAM
 cat >"$4/tests/task/other_test" <<PROGRAM
