@@ -12,13 +12,12 @@
 #include <new>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include "nbihost/cipher.h"
 #include "nbihost/recordinghost.h"
 #include "nbiutil/nbirsa.h"
-#include "nbiutil/securebuffer.h"
+#include "security/localkeytesting.h"
 #include "support/heapwatch.h"
 #include "support/norandombytes.h"
 #include "support/rsakey.h"
@@ -114,26 +113,14 @@ constexpr const char* PUBLIC_NOT_PARSED =
 constexpr const char* PRIVATE_NOT_PARSED =
     "[LocalRsaKeyMgr::CheckLocalRsaKey] Call d2i_RSAPrivateKey failed, get private rsa obj is null,error:";
 
-class LocalRsaKeyMgrTest : public ::testing::Test {
+class LocalRsaKeyMgrTest : public nbitest::LocalKeyTest {
 protected:
-    LocalRsaKeyMgrTest() : m_Manager(*LocalRsaKeyMgr::Instance()) {}
-    ~LocalRsaKeyMgrTest() override { LocalRsaKeyMgr::Destroy(); }
-
     LogLine Line(int nLine, const std::string& text) const
     {
         return LogLine{"localrsakeymgr", "unknown", nLine, 1, text};
     }
 
-    std::string PublicDer()
-    {
-        return std::string(m_Manager.GetLocalRsaPublicKey(),
-                           static_cast<std::size_t>(m_Manager.GetLocalRsaPublicKeyLen()));
-    }
-
     void SpoilThePublicKey() { const_cast<char*>(m_Manager.GetLocalRsaPublicKey())[0] = '\x02'; }
-
-    RecordingHost m_Host;
-    LocalRsaKeyMgr& m_Manager;
 };
 
 TEST_F(LocalRsaKeyMgrTest, NewObjectHoldsNothing)
@@ -401,112 +388,6 @@ TEST_F(LocalRsaKeyMgrTest, OwnPublicKeyPassesTheCheckOfPublicKeys)
 {
     m_Manager.Init();
     EXPECT_TRUE(RsaAlgorithm::CheckPublicKey(PublicDer(), 2048));
-}
-
-// DecryptByLocalRsaKey
-
-class DecryptByLocalRsaKeyTest : public LocalRsaKeyMgrTest {
-protected:
-    DecryptByLocalRsaKeyTest() { EXPECT_EQ(m_Out.setBuffer("old"), 0); }
-
-    int Run(const std::string& cipher)
-    {
-        return m_Manager.DecryptByLocalRsaKey(m_Out, cipher.data(), static_cast<long>(cipher.size()));
-    }
-
-    std::string OutText() const { return std::string(m_Out.getBuffer(), m_Out.length()); }
-
-    AutoReleaseString m_Out;
-};
-
-TEST_F(DecryptByLocalRsaKeyTest, ReadsWhatOpenSslEncryptedForThePublicKey)
-{
-    ASSERT_EQ(m_Manager.Init(), 1);
-    const std::string cipher = RsaKey(PublicDer()).Encrypt("a secret");
-    EXPECT_EQ(Run(cipher), 1);
-    EXPECT_EQ(OutText(), "a secret");
-    std::string hex;
-    for (const char character : cipher) {
-        char digits[3];
-        std::snprintf(digits, sizeof digits, "%02X",
-                      static_cast<unsigned int>(static_cast<unsigned char>(character)));
-        hex += digits;
-    }
-    ASSERT_EQ(m_Out.setBuffer("old"), 0);
-    EXPECT_EQ(Run(hex), 1);
-    EXPECT_EQ(OutText(), "a secret");
-    EXPECT_THAT(m_Host.Logs(), IsEmpty());
-}
-
-TEST_F(DecryptByLocalRsaKeyTest, EmptySecretIsASecret)
-{
-    ASSERT_EQ(m_Manager.Init(), 1);
-    EXPECT_EQ(Run(RsaKey(PublicDer()).Encrypt("")), 1);
-    EXPECT_EQ(OutText(), "");
-}
-
-TEST_F(DecryptByLocalRsaKeyTest, WithoutAKeyPairTheResultIsZero)
-{
-    EXPECT_EQ(Run("anything"), 0);
-    EXPECT_EQ(OutText(), "old");
-    ASSERT_EQ(m_Host.Logs().size(), 1u);
-    EXPECT_EQ(m_Host.Logs()[0].m_Text, "[LocalRsaKeyMgr::DecryptByLocalRsaKey] private key is null");
-}
-
-TEST_F(DecryptByLocalRsaKeyTest, ForeignCipherTextGivesZeroAndLeavesTheOutput)
-{
-    ASSERT_EQ(m_Manager.Init(), 1);
-    EXPECT_EQ(Run(RsaKey(2048).Encrypt("a secret")), 0);
-    EXPECT_EQ(Run("short"), 0);
-    EXPECT_EQ(Run(""), 0);
-    EXPECT_EQ(m_Manager.DecryptByLocalRsaKey(m_Out, nullptr, 256), 0);
-    EXPECT_EQ(m_Manager.DecryptByLocalRsaKey(m_Out, "x", -1), 0);
-    EXPECT_EQ(OutText(), "old");
-}
-
-TEST_F(DecryptByLocalRsaKeyTest, PrivateKeyThatDoesNotDecipherGivesZero)
-{
-    ASSERT_EQ(m_Manager.Init(), 1);
-    m_Host.SetDecryptResult(1);
-    EXPECT_EQ(Run(RsaKey(PublicDer()).Encrypt("a secret")), 0);
-    EXPECT_EQ(OutText(), "old");
-}
-
-TEST_F(DecryptByLocalRsaKeyTest, PrivateKeyThatDoesNotParseGivesZero)
-{
-    ASSERT_EQ(m_Manager.Init(), 1);
-    const std::string cipher = RsaKey(PublicDer()).Encrypt("a secret");
-    m_Host.SetDecryptedText("not a key");
-    EXPECT_EQ(Run(cipher), 0);
-    EXPECT_EQ(OutText(), "old");
-    EXPECT_EQ(m_Host.LogsAt("nbirsa", 374).size(), 1u);
-}
-
-TEST_F(DecryptByLocalRsaKeyTest, FailedCopyGivesZero)
-{
-    ASSERT_EQ(m_Manager.Init(), 1);
-    const std::string cipher = RsaKey(PublicDer()).Encrypt("a secret");
-    m_Host.FailMemcpy(1);
-    EXPECT_EQ(Run(cipher), 0);
-}
-
-TEST_F(DecryptByLocalRsaKeyTest, ThreadsDecryptAtOnce)
-{
-    ASSERT_EQ(m_Manager.Init(), 1);
-    const std::string cipher = RsaKey(PublicDer()).Encrypt("a secret");
-    std::vector<std::string> results(4);
-    std::vector<std::thread> threads;
-    threads.reserve(results.size());
-    for (std::string& result : results) {
-        threads.emplace_back([&] {
-            AutoReleaseString out;
-            EXPECT_EQ(m_Manager.DecryptByLocalRsaKey(out, cipher.data(), static_cast<long>(cipher.size())),
-                      1);
-            result.assign(out.getBuffer(), out.length());
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_THAT(results, ::testing::Each("a secret"));
 }
 
 }  // namespace
