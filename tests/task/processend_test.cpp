@@ -103,6 +103,7 @@ TEST(ProcessEndTest, NobodyIsLostWhereManyCountAtOnce)
 {
     EXPECT_EQ(SleptAfter([] {
                   std::vector<std::thread> threads;
+                  threads.reserve(4);
                   for (int i = 0; i < 4; ++i) {
                       threads.emplace_back([] {
                           for (int n = 0; n < 50000; ++n) ProcessEnd::ExpectWorkers(1);

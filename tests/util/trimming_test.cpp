@@ -73,7 +73,7 @@ TEST(WhiteSpaceTest, WhatStandsBehindAnEmptyTextDoesNotCount)
     const WhiteSpace& whiteSpace = WhiteSpace::OfHost();
     const int nBefore = g_nCalls;
     const auto asText = [](const auto& trimmed) { return std::string(trimmed); };
-    EXPECT_EQ(whiteSpace.Trim(std::string_view(NO_BREAK_SPACE.data(), 0), asText), "");
+    EXPECT_EQ(whiteSpace.Trim(std::string_view(NO_BREAK_SPACE).substr(0, 0), asText), "");
     EXPECT_EQ(g_nCalls, nBefore);
 }
 

@@ -332,7 +332,7 @@ TEST_F(StaticDescXMLParserTest, ArraysOfTheTreeAreNoLongerThanWhatTheyHold)
     for (std::size_t i = 0; i < ITEMS; ++i) manyItems += " a" + std::to_string(i) + "=''";
     manyItems += "/>";
     StaticDescXMLParser other;
-    const nbitest::AllocationLimit limit((ITEMS + 1) * sizeof(XMLItem*));
+    const nbitest::AllocationLimit limit((ITEMS + 1) * sizeof(void*));  // a pointer each
     EXPECT_TRUE(other.ParseText(manyItems.data(), manyItems.size()));
 }
 
