@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "nbiutil/conversions.h"
 #include "nbiutil/securebuffer.h"
 #include "security/localkeytesting.h"
 #include "support/rsakey.h"
@@ -36,15 +37,8 @@ TEST_F(DecryptByLocalRsaKeyTest, ReadsWhatOpenSslEncryptedForThePublicKey)
     const std::string cipher = RsaKey(PublicDer()).Encrypt("a secret");
     EXPECT_EQ(Run(cipher), 1);
     EXPECT_EQ(OutText(), "a secret");
-    std::string hex;
-    for (const char character : cipher) {
-        char digits[3];
-        std::snprintf(digits, sizeof digits, "%02X",
-                      static_cast<unsigned int>(static_cast<unsigned char>(character)));
-        hex += digits;
-    }
     ASSERT_EQ(m_Out.setBuffer("old"), 0);
-    EXPECT_EQ(Run(hex), 1);
+    EXPECT_EQ(Run(ByteToHex(cipher.data(), static_cast<int>(cipher.size()))), 1);
     EXPECT_EQ(OutText(), "a secret");
     EXPECT_THAT(m_Host.Logs(), IsEmpty());
 }

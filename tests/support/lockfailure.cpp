@@ -7,11 +7,9 @@
 #include <utility>
 
 #include "support/faultpoint.h"
+#include "support/threadsanitizer.h"
 
-#ifndef __has_feature
-#define __has_feature(feature) 0
-#endif
-#if defined(__clang__) && __has_feature(thread_sanitizer)
+#if defined(__clang__) && NBI_THREAD_SANITIZER
 #define NBI_INTERPOSE_LOCKS 0
 #else
 #define NBI_INTERPOSE_LOCKS 1

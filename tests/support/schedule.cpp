@@ -11,10 +11,9 @@
 #include <random>
 #include <utility>
 
-#ifndef __has_feature
-#define __has_feature(feature) 0
-#endif
-#if defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer)
+#include "support/threadsanitizer.h"
+
+#if NBI_THREAD_SANITIZER
 #define NBI_SCHEDULES 0
 #else
 #define NBI_SCHEDULES 1

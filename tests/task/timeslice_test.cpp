@@ -62,6 +62,7 @@ protected:
     {
         PoolTest::SetUp();
         if (Slice() == 0) GTEST_SKIP() << "this system has one time slice for all ordinary threads";
+        if (prctl(PR_GET_SECCOMP) != 0) GTEST_SKIP() << "a filter stands, as in a container";
     }
 
     /// That of a worker which a thread has started that began with \p prepare.

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "support/testdirectory.h"
+#include "support/threadsanitizer.h"
 #include "util/childprocess.h"
 #include "util/commandline.h"
 
@@ -47,7 +48,7 @@ int posix_spawn_file_actions_addopen(posix_spawn_file_actions_t* pActions, int n
     return next(pActions, nFile, pPath, nFlags, nMode);
 }
 
-#ifndef __SANITIZE_THREAD__  // which asks for it before this program has begun
+#if !NBI_THREAD_SANITIZER  // which asks for it before this program has begun
 size_t confstr(int nName, char* pBuffer, size_t nSize) noexcept
 {
     static const auto next = Next<decltype(&confstr)>("confstr");
@@ -105,7 +106,7 @@ TEST(ChildProcessFailureTest, ProgramThatIsGoneMeanwhileIsNone)
     EXPECT_EQ(StartError(folder.Path(), "gone"), ENOEXEC);
 }
 
-#ifndef __SANITIZE_THREAD__
+#if !NBI_THREAD_SANITIZER
 TEST(ChildProcessFailureTest, WithoutAPathScriptsAreSearchedForInTheStandardOne)
 {
     const TestDirectory folder;
