@@ -193,7 +193,6 @@ void ThreadContextMgr::SetThreadContext(const int& nId, const std::string& name)
     ThreadContextInfo info;
     info.SetThreadID(static_cast<int>(static_cast<unsigned int>(pthread_self())));
     info.SetInterfaceName(interfaceName);
-    info.SetOperUUID(std::string());
     SetThreadContext(info);
 }
 

@@ -126,10 +126,9 @@ int LocalRsaKeyMgr::Init()
 
 int LocalRsaKeyMgr::RsaKeyPairGen()
 {
-    if (m_pPublicKey != nullptr && m_pPrivateKey != nullptr) return CheckLocalRsaKey();
+    if (m_pPrivateKey != nullptr) return CheckLocalRsaKey();  // it is set last: there is a public one, too
     m_pPublicKey.reset();
-    m_pPrivateKey.reset();
-    m_nPublicKeyLen = m_nPrivateKeyLen = 0;
+    m_nPublicKeyLen = 0;
 
     RsaPtr pKey = MakeKeyPair();
     if (pKey == nullptr) return 0;

@@ -42,26 +42,18 @@ int CipherSize(long nLength, int nKeySize)
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(nKeySize) * nBlocks);
 }
 
-/// \return false when OpenSSL refuses a chunk, or for a negative length, which it must not see; the thread's
-///         error queue says why.
-bool EncryptChunks(char* pOut, const char* pIn, long nLeft, RSA* pRsa)
+/// One block: an input beyond one is refused with its first, full chunk.
+/// \return false when OpenSSL refuses it, or for a negative length, which it must not see; the thread's error
+///         queue says why.
+bool EncryptBlock(char* pOut, const char* pIn, long nLength, RSA* pRsa)
 {
-    const long nChunk = RSA_size(pRsa) - PADDING_SHARE;
-    do {
-        const long nBytes = std::min(nLeft, nChunk);
-        ERR_clear_error();
-        if (nBytes < 0) {
-            ERR_raise(ERR_LIB_RSA, RSA_R_INVALID_MESSAGE_LENGTH);
-            return false;
-        }
-        const int nWritten = RSA_public_encrypt(static_cast<int>(nBytes), AsBytes(pIn), AsBytes(pOut), pRsa,
-                                                RSA_PKCS1_OAEP_PADDING);
-        if (nWritten < 0) return false;
-        pIn += nBytes;
-        pOut += nWritten;
-        nLeft -= nBytes;
-    } while (nLeft > 0);
-    return true;
+    if (nLength < 0) {
+        ERR_raise(ERR_LIB_RSA, RSA_R_INVALID_MESSAGE_LENGTH);
+        return false;
+    }
+    const long nBytes = std::min<long>(nLength, RSA_size(pRsa) - PADDING_SHARE);
+    return RSA_public_encrypt(static_cast<int>(nBytes), AsBytes(pIn), AsBytes(pOut), pRsa,
+                              RSA_PKCS1_OAEP_PADDING) >= 0;
 }
 
 /// Cipher text of which a part has been decrypted.
@@ -77,7 +69,6 @@ long DecryptBlocks(char* pOut, CipherInput& input, long nBlock, RSA* pRsa)
 {
     const char* const pStart = pOut;
     do {
-        ERR_clear_error();
         if (nBlock < 1 || input.m_nLeft < nBlock) {
             ERR_raise(ERR_LIB_RSA, RSA_R_DATA_TOO_SMALL);
             return FAILED;
@@ -157,7 +148,7 @@ void RsaAlgorithm::Encrypt(char*& pOut, const char* pIn, long& nLen, const char*
         return;
     }
     std::unique_ptr<char[]> pCipher = ZeroedArray(static_cast<std::size_t>(nSize));
-    if (!EncryptChunks(pCipher.get(), pIn, nLen, pRsa.get())) {
+    if (!EncryptBlock(pCipher.get(), pIn, nLen, pRsa.get())) {
         WriteLog(BLOCK_NOT_ENCRYPTED,
                  "[LocalRsaKeyMgr::RsaEncryptByPublicKey] Call RSA_public_encrypt error:%s", TakeErrorText());
         nLen = FAILED;
@@ -229,7 +220,6 @@ int RsaAlgorithm::RsaEncryptByPublicKey(AutoReleaseString& out, const AutoReleas
 bool RsaAlgorithm::CheckPublicKey(const std::string& der, int nMinBits)
 {
     if (der.size() > MAX_PUBLIC_DER) return false;
-    ERR_clear_error();
     const unsigned char* pNext = AsBytes(der.data());
     const KeyPtr pRsa(d2i_PublicKey(EVP_PKEY_RSA, nullptr, &pNext, static_cast<long>(der.size())));
     const bool bUsable = pRsa != nullptr && EVP_PKEY_get_bits(pRsa.get()) >= nMinBits &&

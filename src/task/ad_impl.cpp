@@ -132,7 +132,6 @@ void AD_Impl::ThrowOnFailure()
 {
     const unsigned long nCode = m_nErrorCode.load(std::memory_order_acquire);
     if (nCode == 0) return;
-    if (AD_Impl::IsFinished()) Throw(WAIT_FAILED, nCode, m_ErrorInfo);
     std::string info;
     {
         RecursiveGuard guard(m_Mutex);  // the work goes on, and may still record its text

@@ -54,19 +54,11 @@ void EnterPair(Texts& values, const std::string& piece)
     if (nEqual != std::string::npos) values[piece.substr(0, nEqual)] = piece.substr(nEqual + 1);
 }
 
-/// Of all children; null, with errno, where there is no memory for it.
-ACE_Process_Manager* Manager()
-{
-    ACE_Process_Manager* const pManager = ACE_Process_Manager::instance();
-    if (pManager == nullptr) errno = ENOMEM;
-    return pManager;
-}
-
 /// False, with errno, when there is no child. The manager owns the process object.
 bool Launch(ChildOptions& options)
 {
-    ACE_Process_Manager* const pManager = Manager();
-    if (pManager == nullptr) return false;
+    ACE_Process_Manager* const pManager = ACE_Process_Manager::instance();
+    if (pManager == nullptr) return false;  // no memory, says errno
     auto pChild = std::make_unique<Child<ACE_Managed_Process>>(Streams::INHERITED);
     if (pManager->spawn(pChild.get(), options) == ACE_INVALID_PID) return false;
     pChild.release();
@@ -90,8 +82,8 @@ void WaitFor(ACE_Process_Manager& manager, pid_t nChild)
 bool Run(ChildOptions& options)
 {
     Child<ACE_Process> child(Streams::INHERITED);
-    ACE_Process_Manager* const pManager = Manager();
-    if (pManager == nullptr) return false;
+    ACE_Process_Manager* const pManager = ACE_Process_Manager::instance();
+    if (pManager == nullptr) return false;  // no memory, says errno
     const pid_t nChild = pManager->spawn(&child, options);
     if (nChild == ACE_INVALID_PID) return false;
     WaitFor(*pManager, nChild);
