@@ -123,7 +123,7 @@ export PATH="$SAMPLE/stubs:$PATH" LOG="$SAMPLE/log"
 verdicts() {
     local name place
     scripts/mutate --list task | while read -r name place _; do
-        printf '%s %s\n' "${place##*:}" "$(cat build/mutate/results/*-"$name" 2>/dev/null || echo 'not judged')"
+        printf '%s %s\n' "${place##*:}" "$(cut -d ' ' -f 2- build/mutate/results/*-"$name" 2>/dev/null || echo 'not judged')"
     done
 }
 
@@ -146,12 +146,12 @@ expect "a second one" "$(scripts/mutate task 2>&1)" "mutate: another one is at w
 kill "$mutate"
 wait "$mutate"
 expect "the code of one that was stopped" $? 143
-expect "verdicts before it was stopped" "$(verdicts)" '3 killed
-3 killed
-3 killed
+expect "verdicts before it was stopped" "$(verdicts)" '3 killed by tests/task/sample_test
+3 killed by tests/task/sample_test
+3 killed by tests/task/sample_test
 5 same code
-7 killed
-9 killed
+7 killed by tests/task/sample_test
+9 killed by tests/task/other_test
 11 not judged
 13 not judged
 15 not judged'
@@ -161,8 +161,22 @@ said=$(scripts/mutate task)
 expect "a survivor without a reason is a failure" $? 1
 name=$(sed -n 's/^survived: \([0-9a-f]*\) .*/\1/p' <<<"$said")
 expect "what is said" "$said" "survived: $name  src/task/sample.cpp:15  Unseen(n);  ->  ;"$'\n'"$sums"
-expect "verdicts" "$(verdicts | tail -n 3)" $'11 killed\n13 does not compile\n15 survived'
+expect "verdicts" "$(verdicts | tail -n 3)" $'11 killed by tests/task/other_test\n13 does not compile\n15 survived'
 printf '%s a reason\n' "$name" >tests/mutants.txt
 expect "a survivor with a reason" "$(scripts/mutate task)" \
     "survived, as listed: $name  src/task/sample.cpp:15  Unseen(n);  ->  ;"$'\n'"$sums"
 expect "nothing is prepared when nothing is left to judge" "$(grep -c prepared "$LOG")" 2
+
+# Another test of one program: what the other one noticed is known, all else is asked again.
+touch "$SAMPLE/tests/task/sample_test.cpp" "$SAMPLE/tests/task/other_test.cpp"
+scripts/mutate task >/dev/null
+expect "tests that were not there" "$(grep -c prepared "$LOG")" 3
+changed() { find build/mutate/results -newer "$LOG.time" -type f | wc -l; }
+touch "$LOG.time"
+echo >>"$SAMPLE/tests/task/sample_test.cpp"
+scripts/mutate task >/dev/null
+expect "judged again: four that the program noticed, and three that none did" "$(changed)" 7
+touch "$LOG.time"
+echo >>"$SAMPLE/tests/task/testing.h"
+scripts/mutate task >/dev/null
+expect "judged again when what the programs share has changed" "$(changed)" 9
