@@ -167,16 +167,17 @@ expect "a survivor with a reason" "$(scripts/mutate task)" \
     "survived, as listed: $name  src/task/sample.cpp:15  Unseen(n);  ->  ;"$'\n'"$sums"
 expect "nothing is prepared when nothing is left to judge" "$(grep -c prepared "$LOG")" 2
 
-# Another test of one program: what the other one noticed is known, all else is asked again.
+# Tests have come: what another program noticed is known, and what no test can notice.
 touch "$SAMPLE/tests/task/sample_test.cpp" "$SAMPLE/tests/task/other_test.cpp"
 scripts/mutate task >/dev/null
 expect "tests that were not there" "$(grep -c prepared "$LOG")" 3
-changed() { find build/mutate/results -newer "$LOG.time" -type f | wc -l; }
-touch "$LOG.time"
-echo >>"$SAMPLE/tests/task/sample_test.cpp"
-scripts/mutate task >/dev/null
-expect "judged again: four that the program noticed, and three that none did" "$(changed)" 7
-touch "$LOG.time"
-echo >>"$SAMPLE/tests/task/testing.h"
-scripts/mutate task >/dev/null
-expect "judged again when what the programs share has changed" "$(changed)" 9
+again() {  # again WHAT FILE WANTED: how many are judged again when FILE has changed
+    touch "$LOG.time"
+    echo >>"$SAMPLE/tests/task/$2"
+    scripts/mutate task >/dev/null
+    expect "judged again when $1" "$(find build/mutate/results -newer "$LOG.time" -type f | wc -l)" "$3"
+}
+again "a program that noticed four has changed" sample_test.cpp 4
+: >"$SAMPLE/tests/mutants.txt"
+again "two were noticed by it and one has survived without a reason" other_test.cpp 3
+again "what the programs share has changed" testing.h 9
