@@ -273,6 +273,7 @@ TEST_F(ExitFlagTest, PoolMadeAfterTheExitStartsNoWorkers)
     NBITaskMgr* const pPool = NBITaskMgr::GetTaskMgr(6);
     ASSERT_NE(pPool, nullptr);
     EXPECT_TRUE(NBITaskMgr::TaskMgrExisted(6));
+    EXPECT_EQ(pPool->open(nullptr), 0);
     EXPECT_EQ(pPool->thr_count(), 0u);
 }
 

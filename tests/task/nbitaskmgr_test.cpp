@@ -79,6 +79,13 @@ TEST_F(NBITaskMgrTest, ThreadCountIsReadWhenThePoolIsBuilt)
     EXPECT_EQ(pool.thr_count(), 3u);
 }
 
+TEST_F(NBITaskMgrTest, SecondOpenStartsNobody)
+{
+    const auto pPool = Started(5, 2);
+    EXPECT_EQ(pPool->open(nullptr), 0);
+    EXPECT_EQ(pPool->thr_count(), 2u);
+}
+
 TEST_F(NBITaskMgrTest, ConstructorsStartNoThreadAndEnterNothing)
 {
     const NBITaskMgr byDefault;

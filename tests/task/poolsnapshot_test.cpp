@@ -152,6 +152,19 @@ TEST_F(PoolSnapshotTest, RunThatGoesWellAfterOneThatFailedIsNoFailure)
     EXPECT_EQ(Take().m_nFinished, 1U);
 }
 
+TEST_F(PoolSnapshotTest, RunThatOutlastsTheExitIsCounted)
+{
+    UsePool(5, 1);
+    Held body;
+    Push(body.Body());
+    body.m_Started.Wait();
+    m_pPool->SetExitFlag();
+    body.m_GoOn.Set();
+    m_pPool->wait();
+    EXPECT_EQ(Take().m_nFinished, 1U);
+    EXPECT_EQ(Take().m_nBusy, 0U);
+}
+
 TEST_F(PoolSnapshotTest, TasksThatACallerRunsCountButKeepNoWorkerBusy)
 {
     NBITaskMgr pool(5);

@@ -17,6 +17,7 @@
 
 #include "nbihost/recordinghost.h"
 #include "nbiutil/nbitaskmgr.h"
+#include "support/tasks.h"
 
 namespace {
 
@@ -97,6 +98,52 @@ TEST(ProcessEndTest, ChildOfAProcessWaitsForNoneOfItsWorkers)
                   ProcessEnd::WorkerArrives();
               }),
               0);
+}
+
+TEST(ProcessEndTest, SecondOpenOfAPoolExpectsNobodyMore)
+{
+    EXPECT_EQ(SleptAfter([] {
+                  nbitest::RecordingHost host;
+                  host.SetInt("TaskMgrMaxThreadNum", 1);
+                  NBITaskMgr pool(5);
+                  pool.open(nullptr);
+                  pool.open(nullptr);
+              }),
+              0);
+}
+
+/// Of its three workers the system starts one.
+class StartedInPart : public NBITaskMgr {
+public:
+    using NBITaskMgr::NBITaskMgr;
+
+    int activate(long nFlags, int, int, long, int, ACE_Task_Base*, ACE_hthread_t[], void*[], size_t[],
+                 ACE_thread_t[], const char*[]) override
+    {
+        NBITaskMgr::activate(nFlags, 1);
+        return -1;
+    }
+};
+
+void OpenOneOfThree()
+{
+    nbitest::RecordingHost host;
+    host.SetInt("TaskMgrMaxThreadNum", 3);
+    StartedInPart pool(5);
+    if (pool.open(nullptr) != -1) std::abort();
+    AD ad;
+    pool.PushTask(new nbitest::TestTask(ad));
+    ad.Wait();  // the worker has come
+}
+
+TEST(ProcessEndTest, PoolExpectsThoseAloneWhoCouldBeStarted)
+{
+    EXPECT_EQ(SleptAfter(OpenOneOfThree), 0);
+    EXPECT_EQ(SleptAfter([] {
+                  OpenOneOfThree();
+                  ProcessEnd::ExpectWorkers(1);
+              }),
+              AT_MOST);
 }
 
 TEST(ProcessEndTest, NobodyIsLostWhereManyCountAtOnce)

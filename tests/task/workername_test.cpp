@@ -37,6 +37,14 @@ TEST_F(WorkerNameTest, WorkersNameThemselvesAfterPoolAndNumber)
     }));
 }
 
+TEST_F(WorkerNameTest, PoolWithoutANumberIsPool0)
+{
+    UseThreads(1);
+    NBITaskMgr pool;
+    pool.open(nullptr);
+    EXPECT_TRUE(Eventually([] { return ThreadNames().count("nbi-p0-w01") == 1; }));
+}
+
 TEST_F(WorkerNameTest, HostMayPutAPrefixInFront)
 {
     NBITaskMgr::SetThreadNamePrefix("kx-");
