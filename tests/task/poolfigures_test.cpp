@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 
 #include "nbiutil/poolsnapshot.h"
@@ -18,6 +19,19 @@ PoolSnapshot SnapshotOf(PoolFigures& figures)
     PoolSnapshot snapshot;
     figures.ReadInto(snapshot, nullptr);
     return snapshot;
+}
+
+std::int64_t SteadyNow()
+{
+    return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+TEST(PoolFiguresTest, ClockIsTheSteadyOneButForATick)
+{
+    const std::int64_t nBefore = SteadyNow();
+    const std::int64_t nNow = PoolFigures::Now();
+    EXPECT_LE(nNow, SteadyNow());
+    EXPECT_GE(nNow, nBefore - 10'000'000);
 }
 
 TEST(PoolFiguresTest, PlacesInTheOrderRiseWhateverTheClockTicks)
@@ -43,6 +57,20 @@ TEST(PoolFiguresTest, FirstTasksOfATickAreMeasured)
         return bFirst && (figures.Push(PoolFigures::Now()) & PoolFigures::MEASURED) != 0;
     };
     EXPECT_TRUE(nbitest::Eventually(tickHasPassed));
+}
+
+TEST(PoolFiguresTest, SixteenOfATickAndEvery64thAreMeasured)
+{
+    PoolFigures figures;
+    const std::int64_t nNow = PoolFigures::Now();
+    std::uint64_t nOrder = 0;
+    for (unsigned int i = 0; i < 1000; ++i) {
+        nOrder = figures.Push(nNow);
+        ASSERT_EQ((nOrder & PoolFigures::MEASURED) != 0, i < 16 || i % 64 == 0) << i;
+    }
+    const auto nLast = static_cast<std::int64_t>(nOrder & ~PoolFigures::MARKS);
+    EXPECT_EQ(figures.Push(nLast) & PoolFigures::MEASURED, 0U) << "no later than the last one";
+    EXPECT_NE(figures.Push(nLast + 5) & PoolFigures::MEASURED, 0U);
 }
 
 TEST(PoolFiguresTest, ManyTasksAreMeasuredBySample)
@@ -108,8 +136,10 @@ TEST(PoolFiguresTest, TaskThatAWorkerTakesAtOnceBeginsWhenTheOneBeforeEnded)
     figures.Enter(worker);
     AD ad;
     const nbitest::TestTask task(ad);
-    const std::uint64_t nOrder = figures.Push(PoolFigures::Now()) & ~PoolFigures::MARKS;
+    const std::int64_t nBegin = PoolFigures::Now();
+    const std::uint64_t nOrder = figures.Push(nBegin) & ~PoolFigures::MARKS;
     figures.Take(task, nOrder, true);
+    EXPECT_GE(worker.m_nSince, nBegin);
     const std::int64_t nEnd = worker.m_nSince - 5;  // which no clock reads any more
     figures.End(task, false, nEnd);
     figures.Take(task, nOrder, true);
@@ -121,6 +151,56 @@ TEST(PoolFiguresTest, TaskThatAWorkerTakesAtOnceBeginsWhenTheOneBeforeEnded)
     EXPECT_EQ(SnapshotOf(figures).m_nBusy, 1U);
     figures.End(task, false, nEnd);
     figures.Leave(worker);
+}
+
+TEST(PoolFiguresTest, LongestIsSeenOfTasksThatAreNotMeasuredToo)
+{
+    constexpr std::int64_t HOUR = 3600 * std::int64_t{1'000'000'000};
+    PoolFigures figures;
+    PoolFigures::Worker worker;
+    figures.Enter(worker);
+    AD ad;
+    const nbitest::TestTask task(ad);
+    figures.Take(task, static_cast<std::uint64_t>(PoolFigures::Now() - HOUR) & ~PoolFigures::MARKS, true);
+    EXPECT_GE(SnapshotOf(figures).m_Waiting.m_Longest, std::chrono::nanoseconds(HOUR));
+    figures.End(task, false, worker.m_nSince + 2 * HOUR);
+    EXPECT_EQ(SnapshotOf(figures).m_Running.m_Longest, std::chrono::nanoseconds(2 * HOUR));
+    EXPECT_EQ(SnapshotOf(figures).m_Waiting.m_nMeasured + SnapshotOf(figures).m_Running.m_nMeasured, 0U);
+    figures.Leave(worker);
+}
+
+TEST(PoolFiguresTest, PercentilesAreTheMedianAndThatOf99InAHundred)
+{
+    PoolFigures figures;
+    AD ad;
+    const nbitest::TestTask task(ad);
+    const auto wait = [&](int nTasks, std::int64_t nSeconds) {
+        for (int i = 0; i < nTasks; ++i) {
+            const std::int64_t nPushed = SteadyNow() - nSeconds * 1'000'000'000;
+            figures.Take(task,
+                         (static_cast<std::uint64_t>(nPushed) & ~PoolFigures::MARKS) | PoolFigures::MEASURED,
+                         false);
+        }
+    };
+    wait(499, 1);
+    wait(491, 100);
+    wait(10, 10000);
+    const TaskTimes waiting = SnapshotOf(figures).m_Waiting;
+    EXPECT_EQ(waiting.m_nMeasured, 1000U);
+    EXPECT_GE(waiting.m_Median, std::chrono::seconds(100));
+    EXPECT_LT(waiting.m_P99, std::chrono::seconds(10000));
+    wait(1, 1);
+    wait(1, 10000);
+    EXPECT_GE(SnapshotOf(figures).m_Waiting.m_P99, std::chrono::seconds(10000));
+}
+
+TEST(PoolFiguresTest, TaskThatCameLaterThanNowHasNotWaited)
+{
+    PoolFigures figures;
+    const auto nLater = static_cast<std::uint64_t>(SteadyNow() + 3600 * std::int64_t{1'000'000'000});
+    PoolSnapshot snapshot;
+    figures.ReadInto(snapshot, &nLater);
+    EXPECT_EQ(snapshot.m_OldestQueued.count(), 0);
 }
 
 TEST(PoolFiguresTest, TaskThatACallerTakesIsInNoWorkersHands)

@@ -165,6 +165,64 @@ TEST_F(PoolSnapshotTest, RunThatOutlastsTheExitIsCounted)
     EXPECT_EQ(Take().m_nBusy, 0U);
 }
 
+nanoseconds Clock()
+{
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+constexpr nanoseconds TICK = std::chrono::milliseconds(10);  // of the coarse clock, or less
+constexpr int MORE_THAN_ARE_MEASURED = 40;
+
+TEST_F(PoolSnapshotTest, TimeThatAWorkerSleptIsNotRunning)
+{
+    NBITaskMgr& pool = UsePool(5, MORE_THAN_ARE_MEASURED);
+    std::uint64_t nEnded = 0;
+    const auto runOnEach = [&](const Action& meanwhile) {
+        Meeting all(MORE_THAN_ARE_MEASURED + 1);
+        Signal end;
+        for (int i = 0; i < MORE_THAN_ARE_MEASURED; ++i) {
+            Push([&] {
+                all.Join();
+                end.Wait();
+            });
+        }
+        all.Join();
+        meanwhile();
+        end.Set();
+        EXPECT_TRUE(Ended(nEnded += MORE_THAN_ARE_MEASURED));
+    };
+    runOnEach([] {});
+    std::this_thread::sleep_for(2 * TICK);
+    const nanoseconds pushed = Clock();
+    runOnEach([&] {
+        const nanoseconds longest = pool.TakeSnapshot().m_LongestBody;
+        EXPECT_GE(Clock() - longest, pushed - TICK);
+    });
+}
+
+TEST_F(PoolSnapshotTest, TimeInWhichPool2DeletesATaskIsNotRunning)
+{
+    TaskPoolMgr::Init(10);
+    NBITaskMgr& pool = UsePool(POOL_2, 1);
+    std::atomic<nanoseconds> deleting{nanoseconds(0)};  // a time in the middle of it
+    std::atomic<int> nTooEarly{0};
+    const auto run = [&] {
+        const nanoseconds longest = pool.TakeSnapshot().m_LongestBody;
+        if (Clock() - longest < deleting.load()) ++nTooEarly;
+    };
+    const auto gone = [&] {
+        deleting = Clock() + TICK;
+        std::this_thread::sleep_for(2 * TICK);
+    };
+    Held first;
+    Push(first.Body());
+    first.m_Started.Wait();
+    for (int i = 0; i < MORE_THAN_ARE_MEASURED; ++i) pool.PushTask(new TestTask(m_Descriptor, run, gone));
+    first.m_GoOn.Set();
+    EXPECT_TRUE(Ended(MORE_THAN_ARE_MEASURED + 1));
+    EXPECT_EQ(nTooEarly, 0);
+}
+
 TEST_F(PoolSnapshotTest, TasksThatACallerRunsCountButKeepNoWorkerBusy)
 {
     NBITaskMgr pool(5);
