@@ -88,6 +88,7 @@ TEST(PoolFiguresTest, ManyTasksAreMeasuredBySample)
 TEST(PoolFiguresTest, MostQueuedStays)
 {
     PoolFigures figures;
+    EXPECT_EQ(SnapshotOf(figures).m_nMostQueued, 0U);
     figures.EnterQueue();
     figures.EnterQueue();
     figures.LeaveQueue();
