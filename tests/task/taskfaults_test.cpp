@@ -208,6 +208,34 @@ const std::vector<Scenario> SCENARIOS = {
      },
      {},
      WITH_THREADS},
+    {"TaskPoolMgr::PushTask",
+     [](Faults& faults) {
+         PrepareHost();
+         const std::string result = faults.During([] { return RunIn(0); });
+         faults.Expect(NBITaskMgr::TaskMgrExisted(0) || TestTask::Alive() == 0,
+                       "a task is left that no pool took");
+         ExpectPoolWorks(faults, 0);
+         return result;
+     },
+     {BODY_FAILED},
+     WITH_THREADS},
+    {"TaskPoolMgr::PushTask",
+     [](Faults& faults) {
+         PrepareHost();
+         AD done;
+         NBITaskMgr owner(7);
+         auto* const pOwned = new TestTask(done);
+         owner.PushTask(pOwned);
+         const std::string result = faults.During([pOwned] {
+             TaskPoolMgr::PushTask(TestAgent(), pOwned, 0);
+             return "taken";
+         });
+         faults.Expect(TestTask::Alive() == 1 && owner.AcquireIdleTask() == pOwned, "an owned task is gone");
+         ExpectPoolWorks(faults, 0);
+         return result;
+     },
+     {},
+     WITH_THREADS},
     {"NBITaskMgr::SetExitFlag NBITaskMgr::~NBITaskMgr",
      [](Faults& faults) {
          PrepareHost();
