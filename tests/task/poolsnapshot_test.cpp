@@ -165,6 +165,22 @@ TEST_F(PoolSnapshotTest, RunThatOutlastsTheExitIsCounted)
     EXPECT_EQ(Take().m_nBusy, 0U);
 }
 
+TEST_F(PoolSnapshotTest, FailureBeforeThePoolHadTheTaskIsNotThePools)
+{
+    NBITaskMgr& pool = UsePool(5, 1);
+    bool bFails = true;
+    auto* const pTask = new TestTask(m_Descriptor, [&bFails] {
+        if (bFails) throw 42;
+    });
+    pTask->Run();
+    bFails = false;
+    pTask->SetTaskState(NBI_TASK_IDLE);
+    pool.PushTask(pTask);
+    ASSERT_TRUE(Ended(1));
+    EXPECT_EQ(Take().m_nFinished, 1U);
+    EXPECT_EQ(Take().m_nFailed, 0U);
+}
+
 nanoseconds Clock()
 {
     return std::chrono::steady_clock::now().time_since_epoch();
