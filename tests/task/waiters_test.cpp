@@ -51,6 +51,21 @@ TEST_F(WaitersTest, ThreadThatHasSleptForAMinuteCountsTwice)
     EXPECT_EQ(TakeProcessSnapshot().m_nWaitingLong, 0U);
 }
 
+TEST_F(WaitersTest, MinuteIsSixSlicesAndNoLess)
+{
+    {
+        Waiter waiter;
+        for (int i = 0; i < 5; ++i) waiter.SliceEnds();
+        EXPECT_EQ(Waiter::CountLong(), 0U);
+        waiter.SliceEnds();
+        EXPECT_EQ(Waiter::CountLong(), 1U);
+        waiter.SliceEnds();
+        EXPECT_EQ(Waiter::CountLong(), 1U);
+    }
+    EXPECT_EQ(Waiter::CountLong(), 0U);
+    EXPECT_EQ(Waiter::Count(), 0U);
+}
+
 TEST_F(WaitersTest, WaitThatEndsWithAFailureCountsNoMore)
 {
     AD ad;
