@@ -83,6 +83,17 @@ TEST_F(YieldGateTest, SlowYieldIsTheLast)
     EXPECT_EQ(m_Yields.Count(), 2);
 }
 
+TEST_F(YieldGateTest, YieldOfMoreThanFiftyMicrosecondsIsSlow)
+{
+    Yields yields(m_Gate);
+    m_Yields.Take(50'000);
+    EXPECT_TRUE(yields.Next());
+    EXPECT_FALSE(yields.WereSlow());
+    m_Yields.Take(50'001);
+    EXPECT_TRUE(yields.Next());
+    EXPECT_TRUE(yields.WereSlow());
+}
+
 TEST_F(YieldGateTest, NobodyYieldsWhileItIsClosed)
 {
     EXPECT_TRUE(m_Gate.IsOpen());
