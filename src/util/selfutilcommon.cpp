@@ -4,6 +4,7 @@
 #include <ace/Process_Manager.h>
 #include <arpa/inet.h>
 #include <netdb.h>
+#include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
@@ -65,8 +66,8 @@ bool Launch(ChildOptions& options)
     return true;
 }
 
-/// Waits for this one child. When somebody else has collected it, which the host may do at any time, nobody
-/// but us takes it off the manager's list.
+/// Waits until this one child has ended. When somebody else has collected it, which the host may do at any
+/// time, nobody but us takes it off the manager's list; when the manager cannot wait, the system does.
 void WaitFor(ACE_Process_Manager& manager, pid_t nChild)
 {
     pid_t nEnded = ACE_INVALID_PID;
@@ -74,19 +75,22 @@ void WaitFor(ACE_Process_Manager& manager, pid_t nChild)
         errno = 0;
         nEnded = manager.wait(nChild);
     } while (nEnded == ACE_INVALID_PID && errno == EINTR);
-    if (nEnded == ACE_INVALID_PID) manager.remove(nChild);
+    if (nEnded != ACE_INVALID_PID) return;
+    while (waitpid(nChild, nullptr, 0) == -1 && errno == EINTR) continue;
+    manager.remove(nChild);
 }
 
 /// False, with errno, when there is no child. The process object is ours, not the manager's: a host thread
-/// that collects any child of the manager would delete it while we wait in it.
+/// that collects any child of the manager would delete it while we wait in it. A manager without memory for
+/// its list fails although the child runs.
 bool Run(ChildOptions& options)
 {
     Child<ACE_Process> child(Streams::INHERITED);
     ACE_Process_Manager* const pManager = ACE_Process_Manager::instance();
     if (pManager == nullptr) return false;  // no memory, says errno
-    const pid_t nChild = pManager->spawn(&child, options);
-    if (nChild == ACE_INVALID_PID) return false;
-    WaitFor(*pManager, nChild);
+    pManager->spawn(&child, options);
+    if (child.getpid() == ACE_INVALID_PID) return false;
+    WaitFor(*pManager, child.getpid());
     return true;
 }
 
