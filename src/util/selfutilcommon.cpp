@@ -55,13 +55,14 @@ void EnterPair(Texts& values, const std::string& piece)
     if (nEqual != std::string::npos) values[piece.substr(0, nEqual)] = piece.substr(nEqual + 1);
 }
 
-/// False, with errno, when there is no child. The manager owns the process object.
+/// False, with errno, when there is no child. The manager owns the process object, unless it has no memory or
+/// no lock for its list: then it fails although the child runs, and the system collects that with the server.
 bool Launch(ChildOptions& options)
 {
     ACE_Process_Manager* const pManager = ACE_Process_Manager::instance();
     if (pManager == nullptr) return false;  // no memory, says errno
     auto pChild = std::make_unique<Child<ACE_Managed_Process>>(Streams::INHERITED);
-    if (pManager->spawn(pChild.get(), options) == ACE_INVALID_PID) return false;
+    if (pManager->spawn(pChild.get(), options) == ACE_INVALID_PID) return pChild->getpid() != ACE_INVALID_PID;
     pChild.release();
     return true;
 }
@@ -81,8 +82,7 @@ void WaitFor(ACE_Process_Manager& manager, pid_t nChild)
 }
 
 /// False, with errno, when there is no child. The process object is ours, not the manager's: a host thread
-/// that collects any child of the manager would delete it while we wait in it. A manager without memory for
-/// its list fails although the child runs.
+/// that collects any child of the manager would delete it while we wait in it.
 bool Run(ChildOptions& options)
 {
     Child<ACE_Process> child(Streams::INHERITED);

@@ -44,9 +44,10 @@ ZipFileInterface& Packer()
 
 const std::string SECRET = "correct horse battery staple, and more";
 
+/// What is said to be started has come to its end, and nothing else has been started.
 void ExpectMade(Faults& faults, const std::string& result)
 {
-    faults.Expect(result != "true" || faults.Folder().Has("made"), "true, and nothing was started");
+    faults.Expect((result == "true") == faults.Folder().Has("made"), result + ", and the opposite is true");
 }
 
 /// Old or new, never a part of either.
