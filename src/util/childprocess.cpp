@@ -4,6 +4,7 @@
 #include <limits.h>
 #include <spawn.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -131,6 +132,11 @@ pid_t StartProgram(ACE_Process_Options& options, Streams streams)
     if (nError == 0) return launcher.Child();
     errno = nError;
     return ACE_INVALID_PID;
+}
+
+void WaitForEnd(pid_t nChild)
+{
+    while (waitpid(nChild, nullptr, 0) == -1 && errno == EINTR) continue;
 }
 
 }  // namespace NS_UTIL

@@ -30,6 +30,10 @@ enum class Streams {
 /// \return the child's process id, or ACE_INVALID_PID with errno.
 pid_t StartProgram(ACE_Process_Options& options, Streams streams);
 
+/// Waits until the child has ended or somebody else has collected it. By its own id: the host waits for
+/// children of its own.
+void WaitForEnd(pid_t nChild);
+
 /// An ACE process that starts its program in this way. \p Process is ACE_Process, or ACE_Managed_Process for
 /// a child that the process manager deletes.
 template <class Process>

@@ -4,7 +4,6 @@
 #include <ace/Process_Manager.h>
 #include <arpa/inet.h>
 #include <netdb.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
@@ -77,7 +76,7 @@ void WaitFor(ACE_Process_Manager& manager, pid_t nChild)
         nEnded = manager.wait(nChild);
     } while (nEnded == ACE_INVALID_PID && errno == EINTR);
     if (nEnded != ACE_INVALID_PID) return;
-    while (waitpid(nChild, nullptr, 0) == -1 && errno == EINTR) continue;
+    WaitForEnd(nChild);
     manager.remove(nChild);
 }
 

@@ -2,7 +2,6 @@
 
 #include <ace/OS_NS_stdio.h>
 #include <ace/Process.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -119,13 +118,6 @@ int Prepare(ChildOptions& options, const std::string& workDir, const std::string
     return CommandError(workDir, command.m_Text);
 }
 
-/// By its own id: the host waits for children of its own.
-void WaitFor(pid_t nChild)
-{
-    int nStatus = 0;
-    while (waitpid(nChild, &nStatus, 0) == -1 && errno == EINTR) continue;
-}
-
 void DeleteTarred(const std::string& name)
 {
     if (unlink(name.c_str()) == 0) return;
@@ -182,7 +174,7 @@ bool ZipFileInterface::ExecuteCmd(const std::string& workDir, const std::string&
         errno = nError;
         return false;
     }
-    WaitFor(process.getpid());
+    WaitForEnd(process.getpid());
     return true;
 }
 

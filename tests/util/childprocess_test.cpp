@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <set>
@@ -311,6 +312,27 @@ TEST_F(ChildProcessTest, ProcessManagerStartsAndForgetsItsOwn)
     EXPECT_EQ(manager.managed(), 1u);
     EXPECT_EQ(manager.wait(nChild), nChild);
     EXPECT_EQ(manager.managed(), 0u);
+}
+
+TEST_F(ChildProcessTest, EndOfOneChildIsWaitedForWhateverComesBetween)
+{
+    const pid_t nOther = fork();
+    if (nOther == 0) _exit(7);
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};  // and no SA_RESTART
+    ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+    ChildOptions options;
+    EXPECT_TRUE(options.SetWorkingDirectory(m_Dir.Path()));
+    options.SetCommand("sh -c 'sleep 0.2; kill -USR1 $PPID; sleep 0.2; touch done'");
+    Child<ACE_Process> child(Streams::INHERITED);
+    ASSERT_NE(child.spawn(options), ACE_INVALID_PID);
+    WaitForEnd(child.getpid());
+    std::signal(SIGUSR1, SIG_DFL);
+    EXPECT_TRUE(m_Dir.Has("done"));
+    int nStatus = 0;
+    EXPECT_EQ(waitpid(nOther, &nStatus, 0), nOther);
+    EXPECT_EQ(WEXITSTATUS(nStatus), 7);
+    WaitForEnd(nOther);  // nobody's any more
 }
 
 // The streams
