@@ -6,11 +6,14 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "northbound/programs/programs.h"
+#include "support/threadsanitizer.h"
 
 namespace northbound {
 namespace {
@@ -160,6 +163,39 @@ TEST_F(UpkeepTest, FilesArePackedAndListedByCommandsOfTheirOwn)
     EXPECT_EQ(packed.m_nExitCode, 0) << packed.m_Error;
     EXPECT_THAT(packed.m_Output, HasSubstr("0 files wait for a later packing"));
     EXPECT_THAT(Ask({"files", "--json"}).m_Output, HasSubstr(".tar\",\"state\":\"whole\",\"bytes\":"));
+}
+
+/// Memory of a process that is no file's, in KB.
+long AnonymousMemory(pid_t nProcess)
+{
+    std::ifstream status("/proc/" + std::to_string(nProcess) + "/status");
+    const std::string name = "RssAnon:";
+    for (std::string line; std::getline(status, line);) {
+        if (line.compare(0, name.size(), name) == 0) return std::stol(line.substr(name.size()));
+    }
+    return 0;
+}
+
+TEST_F(UpkeepTest, LargeRequestsLeaveTheServerSmall)
+{
+#if defined(__SANITIZE_ADDRESS__) || NBI_THREAD_SANITIZER
+    GTEST_SKIP() << "the sanitizers keep freed memory";
+#endif
+    std::ofstream config(ConfigFile(), std::ios::app);
+    for (int i = 0; i < 900; ++i) config << std::string(999, '#') << '\n';
+    config.close();
+    const auto change = [this] { EXPECT_EQ(Ask({"config", "set", "HugeTaskLimit", "7"}).m_nExitCode, 0); };
+    change();
+    const long nBefore = AnonymousMemory(m_Server.Process().Id());
+    const auto changeOften = [&change] {
+        for (int n = 0; n < 5; ++n) change();
+    };
+    std::vector<std::thread> clients;
+    clients.reserve(8);
+    for (int i = 0; i < 8; ++i) clients.emplace_back(changeOften);
+    for (std::thread& client : clients) client.join();
+    EXPECT_GT(nBefore, 0);
+    EXPECT_LE(AnonymousMemory(m_Server.Process().Id()), nBefore + 4096);
 }
 
 TEST_F(UpkeepTest, PartOfACollectionIsListedAndGoesWhenItsTimeIsOver)
