@@ -230,6 +230,9 @@ TEST_F(ConfigFileTest, ErrorOfAnEarlierCallMeansNothing)
     errno = EINTR;
     EXPECT_TRUE(ReadConfigText(path, held));
     EXPECT_EQ(held.m_Text, "text");
+    errno = EINTR;
+    EXPECT_TRUE(ReadConfigText("/dev/null", held));
+    EXPECT_EQ(held.m_Text, "");
 }
 
 TEST_F(ConfigFileTest, FileThatCannotBeReadGivesFalse)

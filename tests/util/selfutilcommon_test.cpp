@@ -327,6 +327,8 @@ TEST_F(ParserNmsHostNameTest, FirstAddressIsGivenAsDottedText)
 {
     EXPECT_EQ(Resolve("server"), "10.20.30.255");
     EXPECT_EQ(g_Resolver.m_Name, "server");
+    g_Resolver.m_nAddresses = 1;
+    EXPECT_EQ(Resolve("server"), "1.2.3.4");
 }
 
 TEST_F(ParserNmsHostNameTest, ResolverGetsAZeroedBufferOf4096Bytes)
