@@ -66,16 +66,11 @@ bool Launch(ChildOptions& options)
     return true;
 }
 
-/// Waits until this one child has ended. When somebody else has collected it, which the host may do at any
-/// time, nobody but us takes it off the manager's list; when the manager cannot wait, the system does.
+/// Waits until this one child has ended. The manager gives up at a signal, without memory or a lock, and when
+/// somebody else has collected the child, which the host may do at any time; then it keeps it on its list.
 void WaitFor(ACE_Process_Manager& manager, pid_t nChild)
 {
-    pid_t nEnded = ACE_INVALID_PID;
-    do {
-        errno = 0;
-        nEnded = manager.wait(nChild);
-    } while (nEnded == ACE_INVALID_PID && errno == EINTR);
-    if (nEnded != ACE_INVALID_PID) return;
+    if (manager.wait(nChild) != ACE_INVALID_PID) return;
     WaitForEnd(nChild);
     manager.remove(nChild);
 }
