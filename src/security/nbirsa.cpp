@@ -69,6 +69,7 @@ long DecryptBlocks(char* pOut, CipherInput& input, long nBlock, RSA* pRsa)
 {
     const char* const pStart = pOut;
     do {
+        ERR_clear_error();  // of whatever a release of OpenSSL leaves behind a block that went well
         if (nBlock < 1 || input.m_nLeft < nBlock) {
             ERR_raise(ERR_LIB_RSA, RSA_R_DATA_TOO_SMALL);
             return FAILED;

@@ -4,7 +4,6 @@
 #include <limits.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -121,12 +120,9 @@ bool Replace(int nFile, const std::string& path, const struct stat& status, cons
 bool ReadConfigText(const std::string& path, WipedText& text)
 {
     const FileHandle file(OpenFile(path.c_str(), O_RDONLY));
-    struct stat status;
-    if (!file.IsOpen() || fstat(file.Get(), &status) != 0) return false;
-    // Devices, pipes and the system's own files do not tell what they hold.
-    const bool bTold = S_ISREG(status.st_mode) && status.st_size > 0;
-    const std::size_t nRoom = bTold ? static_cast<std::size_t>(status.st_size) : MAX_CONFIG_TEXT;
-    text.m_Text.resize(std::min(nRoom, MAX_CONFIG_TEXT));
+    if (!file.IsOpen()) return false;
+    // Not what the file says of its length: one that grows meanwhile would be written back without its end.
+    text.m_Text.resize(MAX_CONFIG_TEXT);
     return ReadInto(file.Get(), text.m_Text);
 }
 
