@@ -2,11 +2,12 @@
 # Every fuzz target with the sanitizers for FUZZ_SECONDS (600) each, one on each core at a time; what a target learnt stays for its next run.
 
 # Goes on from what an earlier run found, beside the inputs that are part of the project.
+# It takes the place of its shell: who stops that, stops the target.
 fuzz_long() {  # fuzz_long PROGRAM SECONDS
     local name corpus="$PROJECT_DIR/$ASSURE_DIR/corpus"
     name=$(basename "$1" _fuzz)
     mkdir -p "$corpus/$name"
-    "$1" -max_total_time="$2" -timeout=20 -rss_limit_mb=2048 -artifact_prefix="$PROJECT_DIR/$ASSURE_DIR/$name-" \
+    exec "$1" -max_total_time="$2" -timeout=20 -rss_limit_mb=2048 -artifact_prefix="$PROJECT_DIR/$ASSURE_DIR/$name-" \
         -print_final_stats=1 "$corpus/$name" "tests/fuzz/corpus/$name"
 }
 

@@ -136,6 +136,18 @@ END
 done
 expect "targets side by side" "$(assure fuzz | grep -v 'see build')" \
     $'== fuzz/build\n== fuzz/one\n== fuzz/three\n== fuzz/two\n3 passed, 1 failed'
+# Stopped, it leaves no target behind.
+rm "$programs"/*
+printf '#!/bin/sh\necho $$ >build/target\nexec sleep 60\n' >"$programs/long_fuzz"
+chmod +x "$programs/long_fuzz"
+(cd "$SAMPLE" && PATH="$SAMPLE/stubs:$PATH" exec scripts/assure fuzz >/dev/null 2>&1) &
+stopped=$!
+for ((i = 0; i < 100; ++i)); do [ ! -s "$SAMPLE/build/target" ] || break; sleep 0.1; done
+kill "$stopped"
+wait "$stopped" || true
+target=$(cat "$SAMPLE/build/target")
+for ((i = 0; i < 50; ++i)); do kill -0 "$target" 2>/dev/null || break; sleep 0.1; done
+expect "a target when all is stopped" "$(kill "$target" 2>/dev/null && echo runs)" ""
 expect "an unknown step" "$(assure none)" "assure: there is no step none; --list names them"
 
 exit "$failures"
