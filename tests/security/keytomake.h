@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "support/copykey.h"
 #include "support/heapwatch.h"
 
 namespace nbitest {
@@ -33,8 +34,5 @@ extern "C" __attribute__((visibility("default"))) int RSA_generate_key_ex(RSA* p
     const auto* pNext = reinterpret_cast<const unsigned char*>(nbitest::g_pKeyToMake->data());
     const std::unique_ptr<RSA, decltype(&RSA_free)> pFrom(
         d2i_RSAPrivateKey(nullptr, &pNext, static_cast<long>(nbitest::g_pKeyToMake->size())), &RSA_free);
-    const auto Copy = [&](auto get) { return BN_dup(get(pFrom.get())); };
-    return RSA_set0_key(pKey, Copy(RSA_get0_n), Copy(RSA_get0_e), Copy(RSA_get0_d)) &
-           RSA_set0_factors(pKey, Copy(RSA_get0_p), Copy(RSA_get0_q)) &
-           RSA_set0_crt_params(pKey, Copy(RSA_get0_dmp1), Copy(RSA_get0_dmq1), Copy(RSA_get0_iqmp));
+    return nbitest::CopyKey(pKey, pFrom.get());
 }

@@ -47,6 +47,14 @@ std::string ConfigText(std::string items, Way way)
     return "[host]\nroot = .\nlog_file = log\nlog_stderr = no\n[server]\n" + items;
 }
 
+std::vector<std::string> ServerCommand([[maybe_unused]] KeyPair keyPair)
+{
+#ifdef NBI_READY_KEY_MODULE
+    if (keyPair == KeyPair::READY) return {"/usr/bin/env", "LD_PRELOAD=" NBI_READY_KEY_MODULE, SERVER};
+#endif
+    return {SERVER};
+}
+
 /// What stands in \p rest before \p end; both are taken away.
 std::string TakeUpTo(std::string& rest, const std::string& end)
 {
@@ -139,13 +147,14 @@ std::string Program::StandardError() const
     return ReadFile(m_Error);
 }
 
-Server::Server(const std::string& items, Way way)
+Server::Server(const std::string& items, Way way, KeyPair keyPair)
 {
     const std::string config = Directory() + "/server.ini";
     const std::string ready = Directory() + "/ready";
     WriteFile(config, ConfigText(items, way));
-    m_pProgram = std::make_unique<Program>(
-        Directory(), "server", std::vector<std::string>{SERVER, "--config", config, "--ready-file", ready});
+    std::vector<std::string> command = ServerCommand(keyPair);
+    command.insert(command.end(), {"--config", config, "--ready-file", ready});
+    m_pProgram = std::make_unique<Program>(Directory(), "server", command);
     const bool bReady = Eventually([&] { return fs::exists(ready) || !m_pProgram->IsRunning(); });
     if (!bReady || !fs::exists(ready)) throw std::runtime_error("no server: " + m_pProgram->StandardError());
     const std::string address = ReadFile(ready);

@@ -60,12 +60,16 @@ private:
 /// configuration does.
 enum class Way { TCP, LOCAL };
 
+/// READY: a key pair of this build, where it can be had. OWN: the server makes its own, which takes longer than all else at
+/// its start.
+enum class KeyPair { READY, OWN };
+
 /// nbi-server with a directory of its own.
 class Server {
 public:
     /// \param items lines of the configuration's [server] section, which take the place of what \p way would say;
     ///              TaskMgrMaxThreadNum may be one of them
-    explicit Server(const std::string& items = "", Way way = Way::TCP);
+    explicit Server(const std::string& items = "", Way way = Way::TCP, KeyPair keyPair = KeyPair::READY);
 
     /// "127.0.0.1:<port>", or "unix:<path>"
     const std::string& Address() const { return m_Address; }

@@ -88,7 +88,7 @@ protected:
     }
 
     TestDirectory m_Folder;
-    Server m_Server;
+    Server m_Server{"", Way::TCP, KeyPair::OWN};
 };
 
 TEST_F(SecretsTest, PublicKeyIsPemThatOpensslReads)
