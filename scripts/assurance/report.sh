@@ -16,9 +16,9 @@ No input from outside crashes, leaks, or is read otherwise than by a second impl
 The tests notice when the code changes|\`scripts/mutate\`, every change a sample|mutate/*|mutate
 The tests run the library's lines and branches|gcovr, at least 97 % and 90 %|coverage/src|coverage
 And the standalone host's|gcovr, at least 95 % and 85 %|coverage/host|coverage
-Years of tasks change nothing|\`soak_test\`, every change some thousand|soak/release|soak
+Years of tasks change nothing|\`soak_test\`, every change some thousand|soak/*|soak
 The server under load with cancellations, changes and reloads loses no request and keeps its memory|\`scripts/assurance/server-soak\`|serversoak/run|server
-Servers that share a book lose no order and finish none twice, whichever of them or its engine is killed|\`northbound/cluster\`, every change some rounds|cluster/takeover|cluster
+Servers that share a book lose no order and finish none twice, whichever of them or its engine is killed|\`northbound/cluster\`, every change some rounds|cluster/*|cluster
 No remark of clang's analyzer, the tests included|\`scripts/tidy --analyze-tests\`|analyze/tests|analyze
 A release holds what it promises, byte for byte|\`scripts/release --check\`|release/check|release
 "
@@ -29,12 +29,12 @@ lines_of() {
         models) grep -E ' holds, | found$' ;;
         schedules) grep -E '^orders:|^\[ +OK' ;;
         faults) grep -a '^faults injected:' ;;
-        fuzz) grep '^stat::number_of_executed_units:' ;;
+        fuzz) grep -aE '^Done [0-9]+ runs in ' ;;
         mutate) grep ' mutants: ' ;;
         coverage) grep -E '^(lines|branches): ' ;;
-        soak) grep -E '^\[ +PASSED' | tail -n 1 ;;
+        soak) grep '^soak: ' ;;
         server) grep -E '^(requests|memory):' ;;
-        cluster) grep -E '^round [0-9]+: .* killed; ' ;;
+        cluster) grep -E '^round [0-9]+: (.* killed; |orders again )' ;;
         analyze) ;;
         release) tail -n 1 ;;
     esac
@@ -53,17 +53,24 @@ figures_of() {
                 NF { n = $NF; $NF = ""; sub(/ +$/, ""); kinds[$0] += n; all += n; if (!($0 in seen)) { seen[$0] = 1; order[++k] = $0 } }
                 END { printf "%d faults:", all; for (i = 1; i <= k; ++i) printf "%s %s %d", (i > 1 ? "," : ""), order[i], kinds[order[i]] }' ;;
         fuzz)
-            awk '{ n++; runs += $2 } END { printf "%d targets, %d inputs, nothing found", n, runs }' ;;
+            awk '{ n++; runs += $2; if (n == 1 || $5 < least) least = $5 }
+                END { printf "%d targets, %d inputs, %d s or more of each, nothing found", n, runs, least }' ;;
         mutate)
             awk -v folders="$(find src/* -maxdepth 0 -type d | wc -l)" '{ n += $1; killed += $3; survived += $5; same += $11 }
                 END { printf "%d of %d folders: %d mutants, %d of them the same code; %.1f %% of the others that compile killed, %d left with a reason", NR, folders, n, same, killed + survived ? 100 * killed / (killed + survived) : 0, survived }' ;;
         coverage)
             awk '/^lines: /{ lines = $2 } /^branches: /{ branches = $2 } END { printf "%s of the lines, %s of the branches", lines, branches }' ;;
-        soak) awk '{ print $4 " tests passed" }' ;;
+        soak)
+            awk '{ n++; tasks += $2; if ($4 > most) most = $4 }
+                END { printf "%d runs, %d tasks, at most %d bytes more in use at the end of one", n, tasks, most }' ;;
         server) awk '/^requests:/ { requests = $0 } /^memory:/ { memory = $0 } END { printf "%s; %s", requests, memory }' ;;
         cluster)
-            awk '{ n++; if ($10 > longest) longest = $10 }
-                END { printf "%d servers killed, taken over within %s s where the lease is 1 s", n, longest }' ;;
+            awk '/ killed; / { servers++; if ($10 > takeover) takeover = $10 }
+                / orders again / { engines++; if ($5 > away) away = $5 }
+                END {
+                    printf "%d servers killed, taken over within %s s where the lease is 1 s", servers, takeover
+                    printf "; %d engines killed, orders again within %s s of their return", engines, away
+                }' ;;
         analyze) printf '0 remarks' ;;
         release) cat ;;
     esac | tr '\n' ' ' | sed 's/ *$//'
@@ -92,7 +99,7 @@ take_over() {  # take_over PROMISE GATE PARTS FIGURES
     local part folder
     for part in "$LAST"/$3; do
         # The build is a part, too, and has no figures.
-        if [ ! -e "$part/when" ] || [[ $part == */build ]]; then continue; fi
+        if [ ! -e "$part/when" ] || [[ $part == *[/-]build ]]; then continue; fi
         folder=$KEPT/${part#"$LAST/"}
         if [ -e "$folder/when" ] && [[ $(cut -d , -f 1 "$part/when") < $(cut -d , -f 1 "$folder/when") ]]; then continue; fi
         mkdir -p "$folder"

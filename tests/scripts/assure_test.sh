@@ -92,14 +92,16 @@ a -DX holds, 12 states
 orders: 20 each
 [       OK ] Schedules.Pool (3 ms)
 faults injected: lock 2; open 3
-stat::number_of_executed_units: 40
+Done 40 runs in 9 second(s)
 12 mutants: 9 killed, 1 survived, 1 did not compile, 1 are the same code; 90.0 % killed
 lines: 99.0%
 branches: 93.0%
-[  PASSED  ] 4 tests.
+soak: 40 tasks, 7 bytes more in use
+soak: 20 tasks, 5 bytes more in use
 requests: 5, lost: 0
 memory: 30 KB at the end
 round 1: first killed; the last takeover came after 1.5 s, the lease is 1 s
+round 0: orders again 0.2 s after the engine's return
 12 promises held
 END
         printf '%s: %s\n' "$figures" "$(lines_of "$figures" <build/said | figures_of "$figures")"
@@ -107,16 +109,16 @@ END
 ) >"$SAMPLE/figures"
 expect "figures" "$(cat "$SAMPLE/figures")" "$(cat <<'END'
 analyze: 0 remarks
-cluster: 1 servers killed, taken over within 1.5 s where the lease is 1 s
+cluster: 1 servers killed, taken over within 1.5 s where the lease is 1 s; 1 engines killed, orders again within 0.2 s of their return
 coverage: 99.0% of the lines, 93.0% of the branches
 faults: 5 faults: lock 2, open 3
-fuzz: 1 targets, 40 inputs, nothing found
+fuzz: 1 targets, 40 inputs, 9 s or more of each, nothing found
 models: 1 sizes hold, 12 states; 0 wrong variants, all found
 mutate: 1 of 2 folders: 12 mutants, 1 of them the same code; 90.0 % of the others that compile killed, 1 left with a reason
 release: 12 promises held
 schedules: 1 scenarios, 20 orders each
 server: requests: 5, lost: 0; memory: 30 KB at the end
-soak: 4 tests passed
+soak: 2 runs, 60 tasks, at most 7 bytes more in use at the end of one
 END
 )"
 # Fuzz targets share the time: the first two end only together. What one of them finds leaves the others alone.
