@@ -79,7 +79,7 @@ public:
         Known* const pKnown = Choose(nOperation / 8);
         switch (nOperation % 8) {
             case 0:
-                Make(nOperation / 8);
+                MakeOrPush(nOperation / 8);
                 break;
             case 1:
                 if (pKnown != nullptr) Push(*pKnown);
@@ -135,8 +135,14 @@ private:
         Known& known = *m_Tasks.back();
         known.m_bFails = nHow % 2 != 0;
         known.m_pTask = new FuzzTask(known.m_Done, known.m_bFails, known.m_bGone);
-        if (m_Tasks.size() > MOST_TASKS) Push(known);
         return known;
+    }
+
+    /// Beyond MOST_TASKS nothing is left lying about: what is made is pushed.
+    void MakeOrPush(unsigned int nHow)
+    {
+        Known& known = Make(nHow);
+        if (m_Tasks.size() > MOST_TASKS) Push(known);
     }
 
     void Push(Known& known)
