@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Every fuzz target with the sanitizers for FUZZ_SECONDS (600) each, one on each core at a time; what a target learnt stays for its next run.
+# Every target of FUZZ_TARGETS (all) with the sanitizers for FUZZ_SECONDS (600) each, one on each core at a time; what it learnt stays for its next run.
 
 # Goes on from what an earlier run found, beside the inputs that are part of the project.
 # It takes the place of its shell: who stops that, stops the target.
@@ -33,9 +33,10 @@ fuzz_end() {  # fuzz_end NAME
 }
 
 assure_fuzz() {
-    local programs program i
+    local name program programs=() i
     part fuzz/build build_fuzzers
-    programs=(build/fuzz/tests/fuzz/*_fuzz)
+    for name in ${FUZZ_TARGETS:-}; do programs+=("build/fuzz/tests/fuzz/${name}_fuzz"); done
+    [ ${#programs[@]} -gt 0 ] || programs=(build/fuzz/tests/fuzz/*_fuzz)
     trap 'kill "${FUZZING[@]}" 2>/dev/null; exit 130' INT TERM
     for ((i = 0; i < ${#programs[@]}; i += JOBS)); do
         fuzz_begin "${programs[@]:i:JOBS}"

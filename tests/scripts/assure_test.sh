@@ -138,6 +138,7 @@ END
 done
 expect "targets side by side" "$(assure fuzz | grep -v 'see build')" \
     $'== fuzz/build\n== fuzz/one\n== fuzz/three\n== fuzz/two\n3 passed, 1 failed'
+expect "one target alone" "$(FUZZ_TARGETS=two assure fuzz | grep -v 'see build')" $'== fuzz/build: passed before\n== fuzz/two\n1 passed, 1 failed'
 # Stopped, it leaves no target behind.
 rm "$programs"/*
 printf '#!/bin/sh\necho $$ >build/target\nexec sleep 60\n' >"$programs/long_fuzz"
