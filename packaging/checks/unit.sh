@@ -23,5 +23,6 @@ for test in server inventory collections upkeep stop; do
     # In a network of its own, so that no port is taken.
     unshare --mount --net --propagation private sh -c "
         ip link set lo up && mount --bind '$launcher' /usr/bin/setpriv &&
-        exec $restricted --run '$source' --run /usr/bin/setpriv --run /usr/bin/sh '$unit' '$program' --gtest_brief=1 '--gtest_filter=$suites'"
+        exec $restricted --run '$source' --run /usr/bin/setpriv --run /usr/bin/env --run /usr/bin/sh \
+            '$unit' '$program' --gtest_brief=1 '--gtest_filter=$suites'"
 done
