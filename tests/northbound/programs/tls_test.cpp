@@ -223,7 +223,8 @@ TEST_F(TlsTest, ServerWithoutTlsIsNotAskedAnything)
 {
     Server server;
     ExpectNoServer("tls:" + server.Address(), Trusting(m_Authority), "TLS failed: the other side ");
-    EXPECT_THAT(ReadFile(server.Directory() + "/log"), ::testing::Not(HasSubstr("SSL")))
+    // Not in a folder of that name: it is a random one.
+    EXPECT_THAT(ReadFile(server.Directory() + "/log"), ::testing::Not(::testing::ContainsRegex("SSL[ _:]")))
         << "nobody asked for it";
     StopInOrder(server);
 }
