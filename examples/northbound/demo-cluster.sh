@@ -6,14 +6,12 @@
 # exit code is 0 when everything happened as told, and 77 where PostgreSQL's server is missing.
 set -u
 
-die() {
-    printf '%s: %s\n' "$(basename "$0")" "$*" >&2
-    exit 1
-}
+HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+# shellcheck source=examples/northbound/story.sh
+. "$HERE/story.sh"
 
 [ $# -eq 1 ] || die "usage: demo-cluster.sh FOLDER"
 FOLDER=$(cd "$1" 2>/dev/null && pwd) || die "$1 is no folder"
-HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 CLIENT=$FOLDER/examples/northbound/nbi-client SERVER=$FOLDER/examples/northbound/nbi-server
 for program in "$SERVER" "$CLIENT"; do
     [ -x "$program" ] || die "there is no $program: $FOLDER is no build directory of this project"
@@ -34,7 +32,6 @@ BOOK="host=$WORK/engine user=postgres dbname=postgres"
 declare -A SERVER_PIDS=()
 ENGINE_PID=
 CLIENT_PID=
-WAS_AS_TOLD=yes
 export XDG_RUNTIME_DIR=$WORK
 AS_ENGINE=(setpriv --pdeathsig QUIT)  # the engine refuses root
 [ "$(id -u)" -ne 0 ] || AS_ENGINE=(setpriv --pdeathsig QUIT --reuid=postgres --regid=postgres --init-groups)
@@ -63,24 +60,6 @@ clean_up() {
 }
 trap clean_up EXIT
 trap 'exit 130' INT TERM
-
-if [ -t 1 ]; then BOLD=$'\033[1m' DIM=$'\033[2m' PLAIN=$'\033[0m'; else BOLD='' DIM='' PLAIN=''; fi
-
-chapter() { printf '\n%s=== %s ===%s\n' "$BOLD" "$1" "$PLAIN"; }
-tell() { fold -s -w 100; }
-shown() { printf '%s$ %s%s\n' "$DIM" "$*" "$PLAIN"; }
-
-# expect WHAT CONDITION...: the story goes on, but its exit code tells.
-expect() {
-    local what=$1
-    shift
-    if "$@"; then
-        printf '  [as expected] %s\n' "$what"
-    else
-        printf '  [NOT AS EXPECTED] %s\n' "$what"
-        WAS_AS_TOLD=no
-    fi
-}
 
 # wait_for WHAT CONDITION...
 wait_for() {
@@ -277,11 +256,4 @@ for name in "${!SERVER_PIDS[@]}"; do
     unset "SERVER_PIDS[$name]"
 done
 
-chapter "Done"
-if [ "$WAS_AS_TOLD" = yes ]; then
-    tell <<TEXT
-Everything was as told. docs/cluster.md says how to set up servers of your own.
-TEXT
-    exit 0
-fi
-die "something was not as told; look for NOT AS EXPECTED above"
+the_end "docs/cluster.md says how to set up servers of your own."

@@ -5,14 +5,12 @@
 # everything happened as told.
 set -u
 
-die() {
-    printf '%s: %s\n' "$(basename "$0")" "$*" >&2
-    exit 1
-}
+HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+# shellcheck source=examples/northbound/story.sh
+. "$HERE/story.sh"
 
 [ $# -le 1 ] || die "usage: demo.sh [FOLDER]"
 FOLDER=$(cd "${1:-/usr}" 2>/dev/null && pwd) || die "$1 is no folder"
-HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 if [ -d "$FOLDER/examples/northbound" ]; then
     CLIENT=$FOLDER/examples/northbound/nbi-client SERVER=$FOLDER/examples/northbound/nbi-server
     CERTIFICATES=$HERE/../../scripts/certificates
@@ -29,7 +27,6 @@ unset ADDRESS
 CONFIG=()  # of the client, where it needs one
 SERVER_PID=
 CLIENT_PIDS=()
-WAS_AS_TOLD=yes
 
 # shellcheck disable=SC2317  # called by the trap
 clean_up() {
@@ -42,30 +39,13 @@ clean_up() {
 trap clean_up EXIT
 trap 'exit 130' INT TERM
 
-if [ -t 1 ]; then BOLD=$'\033[1m' DIM=$'\033[2m' PLAIN=$'\033[0m'; else BOLD='' DIM='' PLAIN=''; fi
-
-chapter() { printf '\n%s=== %s ===%s\n' "$BOLD" "$1" "$PLAIN"; }
-tell() { fold -s -w 100; }
-
 # As a user would type it, and what it printed. The exit code is the client's.
 client() {
-    printf '%s$ nbi-client %s%s\n' "$DIM" "$*" "$PLAIN"
+    shown "nbi-client $*"
     ask "$@" 2>&1
 }
 
 ask() { "$CLIENT" ${CONFIG[@]+"${CONFIG[@]}"} ${ADDRESS+--server "$ADDRESS"} "$@"; }
-
-# expect WHAT CONDITION...: the story goes on, but its exit code tells.
-expect() {
-    local what=$1
-    shift
-    if "$@"; then
-        printf '  [as expected] %s\n' "$what"
-    else
-        printf '  [NOT AS EXPECTED] %s\n' "$what"
-        WAS_AS_TOLD=no
-    fi
-}
 
 stop_the_story() {
     printf '\nThe server wrote to standard error:\n' >&2
@@ -147,7 +127,7 @@ TEXT
 OBJECTS=("$PORT" lo "$PORT" lo)
 USERS=(anna berta carl dora)
 for i in 0 1 2 3; do
-    printf '%s$ nbi-client --user %s collect %s --interval 0.5 --duration 8 &%s\n' "$DIM" "${USERS[i]}" "${OBJECTS[i]}" "$PLAIN"
+    shown "nbi-client --user ${USERS[i]} collect ${OBJECTS[i]} --interval 0.5 --duration 8 &"
     ask --user "${USERS[i]}" collect "${OBJECTS[i]}" \
         --interval 0.5 --duration 8 --quiet >"$WORK/${USERS[i]}.out" 2>&1 &
     CLIENT_PIDS+=($!)
@@ -202,9 +182,9 @@ tell <<'TEXT'
 The server has an RSA key pair of its own. Whatever has OpenSSL can encrypt a secret with the public key; the plain secret is on no command line, in no log and, once it was used, no longer in the server's memory.
 TEXT
 ask pubkey >"$WORK/key.pem"
-printf '%s$ nbi-client pubkey >key.pem%s\n' "$DIM" "$PLAIN"
-printf '%s$ openssl pkeyutl -encrypt -pubin -inkey key.pem -pkeyopt rsa_padding_mode:oaep -in secret |\n' "$DIM"
-printf '      od -An -v -tx1 >secret.hex%s\n' "$PLAIN"
+shown "nbi-client pubkey >key.pem"
+shown "openssl pkeyutl -encrypt -pubin -inkey key.pem -pkeyopt rsa_padding_mode:oaep -in secret |
+      od -An -v -tx1 >secret.hex"
 printf 'open sesame' |
     openssl pkeyutl -encrypt -pubin -inkey "$WORK/key.pem" -pkeyopt rsa_padding_mode:oaep |
     od -An -v -tx1 >"$WORK/secret.hex"
@@ -236,7 +216,7 @@ chapter "12. An orderly stop"
 tell <<'TEXT'
 A collection of an hour is under way when the server gets the order to stop. It is cut short at its next sample; its client learns that it failed, and is not left with half a result that looks whole.
 TEXT
-printf '%s$ nbi-client --user fritz collect lo --duration 3600 &%s\n' "$DIM" "$PLAIN"
+shown "nbi-client --user fritz collect lo --duration 3600 &"
 ask --user fritz collect lo --duration 3600 --quiet >"$WORK/fritz.out" 2>&1 &
 CLIENT_PIDS+=($!)
 client tasks --at-least 1 >/dev/null
@@ -255,7 +235,7 @@ tell <<'TEXT'
 Which figures a port has, and from which file of the system each is read, stands in description files (XML). So a counter that nobody thought of takes one line and a restart:
 TEXT
 LINE='<figure name="collisions" file="/sys/class/net/{port}/statistics/collisions" title="Collisions" unit="frames" type="counter"/>'
-printf "%s$ sed -i 's|<end/>|%s<end/>|' descriptions/link.xml%s\n" "$DIM" "$LINE" "$PLAIN"
+shown "sed -i 's|<end/>|$LINE<end/>|' descriptions/link.xml"
 sed -i "s|<end/>|$LINE<end/>|" "$WORK/descriptions/link.xml"
 start_server
 client counters "$PORT"
@@ -270,11 +250,12 @@ tell <<'TEXT'
 An address or a port in the configuration serves TCP, and with a certificate and its key by TLS alone. The client goes on only with a server whose certificate names the host that it was told, and comes from an authority that it trusts. Whoever comes that way may do nothing before a login; the configuration holds a digest of the password. The server answers with the key of a session, which the client keeps in a file that nobody else can read.
 TEXT
 "$CERTIFICATES" "$WORK/certificates" 127.0.0.1 >/dev/null || die "no certificates"
-printf '%s$ certificates certificates 127.0.0.1%s\n' "$DIM" "$PLAIN"
+shown "certificates certificates 127.0.0.1"
 expect "nobody else can read the server's key" test "$(stat -c %a "$WORK/certificates/server-key.pem")" = 600
 printf 'open sesame\n' >"$WORK/password"
 ITEM=$("$CLIENT" --user anna password-item "$WORK/password")
-printf '%s$ nbi-client --user anna password-item%s\n%s\n' "$DIM" "$PLAIN" "$ITEM"
+shown "nbi-client --user anna password-item"
+printf '%s\n' "$ITEM"
 start_server "ListenPort = 0" "TlsCertificate = certificates/server.pem" "TlsKey = certificates/server-key.pem" \
     "$ITEM" "Role_anna = admin"
 ADDRESS=$(cat "$WORK/ready")
@@ -300,11 +281,4 @@ wait "$SERVER_PID"
 expect "the server ended in order once more" test $? -eq 0
 SERVER_PID=
 
-chapter "Done"
-if [ "$WAS_AS_TOLD" = yes ]; then
-    tell <<TEXT
-Everything was as told. To go on by yourself: $SERVER serves until you stop it; $CLIENT --help says what to ask. docs/northbound.md leads through the source.
-TEXT
-    exit 0
-fi
-die "something was not as told; look for NOT AS EXPECTED above"
+the_end "To go on by yourself: $SERVER serves until you stop it; $CLIENT --help says what to ask. docs/northbound.md leads through the source."
