@@ -151,6 +151,12 @@ wait "$stopped" || true
 target=$(cat "$SAMPLE/build/target")
 for ((i = 0; i < 50; ++i)); do kill -0 "$target" 2>/dev/null || break; sleep 0.1; done
 expect "a target when all is stopped" "$(kill "$target" 2>/dev/null && echo runs)" ""
+# What grows by half a unit a second is seen behind high samples, of which every eighth is one; what only has these is flat.
+samples() { awk -v growth="$1" 'BEGIN { for (i = 0; i < 80; ++i) print 5 * i, 20000 + 5 * i * growth + (i % 8 == 7 ? 1024 : 0) }'; }
+expect "the slope of what grows" "$(samples 0.5 | "$1/scripts/assurance/slope")" 1800
+expect "the slope of what shrinks" "$(samples -0.5 | "$1/scripts/assurance/slope")" -1800
+expect "the slope of what stays" "$(samples 0 | "$1/scripts/assurance/slope")" 0
+expect "the slope of nothing" "$("$1/scripts/assurance/slope" </dev/null)" 0
 expect "an unknown step" "$(assure none)" "assure: there is no step none; --list names them"
 
 exit "$failures"
