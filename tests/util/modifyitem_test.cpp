@@ -63,11 +63,11 @@ TEST_F(ModifyItemTest, FileThatCannotBeOpenedEndsTheEdit)
     EXPECT_TRUE(m_Dir.Names().empty());
 }
 
-TEST_F(ModifyItemTest, CommandSeesTheOldFile)
+TEST_F(ModifyItemTest, CommandSeesTheOldFileHoweverLongItTakes)
 {
     mkdir((m_Dir / "backup").c_str(), 0755);
     m_Dir.Add("conf", "port=21\n");
-    EXPECT_TRUE(Modify("port", "80", "cp -t " + m_Dir / "backup" + " -- "));
+    EXPECT_TRUE(Modify("port", "80", "sh -c 'sleep 0.3; cp -t " + m_Dir / "backup" + " -- $0' "));
     EXPECT_EQ(m_Dir.Text("backup/conf"), "port=21\n");
     EXPECT_EQ(m_Dir.Text("conf"), "port=80\n");
 }
