@@ -69,7 +69,7 @@ figures_of() {
                 / orders again / { engines++; if ($5 > away) away = $5 }
                 END {
                     printf "%d servers killed, taken over within %s s where the lease is 1 s", servers, takeover
-                    if (engines) printf "; %d engines killed, orders again within %s s of their return", engines, away
+                    if (engines) printf "; %d engines killed, orders again within %.2g s of their return", engines, away
                 }' ;;
         analyze) printf '0 remarks' ;;
         release) cat ;;
