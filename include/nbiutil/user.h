@@ -132,7 +132,8 @@ public:
     UserPara& operator=(const UserPara& other) = default;
     ~UserPara();
 
-    /// Wipes the present password, then holds a copy of \p pwd, which may be the record's own.
+    /// Overwrites the present password with asterisks, then holds a copy of \p pwd, which may be the record's
+    /// own. Asterisks are left where there is no memory for the copy.
     void SetPwd(const std::string& pwd);
     /// Leaves an empty password over storage that holds asterisks alone.
     void ClearPwd();

@@ -7,13 +7,12 @@
 namespace NS_UTIL {
 namespace {
 
-/// Masks the whole storage, then leaves an empty text. Where a shorter password was assigned over a longer
-/// one, the end of the longer one lies behind the text.
-void WipePassword(std::string& password)
+/// Masks the whole storage: where a shorter password was assigned over a longer one, the end of the longer one
+/// lies behind the text.
+void MaskPassword(std::string& password)
 {
     password.resize(password.capacity(), MASK);
     MaskText(password);
-    password.clear();
 }
 
 }  // namespace
@@ -92,7 +91,7 @@ UserPara::~UserPara()
 void UserPara::SetPwd(const std::string& pwd)
 {
     if (&pwd == &m_Pwd) return;
-    WipePassword(m_Pwd);
+    MaskPassword(m_Pwd);
     m_Pwd = pwd;
 }
 

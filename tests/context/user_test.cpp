@@ -1,11 +1,9 @@
 #include "nbiutil/user.h"
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <limits>
@@ -15,54 +13,22 @@
 #include <type_traits>
 #include <vector>
 
+#include "support/heapwatch.h"
+
 namespace {
 
 constexpr std::string_view SHORT_SECRET = "s3cr3t";  // inside the object
 constexpr std::string_view LONG_SECRET = "a secret that is too long for the object itself";
 
-/// Blocks that were freed while they held one of the secrets, counted only while a test asks for it.
-bool g_bWatching = false;
-int g_nLeaks = 0;
-
-void InspectFreed(void* pBlock)
-{
-    if (!g_bWatching || pBlock == nullptr) return;
-    const std::size_t nSize = malloc_usable_size(pBlock);
-    for (const std::string_view secret : {SHORT_SECRET, LONG_SECRET}) {
-        if (memmem(pBlock, nSize, secret.data(), secret.size()) != nullptr) ++g_nLeaks;
-    }
-}
-
+/// In how many of the blocks that \p action frees one of the secrets stands.
 int LeaksOf(const std::function<void()>& action)
 {
-    g_nLeaks = 0;
-    g_bWatching = true;
+    const nbitest::HeapWatch watch;
     action();
-    g_bWatching = false;
-    return g_nLeaks;
+    return watch.Sightings(std::string(SHORT_SECRET)) + watch.Sightings(std::string(LONG_SECRET));
 }
 
 }  // namespace
-
-// Not inlined: the compiler would take the malloc() in one for a mismatch with the other.
-[[gnu::noinline]] void* operator new(std::size_t nSize, const std::nothrow_t&) noexcept
-{
-    return std::malloc(nSize > 0 ? nSize : 1);
-}
-[[gnu::noinline]] void* operator new(std::size_t nSize)
-{
-    if (void* pBlock = operator new(nSize, std::nothrow)) return pBlock;
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* pBlock) noexcept
-{
-    InspectFreed(pBlock);
-    std::free(pBlock);
-}
-[[gnu::noinline]] void operator delete(void* pBlock, std::size_t) noexcept
-{
-    operator delete(pBlock);
-}
 
 namespace NS_UTIL {
 namespace {
@@ -410,6 +376,15 @@ TEST(UserParaTest, LongPasswordIsWipedBeforeItsStorageIsFreed)
                   const UserPara copy(para);
               }),
               0);
+}
+
+TEST(UserParaTest, StorageThatANewPasswordOutgrowsIsFreedFullOfAsterisks)
+{
+    const std::string secret(LONG_SECRET);
+    UserPara para("", "", "", secret, "", "");
+    const nbitest::HeapWatch watch;
+    para.SetPwd(std::string(1000, 'x'));
+    EXPECT_EQ(watch.Sightings(std::string(secret.size(), '*')), 1);
 }
 
 TEST(UserTest, PasswordIsNotWiped)
