@@ -43,7 +43,8 @@ public:
     /// the pool's own workers, nor while a caller's thread is in AcquireIdleTask().
     ~NBITaskMgr() override;
 
-    /// Starts the workers.
+    /// Starts the workers. After SetExitFlag(), when they would end at once, it starts none, and wakes the tasks that
+    /// are queued, as their ends would.
     /// \return 0, or -1 when not all of them could be started, which is logged. A pool that got none tries
     ///         again at the next push.
     int open(void* pArgs = nullptr) override;

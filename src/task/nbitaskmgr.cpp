@@ -134,7 +134,7 @@ NBITaskMgr::~NBITaskMgr()
 
 int NBITaskMgr::open(void*)
 {
-    if (IsStopping()) return 0;  // the workers would end at once
+    if (IsStopping()) return close(0);  // as workers would, which would end at once
     ProcessEnd::ExpectWorkers(m_nThreadNum);
     const int nResult = activate(THR_NEW_LWP, m_nThreadNum, 0, ACE_DEFAULT_THREAD_PRIORITY, -1, nullptr,
                                  nullptr, nullptr, nullptr, nullptr);

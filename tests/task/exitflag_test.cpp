@@ -277,6 +277,19 @@ TEST_F(ExitFlagTest, PoolMadeAfterTheExitStartsNoWorkers)
     EXPECT_EQ(pPool->thr_count(), 0u);
 }
 
+TEST_F(ExitFlagTest, PoolThatIsOpenedAfterTheExitWakesWhatItHolds)
+{
+    NBITaskMgr pool(5);
+    AD ad;
+    ad.SetErrorCode(PRESET);
+    pool.PushTask(new TestTask(ad, [this] { m_Order += 'b'; }));
+    pool.SetExitFlag();
+    EXPECT_EQ(pool.open(nullptr), 0);
+    ASSERT_TRUE(ad.IsFinished());  // else its requester would wait for ever
+    EXPECT_EQ(CodeOf(ad), PRESET);
+    EXPECT_EQ(m_Order, "");
+}
+
 // close()
 
 TEST_F(ExitFlagTest, CloseWakesIdleAndBusyTasksWithTheCodesTheyHold)
