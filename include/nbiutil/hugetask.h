@@ -22,7 +22,8 @@ class ThreadContextInfo;
 ///
 /// Ownership: one per process, from the first Instance() to Destroy(); callers never delete it.
 /// Errors: nothing is reported; the book is kept with or without a log service.
-/// Threads: any. Lock order: a pool's queue lock before the book's.
+/// Threads: any. Lock order: a pool's queue lock before the book's. Entering and taking out log under the book's
+/// lock, so that the lines stand in the order of the entries: a log service must not ask the book in turn.
 class NBI_EXPORT HugeTaskMgr {
 public:
     /// Null only when there is no book yet and the static-object lock cannot be taken.
@@ -38,7 +39,7 @@ public:
     /// Is the calling thread's request an asynchronous huge task (task number 0 or more, task type 0)?
     bool IsAynHTsk();
 
-    /// How many tasks are in the book.
+    /// How many tasks are in the book. Waits until an entry that is being made has been logged.
     unsigned int GetHTskNum();
 
     /// Is the book full? Deliberate: reaching the limit counts, while IsOverSingleHTaskNum() is true only
@@ -70,7 +71,7 @@ private:
     static std::atomic<HugeTaskMgr*> m_pInstance;
     const std::unique_ptr<ACE_Thread_Mutex> m_pManagerLock;
     std::map<std::string, std::list<std::string>> m_HugeTasks;  // guarded by m_pManagerLock
-    std::atomic<unsigned int> m_nTotal{0};  // sum of the lists' lengths; written under m_pManagerLock
+    unsigned int m_nTotal = 0;  // sum of the lists' lengths; guarded by m_pManagerLock
     std::atomic<unsigned int> m_nMax{4};
     std::string m_Key;  // guarded by m_pManagerLock; keeps its room from one key to the next
 };

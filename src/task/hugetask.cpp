@@ -69,7 +69,8 @@ bool HugeTaskMgr::IsAynHTsk()
 
 unsigned int HugeTaskMgr::GetHTskNum()
 {
-    return m_nTotal.load(std::memory_order_acquire);
+    MutexGuard guard(*m_pManagerLock);
+    return m_nTotal;
 }
 
 unsigned int HugeTaskMgr::GetHTskMax() const
@@ -125,7 +126,7 @@ void HugeTaskMgr::SetHTskInfo(const ThreadContextInfo& info)
     }
     const bool bFirst = running.empty();
     running.push_back(uuid);
-    m_nTotal.fetch_add(1, std::memory_order_acq_rel);
+    ++m_nTotal;
     if (bNewKey) {
         WriteLog(ENTERED_NEW_KEY, "[HugeTaskMgr]  SetHTskInfo not found task uuid = %s and func %s",
                  uuid.c_str(), key.c_str());
@@ -154,7 +155,7 @@ void HugeTaskMgr::RemoveHTskInfo(const ThreadContextInfo& info)
         const auto entry = std::find(running.begin(), running.end(), pUuid);
         if (entry != running.end()) {
             running.erase(entry);
-            m_nTotal.fetch_sub(1, std::memory_order_acq_rel);
+            --m_nTotal;
             WriteLog(REMOVED, "[HugeTaskMgr::RemoveHTskInfo]  task uuid = %s and func %s", pUuid,
                      key.c_str());
         } else {

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <list>
 #include <map>
 #include <string>
@@ -77,6 +79,18 @@ TEST_F(HugeTaskThreadsTest, EightThreadsKeepOneBook)
     for (const auto& [kind, uuids] : left) nLeft += uuids.size();
     EXPECT_EQ(nLeft, static_cast<std::size_t>(THREADS * EACH / 2));
     EXPECT_EQ(Mgr().GetHTskNum(), static_cast<unsigned int>(THREADS * EACH / 2));
+}
+
+TEST_F(HugeTaskThreadsTest, WhoeverCountsWaitsForTheLineOfAnEntry)
+{
+    std::future<unsigned int> counted;
+    m_Host.OnLogCalls([&counted] {
+        if (counted.valid()) return;
+        counted = std::async(std::launch::async, [] { return Mgr().GetHTskNum(); });
+        EXPECT_EQ(counted.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    });
+    Mgr().SetHTskInfo(Task("kind", "uuid"));
+    EXPECT_EQ(counted.get(), 1u);
 }
 
 TEST_F(HugeTaskThreadsTest, ThreadsThatComeAtOnceGetTheSameBook)
