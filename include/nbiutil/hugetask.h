@@ -71,7 +71,8 @@ private:
     static std::atomic<HugeTaskMgr*> m_pInstance;
     const std::unique_ptr<ACE_Thread_Mutex> m_pManagerLock;
     std::map<std::string, std::list<std::string>> m_HugeTasks;  // guarded by m_pManagerLock
-    unsigned int m_nTotal = 0;  // sum of the lists' lengths; guarded by m_pManagerLock
+    // Sum of the lists' lengths; guarded by m_pManagerLock, and atomic only because the contract keeps its type.
+    std::atomic<unsigned int> m_nTotal{0};
     std::atomic<unsigned int> m_nMax{4};
     std::string m_Key;  // guarded by m_pManagerLock; keeps its room from one key to the next
 };

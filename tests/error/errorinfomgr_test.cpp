@@ -23,6 +23,7 @@ namespace {
 
 using nbitest::LogLine;
 using nbitest::RecordingHost;
+using ::testing::AnyOf;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAreArray;
 using Paths = std::vector<std::string>;
@@ -292,6 +293,21 @@ TEST_F(ErrorInfoMgrLoadTest, SecondLanguageReplacesCodeByCode)
     ErrorInfoMgr::Instance()->LoadErrorInfoFrmCfg(true);
     EXPECT_EQ(ReasonOf(1), "one");
     EXPECT_EQ(ReasonOf(2), "二");
+}
+
+TEST_F(ErrorInfoMgrLoadTest, LoadsOfTwoThreadsEnterBothLanguages)
+{
+    m_Host.SetCfgFile(StaticDataFile("zh_CN"), {{"1", "一"}, {"2", "二"}});
+    m_Host.SetCfgFile(StaticDataFile("en_US"), {{"1", "one"}, {"3", "three"}});
+    for (int nRound = 0; nRound < 50; ++nRound) {
+        std::thread chinese([] { ErrorInfoMgr::Instance()->LoadErrorInfoFrmCfg(false); });
+        ErrorInfoMgr::Instance()->LoadErrorInfoFrmCfg(true);
+        chinese.join();
+        EXPECT_THAT(ReasonOf(1), AnyOf("one", "一"));
+        EXPECT_EQ(ReasonOf(2), "二");
+        EXPECT_EQ(ReasonOf(3), "three");
+        ErrorInfoMgr::Destroy();
+    }
 }
 
 TEST_F(ErrorInfoMgrTest, ReadersSeeAFileWholeOrNotAtAll)
