@@ -79,6 +79,15 @@ INI
     [ -e "$WORK/ready" ] || stop_the_story "the server was not ready after 30 seconds"
 }
 
+# server_ended WHAT: expects that it ends by itself, and in order; else it shows what the server had to say.
+server_ended() {
+    local status=0
+    wait "$SERVER_PID" || status=$?
+    SERVER_PID=
+    expect "$1" test "$status" -eq 0
+    [ "$status" -eq 0 ] || { printf 'nbi-server ended with exit code %s\n' "$status"; cat "$WORK/server.err"; }
+}
+
 # The port to look at: the first one that is up and not the loopback, or else the loopback.
 pick_port() {
     ask inventory |
@@ -222,9 +231,7 @@ CLIENT_PIDS+=($!)
 client tasks --at-least 1 >/dev/null
 client stop
 expect "the order to stop was carried out" test $? -eq 0
-wait "$SERVER_PID"
-expect "the server ended in order, with exit code 0" test $? -eq 0
-SERVER_PID=
+server_ended "the server ended in order, with exit code 0"
 wait "${CLIENT_PIDS[0]}"
 expect "fritz's client ended with a failure" test $? -eq 1
 CLIENT_PIDS=()
@@ -241,9 +248,7 @@ start_server
 client counters "$PORT"
 expect "the new counter is among them" grep -q collisions <<<"$(ask counters "$PORT")"
 client stop
-wait "$SERVER_PID"
-expect "the server ended in order again" test $? -eq 0
-SERVER_PID=
+server_ended "the server ended in order again"
 
 chapter "14. TCP with TLS, and a login"
 tell <<'TEXT'
@@ -277,8 +282,6 @@ client --user anna stop
 expect "after the logout she may not stop the server" test $? -eq 1
 client --user anna login "$WORK/password" >/dev/null
 client --user anna stop
-wait "$SERVER_PID"
-expect "the server ended in order once more" test $? -eq 0
-SERVER_PID=
+server_ended "the server ended in order once more"
 
 the_end "To go on by yourself: $SERVER serves until you stop it; $CLIENT --help says what to ask. docs/northbound.md leads through the source."
